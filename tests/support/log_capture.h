@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace orx_test {
+
+// LogCapture collects the library's log lines (tag "ORX") of this process while it lives. One at a
+// time; lines of other tags are dropped.
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  // lines returns what was logged since construction or Clear(), "path:line: message" each.
+  const std::vector<std::string>& lines() const;
+
+  // messages returns the same without "path:line: ".
+  std::vector<std::string> messages() const;
+
+  // paths returns the source path of each line.
+  std::vector<std::string> paths() const;
+
+  void Clear();
+};
+
+}  // namespace orx_test
