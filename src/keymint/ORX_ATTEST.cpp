@@ -7,24 +7,13 @@
 
 #include <algorithm>
 
+#include "keymint/device_id_records.h"
 #include "orx_log.h"
 
 // The device-ID records.
 
 namespace android::hardware::keymint::ORX {
 namespace {
-
-// The layout of a record; callers read it by these offsets.
-constexpr size_t kIdRecordBytes = 100;
-constexpr size_t kIdLengthOffset = 4;
-constexpr size_t kIdValueOffset = 8;
-constexpr size_t kIdValueBytes = 92;  // a system property's longest value with its terminator
-
-constexpr size_t kImeiRecord = 6;
-constexpr size_t kMeidRecord = 7;
-constexpr size_t kIdWorkBytes = 800;
-// The MEID record is left out: callers rely on reading it as zeros from their own buffer.
-constexpr size_t kReturnedIdBytes = 700;
 
 struct PropertyRecord {
   km::Tag tag;
@@ -50,27 +39,22 @@ void CheckedCopy(uint8_t* out, size_t room, const char* text, size_t length) {
 // IdRecordArea is the zeroed area in which all records are assembled.
 class IdRecordArea {
  public:
-  const uint8_t* data() const { return bytes_; }
+  const DeviceIdRecords& records() const { return records_; }
 
-  void SetTag(size_t index, km::Tag tag) { SetWord(index * kIdRecordBytes, tag); }
+  void SetTag(size_t index, km::Tag tag) { records_[index].tag = static_cast<uint32_t>(tag); }
 
   void SetLength(size_t index, size_t length) {
-    SetWord(index * kIdRecordBytes + kIdLengthOffset, std::min(length, kIdValueBytes));
+    records_[index].length = static_cast<uint32_t>(std::min(length, kDeviceIdValueSize));
   }
 
   void SetValue(size_t index, const char* text, size_t length) {
-    const size_t offset = index * kIdRecordBytes + kIdValueOffset;
-    CheckedCopy(bytes_ + offset, sizeof(bytes_) - offset, text, length);
+    const size_t offset = index * sizeof(DeviceIdRecord) + offsetof(DeviceIdRecord, value);
+    CheckedCopy(reinterpret_cast<uint8_t*>(&records_) + offset, sizeof(records_) - offset, text,
+                length);
   }
 
  private:
-  template <typename Word>
-  void SetWord(size_t offset, Word value) {
-    const uint32_t word = static_cast<uint32_t>(value);
-    memcpy(bytes_ + offset, &word, sizeof(word));
-  }
-
-  uint8_t bytes_[kIdWorkBytes] = {};
+  DeviceIdRecords records_ = {};
 };
 
 bool AddPropertyRecords(IdRecordArea& area) {
@@ -90,7 +74,7 @@ bool AddPropertyRecords(IdRecordArea& area) {
 }
 
 // Adds the IMEI record and leaves the IMEI in `imei`.
-bool AddImeiRecord(IdRecordArea& area, char (&imei)[kIdValueBytes]) {
+bool AddImeiRecord(IdRecordArea& area, char (&imei)[kDeviceIdValueSize]) {
   area.SetTag(kImeiRecord, km::Tag::ATTESTATION_ID_IMEI);
   if (ORX_DEVICE_GetImei(imei, sizeof(imei)) != 0) {
     ORX_LOG("ATTEST: ORX get IMEI fail");
@@ -104,8 +88,8 @@ bool AddImeiRecord(IdRecordArea& area, char (&imei)[kIdValueBytes]) {
 
 // The record's length field stays 0; a MEID that the modem does not have is the IMEI without its
 // check digit (3GPP TS 23.003).
-void AddMeidRecord(IdRecordArea& area, const char (&imei)[kIdValueBytes]) {
-  char meid[kIdValueBytes] = {};
+void AddMeidRecord(IdRecordArea& area, const char (&imei)[kDeviceIdValueSize]) {
+  char meid[kDeviceIdValueSize] = {};
   area.SetTag(kMeidRecord, km::Tag::ATTESTATION_ID_MEID);
   if (ORX_DEVICE_GetMeid(meid, sizeof(meid)) != 0) {
     ORX_LOG("ATTEST: ORX get MEID fail, convert IMEI to MEID");
@@ -122,7 +106,7 @@ int GetAttestationIds(uint8_t* buf, uint32_t* len) {
     ORX_LOG("ATTEST: invalid device id inputs");
     return 1;
   }
-  if (*len < kIdWorkBytes) {
+  if (*len < sizeof(DeviceIdRecords)) {
     ORX_LOG("ATTEST: insufficient input buffer to store device ids");
     return 1;
   }
@@ -132,12 +116,12 @@ int GetAttestationIds(uint8_t* buf, uint32_t* len) {
   }
   IdRecordArea area;
   if (!AddPropertyRecords(area)) return 1;
-  char imei[kIdValueBytes] = {};
+  char imei[kDeviceIdValueSize] = {};
   if (!AddImeiRecord(area, imei)) return 1;
   AddMeidRecord(area, imei);
 
-  *len = kReturnedIdBytes;
-  memcpy(buf, area.data(), kReturnedIdBytes);
+  *len = kReturnedDeviceIdBytes;
+  memcpy(buf, &area.records(), kReturnedDeviceIdBytes);
   return 0;
 }
 

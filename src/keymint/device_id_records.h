@@ -35,7 +35,7 @@ enum : size_t {
 };
 
 // The MEID record is assembled but not returned: callers read it as zeros.
-inline constexpr size_t kReturnedDeviceIdRecords = kMeidRecord;
+inline constexpr size_t kReturnedDeviceIdBytes = kMeidRecord * sizeof(DeviceIdRecord);
 
 using DeviceIdRecords = std::array<DeviceIdRecord, kDeviceIdRecordCount>;
 
