@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "keymint/ORX_ATTEST.h"
 
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <cutils/properties.h>
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/evp.h>
