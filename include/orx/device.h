@@ -49,6 +49,9 @@ ORX_EXPORT int ORX_DEVICE_GetImei2(char* buf, uint32_t len);
 
 ORX_EXPORT int ORX_DEVICE_GetMeid(char* buf, uint32_t len);
 
+/* ORX_MODEM_RESPONSE_MAX is the most that one receive takes from the modem daemon, in bytes. */
+#define ORX_MODEM_RESPONSE_MAX 3072
+
 ORX_EXPORT int ORX_communicate_with_modem(const char* at_command, char* response);
 
 ORX_EXPORT int ORX_read_socket(int fd, int len, char* buf);
