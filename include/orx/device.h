@@ -137,16 +137,15 @@ ORX_EXPORT int ORX_DEVICE_Goodix_FPS_Ready(void);
  * when it is null or shorter, and 1 when the modem cannot be asked or answers anything but 15
  * digits.
  *
- * Blocks like ORX_communicate_with_modem(): about a minute at most for want of a modem, without end
- * for want of an answer.
+ * Blocks like ORX_communicate_with_modem(): half a minute or more when no modem
+ * daemon listens, without end when it does not answer.
  *
  * WARNING: fill `buf` with zeros first. No terminator is written; the answer is taken to end at the
  * first zero, so that bytes left over in `buf` make a good answer fail.
  *
- * WARNING: after a failure of the exchange or of the digit check `buf` holds no zeros: 15
- * characters
- * '-' are written first and the answer over them, which is how an answer that is too short shows.
- * An answer longer than `buf` is cut at `len` and `buf` has no terminator then.
+ * WARNING: 15 characters '-' are written to `buf` first and the answer over them, so that one that
+ * is too short shows. After a failure they are still there, or what came of the answer. An answer
+ * longer than `buf` is cut at `len`; no terminator is in `buf` then.
  */
 ORX_EXPORT int ORX_DEVICE_GetImei(char* buf, uint32_t len);
 
@@ -210,8 +209,8 @@ ORX_EXPORT int ORX_communicate_with_modem(const char* at_command, char* response
  * `fd` stays open.
  *
  * WARNING: EAGAIN and EINTR end the call, and every other error makes it receive again without
- * limit: the reverse of the usual rule. A descriptor that is no socket, or a null `buf`, spins
- * forever.
+ * limit: the reverse of the usual rule. A descriptor that is no socket, or data for a null `buf`,
+ * makes it spin forever.
  */
 ORX_EXPORT int ORX_read_socket(int fd, int len, char* buf);
 
