@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "keymint/ORX_RSA.h"
 
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <android-base/file.h>
 #include <openssl/bn.h>
 #include <openssl/bytestring.h>
@@ -159,9 +160,10 @@ uint32_t Unwrap(void* buffer, uint32_t* length) {
     ORX_LOG("wrapped key too big");
     return 1;
   }
-  const uint32_t result =
-      ORX_SYM_Decrypt_Wrapper(reinterpret_cast<_ORX_SYM_CONTEXT_S*>(kUnwrapContext),
-                              static_cast<const uint8_t*>(buffer), (*scratch).data(), length);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a number is all that the context is
+  auto* context = reinterpret_cast<_ORX_SYM_CONTEXT_S*>(kUnwrapContext);
+  const uint32_t result = ORX_SYM_Decrypt_Wrapper(context, static_cast<const uint8_t*>(buffer),
+                                                  (*scratch).data(), length);
   if (result == 0) memcpy(buffer, (*scratch).data(), *length);
   return result;
 }
