@@ -271,8 +271,9 @@ constexpr bool kCanMakeShared<T, std::void_t<decltype(std::make_shared<T>())>> =
 
 TEST(SharedRef, HasOneOwnerWhoMadeIt) {
   static_assert(kCanMakeShared<std::string> && !kCanMakeShared<Clock>);
-  EXPECT_DEATH({ Clock on_the_stack; }, "");
-  EXPECT_DEATH({ delete MakeClock().get(); }, "");
+  const char* const kComplaint = "destroyed by another than its owner";
+  EXPECT_DEATH({ Clock on_the_stack; }, kComplaint);
+  EXPECT_DEATH({ delete MakeClock().get(); }, kComplaint);
   const auto clock = MakeClock();
   EXPECT_EQ(clock->ref<Clock>(), clock);
 }
