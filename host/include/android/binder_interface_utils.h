@@ -39,7 +39,8 @@ class SharedRefBase {
     return object->template ref<T>();
   }
 
-  static void operator delete(void* memory) { std::free(memory); }
+  // Not inlined: g++ takes the pair for a mismatch once it sees only one half inline.
+  __attribute__((noinline)) static void operator delete(void* memory) { std::free(memory); }
 
  private:
   static void* operator new(size_t size);
