@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/crypto_memory.h"
 
+#include <openssl/err.h>
 #include <openssl/mem.h>
 #include <stdlib.h>
 
@@ -56,6 +57,9 @@ __attribute__((visibility("default"))) size_t OPENSSL_memory_get_size(void* memo
 namespace orx_test {
 
 CryptoMemory::CryptoMemory() {
+  // The thread's error queue is allocated with its first error and stays.
+  OPENSSL_PUT_ERROR(CRYPTO, ERR_R_MALLOC_FAILURE);
+  ERR_clear_error();
   counters = {};
 }
 
@@ -82,6 +86,7 @@ size_t CryptoMemory::largest() const {
 }
 
 ptrdiff_t CryptoMemory::live() const {
+  ERR_clear_error();
   return counters.live;
 }
 

@@ -28,7 +28,8 @@ class CryptoMemory {
   // largest returns the size in bytes of the largest one asked for since construction.
   size_t largest() const;
 
-  // live returns how many more were allocated than freed since construction.
+  // live returns how many more were allocated than freed since construction. Empties the thread's
+  // error queue, which owns memory too.
   ptrdiff_t live() const;
 };
 
