@@ -67,6 +67,7 @@ class DeviceFolder {
   explicit DeviceFolder(std::string path) : path_(std::move(path)) {}
   bool Load(std::string* error);
   bool AppendDeletion(const std::string& line);
+  std::vector<std::string> Deletions() const;
 
   const std::string path_;
   SecretBytes root_key_;

@@ -2,49 +2,58 @@
 #include "sim/key_params.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace orx_sim {
+namespace {
 
-std::optional<int64_t> NumberOf(const km::KeyParameter& param) {
-  using Value = km::KeyParameterValue;
-  const Value& value = param.value;
-  switch (value.getTag()) {
-    case Value::Tag::invalid:
-    case Value::Tag::blob:
-      return std::nullopt;
-    case Value::Tag::algorithm:
-      return static_cast<int64_t>(value.get<Value::algorithm>());
-    case Value::Tag::blockMode:
-      return static_cast<int64_t>(value.get<Value::blockMode>());
-    case Value::Tag::paddingMode:
-      return static_cast<int64_t>(value.get<Value::paddingMode>());
-    case Value::Tag::digest:
-      return static_cast<int64_t>(value.get<Value::digest>());
-    case Value::Tag::ecCurve:
-      return static_cast<int64_t>(value.get<Value::ecCurve>());
-    case Value::Tag::origin:
-      return static_cast<int64_t>(value.get<Value::origin>());
-    case Value::Tag::keyPurpose:
-      return static_cast<int64_t>(value.get<Value::keyPurpose>());
-    case Value::Tag::hardwareAuthenticatorType:
-      return static_cast<int64_t>(value.get<Value::hardwareAuthenticatorType>());
-    case Value::Tag::securityLevel:
-      return static_cast<int64_t>(value.get<Value::securityLevel>());
-    case Value::Tag::boolValue:
-      return value.get<Value::boolValue>() ? 1 : 0;
-    case Value::Tag::integer:
-      return static_cast<uint32_t>(value.get<Value::integer>());
-    case Value::Tag::longInteger:
-      return value.get<Value::longInteger>();
-    case Value::Tag::dateTime:
-      return value.get<Value::dateTime>();
-  }
-  return std::nullopt;
+using Value = km::KeyParameterValue;
+
+// The kinds of value from `algorithm` to `dateTime`, which are all numbers.
+using NumberKinds = std::make_index_sequence<static_cast<size_t>(Value::Tag::blob)>;
+
+template <size_t kind>
+void ReadNumber(const Value& value, std::optional<int64_t>* number) {
+  constexpr auto tag = static_cast<Value::Tag>(kind);
+  if (value.getTag() != tag || tag == Value::Tag::invalid) return;
+  *number = static_cast<int64_t>(value.get<tag>());
+  if (tag == Value::Tag::integer) *number = static_cast<uint32_t>(**number);
+}
+
+template <size_t... kinds>
+std::optional<int64_t> ReadNumber(const Value& value, std::index_sequence<kinds...>) {
+  std::optional<int64_t> number;
+  (ReadNumber<kinds>(value, &number), ...);
+  return number;
+}
+
+template <size_t kind>
+void WriteNumber(Value::Tag wanted, int64_t number, Value* value) {
+  constexpr auto tag = static_cast<Value::Tag>(kind);
+  using Type = std::decay_t<decltype(value->get<tag>())>;
+  if (wanted == tag) value->set<tag>(static_cast<Type>(number));
+}
+
+template <size_t... kinds>
+void WriteNumber(Value::Tag wanted, int64_t number, Value* value, std::index_sequence<kinds...>) {
+  (WriteNumber<kinds>(wanted, number, value), ...);
+}
+
+}  // namespace
+
+std::optional<int64_t> NumberOf(const km::KeyParameterValue& value) {
+  return ReadNumber(value, NumberKinds());
+}
+
+km::KeyParameterValue MakeNumber(km::KeyParameterValue::Tag kind, int64_t number) {
+  Value value;
+  WriteNumber(kind, number, &value, NumberKinds());
+  return value;
 }
 
 std::optional<int64_t> FindNumber(const KeyParams& params, Tag tag) {
   for (const km::KeyParameter& param : params) {
-    if (param.tag == tag) return NumberOf(param);
+    if (param.tag == tag) return NumberOf(param.value);
   }
   return std::nullopt;
 }
@@ -66,7 +75,7 @@ bool Has(const KeyParams& params, Tag tag) {
 
 bool ContainsNumber(const KeyParams& params, Tag tag, int64_t value) {
   return std::any_of(params.begin(), params.end(), [tag, value](const km::KeyParameter& param) {
-    return param.tag == tag && NumberOf(param) == value;
+    return param.tag == tag && NumberOf(param.value) == value;
   });
 }
 

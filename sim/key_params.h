@@ -17,7 +17,10 @@ using KeyParams = std::vector<km::KeyParameter>;
 
 // NumberOf returns the value of an enum, bool, integer or date parameter, unsigned types without
 // sign; empty for byte strings.
-std::optional<int64_t> NumberOf(const km::KeyParameter& param);
+std::optional<int64_t> NumberOf(const km::KeyParameterValue& value);
+
+// MakeNumber is the reverse; for the kinds `invalid` and `blob` the value is the default one.
+km::KeyParameterValue MakeNumber(km::KeyParameterValue::Tag kind, int64_t number);
 
 // FindNumber returns the value of the first parameter with this tag.
 std::optional<int64_t> FindNumber(const KeyParams& params, Tag tag);

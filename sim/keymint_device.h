@@ -3,18 +3,16 @@
 
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
 
-#include <atomic>
 #include <memory>
 #include <string>
 
+#include "sim/begin_rules.h"
 #include "sim/device_folder.h"
 #include "sim/key_params.h"
 #include "sim/key_vault.h"
-#include "sim/operation_slots.h"
+#include "sim/operation.h"
 
 namespace orx_sim {
-
-using km::ErrorCode;
 
 // Instance is one of the two secure environments of a device.
 struct Instance {
@@ -75,17 +73,19 @@ class KeyMintDevice : public km::BnKeyMintDevice {
  private:
   // OpenCurrent opens a blob for use: INVALID_KEY_BLOB, or KEY_REQUIRES_UPGRADE when the key is of
   // another patch level than the device.
-  ErrorCode OpenCurrent(const Bytes& blob, const Hidden& hidden, Key* key) const;
+  ErrorCode OpenCurrent(const Bytes& blob, const HiddenDigest& hidden, Key* key) const;
 
-  // CheckCreation checks what does not depend on the algorithm.
-  ErrorCode CheckCreation(const KeyParams& params) const;
-  ErrorCode ImportMaterial(const KeyParams& params, km::KeyFormat format, const Bytes& data,
-                           Key* key) const;
+  // Certify makes the certificates that come with a new key.
+  ErrorCode Certify(const KeyParams& params, const Key& key,
+                    std::vector<km::Certificate>* chain) const;
 
-  // Complete gives a new key its authorizations: those of the request that the device enforces,
-  // then origin, OS version and patch levels; then it seals the key into `result`.
-  void Complete(const KeyParams& params, km::KeyOrigin origin, Key key,
-                km::KeyCreationResult* result) const;
+  // Complete gives a new key its authorizations: those of `params` that the device enforces, then
+  // origin, OS version and patch levels.
+  void Complete(const KeyParams& params, km::KeyOrigin origin, Key* key) const;
+
+  // Start checks the request by the rules of the key's algorithm and begins its computation.
+  ErrorCode Start(const BeginRequest& request, km::BeginResult* result,
+                  std::unique_ptr<Computation>* computation) const;
 
   KeyParams VersionParams() const;
   km::KeyCharacteristics Characteristics(const Key& key) const;
@@ -94,7 +94,6 @@ class KeyMintDevice : public km::BnKeyMintDevice {
   const Instance instance_;
   const KeyVault vault_;
   const std::shared_ptr<OperationSlots> slots_;
-  std::atomic<bool> early_boot_{true};
 };
 
 }  // namespace orx_sim

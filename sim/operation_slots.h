@@ -26,8 +26,10 @@ class OperationSlots {
 
   // Take returns a slot, or null when all are taken.
   static std::unique_ptr<Slot> Take(const std::shared_ptr<OperationSlots>& slots) {
-    if (slots->free_.fetch_sub(1) > 0) return std::make_unique<Slot>(slots);
-    slots->free_++;
+    int free = slots->free_;
+    while (free > 0) {
+      if (slots->free_.compare_exchange_weak(free, free - 1)) return std::make_unique<Slot>(slots);
+    }
     return nullptr;
   }
 
