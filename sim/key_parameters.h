@@ -16,10 +16,9 @@ namespace km = ::aidl::android::hardware::security::keymint;
 
 inline const km::KeyParameter* FindParameter(const std::vector<km::KeyParameter>& params,
                                              km::Tag tag, km::KeyParameterValue::Tag kind) {
-  const auto found =
-      std::find_if(params.begin(), params.end(), [&](const km::KeyParameter& param) {
-        return param.tag == tag && param.value.getTag() == kind;
-      });
+  const auto found = std::find_if(params.begin(), params.end(), [&](const km::KeyParameter& param) {
+    return param.tag == tag && param.value.getTag() == kind;
+  });
   return found == params.end() ? nullptr : &*found;
 }
 
