@@ -121,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
          Builder().Authorization(TAG_NO_AUTH_REQUIRED).Authorization(TAG_CALLER_NONCE),
          {"NO_AUTH_REQUIRED boolValue: true", "CALLER_NONCE boolValue: true"}},
     }),
-    [](const auto& info) { return info.param.title; });
+    [](const auto& row) { return row.param.title; });
 
 TEST(AuthorizationSetTest, SortsByteStringsBeforeInvalidBeforeEverythingElse) {
   Builder set;

@@ -126,10 +126,9 @@ TEST_F(KeyMintServiceTest, GenerateKeyChecksItsOutputsInOrderBeforeTheDevice) {
   EXPECT_EQ(service_.GenerateKey({}, std::nullopt, &blob_, nullptr, nullptr), -32);
   EXPECT_EQ(service_.GenerateKey({}, std::nullopt, &blob_, &characteristics_, nullptr), -32);
   EXPECT_EQ(blob_, kBlob);
-  EXPECT_THAT(log_.messages(),
-              ElementsAre("strongbox was 0", "KM: GenerateKey", "KM: invalid key blob pointer",
-                          "KM: GenerateKey", "KM: invalid key characteristics", "KM: GenerateKey",
-                          "KM: invalid key blob not cleanup"));
+  EXPECT_THAT(log_.messages(), ElementsAre("KM: GenerateKey", "KM: invalid key blob pointer",
+                                           "KM: GenerateKey", "KM: invalid key characteristics",
+                                           "KM: GenerateKey", "KM: invalid key blob not cleanup"));
 }
 
 struct ChainRow {
@@ -173,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(
                                nullptr},
                       ChainRow{"AlgorithmOfAnotherType", AlgorithmOfWrongType(), 1, -33,
                                "KM: invalid cert chain for symmetric key"}),
-    [](const auto& info) { return info.param.title; });
+    [](const auto& row) { return row.param.title; });
 
 TEST_F(KeyMintServiceTest, AnEmptyBlobOnSuccessIsRefusedAndNothingHandedOut) {
   LetGenerate({}, 1);
@@ -184,8 +183,8 @@ TEST_F(KeyMintServiceTest, AnEmptyBlobOnSuccessIsRefusedAndNothingHandedOut) {
   EXPECT_CALL(*keymint_.device, importKey).WillOnce(Succeeds(km::KeyCreationResult()));
   EXPECT_EQ(Import(&blob_), -6);
   EXPECT_THAT(log_.messages(),
-              ElementsAre("strongbox was 0", "KM: GenerateKey", "KM: invalid key blob size",
-                          "KM: ImportKey", "KM: invalid keyblob length afer import"));
+              ElementsAre("KM: GenerateKey", "KM: invalid key blob size", "KM: ImportKey",
+                          "KM: invalid keyblob length afer import"));
 }
 
 TEST_F(KeyMintServiceTest, ImportKeyEmptiesItsOutputsAndSendsTheRawBytes) {
@@ -222,12 +221,12 @@ TEST_F(KeyMintServiceTest, UpgradeKeyTellsDoneFromUnneededByItsOutput) {
   EXPECT_EQ(service_.UpgradeKey({}, params, &upgraded), -38);
   upgraded.clear();
   EXPECT_EQ(service_.UpgradeKey({}, params, &upgraded), -33);
-  EXPECT_THAT(log_.messages(),
-              ElementsAre("strongbox was 0", "KM: UpgradeKey",
-                          "KM: key blob did not require upgrade", "KM: UpgradeKey",
-                          "KM: UpgradeKey", "KM: UpgradeKey", "KM: invalid upgradedKeyBlob pointer",
-                          "KM: UpgradeKey", "KM: invalid output keyblob as it's not reset",
-                          "KM: UpgradeKey", "KM: invalid keyBlobToUpgrade as it's empty"));
+  EXPECT_THAT(
+      log_.messages(),
+      ElementsAre("KM: UpgradeKey", "KM: key blob did not require upgrade", "KM: UpgradeKey",
+                  "KM: UpgradeKey", "KM: UpgradeKey", "KM: invalid upgradedKeyBlob pointer",
+                  "KM: UpgradeKey", "KM: invalid output keyblob as it's not reset",
+                  "KM: UpgradeKey", "KM: invalid keyBlobToUpgrade as it's empty"));
 }
 
 TEST_F(KeyMintServiceTest, DeleteKeyEmptiesTheBlobWhateverTheDeviceSays) {
@@ -256,12 +255,11 @@ TEST_F(KeyMintServiceTest, AnOperationLivesFromBeginToFinish) {
   EXPECT_EQ(service_.Finish("b", "", &output), 0);
   EXPECT_EQ(output, std::string("kept A\0B", 8));
   EXPECT_EQ(service_.Finish("b", "", &output), -32);
-  EXPECT_THAT(log_.messages(),
-              ElementsAre("strongbox was 0", "KM: Update", "KM: invalid keymint operation handle",
-                          "KM: Begin", "KM: Update", "KM: Update", "KM: Update",
-                          "KM: invalid keymint output buffer", "KM: Finish",
-                          "KM: invalid output to hold the data", "KM: Finish", "KM: Finish",
-                          "KM: invalid keymint operation handle"));
+  EXPECT_THAT(log_.messages(), ElementsAre("KM: Update", "KM: invalid keymint operation handle",
+                                           "KM: Begin", "KM: Update", "KM: Update", "KM: Update",
+                                           "KM: invalid keymint output buffer", "KM: Finish",
+                                           "KM: invalid output to hold the data", "KM: Finish",
+                                           "KM: Finish", "KM: invalid keymint operation handle"));
 }
 
 TEST_F(KeyMintServiceTest, AFailedFinishEndsTheOperationWithoutOutput) {

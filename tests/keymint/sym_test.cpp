@@ -169,7 +169,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedImport{"NegativeLength", 0, 50, kKey, -16, true,
                       "SYM: Invalid key length -16 for id 50"},
         RefusedImport{"KeyType", 1, 50, kKey, 16, true, "SYM: Key algorithm or size 1"}),
-    [](const auto& info) { return info.param.title; });
+    [](const auto& row) { return row.param.title; });
 
 TEST_F(SymTest, ImportUnderAnIdWithoutFileFailsOnlyAfterKeyMintHasTheKey) {
   EXPECT_CALL(*device_, importKey);
@@ -340,7 +340,7 @@ TEST_P(SymFinish, CopiesAtMostTheInputLengthAndLeavesTheLengthAlone) {
 INSTANTIATE_TEST_SUITE_P(All, SymFinish,
                          ::testing::Values(Finished{"Same", 32, 32}, Finished{"Less", 16, 16},
                                            Finished{"None", 0, 0}, Finished{"More", 48, 32}),
-                         [](const auto& info) { return info.param.title; });
+                         [](const auto& row) { return row.param.title; });
 
 TEST_F(SymTest, FinishNamesNullBuffersAndTheDevicesRefusal) {
   ASSERT_EQ(Import(), 0u);

@@ -3,6 +3,7 @@
 
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
 #include <aidl/android/hardware/security/keymint/BnKeyMintOperation.h>
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 #include <gmock/gmock.h>

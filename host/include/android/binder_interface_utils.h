@@ -7,7 +7,6 @@
 #include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
 
-#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -39,7 +38,7 @@ class SharedRefBase {
     return object->template ref<T>();
   }
 
-  static void operator delete(void* memory) { std::free(memory); }
+  static void operator delete(void* memory);
 
  private:
   static void* operator new(size_t size);
