@@ -26,9 +26,13 @@ LogCapture::LogCapture() {
   __android_log_set_logger(Capture);
 }
 
-LogCapture::~LogCapture() { __android_log_set_logger(__android_log_stderr_logger); }
+LogCapture::~LogCapture() {
+  __android_log_set_logger(__android_log_stderr_logger);
+}
 
-const std::vector<std::string>& LogCapture::lines() const { return captured; }
+const std::vector<std::string>& LogCapture::lines() const {
+  return captured;
+}
 
 std::vector<std::string> LogCapture::messages() const {
   std::vector<std::string> messages;

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: Apache-2.0
+// Stands in for the AIDL compiler's NDK output for android.hardware.security.keymint, version 3.
+#pragma once
+
+#include <aidl/android/hardware/security/keymint/IKeyMintDevice.h>
+
+namespace aidl::android::hardware::security::keymint {
+
+ANDROID_HOST_AIDL_LOCAL(KeyMintDevice, ANDROID_HOST_KEYMINT_DEVICE_METHODS)
+
+}  // namespace aidl::android::hardware::security::keymint

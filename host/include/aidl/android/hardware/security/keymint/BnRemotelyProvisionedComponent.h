@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+// Stands in for the AIDL compiler's NDK output for android.hardware.security.rkp, version 3
+// (package keymint).
+#pragma once
+
+#include <aidl/android/hardware/security/keymint/IRemotelyProvisionedComponent.h>
+
+namespace aidl::android::hardware::security::keymint {
+
+ANDROID_HOST_AIDL_LOCAL(RemotelyProvisionedComponent,
+                        ANDROID_HOST_REMOTELY_PROVISIONED_COMPONENT_METHODS)
+
+}  // namespace aidl::android::hardware::security::keymint

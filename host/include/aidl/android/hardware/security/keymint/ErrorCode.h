@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+// Stands in for the AIDL compiler's NDK output for android.hardware.security.keymint, version 3.
+#pragma once
+
+#include <android_host/aidl_types.h>
+
+#define ENUMERATORS(E)                           \
+  E(OK, 0)                                       \
+  E(ROOT_OF_TRUST_ALREADY_SET, -1)               \
+  E(UNSUPPORTED_PURPOSE, -2)                     \
+  E(INCOMPATIBLE_PURPOSE, -3)                    \
+  E(UNSUPPORTED_ALGORITHM, -4)                   \
+  E(INCOMPATIBLE_ALGORITHM, -5)                  \
+  E(UNSUPPORTED_KEY_SIZE, -6)                    \
+  E(UNSUPPORTED_BLOCK_MODE, -7)                  \
+  E(INCOMPATIBLE_BLOCK_MODE, -8)                 \
+  E(UNSUPPORTED_MAC_LENGTH, -9)                  \
+  E(UNSUPPORTED_PADDING_MODE, -10)               \
+  E(INCOMPATIBLE_PADDING_MODE, -11)              \
+  E(UNSUPPORTED_DIGEST, -12)                     \
+  E(INCOMPATIBLE_DIGEST, -13)                    \
+  E(INVALID_EXPIRATION_TIME, -14)                \
+  E(INVALID_USER_ID, -15)                        \
+  E(INVALID_AUTHORIZATION_TIMEOUT, -16)          \
+  E(UNSUPPORTED_KEY_FORMAT, -17)                 \
+  E(INCOMPATIBLE_KEY_FORMAT, -18)                \
+  E(UNSUPPORTED_KEY_ENCRYPTION_ALGORITHM, -19)   \
+  E(UNSUPPORTED_KEY_VERIFICATION_ALGORITHM, -20) \
+  E(INVALID_INPUT_LENGTH, -21)                   \
+  E(KEY_EXPORT_OPTIONS_INVALID, -22)             \
+  E(DELEGATION_NOT_ALLOWED, -23)                 \
+  E(KEY_NOT_YET_VALID, -24)                      \
+  E(KEY_EXPIRED, -25)                            \
+  E(KEY_USER_NOT_AUTHENTICATED, -26)             \
+  E(OUTPUT_PARAMETER_NULL, -27)                  \
+  E(INVALID_OPERATION_HANDLE, -28)               \
+  E(INSUFFICIENT_BUFFER_SPACE, -29)              \
+  E(VERIFICATION_FAILED, -30)                    \
+  E(TOO_MANY_OPERATIONS, -31)                    \
+  E(UNEXPECTED_NULL_POINTER, -32)                \
+  E(INVALID_KEY_BLOB, -33)                       \
+  E(IMPORTED_KEY_NOT_ENCRYPTED, -34)             \
+  E(IMPORTED_KEY_DECRYPTION_FAILED, -35)         \
+  E(IMPORTED_KEY_NOT_SIGNED, -36)                \
+  E(IMPORTED_KEY_VERIFICATION_FAILED, -37)       \
+  E(INVALID_ARGUMENT, -38)                       \
+  E(UNSUPPORTED_TAG, -39)                        \
+  E(INVALID_TAG, -40)                            \
+  E(MEMORY_ALLOCATION_FAILED, -41)               \
+  E(IMPORT_PARAMETER_MISMATCH, -44)              \
+  E(SECURE_HW_ACCESS_DENIED, -45)                \
+  E(OPERATION_CANCELLED, -46)                    \
+  E(CONCURRENT_ACCESS_CONFLICT, -47)             \
+  E(SECURE_HW_BUSY, -48)                         \
+  E(SECURE_HW_COMMUNICATION_FAILED, -49)         \
+  E(UNSUPPORTED_EC_FIELD, -50)                   \
+  E(MISSING_NONCE, -51)                          \
+  E(INVALID_NONCE, -52)                          \
+  E(MISSING_MAC_LENGTH, -53)                     \
+  E(KEY_RATE_LIMIT_EXCEEDED, -54)                \
+  E(CALLER_NONCE_PROHIBITED, -55)                \
+  E(KEY_MAX_OPS_EXCEEDED, -56)                   \
+  E(INVALID_MAC_LENGTH, -57)                     \
+  E(MISSING_MIN_MAC_LENGTH, -58)                 \
+  E(UNSUPPORTED_MIN_MAC_LENGTH, -59)             \
+  E(UNSUPPORTED_KDF, -60)                        \
+  E(UNSUPPORTED_EC_CURVE, -61)                   \
+  E(KEY_REQUIRES_UPGRADE, -62)                   \
+  E(ATTESTATION_CHALLENGE_MISSING, -63)          \
+  E(KEYMINT_NOT_CONFIGURED, -64)                 \
+  E(ATTESTATION_APPLICATION_ID_MISSING, -65)     \
+  E(CANNOT_ATTEST_IDS, -66)                      \
+  E(ROLLBACK_RESISTANCE_UNAVAILABLE, -67)        \
+  E(HARDWARE_TYPE_UNAVAILABLE, -68)              \
+  E(PROOF_OF_PRESENCE_REQUIRED, -69)             \
+  E(CONCURRENT_PROOF_OF_PRESENCE_REQUESTED, -70) \
+  E(NO_USER_CONFIRMATION, -71)                   \
+  E(DEVICE_LOCKED, -72)                          \
+  E(EARLY_BOOT_ENDED, -73)                       \
+  E(ATTESTATION_KEYS_NOT_PROVISIONED, -74)       \
+  E(ATTESTATION_IDS_NOT_PROVISIONED, -75)        \
+  E(INVALID_OPERATION, -76)                      \
+  E(STORAGE_KEY_UNSUPPORTED, -77)                \
+  E(INCOMPATIBLE_MGF_DIGEST, -78)                \
+  E(UNSUPPORTED_MGF_DIGEST, -79)                 \
+  E(MISSING_NOT_BEFORE, -80)                     \
+  E(MISSING_NOT_AFTER, -81)                      \
+  E(MISSING_ISSUER_SUBJECT, -82)                 \
+  E(INVALID_ISSUER_SUBJECT, -83)                 \
+  E(BOOT_LEVEL_EXCEEDED, -84)                    \
+  E(HARDWARE_NOT_YET_AVAILABLE, -85)             \
+  E(UNIMPLEMENTED, -100)                         \
+  E(VERSION_MISMATCH, -101)                      \
+  E(UNKNOWN_ERROR, -1000)
+ANDROID_HOST_AIDL_ENUM(keymint, ErrorCode, ENUMERATORS)
+#undef ENUMERATORS

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+// Stands in for the AIDL compiler's NDK output for android.hardware.security.rkp, version 3
+// (package keymint).
+#pragma once
+
+#include <android_host/aidl_types.h>
+
+namespace aidl::android::hardware::security::keymint {
+
+class ProtectedData {
+ public:
+#define FIELDS(F) F(std::vector<uint8_t>, protectedData, )
+  ANDROID_HOST_AIDL_PARCELABLE(keymint, ProtectedData, FIELDS)
+#undef FIELDS
+};
+
+}  // namespace aidl::android::hardware::security::keymint

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <android/binder_auto_utils.h>
+#include <android/binder_manager.h>
+#include <android_host/host.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "device_module.h"
+
+namespace {
+
+constexpr size_t kLongestName = 127;
+constexpr auto kGetServicePatience = std::chrono::seconds(5);
+
+struct Registry {
+  std::mutex mutex;
+  std::condition_variable added;
+  std::map<std::string, ndk::SpAIBinder> services;
+};
+
+// Never destroyed: services live until the process ends.
+Registry& TheRegistry() {
+  static Registry& registry = *new Registry;
+  return registry;
+}
+
+bool IsServiceName(std::string_view name) {
+  constexpr std::string_view kAllowed =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-./";
+  return !name.empty() && name.size() <= kLongestName &&
+         name.find_first_not_of(kAllowed) == std::string_view::npos;
+}
+
+// Returns the service with a reference for the caller, or null. The registry is locked.
+AIBinder* Find(const Registry& registry, const char* instance) {
+  const auto service = registry.services.find(instance);
+  if (service == registry.services.end()) return nullptr;
+  AIBinder_incStrong(service->second.get());
+  return service->second.get();
+}
+
+}  // namespace
+
+binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
+  android_host::EnsureDevice();
+  if (binder == nullptr || instance == nullptr || !IsServiceName(instance)) {
+    return EX_ILLEGAL_ARGUMENT;
+  }
+  AIBinder_incStrong(binder);
+  ndk::SpAIBinder service(binder);
+  Registry& registry = TheRegistry();
+  {
+    const std::lock_guard<std::mutex> lock(registry.mutex);
+    std::swap(registry.services[instance], service);
+  }
+  registry.added.notify_all();
+  // What was replaced dies here, outside the lock: its destructor may use the registry.
+  return EX_NONE;
+}
+
+AIBinder* AServiceManager_checkService(const char* instance) {
+  android_host::EnsureDevice();
+  if (instance == nullptr) return nullptr;
+  Registry& registry = TheRegistry();
+  const std::lock_guard<std::mutex> lock(registry.mutex);
+  return Find(registry, instance);
+}
+
+AIBinder* AServiceManager_getService(const char* instance) {
+  android_host::EnsureDevice();
+  if (instance == nullptr) return nullptr;
+  Registry& registry = TheRegistry();
+  std::unique_lock<std::mutex> lock(registry.mutex);
+  registry.added.wait_for(lock, kGetServicePatience,
+                          [&] { return registry.services.count(instance) != 0; });
+  return Find(registry, instance);
+}
+
+AIBinder* AServiceManager_waitForService(const char* instance) {
+  android_host::EnsureDevice();
+  if (instance == nullptr) return nullptr;
+  Registry& registry = TheRegistry();
+  std::unique_lock<std::mutex> lock(registry.mutex);
+  registry.added.wait(lock, [&] { return registry.services.count(instance) != 0; });
+  return Find(registry, instance);
+}
+
+bool AServiceManager_isDeclared(const char* instance) {
+  const ndk::SpAIBinder service(AServiceManager_checkService(instance));
+  return service != nullptr;
+}
+
+namespace android_host {
+
+void ClearServices() {
+  std::map<std::string, ndk::SpAIBinder> dropped;
+  Registry& registry = TheRegistry();
+  const std::lock_guard<std::mutex> lock(registry.mutex);
+  dropped.swap(registry.services);
+}
+
+}  // namespace android_host

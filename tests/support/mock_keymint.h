@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
+#include <aidl/android/hardware/security/keymint/BnKeyMintOperation.h>
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
+#include <android/binder_manager.h>
+#include <android_host/host.h>
+#include <gmock/gmock.h>
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace orx_test {
+
+namespace km = ::aidl::android::hardware::security::keymint;
+using Bytes = std::vector<uint8_t>;
+
+// Succeeds is a mock action: the call is answered OK with `value` as its result (the last
+// parameter of an AIDL method).
+ACTION_P(Succeeds, value) {
+  *std::get<std::tuple_size_v<args_type> - 1>(args) = value;
+  return ::ndk::ScopedAStatus::ok();
+}
+
+// SucceedsWithoutResult is for AIDL methods that return nothing.
+ACTION(SucceedsWithoutResult) {
+  return ::ndk::ScopedAStatus::ok();
+}
+
+// Fails is a mock action: the service answers with its own error `code` (a KeyMint ErrorCode).
+ACTION_P(Fails, code) {
+  return ::ndk::ScopedAStatus::fromServiceSpecificError(static_cast<int32_t>(code));
+}
+
+// TransactionFails is a mock action: the call fails in the transport (STATUS_DEAD_OBJECT, ...).
+ACTION_P(TransactionFails, status) {
+  return ::ndk::ScopedAStatus::fromStatus(status);
+}
+
+// MockOperation is a KeyMint operation that takes anything and finishes with the bytes "output".
+class MockOperation : public km::BnKeyMintOperation {
+ public:
+  using Token = std::optional<km::HardwareAuthToken>;
+  using Time = std::optional<::aidl::android::hardware::security::secureclock::TimeStampToken>;
+
+  MOCK_METHOD(::ndk::ScopedAStatus, updateAad, (const Bytes&, const Token&, const Time&),
+              (override));
+  MOCK_METHOD(::ndk::ScopedAStatus, update, (const Bytes&, const Token&, const Time&, Bytes*),
+              (override));
+  MOCK_METHOD(::ndk::ScopedAStatus, finish,
+              (const std::optional<Bytes>&, const std::optional<Bytes>&, const Token&, const Time&,
+               const std::optional<Bytes>&, Bytes*),
+              (override));
+  MOCK_METHOD(::ndk::ScopedAStatus, abort, (), (override));
+
+  MockOperation() {
+    ON_CALL(*this, update).WillByDefault(Succeeds(Bytes{}));
+    ON_CALL(*this, finish).WillByDefault(Succeeds(Bytes{'o', 'u', 't', 'p', 'u', 't'}));
+    ON_CALL(*this, abort).WillByDefault(SucceedsWithoutResult());
+  }
+};
+
+// MockKeyMintDevice is a KeyMint device whose imports return the key blob "blob", whose upgrades
+// return "upgraded", which starts `operation` for any key and deletes any key. What no test has
+// given an answer (the calls that are not listed in the constructor) is answered by an absent
+// status, which the library counts as UNKNOWN_ERROR.
+class MockKeyMintDevice : public km::BnKeyMintDevice {
+ public:
+  using Status = ::ndk::ScopedAStatus;
+  using Parameters = std::vector<km::KeyParameter>;
+  using AttestKey = std::optional<km::AttestationKey>;
+
+  MOCK_METHOD(Status, getHardwareInfo, (km::KeyMintHardwareInfo*), (override));
+  MOCK_METHOD(Status, addRngEntropy, (const Bytes&), (override));
+  MOCK_METHOD(Status, generateKey, (const Parameters&, const AttestKey&, km::KeyCreationResult*),
+              (override));
+  MOCK_METHOD(Status, importKey,
+              (const Parameters&, km::KeyFormat, const Bytes&, const AttestKey&,
+               km::KeyCreationResult*),
+              (override));
+  MOCK_METHOD(Status, importWrappedKey,
+              (const Bytes&, const Bytes&, const Bytes&, const Parameters&, int64_t, int64_t,
+               km::KeyCreationResult*),
+              (override));
+  MOCK_METHOD(Status, upgradeKey, (const Bytes&, const Parameters&, Bytes*), (override));
+  MOCK_METHOD(Status, deleteKey, (const Bytes&), (override));
+  MOCK_METHOD(Status, deleteAllKeys, (), (override));
+  MOCK_METHOD(Status, destroyAttestationIds, (), (override));
+  MOCK_METHOD(Status, begin,
+              (km::KeyPurpose, const Bytes&, const Parameters&, const MockOperation::Token&,
+               km::BeginResult*),
+              (override));
+  MOCK_METHOD(Status, deviceLocked, (bool, const MockOperation::Time&), (override));
+  MOCK_METHOD(Status, earlyBootEnded, (), (override));
+  MOCK_METHOD(Status, convertStorageKeyToEphemeral, (const Bytes&, Bytes*), (override));
+  MOCK_METHOD(Status, getKeyCharacteristics,
+              (const Bytes&, const Bytes&, const Bytes&, std::vector<km::KeyCharacteristics>*),
+              (override));
+  MOCK_METHOD(Status, getRootOfTrustChallenge, ((std::array<uint8_t, 16>*)), (override));
+  MOCK_METHOD(Status, getRootOfTrust, ((const std::array<uint8_t, 16>&), Bytes*), (override));
+  MOCK_METHOD(Status, sendRootOfTrust, (const Bytes&), (override));
+
+  explicit MockKeyMintDevice(const std::shared_ptr<MockOperation>& operation) {
+    ON_CALL(*this, importKey).WillByDefault(Succeeds(Created("blob")));
+    ON_CALL(*this, begin).WillByDefault(Succeeds(Begun(operation)));
+    ON_CALL(*this, upgradeKey)
+        .WillByDefault(Succeeds(Bytes{'u', 'p', 'g', 'r', 'a', 'd', 'e', 'd'}));
+    ON_CALL(*this, deleteKey).WillByDefault(SucceedsWithoutResult());
+  }
+
+  // Created is the result of a creation that returns `blob` and nothing else.
+  static km::KeyCreationResult Created(const std::string& blob) {
+    km::KeyCreationResult result;
+    result.keyBlob.assign(blob.begin(), blob.end());
+    return result;
+  }
+
+  // Begun is the result of a begin() that starts `operation` without output parameters.
+  static km::BeginResult Begun(const std::shared_ptr<km::IKeyMintOperation>& operation) {
+    km::BeginResult result;
+    result.challenge = 1;
+    result.operation = operation;
+    return result;
+  }
+};
+
+// MockKeyMint registers a mock device with its mock operation as one instance of the KeyMint
+// service while it lives, and is how a test reaches both:
+//
+//   MockKeyMint keymint;
+//   EXPECT_CALL(*keymint.device, begin).WillOnce(Fails(km::ErrorCode::INVALID_KEY_BLOB));
+//
+// The mocks are verified when it goes out of scope, or later when the library still holds the
+// service.
+class MockKeyMint {
+ public:
+  // `instance` is "default" (the TEE) or "strongbox".
+  explicit MockKeyMint(const std::string& instance = "default")
+      : operation(::ndk::SharedRefBase::make<::testing::NiceMock<MockOperation>>()),
+        device(::ndk::SharedRefBase::make<::testing::NiceMock<MockKeyMintDevice>>(operation)) {
+    android_host::DisableDeviceModule();
+    const std::string name = std::string(km::IKeyMintDevice::descriptor) + "/" + instance;
+    EXPECT_EQ(EX_NONE, AServiceManager_addService(device->asBinder().get(), name.c_str()));
+  }
+  ~MockKeyMint() { android_host::ClearServices(); }
+  MockKeyMint(const MockKeyMint&) = delete;
+  MockKeyMint& operator=(const MockKeyMint&) = delete;
+
+  const std::shared_ptr<::testing::NiceMock<MockOperation>> operation;
+  const std::shared_ptr<::testing::NiceMock<MockKeyMintDevice>> device;
+};
+
+}  // namespace orx_test
