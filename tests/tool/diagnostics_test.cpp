@@ -120,7 +120,7 @@ TEST(DiagnosticsTable, IsConsistent) {
   std::set<std::string> codes;
   for (const Reason& reason : Reasons()) {
     EXPECT_TRUE(codes.insert(reason.code).second) << reason.code << " twice";
-    EXPECT_NE(std::string(reason.cause), "") << reason.code;
+    EXPECT_EQ(std::string(reason.cause).back(), '.') << reason.code;
     EXPECT_NE(reason.exit_code, kDone) << reason.code;
   }
   std::set<std::string> formats;
@@ -128,7 +128,8 @@ TEST(DiagnosticsTable, IsConsistent) {
     EXPECT_TRUE(formats.insert(message.format).second) << message.format << " twice";
     const bool failure =
         message.kind == MessageKind::kFailure || message.kind == MessageKind::kConsequence;
-    if (failure) EXPECT_EQ(codes.count(message.reason), 1u) << message.reason;
+    if (!failure) continue;
+    EXPECT_EQ(codes.count(message.reason), 1u) << message.reason;
   }
   for (const KeyMintError& error : KeyMintErrors()) EXPECT_EQ(codes.count(error.reason), 1u);
 }
@@ -164,33 +165,48 @@ INSTANTIATE_TEST_SUITE_P(
         DiagnosisCase{"FirstFailureWins",
                       {"strongbox was 0", "Could not obtain the keymint service", "KM: ImportKey",
                        "SYM: Import key failed with error: -32"},
-                      "KM-SERVICE-MISSING", kEnvironment, "not registered"},
+                      "KM-SERVICE-MISSING",
+                      kEnvironment,
+                      "not registered"},
         DiagnosisCase{"KeyMintErrorByNumberSaysMoreThanTheMessage",
                       {"KM: Begin", "SYM: AES begin (encrypt) failed, code:-62, blob size:120"},
-                      "KM-KEY-OUTDATED", kFailed, "KEY_REQUIRES_UPGRADE"},
+                      "KM-KEY-OUTDATED",
+                      kFailed,
+                      "KEY_REQUIRES_UPGRADE"},
         DiagnosisCase{"KeyMintErrorByName",
                       {"ATTEST: could not generate a valid attestation key. Reason: "
                        "ATTESTATION_KEYS_NOT_PROVISIONED"},
-                      "KM-KEYS-NOT-PROVISIONED", kFailed, "ATTESTATION_KEYS_NOT_PROVISIONED"},
+                      "KM-KEYS-NOT-PROVISIONED",
+                      kFailed,
+                      "ATTESTATION_KEYS_NOT_PROVISIONED"},
         DiagnosisCase{"UnknownKeyMintErrorKeepsItsNumber",
                       {"RSA: begin failed with error: -10007"},
-                      "KM-FAILED", kFailed, "-10007"},
+                      "KM-FAILED",
+                      kFailed,
+                      "-10007"},
         DiagnosisCase{"WhatWasGotOverDoesNotCount",
                       {"ORX_DEVICE_GetMeid: meid is not programmed to NV!",
                        "ATTEST: ORX get MEID fail, convert IMEI to MEID",
                        "ATTEST: attestation fails with device ID"},
-                      "ATTEST-DEVICE-ID", kFailed, "identifier"},
+                      "ATTEST-DEVICE-ID",
+                      kFailed,
+                      "identifier"},
         DiagnosisCase{"ConsequenceAloneIsTaken",
                       {"ATTEST: attest key cert chain invalid"},
-                      "ATTEST-CHAIN-INVALID", kFailed, "chain"},
-        DiagnosisCase{"FailureBeforeItsConsequences",
-                      {"Failed to disable the blocking mode", "Connect to AT command engine with 30 fails",
-                       " -- Unable to establish connection with AT engine after try 30 times",
-                       "Done, status= -1", "ORX_DEVICE_GetImei failed!"},
-                      "MODEM-UNREACHABLE", kEnvironment, "socket"},
+                      "ATTEST-CHAIN-INVALID",
+                      kFailed,
+                      "chain"},
+        DiagnosisCase{
+            "FailureBeforeItsConsequences",
+            {"Failed to disable the blocking mode", "Connect to AT command engine with 30 fails",
+             " -- Unable to establish connection with AT engine after try 30 times",
+             "Done, status= -1", "ORX_DEVICE_GetImei failed!"},
+            "MODEM-UNREACHABLE",
+            kEnvironment,
+            "socket"},
         DiagnosisCase{"NothingKnown", {"strongbox was 0"}, "UNEXPLAINED", kFailed, "without"},
         DiagnosisCase{"NoLines", {}, "UNEXPLAINED", kFailed, "without"}),
-    [](const auto& info) { return std::string(info.param.title); });
+    [](const auto& row) { return std::string(row.param.title); });
 
 TEST(MatchMessageTest, TakesTheArgumentsOut) {
   const auto match = MatchMessage("SYM: AES begin (encrypt) failed, code:-33, blob size:12");
@@ -206,8 +222,9 @@ TEST(MatchMessageTest, PrefersTheMoreLiteralMessage) {
 
 TEST(MatchMessageTest, RefusesAlmostRightText) {
   EXPECT_FALSE(MatchMessage("SYM: delete key failed: many"));
-  EXPECT_FALSE(MatchMessage("KM: Begin "
-                            "again"));
+  EXPECT_FALSE(
+      MatchMessage("KM: Begin "
+                   "again"));
   EXPECT_FALSE(MatchMessage(""));
 }
 

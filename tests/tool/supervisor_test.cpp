@@ -11,7 +11,9 @@ namespace {
 
 using End = ChildResult::End;
 
-int Say(int fd, const char* text) { return write(fd, text, 2) == 2 ? 0 : 1; }
+int Say(int fd, const char* text) {
+  return write(fd, text, 2) == 2 ? 0 : 1;
+}
 
 TEST(RunInChildTest, HandsOnTheExitCodeAndTheAnswer) {
   const ChildResult result = RunInChild([](int fd) { return Say(fd, "ok") + 7; }, 30);

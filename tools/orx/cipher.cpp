@@ -54,7 +54,9 @@ class CbcStream {
 class PieceReader {
  public:
   explicit PieceReader(Input& input)
-      : input_(input), current_(kPieceBytes + kAesBlockBytes), next_(kPieceBytes + kAesBlockBytes) {}
+      : input_(input),
+        current_(kPieceBytes + kAesBlockBytes),
+        next_(kPieceBytes + kAesBlockBytes) {}
 
   bool Start(std::optional<Problem>* problem) { return Fill(problem); }
   // Next makes the following piece current. The buffer has room for a block of padding behind it.
@@ -92,7 +94,9 @@ struct Job {
   uint64_t bytes_out = 0;
 };
 
-Problem CallProblem(const Job& job) { return DiagnoseStorage(LibraryLogLines(), job.slot.path()); }
+Problem CallProblem(const Job& job) {
+  return DiagnoseStorage(LibraryLogLines(), job.slot.path());
+}
 
 bool Put(Job& job, const uint8_t* bytes, size_t size, std::optional<Problem>* problem) {
   job.bytes_out += size;
@@ -159,7 +163,8 @@ std::optional<Problem> DecryptAll(Job& job) {
     if (reader.is_last() && job.padding) {
       const auto padding = PaddingLength(result.data(), size);
       if (!padding) {
-        return MakeProblemWithAdvice("PADDING-WRONG", "wrong padding: another key, or changed data");
+        return MakeProblemWithAdvice("PADDING-WRONG",
+                                     "wrong padding: another key, or changed data");
       }
       size -= *padding;
     }

@@ -118,7 +118,8 @@ Problem FromMatch(const MessageMatch& match, const std::string& text) {
     const KeyMintError* error = FindKeyMintError(argument);
     if (error != nullptr) problem = FromReason(KnownReason(error->reason));
     const std::string name = error != nullptr ? error->name : argument;
-    problem.cause += " (KeyMint answered " + name + ")";
+    problem.cause.pop_back();  // the full stop
+    problem.cause += " (KeyMint answered " + name + ").";
   }
   problem.library_line = text;
   return problem;

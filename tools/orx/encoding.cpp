@@ -59,6 +59,8 @@ std::string Encode(Format format, const uint8_t* bytes, size_t size) {
   return text;
 }
 
-void WipeString(std::string* text) { OPENSSL_cleanse(text->data(), text->size()); }
+void WipeString(std::string* text) {
+  OPENSSL_cleanse(text->data(), text->size());
+}
 
 }  // namespace orx_tool

@@ -23,7 +23,9 @@ void OnSignal(int signal_number) {
   _exit(128 + signal_number);
 }
 
-bool IsStandardStream(const std::string& path) { return path.empty() || path == "-"; }
+bool IsStandardStream(const std::string& path) {
+  return path.empty() || path == "-";
+}
 
 std::string ResolveLink(const std::string& path) {
   char resolved[PATH_MAX];

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "help.h"
 
+#include <ctype.h>
+
 #include "commands.h"
 
 namespace orx_tool {
@@ -65,7 +67,9 @@ std::string GroupHelp(const std::string& word) {
 std::string CommandHelp(const Command& command) {
   std::string text = "usage: orx " + std::string(command.name) + " [OPTION]...";
   if (*command.operands != 0) text += std::string(" ") + command.operands;
-  text += "\n\n" + std::string(command.summary) + "\n";
+  std::string summary = command.summary;
+  summary[0] = static_cast<char>(toupper(summary[0]));
+  text += "\n\n" + summary + ".\n";
   if (*command.details != 0) text += std::string("\n") + command.details;
   text += OptionLines("Options:", command.options);
   text += OptionLines("Options of every command:", GlobalOptions());

@@ -82,9 +82,9 @@ std::vector<std::string> DescribeSlot(const Slot& slot, Json::Value* json) {
   (*json)["owner"] = OwnerName(status);
   (*json)["mode"] = ModeText(status.st_mode);
   (*json)["type"] = FileType(status.st_mode);
-  return {std::to_string(slot.key_id), slot.file,
+  return {std::to_string(slot.key_id),    slot.file,
           std::to_string(status.st_size), OwnerName(status),
-          ModeText(status.st_mode), FileType(status.st_mode)};
+          ModeText(status.st_mode),       FileType(status.st_mode)};
 }
 
 // DeleteAesKey selects the key first: the library deletes only the selected one.
@@ -117,9 +117,9 @@ int RunKeyDelete(const Args& args, Output& output) {
   const std::string name = "key " + std::to_string(slot->key_id);
   const bool remove = args.Has("file");
   if (remove && unlink(slot->path().c_str()) != 0) {
-    return output.Fail(MakeProblem("OUTPUT-FAILED", name + " is deleted, but its file " +
-                                                        slot->path() + " could not be removed: " +
-                                                        strerror(errno)));
+    return output.Fail(
+        MakeProblem("OUTPUT-FAILED", name + " is deleted, but its file " + slot->path() +
+                                         " could not be removed: " + strerror(errno)));
   }
   output.answer()["key_id"] = slot->key_id;
   output.answer()["file_removed"] = remove;

@@ -85,8 +85,8 @@ void SetLibraryLogObserver(std::function<void(const std::string& message)> obser
 }
 
 void ShareLastLogLine() {
-  void* memory = mmap(nullptr, kSharedBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
-                      -1, 0);
+  void* memory =
+      mmap(nullptr, kSharedBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory != MAP_FAILED) Log().shared = static_cast<char*>(memory);
 }
 

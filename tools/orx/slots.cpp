@@ -81,9 +81,9 @@ Problem DiagnoseStorage(const std::vector<LogLine>& lines, const std::string& pa
   }
   if (!exists) {
     const bool store = problem.code.rfind("STORE-", 0) == 0;
-    return WithLine(MakeProblemWithAdvice(store ? "STORE-EMPTY" : "KEY-SLOT-EMPTY",
-                                          path + " does not exist"),
-                    line);
+    return WithLine(
+        MakeProblemWithAdvice(store ? "STORE-EMPTY" : "KEY-SLOT-EMPTY", path + " does not exist"),
+        line);
   }
   if (access(path.c_str(), R_OK) != 0) {
     return WithLine(MakeProblemWithAdvice("PERSIST-DENIED", "no permission to read " + path), line);

@@ -22,7 +22,9 @@ constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 volatile sig_atomic_t ending_signal = 0;
 
-void NoteSignal(int signal_number) { ending_signal = signal_number; }
+void NoteSignal(int signal_number) {
+  ending_signal = signal_number;
+}
 
 double Now() {
   timespec now;
