@@ -18,6 +18,21 @@ int RunKeyList(const Args& args, Output& output);
 // cipher.cpp
 int RunEncrypt(const Args& args, Output& output);
 int RunDecrypt(const Args& args, Output& output);
+// rsa.cpp
+int RunSign(const Args& args, Output& output);
+int RunVerify(const Args& args, Output& output);
+int RunRsaEncrypt(const Args& args, Output& output);
+int RunRsaDecrypt(const Args& args, Output& output);
+// hash.cpp
+int RunHash(const Args& args, Output& output);
+// derive.cpp
+int RunKdf(const Args& args, Output& output);
+int RunRandom(const Args& args, Output& output);
+// store.cpp
+int RunStorePut(const Args& args, Output& output);
+int RunStoreGet(const Args& args, Output& output);
+int RunStoreSize(const Args& args, Output& output);
+int RunStoreRemove(const Args& args, Output& output);
 // explain.cpp
 int RunExplain(const Args& args, Output& output);
 

@@ -12,6 +12,7 @@
 #include "encoding.h"
 #include "files.h"
 #include "library_log.h"
+#include "rsa_key.h"
 #include "slots.h"
 
 namespace orx_tool {
@@ -29,6 +30,15 @@ std::optional<SecretBytes> ReadAesKey(const Args& args, std::optional<Problem>* 
   return key;
 }
 
+int Imported(const Slot& slot, const std::string& algorithm, Output& output) {
+  output.answer()["key_id"] = slot.key_id;
+  output.answer()["algorithm"] = algorithm;
+  output.answer()["file"] = slot.path();
+  output.Text("key " + std::to_string(slot.key_id) + ": " + algorithm + " key imported, blob in " +
+              slot.path());
+  return output.Succeed();
+}
+
 int ImportAes(const Slot& slot, const Args& args, Output& output) {
   std::optional<Problem> problem;
   auto key = ReadAesKey(args, &problem);
@@ -43,12 +53,40 @@ int ImportAes(const Slot& slot, const Args& args, Output& output) {
                                  static_cast<int>(key->size()), &context) != 0) {
     return output.Fail(DiagnoseStorage(LibraryLogLines(), slot.path()));
   }
-  output.answer()["key_id"] = slot.key_id;
-  output.answer()["algorithm"] = "AES-128";
-  output.answer()["file"] = slot.path();
-  output.Text("key " + std::to_string(slot.key_id) + ": AES-128 key imported, blob in " +
-              slot.path());
-  return output.Succeed();
+  return Imported(slot, "AES-128", output);
+}
+
+int ImportPkcs8(const Slot& slot, const Args& args, Output& output) {
+  std::optional<Problem> problem;
+  auto key = ReadRsaPrivateKey(args.Get("pkcs8"), &problem);
+  if (!key) return output.Fail(*problem);
+  const std::string algorithm = "RSA-" + std::to_string(key->bits);
+  if (key->bits != 2048 && key->bits != 4096) {
+    output.Note("note: the library declares keys as 2048 or 4096 bits; this one has " +
+                std::to_string(key->bits));
+  }
+  constexpr int kPlain = 1;
+  ClearLibraryLog();
+  if (ORX_RSA_ImportKey(key->der.data(), static_cast<uint32_t>(key->der.size()), kPlain,
+                        slot.key_id) != 0) {
+    return output.Fail(DiagnoseStorage(LibraryLogLines(), slot.path()));
+  }
+  return Imported(slot, algorithm, output);
+}
+
+int ImportComponents(const Slot& slot, const Args& args, Output& output) {
+  std::optional<Problem> problem;
+  const auto components = ReadRsaComponents(args.Get("rsa-components"), &problem);
+  if (!components) return output.Fail(*problem);
+  const auto bytes = [&](size_t i) { return (*components)[i]->data(); };
+  const auto size = [&](size_t i) { return static_cast<uint32_t>((*components)[i]->size()); };
+  ClearLibraryLog();
+  if (ORX_RSA_ImportProtectedKey(nullptr, size(0), bytes(0), size(1), bytes(1), size(2), bytes(2),
+                                 size(3), bytes(3), size(4), bytes(4), size(5), bytes(5), size(6),
+                                 bytes(6), size(7), bytes(7), slot.key_id) != 0) {
+    return output.Fail(DiagnoseStorage(LibraryLogLines(), slot.path()));
+  }
+  return Imported(slot, "RSA", output);
 }
 
 std::string OwnerName(const struct stat& status) {
@@ -99,9 +137,14 @@ int RunKeyImport(const Args& args, Output& output) {
   std::optional<Problem> problem;
   const Slot* slot = ParseSlot(args.operands()[0], &problem);
   if (slot == nullptr) return output.Fail(*problem);
-  if (args.Has("aes") == args.Has("hex")) {
-    return output.Fail(MakeProblem("USAGE", "give one of --aes FILE and --hex HEX"));
+  const int sources =
+      args.Has("aes") + args.Has("hex") + args.Has("pkcs8") + args.Has("rsa-components");
+  if (sources != 1) {
+    return output.Fail(
+        MakeProblem("USAGE", "give one of --aes, --hex, --pkcs8 and --rsa-components"));
   }
+  if (args.Has("pkcs8")) return ImportPkcs8(*slot, args, output);
+  if (args.Has("rsa-components")) return ImportComponents(*slot, args, output);
   return ImportAes(*slot, args, output);
 }
 
