@@ -165,6 +165,10 @@ void* SharedRefBase::operator new(size_t size) {
   return memory;
 }
 
+void SharedRefBase::operator delete(void* memory) {
+  std::free(memory);
+}
+
 ICInterface::~ICInterface() = default;
 
 binder_status_t ICInterface::dump(int, const char**, uint32_t) {

@@ -2,13 +2,12 @@
 #include <android-base/properties.h>
 #include <android_host/host.h>
 #include <cutils/properties.h>
+#include <errno.h>
 #include <inttypes.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/system_properties.h>
 
-#include <algorithm>
-#include <limits>
 #include <map>
 #include <mutex>
 #include <string>
@@ -49,17 +48,13 @@ bool IsPropertyName(std::string_view name) {
          name.find_first_not_of(kAllowed) == std::string_view::npos;
 }
 
-std::string ReadValue(const std::string& name) {
-  const std::lock_guard<std::mutex> lock(mutex);
-  return android::base::GetProperty(name, "");
-}
-
 enum class Overwrite { kReadOnlyToo, kNotReadOnly };
 
 // Returns why the property cannot be set, or null when it is set.
 const char* SetProperty(const std::string& name, const std::string& value, Overwrite overwrite) {
   if (!IsPropertyName(name)) return "not a property name";
   if (value.size() >= PROP_VALUE_MAX && !IsReadOnly(name)) return "value longer than 91 characters";
+  if (value.find('\0') != std::string::npos) return "value with a NUL character";
   const std::lock_guard<std::mutex> lock(mutex);
   prop_info& entry = Entries()[name];
   if (overwrite == Overwrite::kNotReadOnly && IsReadOnly(name) && entry.exists) {
@@ -87,7 +82,11 @@ intmax_t GetInteger(const char* key, intmax_t lowest, intmax_t highest, intmax_t
 
 int __system_property_get(const char* name, char* value) {
   android_host::EnsureDevice();
-  std::string text = ReadValue(name);
+  std::string text;
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    text = android::base::GetProperty(name, "");
+  }
   if (text.size() >= PROP_VALUE_MAX) {
     text = IsReadOnly(name) ? std::string(kLongValueNotice) : text.substr(0, PROP_VALUE_MAX - 1);
   }
@@ -112,8 +111,14 @@ void __system_property_read_callback(const prop_info* pi,
                                      void (*callback)(void* cookie, const char* name,
                                                       const char* value, uint32_t serial),
                                      void* cookie) {
-  const std::string value = ReadValue(pi->name);
-  callback(cookie, pi->name.c_str(), value.c_str(), pi->serial);
+  std::string value;
+  uint32_t serial = 0;
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    value = android::base::GetProperty(pi->name, "");
+    serial = pi->serial;
+  }
+  callback(cookie, pi->name.c_str(), value.c_str(), serial);
 }
 
 int __system_property_foreach(void (*propfn)(const prop_info* pi, void* cookie), void* cookie) {

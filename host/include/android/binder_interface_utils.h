@@ -7,7 +7,6 @@
 #include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
 
-#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -39,8 +38,7 @@ class SharedRefBase {
     return object->template ref<T>();
   }
 
-  // Not inlined: g++ takes the pair for a mismatch once it sees only one half inline.
-  __attribute__((noinline)) static void operator delete(void* memory) { std::free(memory); }
+  static void operator delete(void* memory);
 
  private:
   static void* operator new(size_t size);

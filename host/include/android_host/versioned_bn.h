@@ -14,9 +14,9 @@ namespace android_host {
 template <typename INTERFACE>
 class VersionedBn : public ::ndk::BnCInterface<INTERFACE> {
  public:
-  explicit VersionedBn(int32_t version = INTERFACE::version,
-                       const std::string& hash = INTERFACE::hash)
-      : version_(version), hash_(hash) {}
+  explicit VersionedBn(int32_t interface_version = INTERFACE::version,
+                       const std::string& interface_hash = INTERFACE::hash)
+      : version_(interface_version), hash_(interface_hash) {}
 
   ::ndk::ScopedAStatus getInterfaceVersion(int32_t* _aidl_return) override {
     *_aidl_return = version_;
