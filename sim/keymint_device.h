@@ -8,21 +8,12 @@
 
 #include "sim/begin_rules.h"
 #include "sim/device_folder.h"
+#include "sim/instance.h"
 #include "sim/key_params.h"
 #include "sim/key_vault.h"
 #include "sim/operation.h"
 
 namespace orx_sim {
-
-// Instance is one of the two secure environments of a device.
-struct Instance {
-  const char* name;  // "default" or "strongbox"
-  km::SecurityLevel level;
-
-  bool IsStrongBox() const { return level == km::SecurityLevel::STRONGBOX; }
-};
-inline constexpr Instance kTee{"default", km::SecurityLevel::TRUSTED_ENVIRONMENT};
-inline constexpr Instance kStrongBox{"strongbox", km::SecurityLevel::STRONGBOX};
 
 // AsStatus makes the binder status of a KeyMint error code.
 ndk::ScopedAStatus AsStatus(ErrorCode code);
