@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <vector>
+
+#include "args.h"
+#include "output.h"
+
+namespace orx_tool {
+
+// The command table, in the order of the help.
+const std::vector<Command>& Commands();
+
+// keys.cpp
+int RunKeyImport(const Args& args, Output& output);
+int RunKeyDelete(const Args& args, Output& output);
+int RunKeyList(const Args& args, Output& output);
+// cipher.cpp
+int RunEncrypt(const Args& args, Output& output);
+int RunDecrypt(const Args& args, Output& output);
+// rsa.cpp
+int RunSign(const Args& args, Output& output);
+int RunVerify(const Args& args, Output& output);
+int RunRsaEncrypt(const Args& args, Output& output);
+int RunRsaDecrypt(const Args& args, Output& output);
+// hash.cpp
+int RunHash(const Args& args, Output& output);
+// derive.cpp
+int RunKdf(const Args& args, Output& output);
+int RunRandom(const Args& args, Output& output);
+// store.cpp
+int RunStorePut(const Args& args, Output& output);
+int RunStoreGet(const Args& args, Output& output);
+int RunStoreSize(const Args& args, Output& output);
+int RunStoreRemove(const Args& args, Output& output);
+// explain.cpp
+int RunExplain(const Args& args, Output& output);
+
+}  // namespace orx_tool

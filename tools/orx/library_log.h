@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace orx_tool {
+
+// The lines that the library writes to the Android log while the tool calls it. They are the only
+// place where the library says why a call failed, so the tool reads them in its own process; on a
+// device they go on to the system log as well.
+
+// LogLine is one line: the place in the library's sources ("src/keymint/ORX_SYM.cpp:77") and the
+// message.
+struct LogLine {
+  std::string place;
+  std::string message;
+};
+
+// SplitLogLine takes "path:line: message" apart; text without a place becomes the message.
+LogLine SplitLogLine(const std::string& text);
+
+// StartLibraryLog begins to collect. With `to_stderr` each line is shown at once.
+void StartLibraryLog(bool to_stderr);
+
+// ClearLibraryLog forgets the lines so far. Called before a library call whose lines matter.
+void ClearLibraryLog();
+
+// LibraryLogLines returns the lines since the last ClearLibraryLog, at most the newest 4000.
+std::vector<LogLine> LibraryLogLines();
+
+// SetLibraryLogObserver has `observer` called with each message as it comes; an empty function
+// ends that. Used to show what a long call is doing.
+void SetLibraryLogObserver(std::function<void(const std::string& message)> observer);
+
+// ShareLastLogLine keeps the newest message in memory that forked children share; LastSharedLogLine
+// reads it in the parent, which has to say what a killed child was waiting for.
+void ShareLastLogLine();
+std::string LastSharedLogLine();
+
+}  // namespace orx_tool

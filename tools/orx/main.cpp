@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <stdio.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "commands.h"
+#include "files.h"
+#include "help.h"
+#include "library_log.h"
+#include "supervisor.h"
+
+namespace orx_tool {
+namespace {
+
+constexpr const char kVersion[] = "orx 1.0.0";
+constexpr int kMaxTimeoutSeconds = 24 * 3600;
+
+using Words = std::vector<std::string>;
+
+// TakeCommand finds the command that `words` begin with and removes its name from them.
+const Command* TakeCommand(Words* words) {
+  for (const Command& command : Commands()) {
+    const std::string name = command.name;
+    const size_t name_words = name.find(' ') == std::string::npos ? 1 : 2;
+    if (words->size() < name_words) continue;
+    const std::string given = name_words == 1 ? (*words)[0] : (*words)[0] + " " + (*words)[1];
+    if (given != name) continue;
+    words->erase(words->begin(), words->begin() + static_cast<long>(name_words));
+    return &command;
+  }
+  return nullptr;
+}
+
+bool IsGroup(const std::string& word) {
+  return std::any_of(Commands().begin(), Commands().end(), [&](const Command& command) {
+    return strncmp(command.name, (word + " ").c_str(), word.size() + 1) == 0;
+  });
+}
+
+// UsageError reports before the options are understood, so it looks for --json itself.
+int UsageError(const Words& words, const std::string& command, const std::string& text) {
+  Settings settings;
+  settings.json = std::find(words.begin(), words.end(), "--json") != words.end();
+  const std::string help = command.empty() ? "orx --help" : "orx " + command + " --help";
+  return Output(settings, command).Fail(MakeProblem("USAGE", text + "; see '" + help + "'"));
+}
+
+int ShowHelp(const std::string& text) {
+  printf("%s", text.c_str());
+  return kDone;
+}
+
+std::string CheckOperands(const Command& command, const Args& args) {
+  const size_t count = args.operands().size();
+  if (count < command.min_operands) return std::string("it needs ") + command.operands;
+  if (count > command.max_operands) {
+    return "unexpected argument '" + args.operands()[command.max_operands] + "'";
+  }
+  return "";
+}
+
+// ReadSettings takes the global options. Returns an empty string, or what is wrong with them.
+std::string ReadSettings(const Args& args, Settings* settings) {
+  settings->verbose = args.Has("verbose");
+  settings->quiet = args.Has("quiet");
+  settings->json = args.Has("json");
+  if (!args.Has("timeout")) return "";
+  const auto seconds = ParseNumber(args.Get("timeout"), 1, kMaxTimeoutSeconds);
+  if (!seconds) return "--timeout takes whole seconds, 1 to 86400";
+  settings->timeout_seconds = static_cast<int>(*seconds);
+  return "";
+}
+
+// RunWithTimeout makes the library's calls in a child that can be ended: some block for ever.
+int RunWithTimeout(const Command& command, const Args& args, Output& output) {
+  ShareLastLogLine();
+  const int seconds = output.settings().timeout_seconds;
+  const ChildResult result = RunInChild([&](int) { return command.run(args, output); }, seconds);
+  switch (result.end) {
+    case ChildResult::End::kExited:
+      return result.status;
+    case ChildResult::End::kInterrupted:
+      return 128 + result.status;
+    case ChildResult::End::kCrashed:
+      return output.Fail(MakeProblemWithAdvice(
+          "LIBRARY-CRASHED", "the library call ended by signal " + std::to_string(result.status)));
+    case ChildResult::End::kTimedOut:
+      break;
+  }
+  Problem problem = MakeProblemWithAdvice(
+      "TIMED-OUT", "no answer within " + std::to_string(seconds) + " seconds");
+  problem.library_line = LastSharedLogLine();
+  return output.Fail(problem);
+}
+
+int RunCommand(const Command& command, const Words& words, Args args) {
+  std::vector<Option> options = command.options;
+  options.insert(options.end(), GlobalOptions().begin(), GlobalOptions().end());
+  Words operands;
+  std::string error = ParseOptions(words, options, false, &args, &operands);
+  if (!error.empty()) return UsageError(words, command.name, error);
+  if (args.Has("help")) return ShowHelp(CommandHelp(command));
+  for (const std::string& operand : operands) args.AddOperand(operand);
+  Settings settings;
+  error = CheckOperands(command, args);
+  if (error.empty()) error = ReadSettings(args, &settings);
+  if (!error.empty()) return UsageError(words, command.name, error);
+
+  StartLibraryLog(settings.verbose);
+  RemoveTemporaryOnSignals();
+  Output output(settings, command.name);
+  if (settings.timeout_seconds > 0 && !command.handles_timeout) {
+    return RunWithTimeout(command, args, output);
+  }
+  return command.run(args, output);
+}
+
+int Main(Words words) {
+  std::vector<Option> options = GlobalOptions();
+  options.push_back({"version", 0, nullptr, ""});
+  Args args;
+  Words rest;
+  const std::string error = ParseOptions(words, options, true, &args, &rest);
+  if (!error.empty()) return UsageError(words, "", error);
+  if (args.Has("version")) return ShowHelp(std::string(kVersion) + "\n");
+  if (!rest.empty() && rest[0] == "help") {
+    rest.erase(rest.begin());
+    args.Set("help", "");
+  }
+  if (rest.empty()) {
+    if (args.Has("help")) return ShowHelp(ProgramHelp());
+    return UsageError(words, "", "a command is needed");
+  }
+  if (const Command* command = TakeCommand(&rest)) return RunCommand(*command, rest, args);
+  if (!IsGroup(rest[0])) return UsageError(words, "", "unknown command '" + rest[0] + "'");
+  const bool wants_help =
+      args.Has("help") || (rest.size() > 1 && (rest[1] == "--help" || rest[1] == "-h"));
+  if (wants_help) return ShowHelp(GroupHelp(rest[0]));
+  return UsageError(words, rest[0], "'" + rest[0] + "' needs one of its commands");
+}
+
+}  // namespace
+}  // namespace orx_tool
+
+int main(int argc, char** argv) {
+  return orx_tool::Main(std::vector<std::string>(argv + 1, argv + argc));
+}
