@@ -7,25 +7,22 @@
 
 namespace orx_sim {
 
+namespace km = ::aidl::android::hardware::security::keymint;
+
 // Instance is one of the two secure environments of a device.
 struct Instance {
   const char* name;  // "default" or "strongbox"
-  ::aidl::android::hardware::security::keymint::SecurityLevel level;
+  km::SecurityLevel level;
 
-  bool IsStrongBox() const {
-    return level == ::aidl::android::hardware::security::keymint::SecurityLevel::STRONGBOX;
-  }
+  bool IsStrongBox() const { return level == km::SecurityLevel::STRONGBOX; }
 
-  // Setting returns the name of the setting that tells for this environment what `base` tells for
-  // the TEE.
-  std::string Setting(const char* base) const {
-    return (IsStrongBox() ? "strongbox-" : "") + std::string(base);
+  // Setting returns the name of the setting that says of this environment what `name_for_tee` says of the
+  // TEE.
+  std::string Setting(const char* name_for_tee) const {
+    return (IsStrongBox() ? "strongbox-" : "") + std::string(name_for_tee);
   }
 };
-
-inline constexpr Instance kTee{
-    "default", ::aidl::android::hardware::security::keymint::SecurityLevel::TRUSTED_ENVIRONMENT};
-inline constexpr Instance kStrongBox{
-    "strongbox", ::aidl::android::hardware::security::keymint::SecurityLevel::STRONGBOX};
+inline constexpr Instance kTee{"default", km::SecurityLevel::TRUSTED_ENVIRONMENT};
+inline constexpr Instance kStrongBox{"strongbox", km::SecurityLevel::STRONGBOX};
 
 }  // namespace orx_sim

@@ -5,10 +5,12 @@
 
 #include <algorithm>
 
-#include "hex.h"
+#include "support/hex.h"
 
 namespace orx_sim {
 namespace {
+
+using orx_test::FromHex;
 
 HmacKey Key(uint8_t fill) {
   HmacKey key;
