@@ -41,7 +41,6 @@ class Device {
 
  private:
   explicit Device(std::shared_ptr<DeviceFolder> folder);
-  void AttachInstance(const Instance& instance);
   template <typename Interface>
   void AddService(std::shared_ptr<Interface> service, const Instance& instance,
                   const std::string& name, int version);

@@ -87,6 +87,8 @@ ErrorCode CheckCreation(const KeyParams& params) {
   if (HasPurpose(params, km::KeyPurpose::ATTEST_KEY) && CountOf(params, Tag::PURPOSE) > 1) {
     return ErrorCode::INCOMPATIBLE_PURPOSE;
   }
+  // Early boot ended before anybody could call.
+  if (Has(params, Tag::EARLY_BOOT_ONLY)) return ErrorCode::EARLY_BOOT_ENDED;
   if (!CanPad(params, *algorithm)) return ErrorCode::INCOMPATIBLE_PADDING_MODE;
   return CheckMinMacLength(params);
 }
