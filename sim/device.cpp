@@ -27,8 +27,7 @@ std::string WithDashes(const std::string& date) {
 
 // The properties that tell what the settings say. A line of build.prop may say otherwise.
 void SetDerivedProperties(const DeviceFolder& folder) {
-  SetProperty("ro.build.version.release",
-              std::to_string(folder.GetNumber("os-version") / 10000));
+  SetProperty("ro.build.version.release", std::to_string(folder.GetNumber("os-version") / 10000));
   SetProperty("ro.build.version.security_patch", WithDashes(folder.Get("os-patch-level")));
   SetProperty("ro.vendor.build.security_patch", WithDashes(folder.Get("vendor-patch-level")));
 }

@@ -93,8 +93,8 @@ ErrorCode CheckCreation(const KeyParams& params) {
   return CheckMinMacLength(params);
 }
 
-ErrorCode ImportMaterial(km::KeyFormat format, const Bytes& data, bool strongbox,
-                         KeyParams* params, SecretBytes* material) {
+ErrorCode ImportMaterial(km::KeyFormat format, const Bytes& data, bool strongbox, KeyParams* params,
+                         SecretBytes* material) {
   switch (FindEnum<Algorithm>(*params, Tag::ALGORITHM).value_or(Algorithm{})) {
     case Algorithm::AES:
       return ImportAes(format, data, strongbox, params, material);
