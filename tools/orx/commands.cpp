@@ -12,6 +12,11 @@ const Option kFormat = {"format", 0, "FORMAT", "raw, hex or base64 (default: raw
 const Option kTextFormat = {"format", 0, "FORMAT", "raw, hex or base64 (default: hex)"};
 const Option kDigest = {"digest", 0, "NAME", "sha256 (default) or sha1"};
 const Option kPadding = {"padding", 0, "NAME", "pkcs1 (default) or none"};
+const Option kShowIds = {"show-ids", 0, nullptr, "show serial number, IMEI and MEID in full"};
+
+constexpr const char kModemDetails[] =
+    "Asks the modem daemon. Without one the library tries 30 times, about half a minute; a daemon\n"
+    "that accepts but does not answer blocks without end: use --timeout.\n";
 
 }  // namespace
 
@@ -142,6 +147,29 @@ const std::vector<Command>& Commands() {
        {},
        RunStoreSize},
       {"store rm", "NUMBER", 1, 1, "remove a file of the secure store", "", {}, RunStoreRemove},
+      {"ids", "", 0, 0, "print the identifiers that the device attests", "", {}, RunIds},
+      {"imei", "", 0, 0, "print the IMEI", kModemDetails, {}, RunImei},
+      {"imei2", "", 0, 0, "print the second IMEI", kModemDetails, {}, RunImei2},
+      {"meid", "", 0, 0, "print the MEID", kModemDetails, {}, RunMeid},
+      {"uid", "", 0, 0, "print the unique hardware id", "", {}, RunUid},
+      {"mode", "", 0, 0, "print the secure-hardware mode", "", {}, RunMode},
+      {"records",
+       "",
+       0,
+       0,
+       "print the device-ID records that KeyMint is asked to attest",
+       kModemDetails,
+       {kShowIds},
+       RunRecords},
+      {"modem",
+       "COMMAND",
+       1,
+       1,
+       "send one AT command to the modem and print its answer",
+       "A command that begins with AT is sent as TCATSEND,0,AT..., the form that the modem daemon\n"
+       "expects; --raw sends it as it is.\n",
+       {{"raw", 0, nullptr, "send the command as it is"}},
+       RunModem},
       {"explain",
        "[CODE|MESSAGE]",
        0,
