@@ -14,6 +14,8 @@ const Option kDigest = {"digest", 0, "NAME", "sha256 (default) or sha1"};
 const Option kPadding = {"padding", 0, "NAME", "pkcs1 (default) or none"};
 const Option kShowIds = {"show-ids", 0, nullptr, "show serial number, IMEI and MEID in full"};
 
+const Option kStrongBox = {"strongbox", 0, nullptr, "the StrongBox instance (default: TEE)"};
+
 constexpr const char kModemDetails[] =
     "Asks the modem daemon. Without one the library tries 30 times, about half a minute; a daemon\n"
     "that accepts but does not answer blocks without end: use --timeout.\n";
@@ -170,6 +172,23 @@ const std::vector<Command>& Commands() {
        "expects; --raw sends it as it is.\n",
        {{"raw", 0, nullptr, "send the command as it is"}},
        RunModem},
+      {"chain show",
+       "FILE...",
+       1,
+       kAnyNumber,
+       "print certificates readably",
+       "Takes PEM or DER. Android attestation records are decoded.\n",
+       {},
+       RunChainShow},
+      {"attest-key",
+       "",
+       0,
+       0,
+       "have KeyMint make an attestation key and write its chain",
+       "Writes DIR/chain.pem and each certificate as DIR/certN.pem, the key's own first. The key\n"
+       "is deleted again.\n",
+       {kStrongBox, {"output", 'o', "DIR", "the folder, made if it is missing"}},
+       RunAttestKey},
       {"explain",
        "[CODE|MESSAGE]",
        0,

@@ -42,6 +42,9 @@ int RunUid(const Args& args, Output& output);
 int RunMode(const Args& args, Output& output);
 int RunRecords(const Args& args, Output& output);
 int RunModem(const Args& args, Output& output);
+// chain.cpp
+int RunChainShow(const Args& args, Output& output);
+int RunAttestKey(const Args& args, Output& output);
 // explain.cpp
 int RunExplain(const Args& args, Output& output);
 
