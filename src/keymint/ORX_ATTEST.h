@@ -3,7 +3,7 @@
 
 #include <aidl/android/hardware/security/keymint/Certificate.h>
 #include <keymint/authorization_set.h>
-#include <openssl/base.h>
+#include <openssl/x509.h>
 #include <orx/attest.h>
 
 #include <cstdint>

@@ -32,6 +32,7 @@ constexpr int kNoKey = 0;
 constexpr mode_t kBlobFileMode = 0660;
 constexpr uint64_t kPublicExponent = 65537;
 constexpr uint32_t kLongestDerOf2048Bits = 2000;
+constexpr size_t kDerCapacity = 4096;  // more than a key of 4096 bits takes; grows beyond
 constexpr size_t kUnwrapScratchBytes = 4098;
 // The context argument under which a wrapped key is handed to the symmetric service.
 constexpr uintptr_t kUnwrapContext = 18;
@@ -95,7 +96,7 @@ uint32_t ImportComponents(const RsaComponents& components, int key_id) {
     return 1;
   }
   bssl::ScopedCBB encoding;
-  const bool encoded = CBB_init(encoding.get(), 0) == 1 &&
+  const bool encoded = CBB_init(encoding.get(), kDerCapacity) == 1 &&
                        EVP_marshal_private_key(encoding.get(), key.get()) == 1 &&
                        CBB_flush(encoding.get()) == 1;
   const size_t length = encoded ? CBB_len(encoding.get()) : 0;

@@ -112,16 +112,26 @@ TEST(Status, OkIsOneSharedObjectAndAbsentIsNotOk) {
   EXPECT_EQ(status.get(), nullptr);  // NOLINT(bugprone-use-after-move): what a move leaves
 }
 
+// Objects of this class count in `destroyed` how many of them died.
 int destroyed = 0;
-AIBinder_Class* DefineCountingClass() {
-  return AIBinder_Class_define(
-      "a.b.IFoo", [](void* args) { return args; }, [](void* count) { ++*static_cast<int*>(count); },
-      [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) { return STATUS_OK + 0; });
+binder_status_t NoTransaction(AIBinder*, transaction_code_t, const AParcel*, AParcel*) {
+  return STATUS_UNKNOWN_TRANSACTION;
 }
+void* KeepArguments(void* args) {
+  return args;
+}
+void CountDestroyed(void* count) {
+  ++*static_cast<int*>(count);
+}
+// Never freed, as classes are not.
+AIBinder_Class* const counting_class =
+    AIBinder_Class_define("a.b.IFoo", KeepArguments, CountDestroyed, NoTransaction);
+AIBinder_Class* const twin_class =
+    AIBinder_Class_define("a.b.IFoo", KeepArguments, CountDestroyed, NoTransaction);
 
 TEST(BinderObject, DiesWithItsLastStrongReference) {
   destroyed = 0;
-  AIBinder* const object = AIBinder_new(DefineCountingClass(), &destroyed);
+  AIBinder* const object = AIBinder_new(counting_class, &destroyed);
   AIBinder_Weak* const weak = AIBinder_Weak_new(object);
   EXPECT_EQ(AIBinder_debugGetRefCount(object), 1);
   EXPECT_EQ(AIBinder_getUserData(object), &destroyed);
@@ -139,31 +149,23 @@ TEST(BinderObject, DiesWithItsLastStrongReference) {
 }
 
 TEST(BinderObject, ClassesAreComparedByAddress) {
-  AIBinder_Class* const clazz = DefineCountingClass();
-  AIBinder_Class* const twin = DefineCountingClass();
-  EXPECT_STREQ(AIBinder_Class_getDescriptor(clazz), AIBinder_Class_getDescriptor(twin));
-  const SpAIBinder object(AIBinder_new(clazz, &destroyed));
-  EXPECT_TRUE(AIBinder_associateClass(object.get(), clazz));
-  EXPECT_FALSE(AIBinder_associateClass(object.get(), twin));
-  EXPECT_EQ(AIBinder_getClass(object.get()), clazz);
+  EXPECT_STREQ(AIBinder_Class_getDescriptor(counting_class),
+               AIBinder_Class_getDescriptor(twin_class));
+  const SpAIBinder object(AIBinder_new(counting_class, &destroyed));
+  EXPECT_TRUE(AIBinder_associateClass(object.get(), counting_class));
+  EXPECT_FALSE(AIBinder_associateClass(object.get(), twin_class));
+  EXPECT_EQ(AIBinder_getClass(object.get()), counting_class);
   EXPECT_FALSE(AIBinder_isRemote(object.get()));
   EXPECT_TRUE(AIBinder_isAlive(object.get()));
   EXPECT_EQ(AIBinder_ping(object.get()), STATUS_OK);
 }
 
 TEST(BinderObject, NullIsAnsweredNotFollowed) {
-  const auto transact = [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) { return 0; };
-  const auto create = [](void* args) { return args; };
-  EXPECT_EQ(AIBinder_Class_define(
-                nullptr, create, [](void*) {}, transact),
-            nullptr);
-  EXPECT_EQ(AIBinder_Class_define(
-                "a", nullptr, [](void*) {}, transact),
-            nullptr);
-  EXPECT_EQ(AIBinder_Class_define("a", create, nullptr, transact), nullptr);
-  EXPECT_EQ(AIBinder_Class_define(
-                "a", create, [](void*) {}, nullptr),
-            nullptr);
+  const char* const name = "a.b.IFoo";
+  EXPECT_EQ(AIBinder_Class_define(nullptr, KeepArguments, CountDestroyed, NoTransaction), nullptr);
+  EXPECT_EQ(AIBinder_Class_define(name, nullptr, CountDestroyed, NoTransaction), nullptr);
+  EXPECT_EQ(AIBinder_Class_define(name, KeepArguments, nullptr, NoTransaction), nullptr);
+  EXPECT_EQ(AIBinder_Class_define(name, KeepArguments, CountDestroyed, nullptr), nullptr);
   EXPECT_EQ(AIBinder_new(nullptr, nullptr), nullptr);
   AIBinder_incStrong(nullptr);
   AIBinder_decStrong(nullptr);
@@ -172,7 +174,7 @@ TEST(BinderObject, NullIsAnsweredNotFollowed) {
   EXPECT_FALSE(AIBinder_isAlive(nullptr));
   EXPECT_EQ(AIBinder_ping(nullptr), STATUS_UNEXPECTED_NULL);
   EXPECT_EQ(AIBinder_dump(nullptr, 1, nullptr, 0), STATUS_UNEXPECTED_NULL);
-  EXPECT_FALSE(AIBinder_associateClass(nullptr, DefineCountingClass()));
+  EXPECT_FALSE(AIBinder_associateClass(nullptr, counting_class));
   EXPECT_EQ(AIBinder_getClass(nullptr), nullptr);
   EXPECT_EQ(AIBinder_getUserData(nullptr), nullptr);
   EXPECT_EQ(AIBinder_Weak_new(nullptr), nullptr);
@@ -269,8 +271,9 @@ constexpr bool kCanMakeShared<T, std::void_t<decltype(std::make_shared<T>())>> =
 
 TEST(SharedRef, HasOneOwnerWhoMadeIt) {
   static_assert(kCanMakeShared<std::string> && !kCanMakeShared<Clock>);
-  EXPECT_DEATH({ Clock on_the_stack; }, "");
-  EXPECT_DEATH({ delete MakeClock().get(); }, "");
+  const char* const kComplaint = "destroyed by another than its owner";
+  EXPECT_DEATH({ Clock on_the_stack; }, kComplaint);
+  EXPECT_DEATH({ delete MakeClock().get(); }, kComplaint);
   const auto clock = MakeClock();
   EXPECT_EQ(clock->ref<Clock>(), clock);
 }

@@ -5,17 +5,27 @@
 #include <string.h>
 
 #include <mutex>
+#include <utility>
 
 namespace orx_test {
 namespace {
 
 std::mutex mutex;
 std::vector<std::string> captured;
+std::function<void(const std::string&)> on_message;
+
+// The text of "path:line: text".
+std::string MessageOf(const std::string& line) {
+  return line.substr(line.find(": ", line.find(':') + 1) + 2);
+}
 
 void Capture(const __android_logger_data* data, const char* message) {
   if (data->tag == nullptr || strcmp(data->tag, "ORX") != 0) return;
-  const std::lock_guard<std::mutex> lock(mutex);
-  captured.push_back(message);
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    captured.push_back(message);
+  }
+  if (on_message) on_message(MessageOf(message));
 }
 
 }  // namespace
@@ -27,6 +37,7 @@ LogCapture::LogCapture() {
 }
 
 LogCapture::~LogCapture() {
+  on_message = nullptr;
   __android_log_set_logger(__android_log_stderr_logger);
 }
 
@@ -36,10 +47,7 @@ const std::vector<std::string>& LogCapture::lines() const {
 
 std::vector<std::string> LogCapture::messages() const {
   std::vector<std::string> messages;
-  for (const std::string& line : captured) {
-    const size_t number = line.find(':') + 1;
-    messages.push_back(line.substr(line.find(": ", number) + 2));
-  }
+  for (const std::string& line : captured) messages.push_back(MessageOf(line));
   return messages;
 }
 
@@ -52,6 +60,10 @@ std::vector<std::string> LogCapture::paths() const {
 void LogCapture::Clear() {
   const std::lock_guard<std::mutex> lock(mutex);
   captured.clear();
+}
+
+void LogCapture::OnMessage(std::function<void(const std::string& message)> hook) {
+  on_message = std::move(hook);
 }
 
 }  // namespace orx_test

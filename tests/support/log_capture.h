@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,10 @@ class LogCapture {
   std::vector<std::string> paths() const;
 
   void Clear();
+
+  // OnMessage calls `hook` with each message as it is logged, on the thread that logs it: a test
+  // can act between two steps of a function that logs them.
+  void OnMessage(std::function<void(const std::string& message)> hook);
 };
 
 }  // namespace orx_test

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "sim/device_folder.h"
+#include "sim/faults.h"
+#include "sim/instance.h"
+
+namespace orx_sim {
+
+// Device is a simulated device: a folder that holds what survives a restart, and the services that
+// a process sees once it is attached. It is never part of an Android build, and every key in it was
+// made by or imported into it.
+//
+// Attaching is a boot: patch levels and interface versions are those of that moment. What another
+// process changes in the folder later, a deleted key excepted, shows after the next attach.
+class Device {
+ public:
+  // Create makes a new device folder from a profile (a name, or the path of a profile file) and
+  // opens it. Returns null with the reason in `*error`; then no folder is left.
+  static std::unique_ptr<Device> Create(const std::string& folder, const std::string& profile,
+                                        std::string* error);
+
+  // Open opens an existing device folder. Returns null with the reason in `*error`.
+  static std::unique_ptr<Device> Open(const std::string& folder, std::string* error);
+
+  // Attach sets this process's properties and registers the device's services. They live on until
+  // they are unregistered, also when the Device is gone.
+  void Attach();
+
+  // faults returns the table of misbehaviours. Faults of services that are absent must be there
+  // before Attach(); the others may be added at any time.
+  FaultTable& faults() { return *faults_; }
+
+  DeviceFolder& folder() { return *folder_; }
+
+  // LogCalls makes the services write every call to the log, from the next Attach() on.
+  void LogCalls() { log_calls_ = true; }
+
+ private:
+  explicit Device(std::shared_ptr<DeviceFolder> folder);
+  void AttachInstance(const Instance& instance);
+  template <typename Interface>
+  void AddService(std::shared_ptr<Interface> service, const Instance& instance,
+                  const std::string& name, int version);
+
+  std::shared_ptr<DeviceFolder> folder_;
+  std::shared_ptr<FaultTable> faults_;
+  bool log_calls_ = false;
+};
+
+}  // namespace orx_sim

@@ -1,0 +1,739 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <android-base/file.h>
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <openssl/bn.h>
+#include <openssl/bytestring.h>
+#include <openssl/evp.h>
+#include <openssl/mem.h>
+#include <openssl/rsa.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "keymint/ORX_RSA.h"
+#include "support/crypto_memory.h"
+#include "support/failing_fsync.h"
+#include "support/log_capture.h"
+#include "support/mock_keymint.h"
+
+namespace android::hardware::keymint::ORX {
+namespace {
+
+using orx_test::Bytes;
+using orx_test::Fails;
+using orx_test::Succeeds;
+using orx_test::TransactionFails;
+using ::testing::_;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Return;
+
+const std::string kFile50 = "/mnt/vendor/persist/security/zol_key_user0";
+constexpr int kUpgrade = -62;
+
+Bytes ToBytes(const std::string& text) {
+  return Bytes(text.begin(), text.end());
+}
+
+std::string FileContent(const std::string& path) {
+  std::string content;
+  return base::ReadFileToString(path, &content) ? content : "(none)";
+}
+
+std::string Text(const std::vector<km::KeyParameter>& parameters) {
+  std::string text;
+  for (const km::KeyParameter& parameter : parameters) {
+    const std::string value = parameter.value.toString();
+    text += toString(parameter.tag) + "=" + value.substr(value.find(": ") + 2);
+    text.back() = ' ';
+  }
+  return text;
+}
+
+class RsaTest : public ::testing::Test {
+ protected:
+  void SetUp() override { umask(0); }
+
+  // The messages since the last call, without those of the KeyMint client.
+  std::vector<std::string> TakeMessages() {
+    std::vector<std::string> messages;
+    for (const std::string& message : log_.messages()) {
+      if (message.rfind("KM: ", 0) != 0 && message != "strongbox was 0")
+        messages.push_back(message);
+    }
+    log_.Clear();
+    return messages;
+  }
+
+  // Puts a key blob into the file of key 50.
+  void StoreBlob(const std::string& blob = "stored") {
+    ASSERT_EQ(store_key_blob(50, ToBytes(blob)), 0);
+    log_.Clear();
+  }
+
+  uint32_t Sign(uint32_t capacity = sizeof(output_)) {
+    length_ = capacity;
+    std::fill_n(output_, sizeof output_, uint8_t{'-'});
+    return ORX_RSA_Sign(50, data_, output_, sizeof data_, &length_, 2, 1);
+  }
+  std::string Output() const { return {output_, output_ + sizeof output_}; }
+
+  orx_test::MockKeyMint keymint_;
+  orx_test::MockKeyMintDevice& device_ = *keymint_.device;
+  orx_test::MockOperation& operation_ = *keymint_.operation;
+  const uint8_t data_[4] = {'d', 'a', 't', 'a'};
+  uint8_t output_[12] = {};
+  uint32_t length_ = 0;
+  orx_test::LogCapture log_;
+};
+
+// --- The blob files
+
+TEST_F(RsaTest, LoadingNamesWhyThereIsNoBlob) {
+  EXPECT_THAT(load_key_blob(0), IsEmpty());
+  EXPECT_THAT(TakeMessages(), IsEmpty());
+  EXPECT_THAT(load_key_blob(15), IsEmpty());
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: key blob not found"));
+  // What was read of the file stands where one would expect its path.
+  EXPECT_THAT(load_key_blob(50), IsEmpty());
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to read RSA from "));
+  ASSERT_EQ(symlink("/proc/version", kFile50.c_str()), 0);
+  EXPECT_THAT(load_key_blob(50), IsEmpty());
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to read RSA from "));
+}
+
+TEST_F(RsaTest, EachIdHasItsFileWithModeAndExactBytes) {
+  const std::pair<int, const char*> files[] = {{17, "zol_key_cek"},
+                                               {14, "zol_key_iprm"},
+                                               {50, "zol_key_user0"},
+                                               {51, "zol_key_user1"},
+                                               {52, "zol_key_user2"}};
+  for (const auto& [id, name] : files) {
+    const std::string path = std::string("/mnt/vendor/persist/security/") + name;
+    const Bytes blob(static_cast<size_t>(id), static_cast<uint8_t>(id));
+    EXPECT_EQ(store_key_blob(id, blob), 0);
+    EXPECT_EQ(ToBytes(FileContent(path)), blob);
+    struct stat status = {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0660u);
+    EXPECT_EQ(load_key_blob(id), blob);
+    const std::string number = std::to_string(id);
+    EXPECT_THAT(TakeMessages(),
+                ElementsAre("RSA: key with size:" + number + " being saved to filesystem",
+                            "RSA: loaded key blob size: " + number + " for keyid " + number));
+  }
+  EXPECT_EQ(store_key_blob(99, Bytes(1)), 1);
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: Could not find a repository for keyid=99"));
+}
+
+TEST_F(RsaTest, AFileOfAnotherLengthThanLastSeenIsRefused) {
+  // The first load takes any length.
+  ASSERT_TRUE(base::WriteStringToFile(std::string(299, 'x'), kFile50));
+  EXPECT_EQ(load_key_blob(50).size(), 299u);
+  StoreBlob(std::string(300, 'x'));
+  ASSERT_EQ(truncate(kFile50.c_str(), 301), 0);
+  EXPECT_THAT(load_key_blob(50), IsEmpty());
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to load correct RSA keyblob"));
+  ASSERT_EQ(truncate(kFile50.c_str(), 300), 0);
+  EXPECT_EQ(load_key_blob(50).size(), 300u);
+}
+
+TEST_F(RsaTest, AStoreThatFailsLeavesNoFile) {
+  const std::string saving = "RSA: key with size:6 being saved to filesystem";
+  for (int error : {EROFS, EINVAL}) {
+    orx_test::FailFsync(error);
+    EXPECT_EQ(store_key_blob(50, ToBytes("stored")), 0);
+    EXPECT_THAT(TakeMessages(),
+                ElementsAre(saving, "RSA: current file system does not support sync"));
+    EXPECT_EQ(FileContent(kFile50), "stored");
+  }
+  orx_test::FailFsync(EIO);
+  EXPECT_EQ(store_key_blob(50, ToBytes("stored")), 1);
+  EXPECT_THAT(TakeMessages(), ElementsAre(saving, "RSA: failed to fsync asymmetric key "));
+  EXPECT_EQ(FileContent(kFile50), "(none)");
+
+  orx_test::FailFsync(0);
+  ASSERT_EQ(symlink("/dev/null", kFile50.c_str()), 0);
+  EXPECT_EQ(store_key_blob(50, ToBytes("stored")), 1);
+  EXPECT_THAT(TakeMessages(),
+              ElementsAre(saving, "RSA: write asymmetric key file " + kFile50 + " failed"));
+  EXPECT_EQ(FileContent(kFile50), "(none)");
+}
+
+// --- Import of an encoded key
+
+TEST_F(RsaTest, ImportDeclaresEveryUseAndWipesTheCallersKey) {
+  EXPECT_CALL(device_, importKey)
+      .WillOnce([](const auto& params, km::KeyFormat format, const Bytes& key,
+                   const auto& attestation_key, auto* result) {
+        EXPECT_EQ(Text(params),
+                  "NO_AUTH_REQUIRED=true ALGORITHM=RSA KEY_SIZE=2048 RSA_PUBLIC_EXPONENT=65537 "
+                  "PURPOSE=SIGN PURPOSE=VERIFY PURPOSE=ENCRYPT PURPOSE=DECRYPT DIGEST=SHA1 "
+                  "DIGEST=SHA_2_256 PADDING=RSA_PKCS1_1_5_SIGN PADDING=RSA_PKCS1_1_5_ENCRYPT "
+                  "PADDING=NONE CERTIFICATE_NOT_BEFORE=0 CERTIFICATE_NOT_AFTER=253402300799000 ");
+        EXPECT_EQ(format, km::KeyFormat::PKCS8);
+        EXPECT_EQ(key, Bytes(1218, 'k'));
+        EXPECT_FALSE(attestation_key);
+        *result = orx_test::MockKeyMintDevice::Created("new blob");
+        return ::ndk::ScopedAStatus::ok();
+      });
+  Bytes key(1219, 'k');
+  EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 1218, 1, 50), 0u);
+  EXPECT_EQ(FileContent(kFile50), "new blob");
+  EXPECT_EQ(key.back(), 'k');
+  key.pop_back();
+  EXPECT_EQ(key, Bytes(1218, 0));
+  EXPECT_THAT(log_.messages(),
+              ElementsAre("strongbox was 0", "Import 2048 bit RSA key", "KM: ImportKey",
+                          "RSA: key with size:8 being saved to filesystem"));
+  EXPECT_THAT(log_.paths(), ElementsAre("include/keymint/ORX_KEYMINT.h", "src/keymint/ORX_RSA.cpp",
+                                        "src/keymint/ORX_KMINT.cpp", "src/keymint/ORX_RSA.cpp"));
+}
+
+TEST_F(RsaTest, TheEncodingsLengthAloneDecidesTheDeclaredSize) {
+  for (const auto& [length, bits] :
+       {std::pair<size_t, const char*>{0, "2048"}, std::pair<size_t, const char*>{2000, "2048"},
+        std::pair<size_t, const char*>{2001, "4096"}}) {
+    EXPECT_CALL(device_, importKey).WillOnce([bits = bits](const auto& params, auto&&...) {
+      EXPECT_THAT(Text(params), HasSubstr(std::string("KEY_SIZE=") + bits));
+      return ::ndk::ScopedAStatus::fromServiceSpecificError(-38);
+    });
+    Bytes key(length, 'k');
+    EXPECT_EQ(ORX_RSA_ImportKey(key.data(), static_cast<uint32_t>(length), 1, 50), 1u);
+    EXPECT_EQ(key, Bytes(length, 0)) << "wiped although the device refused it";
+    EXPECT_THAT(TakeMessages(), ElementsAre(std::string("Import ") + bits + " bit RSA key",
+                                            "RSA: import key failed, code:-38"));
+  }
+}
+
+TEST_F(RsaTest, AnImportUnderAnIdWithoutFileFailsOnlyAfterKeyMintHasTheKey) {
+  EXPECT_CALL(device_, importKey);
+  EXPECT_CALL(device_, deleteKey).Times(0);
+  Bytes key(10, 'k');
+  EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 10, 1, 99), 1u);
+  EXPECT_EQ(key, Bytes(10, 0));
+  EXPECT_THAT(TakeMessages(), ElementsAre("Import 2048 bit RSA key",
+                                          "RSA: Could not find a repository for keyid=99"));
+}
+
+TEST_F(RsaTest, WrappedKeysAreRefusedUntouched) {
+  EXPECT_CALL(device_, importKey).Times(0);
+  Bytes key(5000, 'k');
+  EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 4098, 0, 50), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: unwrap failed"));
+  EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 4099, 0, 50), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre("wrapped key too big", "RSA: unwrap failed"));
+  uint32_t length = 5000;
+  EXPECT_EQ(ORX_RSA_Unwrap(key.data(), &length), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre("wrapped key too big"));
+  EXPECT_EQ(length, 5000u);
+  EXPECT_EQ(key, Bytes(5000, 'k'));
+}
+
+// --- Import of components
+
+// The components of one key, in the order of the interface: e, n, d, p, q, dP, dQ, qInv.
+using Components = std::array<Bytes, 8>;
+const char* const kComponentNames[] = {"e", "n", "d", "p", "q", "dP", "dQ", "qInv"};
+
+bssl::UniquePtr<RSA> NewKey(int bits, uint32_t exponent = RSA_F4) {
+  bssl::UniquePtr<RSA> rsa(RSA_new());
+  bssl::UniquePtr<BIGNUM> e(BN_new());
+  EXPECT_TRUE(BN_set_u64(e.get(), exponent));
+  EXPECT_TRUE(RSA_generate_key_ex(rsa.get(), bits, e.get(), nullptr));
+  return rsa;
+}
+
+Components ComponentsOf(const RSA* rsa) {
+  const BIGNUM* const numbers[] = {RSA_get0_e(rsa),    RSA_get0_n(rsa),   RSA_get0_d(rsa),
+                                   RSA_get0_p(rsa),    RSA_get0_q(rsa),   RSA_get0_dmp1(rsa),
+                                   RSA_get0_dmq1(rsa), RSA_get0_iqmp(rsa)};
+  Components components;
+  for (size_t i = 0; i < components.size(); ++i) {
+    components[i].resize(BN_num_bytes(numbers[i]));
+    BN_bn2bin(numbers[i], components[i].data());
+  }
+  return components;
+}
+
+uint32_t Import(const Components& c) {
+  const auto length = [&c](size_t i) { return static_cast<uint32_t>(c[i].size()); };
+  // An empty vector's pointer is null.
+  return ORX_RSA_ImportProtectedKey(nullptr, length(0), c[0].data(), length(1), c[1].data(),
+                                    length(2), c[2].data(), length(3), c[3].data(), length(4),
+                                    c[4].data(), length(5), c[5].data(), length(6), c[6].data(),
+                                    length(7), c[7].data(), 50);
+}
+
+struct Size {
+  int bits;
+  const char* declared;
+};
+
+class RsaComponentsOfSize : public RsaTest, public ::testing::WithParamInterface<Size> {};
+
+TEST_P(RsaComponentsOfSize, ReachTheDeviceAsThePkcs8KeyTheyMake) {
+  const bssl::UniquePtr<RSA> rsa = NewKey(GetParam().bits);
+  Components components = ComponentsOf(rsa.get());
+  components[0].insert(components[0].begin(), 3, 0);  // leading zeros are allowed
+  size_t der_length = 0;
+  EXPECT_CALL(device_, importKey)
+      .WillOnce([&](const auto& params, auto&&, const Bytes& key, auto&&, auto* result) {
+        EXPECT_THAT(Text(params), HasSubstr(std::string("KEY_SIZE=") + GetParam().declared));
+        der_length = key.size();
+        CBS der;
+        CBS_init(&der, key.data(), key.size());
+        const bssl::UniquePtr<EVP_PKEY> parsed(EVP_parse_private_key(&der));
+        EXPECT_EQ(CBS_len(&der), 0u);
+        if (parsed) components = ComponentsOf(EVP_PKEY_get0_RSA(parsed.get()));
+        *result = orx_test::MockKeyMintDevice::Created("blob");
+        return ::ndk::ScopedAStatus::ok();
+      });
+  EXPECT_EQ(Import(components), 0u);
+  EXPECT_EQ(components, ComponentsOf(rsa.get()));
+  EXPECT_EQ(FileContent(kFile50), "blob");
+  EXPECT_THAT(TakeMessages(),
+              ElementsAre("RSA:key measured length:" + std::to_string(der_length),
+                          "RSA: current pk type:6, size:" + std::to_string(der_length),
+                          std::string("Import ") + GetParam().declared + " bit RSA key",
+                          "RSA: key with size:4 being saved to filesystem"));
+}
+
+// 3072 bits take less than 2001 bytes, and are declared as 2048.
+INSTANTIATE_TEST_SUITE_P(Bits, RsaComponentsOfSize,
+                         ::testing::Values(Size{1024, "2048"}, Size{2048, "2048"},
+                                           Size{3072, "2048"}, Size{4096, "4096"}),
+                         [](const auto& row) { return std::to_string(row.param.bits); });
+
+TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
+  const Components good = ComponentsOf(NewKey(1024).get());
+  const Components other = ComponentsOf(NewKey(1024).get());
+  const std::pair<const char*, Bytes (*)(const Bytes&, const Bytes&)> faults[] = {
+      {"empty", [](const Bytes&, const Bytes&) { return Bytes(); }},
+      {"zero", [](const Bytes& own, const Bytes&) { return Bytes(own.size(), 0); }},
+      {"one", [](const Bytes&, const Bytes&) { return Bytes(1, 1); }},
+      {"all ones", [](const Bytes& own, const Bytes&) { return Bytes(own.size() + 1, 0xff); }},
+      {"oversized", [](const Bytes&, const Bytes&) { return Bytes(1 << 16, 0xa5); }},
+      {"beyond any number", [](const Bytes&, const Bytes&) { return Bytes(70 << 20, 0xa5); }},
+      {"cut", [](const Bytes& own, const Bytes&) { return Bytes(own.begin(), own.end() - 1); }},
+      {"of another key", [](const Bytes&, const Bytes& foreign) { return foreign; }},
+  };
+  EXPECT_CALL(device_, importKey).Times(0);
+  orx_test::CryptoMemory memory;
+  for (const auto& [fault, Spoil] : faults) {
+    for (size_t i = 0; i < good.size(); ++i) {
+      if (good[i] == Spoil(good[i], other[i])) continue;  // both keys have the same exponent
+      Components components = good;
+      components[i] = Spoil(good[i], other[i]);
+      EXPECT_EQ(Import(components), 1u) << kComponentNames[i] << " is " << fault;
+      EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
+    }
+  }
+  Components nothing;
+  EXPECT_EQ(Import(nothing), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
+  EXPECT_EQ(memory.live(), 0);
+  EXPECT_EQ(FileContent(kFile50), "(none)");
+}
+
+TEST_F(RsaTest, EveryFailedAllocationEndsTheImportOfComponentsWithoutTrace) {
+  const Components components = ComponentsOf(NewKey(1024).get());
+  const std::vector<std::string> no_key = {"RSA: the components make no RSA private key"};
+  const std::vector<std::string> no_encoding = {"RSA:key measured length:0",
+                                                "RSA: retrieve key information failed"};
+  ASSERT_EQ(Import(components), 0u);
+  const std::string measured = TakeMessages().front();
+  ASSERT_EQ(unlink(kFile50.c_str()), 0);
+  const std::vector<std::string> no_buffer = {measured, "RSA: invalid memory to create a new key"};
+
+  orx_test::CryptoMemory memory;
+  std::vector<std::vector<std::string>> seen;
+  for (size_t k = 0;; ++k) {
+    memory.FailAt(k);
+    EXPECT_CALL(device_, importKey).Times(::testing::AtMost(1));
+    const uint32_t result = Import(components);
+    const bool failed = memory.failed();
+    EXPECT_TRUE(::testing::Mock::VerifyAndClearExpectations(&device_));
+    EXPECT_EQ(memory.live(), 0) << "allocation " << k;
+    const std::vector<std::string> messages = TakeMessages();
+    if (!failed) {
+      EXPECT_EQ(result, 0u);
+      break;
+    }
+    EXPECT_EQ(result, 1u) << "allocation " << k;
+    EXPECT_EQ(FileContent(kFile50), "(none)");
+    if (seen.empty() || seen.back() != messages) seen.push_back(messages);
+  }
+  EXPECT_THAT(seen, ElementsAre(no_key, no_encoding, no_buffer));
+}
+
+#ifndef __SANITIZE_ADDRESS__  // whose allocator keeps the freed memory elsewhere
+
+// How often `masked` (XOR 0x5a) stands in the memory that the C library hands out.
+size_t CountInHeap(const Bytes& masked) {
+  std::ifstream maps("/proc/self/maps");
+  size_t found = 0;
+  for (std::string line; std::getline(maps, line);) {
+    if (line.find("[heap]") == std::string::npos) continue;
+    const auto* begin = reinterpret_cast<const uint8_t*>(std::stoul(line, nullptr, 16));
+    const auto* end =
+        reinterpret_cast<const uint8_t*>(std::stoul(line.substr(line.find('-') + 1), nullptr, 16));
+    for (const auto same = [](uint8_t plain, uint8_t secret) { return plain == (secret ^ 0x5a); };
+         (begin = std::search(begin, end, masked.begin(), masked.end(), same)) != end; ++begin) {
+      ++found;
+    }
+  }
+  return found;
+}
+
+TEST_F(RsaTest, NoCopyOfThePrivateKeyStaysBehind) {
+  Components components = ComponentsOf(NewKey(2048).get());
+  // The middle of each private number: the ends of freed memory are the allocator's.
+  std::vector<Bytes> masked;
+  for (size_t i = 2; i < components.size(); ++i) {
+    masked.emplace_back(components[i].begin() + 40, components[i].begin() + 72);
+    for (uint8_t& byte : masked.back()) byte ^= 0x5a;
+    EXPECT_EQ(CountInHeap(masked.back()), 1u) << kComponentNames[i] << ", the test's own copy";
+  }
+  EXPECT_EQ(Import(components), 0u);
+  EXPECT_CALL(device_, importKey).WillOnce(Fails(-38));
+  EXPECT_EQ(Import(components), 1u);
+  for (Bytes& component : components) OPENSSL_cleanse(component.data(), component.size());
+  for (size_t i = 0; i < masked.size(); ++i) {
+    EXPECT_EQ(CountInHeap(masked[i]), 0u) << kComponentNames[i + 2];
+  }
+}
+
+#endif
+
+// --- Operations
+
+TEST_F(RsaTest, SignRunsOneOperationWithTheStoredKey) {
+  StoreBlob();
+  EXPECT_CALL(device_, begin(km::KeyPurpose::SIGN, ToBytes("stored"), _, _, _))
+      .WillOnce([this](auto&&, auto&&, const auto& params, const auto& token, auto* result) {
+        EXPECT_EQ(Text(params),
+                  "DIGEST=SHA_2_256 PADDING=RSA_PKCS1_1_5_SIGN NO_AUTH_REQUIRED=true ");
+        EXPECT_FALSE(token);
+        result->operation = keymint_.operation;
+        return ::ndk::ScopedAStatus::ok();
+      });
+  EXPECT_CALL(operation_, finish(::testing::Optional(ToBytes("data")), ::testing::Optional(Bytes()),
+                                 _, _, _, _));
+  EXPECT_CALL(operation_, update).Times(0);
+  EXPECT_EQ(Sign(), 0u);
+  EXPECT_EQ(Output(), "output------");
+  EXPECT_EQ(length_, 6u);
+  EXPECT_THAT(log_.messages(),
+              ElementsAre("strongbox was 0", "RSA: loaded key blob size: 6 for keyid 50",
+                          "KM: Begin", "KM: Finish"));
+}
+
+TEST_F(RsaTest, AShortBufferTakesTheBeginningOfTheResult) {
+  StoreBlob();
+  EXPECT_EQ(Sign(4), 0u);
+  EXPECT_EQ(Output(), "outp--------");
+  EXPECT_EQ(length_, 4u);
+  length_ = 2;
+  EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, 2), 0u);
+  EXPECT_EQ(length_, 2u);
+  length_ = 6;
+  EXPECT_EQ(Sign(6), 0u);
+  EXPECT_EQ(length_, 6u);
+}
+
+TEST_F(RsaTest, SelectorsOtherThanTheKnownOnesMeanSha1NoPaddingAndDecrypt) {
+  StoreBlob();
+  std::vector<std::string> begun;
+  ON_CALL(device_, begin).WillByDefault([&](auto purpose, auto&&, const auto& params, auto&&...) {
+    begun.push_back(toString(purpose) + " " + Text(params));
+    return ::ndk::ScopedAStatus::fromServiceSpecificError(-38);
+  });
+  for (int selector : {-1, 0, 1, 2, 7}) {
+    uint32_t length = 12;
+    ORX_RSA_Sign(50, data_, output_, 4, &length, selector, selector);
+    ORX_RSA_EncryptDecrypt(50, selector, data_, output_, 4, &length, nullptr, selector);
+  }
+  const std::string rest = " NO_AUTH_REQUIRED=true ";
+  const std::string other_sign = "SIGN DIGEST=SHA1 PADDING=NONE" + rest;
+  const std::string other_crypt = "DECRYPT PADDING=NONE" + rest;
+  EXPECT_THAT(begun, ElementsAre(other_sign, other_crypt, other_sign, other_crypt,
+                                 "SIGN DIGEST=SHA1 PADDING=RSA_PKCS1_1_5_SIGN" + rest,
+                                 "ENCRYPT PADDING=RSA_PKCS1_1_5_ENCRYPT" + rest,
+                                 "SIGN DIGEST=SHA_2_256 PADDING=NONE" + rest, other_crypt,
+                                 other_sign, other_crypt));
+}
+
+TEST_F(RsaTest, EncryptAndDecryptLogTheirDirection) {
+  StoreBlob();
+  for (const auto& [direction, name] :
+       {std::pair<int, const char*>{1, "Encrypt"}, std::pair<int, const char*>{0, "Decrypt"}}) {
+    length_ = sizeof output_;
+    EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, direction), 0u);
+    EXPECT_EQ(std::string(output_, output_ + length_), "output");
+    EXPECT_THAT(TakeMessages(), ElementsAre(std::string("RSA: process with operation:") + name,
+                                            "RSA: loaded key blob size: 6 for keyid 50"));
+  }
+}
+
+TEST_F(RsaTest, MissingArgumentsAreRefusedBeforeAnyService) {
+  uint32_t none = 0, some = 12;
+  uint8_t* const out = output_;
+  const uint32_t results[] = {ORX_RSA_Sign(50, data_, out, 4, nullptr, 2, 1),
+                              ORX_RSA_Sign(50, data_, out, 4, &none, 2, 1),
+                              ORX_RSA_Sign(50, data_, nullptr, 4, &some, 2, 1),
+                              ORX_RSA_Sign(50, nullptr, out, 4, &some, 2, 1),
+                              ORX_RSA_Sign(50, data_, out, 0, &some, 2, 1),
+                              ORX_RSA_Verify(50, data_, out, 4, 0, 2, 1),
+                              ORX_RSA_Verify(50, data_, nullptr, 4, 6, 2, 1),
+                              ORX_RSA_Verify(50, nullptr, out, 4, 6, 2, 1),
+                              ORX_RSA_Verify(50, data_, out, 0, 6, 2, 1),
+                              ORX_RSA_EncryptDecrypt(50, 1, data_, out, 4, nullptr, nullptr, 1),
+                              ORX_RSA_EncryptDecrypt(50, 1, data_, out, 4, &none, nullptr, 1),
+                              ORX_RSA_EncryptDecrypt(50, 1, data_, nullptr, 4, &some, nullptr, 1),
+                              ORX_RSA_EncryptDecrypt(50, 1, nullptr, out, 4, &some, nullptr, 1),
+                              ORX_RSA_EncryptDecrypt(50, 1, data_, out, 0, &some, nullptr, 1)};
+  EXPECT_THAT(results, ::testing::Each(1u));
+  std::vector<std::string> expected(5, "ORX RSA sign: invalid input parameters");
+  expected.insert(expected.end(), 4, "ORX RSA verify: invalid input parameters");
+  expected.insert(expected.end(), 5, "ORX RSA cipher: invalid input parameters");
+  EXPECT_THAT(log_.messages(), ElementsAreArray(expected));
+}
+
+TEST_F(RsaTest, VerifyPassesTheSignatureOnAndRejectsItWhateverTheDeviceSays) {
+  StoreBlob();
+  const uint8_t signature[3] = {'s', 'i', 'g'};
+  EXPECT_CALL(device_, begin(km::KeyPurpose::VERIFY, _, _, _, _)).Times(2);
+  EXPECT_CALL(operation_, finish(::testing::Optional(ToBytes("data")),
+                                 ::testing::Optional(ToBytes("sig")), _, _, _, _))
+      .WillOnce(Succeeds(Bytes()))
+      .WillOnce(Fails(-30));
+  EXPECT_EQ(ORX_RSA_Verify(50, data_, signature, 4, 3, 2, 1), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: loaded key blob size: 6 for keyid 50"));
+  EXPECT_EQ(ORX_RSA_Verify(50, data_, signature, 4, 3, 2, 1), 1u);
+  EXPECT_THAT(TakeMessages(),
+              ElementsAre("RSA: loaded key blob size: 6 for keyid 50",
+                          "RSA: finish failed with code:-30, blob size:6, output_size:5"));
+  EXPECT_EQ(ORX_RSA_Verify(51, data_, signature, 4, 3, 2, 1), 1u);
+  EXPECT_THAT(TakeMessages(),
+              ElementsAre("RSA: failed to read RSA from ", "RSA: no key blob not loaded"));
+}
+
+TEST_F(RsaTest, ProcessAppendsWhatTheDeviceReturnsToTheSentinelOfVerify) {
+  StoreBlob();
+  const AuthorizationSet none;
+  EXPECT_EQ(ORX_RSA_Process(50, km::KeyPurpose::SIGN, "in", "", none), "output");
+  EXPECT_EQ(ORX_RSA_Process(50, km::KeyPurpose::VERIFY, "in", "sig", none), "ERRORoutput");
+  EXPECT_EQ(ORX_RSA_Process(0, km::KeyPurpose::VERIFY, "in", "sig", none), "ERROR");
+  EXPECT_EQ(ORX_RSA_Process(0, km::KeyPurpose::SIGN, "in", "", none), "");
+}
+
+// --- Failures of an operation, and the upgrade
+
+struct Failure {
+  const char* title;
+  // What the device answers in turn; 0 is success.
+  std::vector<int> begin;
+  int upgrade;
+  const char* upgraded;
+  rlim_t file_limit;
+  int finish;
+  std::vector<std::string> messages;
+  const char* file;
+};
+
+constexpr char kRequires[] = "RSA: KM requires the key to be upgraded";
+constexpr char kSaving[] = "RSA: key with size:8 being saved to filesystem";
+
+class RsaFailure : public RsaTest, public ::testing::WithParamInterface<Failure> {};
+
+TEST_P(RsaFailure, LeavesNoSignatureAndTellsWhy) {
+  const Failure& row = GetParam();
+  StoreBlob();
+  auto& begin = EXPECT_CALL(device_, begin).Times(static_cast<int>(row.begin.size()));
+  for (int code : row.begin) {
+    if (code != 0) begin.WillOnce(Fails(code));
+    if (code == 0) begin.WillOnce(Succeeds(device_.Begun(keymint_.operation)));
+  }
+  if (row.upgrade != 0) EXPECT_CALL(device_, upgradeKey).WillOnce(Fails(row.upgrade));
+  if (row.upgraded != nullptr) {
+    EXPECT_CALL(device_, upgradeKey).WillOnce(Succeeds(ToBytes(row.upgraded)));
+  }
+  EXPECT_CALL(operation_, finish).Times(row.finish != 0 ? 1 : 0).WillRepeatedly(Fails(row.finish));
+  EXPECT_CALL(operation_, abort).Times(0);
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit limit = {row.file_limit, RLIM_INFINITY};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+
+  EXPECT_EQ(Sign(), 1u);
+  EXPECT_EQ(Output(), std::string(sizeof output_, '-'));
+  EXPECT_EQ(length_, sizeof output_);
+  std::vector<std::string> expected = {"RSA: loaded key blob size: 6 for keyid 50"};
+  expected.insert(expected.end(), row.messages.begin(), row.messages.end());
+  expected.push_back("RSA: signature is empty");
+  EXPECT_THAT(TakeMessages(), ElementsAreArray(expected));
+  EXPECT_EQ(FileContent(kFile50), row.file);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, RsaFailure,
+    ::testing::Values(
+        Failure{"Begin",
+                {-25},
+                0,
+                nullptr,
+                RLIM_INFINITY,
+                0,
+                {"RSA: begin failed with error: -25\n"},
+                "stored"},
+        Failure{"Finish",
+                {0},
+                0,
+                nullptr,
+                RLIM_INFINITY,
+                -21,
+                {"RSA: finish failed with code:-21, blob size:6, output_size:0"},
+                "stored"},
+        Failure{"Upgrade",
+                {kUpgrade},
+                -40,
+                nullptr,
+                RLIM_INFINITY,
+                0,
+                {kRequires, "RSA: Upgrade failed or not needed: -40\n"},
+                "stored"},
+        Failure{"UpgradeNotNeeded",
+                {kUpgrade},
+                0,
+                "",
+                RLIM_INFINITY,
+                0,
+                {kRequires, "RSA: Upgrade failed or not needed: 0\n"},
+                "stored"},
+        Failure{"BeginWithUpgradedKey",
+                {kUpgrade, kUpgrade},
+                0,
+                "upgraded",
+                RLIM_INFINITY,
+                0,
+                {kRequires, "RSA: begin failed with upgraded key, code:-62, blob size:6"},
+                "stored"},
+        Failure{"SavingTheUpgradedKey",
+                {kUpgrade, 0},
+                0,
+                "upgraded",
+                7,
+                0,
+                {kRequires, kSaving, "RSA: write asymmetric key file " + kFile50 + " failed",
+                 "RSA: Unable to save the upgraded key blob"},
+                "(none)"},
+        Failure{
+            "FinishWithUpgradedKey",
+            {kUpgrade, 0},
+            0,
+            "upgraded",
+            RLIM_INFINITY,
+            -21,
+            {kRequires, kSaving, "RSA: finish failed with code:-21, blob size:6, output_size:0"},
+            "upgraded"}),
+    [](const auto& row) { return row.param.title; });
+
+TEST_F(RsaTest, AKeyThatNeedsAnUpgradeIsUpgradedSavedAndUsedAgain) {
+  StoreBlob();
+  const std::string params = "DIGEST=SHA_2_256 PADDING=RSA_PKCS1_1_5_SIGN NO_AUTH_REQUIRED=true ";
+  ::testing::InSequence in_order;
+  EXPECT_CALL(device_, begin(_, ToBytes("stored"), _, _, _)).WillOnce(Fails(kUpgrade));
+  EXPECT_CALL(device_, upgradeKey(ToBytes("stored"), _, _))
+      .WillOnce([&params](auto&&, const auto& upgrade_params, Bytes* upgraded) {
+        EXPECT_EQ(Text(upgrade_params), params);
+        *upgraded = ToBytes("upgraded");
+        return ::ndk::ScopedAStatus::ok();
+      });
+  EXPECT_CALL(device_, begin(km::KeyPurpose::SIGN, ToBytes("upgraded"), _, _, _))
+      .WillOnce([&](auto&&, auto&&, const auto& begin_params, auto&&, auto* result) {
+        EXPECT_EQ(Text(begin_params), params);
+        EXPECT_EQ(FileContent(kFile50), "stored") << "saved only when the device takes it";
+        result->operation = keymint_.operation;
+        return ::ndk::ScopedAStatus::ok();
+      });
+  EXPECT_CALL(operation_, finish).WillOnce([](auto&&, auto&&, auto&&, auto&&, auto&&, Bytes* out) {
+    EXPECT_EQ(FileContent(kFile50), "upgraded") << "used only when it is saved";
+    *out = ToBytes("output");
+    return ::ndk::ScopedAStatus::ok();
+  });
+  EXPECT_EQ(Sign(), 0u);
+  EXPECT_EQ(Output(), "output------");
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: loaded key blob size: 6 for keyid 50",
+                                          "RSA: KM requires the key to be upgraded",
+                                          "RSA: key with size:8 being saved to filesystem"));
+  ::testing::Mock::VerifyAndClearExpectations(&operation_);
+  // The next call takes the upgraded blob, whose length is the one last stored.
+  EXPECT_CALL(device_, begin(_, ToBytes("upgraded"), _, _, _));
+  EXPECT_EQ(Sign(), 0u);
+}
+
+TEST_F(RsaTest, AnEmptyResultIsNoResult) {
+  StoreBlob();
+  EXPECT_CALL(operation_, finish).WillRepeatedly(Succeeds(Bytes()));
+  EXPECT_EQ(Sign(), 1u);
+  EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, 1), 1u);
+  EXPECT_EQ(length_, sizeof output_);
+  EXPECT_THAT(
+      TakeMessages(),
+      ElementsAre("RSA: loaded key blob size: 6 for keyid 50", "RSA: signature is empty",
+                  "RSA: process with operation:Encrypt",
+                  "RSA: loaded key blob size: 6 for keyid 50", "RSA: Cipher output is empty"));
+}
+
+TEST_F(RsaTest, DeletingAsksTheDeviceAndKeepsTheFile) {
+  EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to read RSA from "));
+  StoreBlob();
+  const std::string loaded = "RSA: loaded key blob size: 6 for keyid 50";
+  EXPECT_CALL(device_, deleteKey(ToBytes("stored")))
+      .WillOnce(TransactionFails(STATUS_DEAD_OBJECT))
+      .WillOnce(orx_test::SucceedsWithoutResult());
+  EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre(loaded, "RSA: delete key failed: -1000"));
+  EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 0u);
+  EXPECT_THAT(TakeMessages(), ElementsAre(loaded, "RSA: delete key successfully"));
+  EXPECT_EQ(FileContent(kFile50), "stored");
+}
+
+TEST(RsaWithoutDeviceTest, EveryCallFailsWithTheMissingService) {
+  android_host::DisableDeviceModule();
+  orx_test::LogCapture log;
+  ASSERT_EQ(store_key_blob(50, Bytes(3)), 0);
+  log.Clear();
+  Bytes key(10, 'k');
+  EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 10, 1, 50), 1u);
+  EXPECT_EQ(key, Bytes(10, 0));
+  uint32_t length = 10;
+  EXPECT_EQ(ORX_RSA_Sign(50, key.data(), key.data(), 10, &length, 0, 0), 1u);
+  EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
+  const std::string missing = "KM: invalid keymint instance, probably servicemanager AIDL issue?";
+  const std::string loaded = "RSA: loaded key blob size: 3 for keyid 50";
+  const std::string unbound = "Could not obtain the keymint service";
+  EXPECT_THAT(log.messages(),
+              ElementsAre("strongbox was 0", unbound, "Import 2048 bit RSA key", "KM: ImportKey",
+                          missing, "RSA: import key failed, code:-32", "strongbox was 0", unbound,
+                          loaded, "KM: Begin", missing, "RSA: begin failed with error: -32\n",
+                          "RSA: signature is empty", "strongbox was 0", unbound, loaded,
+                          "KM: DeleteKey", missing, "RSA: delete key failed: -32"));
+}
+
+}  // namespace
+}  // namespace android::hardware::keymint::ORX

@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <android-base/file.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <orx/store.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/log_capture.h"
+
+namespace {
+
+// How many elements at most the next fread() or fwrite() transfers; empty for no limit.
+std::vector<size_t> limits;
+
+size_t NextLimit(size_t count) {
+  if (limits.empty()) return count;
+  const size_t limit = limits.front();
+  limits.erase(limits.begin());
+  return std::min(limit, count);
+}
+
+}  // namespace
+
+// The program's definitions precede libc's, which never stops short of an end or an error.
+extern "C" size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
+  static auto* const real = reinterpret_cast<decltype(fread)*>(dlsym(RTLD_NEXT, "fread"));
+  return real(buffer, size, NextLimit(count), stream);
+}
+extern "C" size_t fwrite(const void* buffer, size_t size, size_t count, FILE* stream) {
+  static auto* const real = reinterpret_cast<decltype(fwrite)*>(dlsym(RTLD_NEXT, "fwrite"));
+  return real(buffer, size, NextLimit(count), stream);
+}
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const std::string kFolder = "/mnt/vendor/persist/security/";
+
+uint32_t Write(const std::string& bytes) {
+  return ORX_STORE_Write(reinterpret_cast<const uint8_t*>(bytes.data()), 1, bytes.size());
+}
+
+void Put(int number, const std::string& bytes) {
+  ASSERT_EQ(ORX_STORE_Open(number, nullptr, 1), 0u);
+  ASSERT_EQ(Write(bytes), 0u);
+  ASSERT_EQ(ORX_STORE_Close(0), 0u);
+}
+
+class StoreTest : public ::testing::Test {
+ protected:
+  // Reads into 16 bytes of '-' and returns them.
+  std::string Read(size_t element_size, size_t count, uint32_t expected) {
+    std::string buffer(16, '-');
+    EXPECT_EQ(ORX_STORE_Read(reinterpret_cast<uint8_t*>(buffer.data()), element_size, count),
+              expected);
+    return buffer;
+  }
+
+  std::vector<std::string> TakeMessages() {
+    const std::vector<std::string> messages = log_.messages();
+    log_.Clear();
+    return messages;
+  }
+
+  orx_test::LogCapture log_;
+};
+
+TEST_F(StoreTest, KeepsBytesUnderTheirNumber) {
+  for (int number : {5, 0, -3, INT_MAX, INT_MIN}) {
+    const std::string path = kFolder + std::to_string(number) + ".bin";
+    uint32_t handle = 7;
+    EXPECT_EQ(ORX_STORE_Open(number, &handle, 1), 0u);
+    EXPECT_EQ(handle, 0u);
+    EXPECT_EQ(Write(std::string("a\0b", 3)), 0u);
+    EXPECT_EQ(ORX_STORE_Close(handle), 0u);
+    std::string content;
+    EXPECT_TRUE(android::base::ReadFileToString(path, &content));
+    EXPECT_EQ(content, std::string("a\0b", 3));
+
+    EXPECT_EQ(ORX_STORE_Open(number, nullptr, 0), 0u);
+    EXPECT_EQ(Read(1, 3, 0), std::string("a\0b-------------", 16));
+    EXPECT_EQ(ORX_STORE_Close(0), 0u);
+    EXPECT_THAT(TakeMessages(), ElementsAre("Opening file " + path, "Opening file " + path));
+  }
+}
+
+TEST_F(StoreTest, OpeningToWriteEmptiesTheFile) {
+  Put(5, "longer");
+  Put(5, "new");
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
+  uint32_t size = 0;
+  EXPECT_EQ(ORX_STORE_Size(0, &size), 0u);
+  EXPECT_EQ(size, 3u);
+}
+
+TEST_F(StoreTest, AFileThatCannotBeOpenedLeavesNothingOpen) {
+  uint32_t handle = 7;
+  EXPECT_EQ(ORX_STORE_Open(5, &handle, 0), 1u);
+  EXPECT_EQ(handle, 0u);
+  uint32_t size = 9;
+  EXPECT_EQ(ORX_STORE_Size(0, &size), 1u);
+  EXPECT_EQ(size, 9u);
+  EXPECT_EQ(ORX_STORE_Read(nullptr, 1, 0), 1u);
+  EXPECT_EQ(ORX_STORE_Write(nullptr, 1, 0), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("Opening file " + kFolder + "5.bin",
+                                           "Could not open file", "fp NULL", "fp NULL", "fp NULL"));
+}
+
+TEST_F(StoreTest, ASecondOpenAbandonsTheFirstFileWithoutClosingIt) {
+  ASSERT_EQ(ORX_STORE_Open(1, nullptr, 1), 0u);
+  ASSERT_EQ(Write("buffered"), 0u);
+  log_.Clear();
+  EXPECT_EQ(ORX_STORE_Open(2, nullptr, 1), 0u);
+  EXPECT_THAT(log_.messages(), ElementsAre("fp not NULL", "Opening file " + kFolder + "2.bin"));
+  EXPECT_EQ(ORX_STORE_Close(0), 0u);
+  struct stat status = {};
+  ASSERT_EQ(stat((kFolder + "1.bin").c_str(), &status), 0);
+  EXPECT_EQ(status.st_size, 0) << "what the first file's stream buffers is not written";
+}
+
+TEST_F(StoreTest, NoElementsAreTransferredWithoutTouchingTheStream) {
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
+  EXPECT_EQ(Read(1, 0, 0), std::string(16, '-'));
+  EXPECT_EQ(Write("ab"), 0u);
+  EXPECT_EQ(ORX_STORE_Close(0), 0u);
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
+  EXPECT_EQ(ORX_STORE_Write(nullptr, 1, 0), 0u);
+  EXPECT_EQ(Read(1, 2, 0).substr(0, 2), "ab");
+}
+
+TEST_F(StoreTest, TheWrongDirectionFails) {
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
+  log_.Clear();
+  Read(1, 3, 1);
+  EXPECT_EQ(ORX_STORE_Close(0), 0u);
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
+  EXPECT_EQ(Write("abc"), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("File read failure", "Opening file " + kFolder + "5.bin",
+                                           "Err elem_left=3"));
+}
+
+TEST_F(StoreTest, AFileThatEndsEarlyHandsOutWhatItHas) {
+  Put(5, "abcd");
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
+  log_.Clear();
+  EXPECT_EQ(Read(1, 10, 1), "abcd------------");
+  EXPECT_THAT(TakeMessages(), ElementsAre("Could not read all requested elements"));
+  Read(1, 1, 1);
+  EXPECT_THAT(TakeMessages(), ElementsAre("Could not read all requested elements"));
+}
+
+TEST_F(StoreTest, APipeThatDeliversInPiecesIsReadToTheEnd) {
+  const std::string path = kFolder + "9.bin";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  std::thread writer([&path] {
+    const int fd = open(path.c_str(), O_WRONLY);
+    for (const char* piece : {"ab", "cde", "f"}) {
+      if (write(fd, piece, strlen(piece)) < 0) break;
+      // The reader has this piece before the next one is there.
+      for (int waiting = 1; waiting > 0; std::this_thread::yield()) ioctl(fd, FIONREAD, &waiting);
+    }
+    close(fd);
+  });
+  ASSERT_EQ(ORX_STORE_Open(9, nullptr, 0), 0u);
+  EXPECT_EQ(Read(1, 5, 0), "abcde-----------");
+  EXPECT_EQ(Read(1, 5, 1), "f---------------");
+  writer.join();
+}
+
+TEST_F(StoreTest, AContinuedReadOfLargeElementsLandsAtTheElementCountAsBytes) {
+  Put(5, "aaabbbcccddd");
+  for (const auto& [size, expected] : {std::pair<size_t, const char*>{1, "aaabbbcccddd----"},
+                                       std::pair<size_t, const char*>{3, "abcccddd--------"}}) {
+    ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
+    limits = {1, 0, 1};
+    EXPECT_EQ(Read(size, 12 / size, 0), expected);
+    ASSERT_EQ(ORX_STORE_Close(0), 0u);
+  }
+}
+
+TEST_F(StoreTest, AContinuedWriteOfLargeElementsGoesOnAtTheElementCountAsBytes) {
+  for (const auto& [size, expected] : {std::pair<size_t, const char*>{1, "abcdefghijkl"},
+                                       std::pair<size_t, const char*>{3, "abcbcdcdefgh"}}) {
+    ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
+    limits = {1, 1};
+    EXPECT_EQ(ORX_STORE_Write(reinterpret_cast<const uint8_t*>("abcdefghijkl"), size, 12 / size),
+              0u);
+    ASSERT_EQ(ORX_STORE_Close(0), 0u);
+    std::string content;
+    ASSERT_TRUE(android::base::ReadFileToString(kFolder + "5.bin", &content));
+    EXPECT_EQ(content, expected);
+  }
+}
+
+TEST_F(StoreTest, ElementsWithoutSizeFailInsteadOfNeverArriving) {
+  Put(5, "abcd");
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
+  log_.Clear();
+  EXPECT_EQ(Read(0, 3, 1), std::string(16, '-'));
+  EXPECT_THAT(log_.messages(), ElementsAre("Could not read all requested elements"));
+}
+
+TEST_F(StoreTest, ADirectoryOpensButDoesNotRead) {
+  ASSERT_EQ(mkdir((kFolder + "6.bin").c_str(), 0700), 0);
+  ASSERT_EQ(ORX_STORE_Open(6, nullptr, 0), 0u);
+  log_.Clear();
+  Read(1, 4, 1);
+  EXPECT_EQ(ORX_STORE_Close(0), 0u);
+  EXPECT_EQ(ORX_STORE_Delete(6), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("File read failure",
+                                           "Deleting file " + kFolder + "6.bin", "Delete failed"));
+}
+
+TEST_F(StoreTest, AFullDeviceFailsTheWriteOrAtTheLatestTheClose) {
+  ASSERT_EQ(symlink("/dev/full", (kFolder + "7.bin").c_str()), 0);
+  ASSERT_EQ(ORX_STORE_Open(7, nullptr, 1), 0u);
+  log_.Clear();
+  EXPECT_EQ(Write("fits the stream's buffer"), 0u);
+  EXPECT_EQ(ORX_STORE_Close(0), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("Could not close file"));
+
+  ASSERT_EQ(ORX_STORE_Open(7, nullptr, 1), 0u);
+  log_.Clear();
+  EXPECT_EQ(Write(std::string(1 << 20, 'x')), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("Err elem_left=1048576"));
+}
+
+TEST_F(StoreTest, AFileThatMayGrowNoFurtherFailsTheWriteWithAPartOfIt) {
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit limit = {5000, RLIM_INFINITY};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  ASSERT_EQ(ORX_STORE_Open(8, nullptr, 1), 0u);
+  log_.Clear();
+  EXPECT_EQ(Write(std::string(1 << 20, 'x')), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("Error while writing to the file"));
+}
+
+TEST_F(StoreTest, TheSizeLeavesOutWhatIsBufferedAndAllBut32Bits) {
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
+  ASSERT_EQ(Write("abc"), 0u);
+  uint32_t size = 9;
+  EXPECT_EQ(ORX_STORE_Size(0, &size), 0u);
+  EXPECT_EQ(size, 0u);
+  ASSERT_EQ(ORX_STORE_Close(0), 0u);
+  ASSERT_EQ(truncate((kFolder + "5.bin").c_str(), (off_t{5} << 30) + 7), 0);
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
+  EXPECT_EQ(ORX_STORE_Size(0, &size), 0u);
+  EXPECT_EQ(size, (1u << 30) + 7);
+}
+
+TEST_F(StoreTest, ADescriptorThatIsGoneFailsSizeAndCloseAndLeavesNothingOpen) {
+  const int next = dup(0);
+  close(next);
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
+  ASSERT_EQ(close(next), 0) << "the stream has the lowest free descriptor";
+  log_.Clear();
+  uint32_t size = 9;
+  EXPECT_EQ(ORX_STORE_Size(0, &size), 1u);
+  EXPECT_EQ(size, 9u);
+  EXPECT_EQ(ORX_STORE_Close(0), 1u);
+  EXPECT_EQ(ORX_STORE_Size(0, &size), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("error in fstat", "Could not close file", "fp NULL"));
+}
+
+TEST_F(StoreTest, DeletingWorksOnTheOpenFileAndFailsOnAMissingOne) {
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
+  log_.Clear();
+  EXPECT_EQ(ORX_STORE_Delete(5), 0u);
+  EXPECT_EQ(Write("abc"), 0u);
+  EXPECT_EQ(ORX_STORE_Close(0), 0u);
+  EXPECT_EQ(ORX_STORE_Delete(5), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("Deleting file " + kFolder + "5.bin",
+                                           "Deleting file " + kFolder + "5.bin", "Delete failed"));
+}
+
+}  // namespace

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/failing_crypto.h"
+
+#include <dlfcn.h>
+#include <openssl/ec.h>
+#include <openssl/ec_key.h>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <map>
+#include <string>
+
+namespace {
+
+std::string failing;
+int failing_result = 0;
+std::map<std::string, int> calls;
+
+bool Fails(const char* name) {
+  ++calls[name];
+  return failing == name;
+}
+
+}  // namespace
+
+// The program's definitions precede the crypto library's: most of these fail only when memory is
+// exhausted.
+#define ORX_TEST_FAILING(result_type, failure, name, parameters, arguments)       \
+  extern "C" result_type name parameters {                                        \
+    using Function = result_type(*) parameters;                                   \
+    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, #name)); \
+    return Fails(#name) ? static_cast<result_type>(failure) : real arguments;     \
+  }
+
+ORX_TEST_FAILING(X509*, nullptr, d2i_X509, (X509 * *out, const uint8_t** in, long length),
+                 (out, in, length))
+ORX_TEST_FAILING(int, failing_result, X509_verify, (X509 * cert, EVP_PKEY* key), (cert, key))
+ORX_TEST_FAILING(char*, nullptr, X509_NAME_oneline, (const X509_NAME* name, char* out, int size),
+                 (name, out, size))
+ORX_TEST_FAILING(X509_NAME*, nullptr, X509_NAME_new, (), ())
+ORX_TEST_FAILING(int, failing_result, X509_NAME_add_entry_by_txt,
+                 (X509_NAME * name, const char* field, int type, const unsigned char* bytes,
+                  int length, int position, int set),
+                 (name, field, type, bytes, length, position, set))
+ORX_TEST_FAILING(int, failing_result, i2d_X509_NAME, (X509_NAME * name, uint8_t** out), (name, out))
+ORX_TEST_FAILING(EC_KEY*, nullptr, EC_KEY_new, (), ())
+ORX_TEST_FAILING(EC_GROUP*, nullptr, EC_GROUP_new_by_curve_name, (int nid), (nid))
+ORX_TEST_FAILING(int, failing_result, EC_KEY_set_group, (EC_KEY * key, const EC_GROUP* group),
+                 (key, group))
+ORX_TEST_FAILING(EC_POINT*, nullptr, EC_POINT_new, (const EC_GROUP* group), (group))
+ORX_TEST_FAILING(int, failing_result, EC_KEY_set_public_key, (EC_KEY * key, const EC_POINT* point),
+                 (key, point))
+ORX_TEST_FAILING(EVP_PKEY*, nullptr, EVP_PKEY_new, (), ())
+ORX_TEST_FAILING(int, failing_result, EVP_PKEY_assign_EC_KEY, (EVP_PKEY * key, EC_KEY* ec_key),
+                 (key, ec_key))
+
+namespace orx_test {
+
+FailingCrypto::FailingCrypto(const char* name, int result) {
+  failing = name;
+  failing_result = result;
+}
+
+FailingCrypto::~FailingCrypto() {
+  failing.clear();
+}
+
+int CryptoCalls(const char* name) {
+  return calls[name];
+}
+
+}  // namespace orx_test
