@@ -27,8 +27,7 @@ std::string WithDashes(const std::string& date) {
 
 // The properties that tell what the settings say. A line of build.prop may say otherwise.
 void SetDerivedProperties(const DeviceFolder& folder) {
-  SetProperty("ro.build.version.release",
-              std::to_string(folder.GetNumber("os-version") / 10000));
+  SetProperty("ro.build.version.release", std::to_string(folder.GetNumber("os-version") / 10000));
   SetProperty("ro.build.version.security_patch", WithDashes(folder.Get("os-patch-level")));
   SetProperty("ro.vendor.build.security_patch", WithDashes(folder.Get("vendor-patch-level")));
 }
@@ -69,9 +68,9 @@ void Device::Attach() {
   }
   for (const Services& services : StartServices(folder_)) {
     const Instance& instance = services.instance;
-    const int version =
-        static_cast<int>(folder_->GetNumber(instance.Setting("keymint-version")));
-    AddService<km::IKeyMintDevice>(services.keymint, instance, "keymint", version);
+    const int64_t version = folder_->GetNumber(instance.Setting("keymint-version"));
+    AddService<km::IKeyMintDevice>(services.keymint, instance, "keymint",
+                                   static_cast<int>(version));
     AddService<km::IRemotelyProvisionedComponent>(services.remotely_provisioned, instance, "rkp",
                                                   km::IRemotelyProvisionedComponent::version);
     AddService<ss::ISharedSecret>(services.shared_secret, instance, "sharedsecret",

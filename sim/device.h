@@ -36,7 +36,7 @@ class Device {
 
   DeviceFolder& folder() { return *folder_; }
 
-  // LogCalls makes the services write every call to the log, from the next Attach() on.
+  // LogCalls makes the services write every call to standard error, from the next Attach() on.
   void LogCalls() { log_calls_ = true; }
 
  private:

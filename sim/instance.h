@@ -16,8 +16,8 @@ struct Instance {
 
   bool IsStrongBox() const { return level == km::SecurityLevel::STRONGBOX; }
 
-  // Setting returns the name of the setting that says of this environment what `name_for_tee` says of the
-  // TEE.
+  // Setting returns the name of the setting that says of this environment what `name_for_tee` says
+  // of the TEE.
   std::string Setting(const char* name_for_tee) const {
     return (IsStrongBox() ? "strongbox-" : "") + std::string(name_for_tee);
   }

@@ -106,35 +106,32 @@ ndk::ScopedAStatus KeyMintDevice::addRngEntropy(const Bytes& data) {
 ndk::ScopedAStatus KeyMintDevice::generateKey(
     const KeyParams& params, const std::optional<km::AttestationKey>& attestation_key,
     km::KeyCreationResult* result) {
-  ErrorCode code = CheckCreation(params);
-  // Early boot ended before anybody could call.
-  if (code == ErrorCode::OK && Has(params, Tag::EARLY_BOOT_ONLY)) {
-    code = ErrorCode::EARLY_BOOT_ENDED;
-  }
-  if (code != ErrorCode::OK) return AsStatus(code);
-  KeyParams complete = params;
-  Key key = vault_.NewKey(params);
-  code = GenerateMaterial(instance_.IsStrongBox(), &complete, &key.material);
-  if (code != ErrorCode::OK) return AsStatus(code);
-  return AsStatus(
-      Finish(params, complete, km::KeyOrigin::GENERATED, attestation_key, std::move(key), result));
+  const auto material = [this](KeyParams* complete, SecretBytes* out) {
+    return GenerateMaterial(instance_.IsStrongBox(), complete, out);
+  };
+  return AsStatus(Create(params, km::KeyOrigin::GENERATED, attestation_key, material, result));
 }
 
 ndk::ScopedAStatus KeyMintDevice::importKey(
     const KeyParams& params, km::KeyFormat format, const Bytes& data,
     const std::optional<km::AttestationKey>& attestation_key, km::KeyCreationResult* result) {
+  const auto material = [&](KeyParams* complete, SecretBytes* out) {
+    return ImportMaterial(format, data, instance_.IsStrongBox(), complete, out);
+  };
+  return AsStatus(Create(params, km::KeyOrigin::IMPORTED, attestation_key, material, result));
+}
+
+ErrorCode KeyMintDevice::Create(const KeyParams& params, km::KeyOrigin origin,
+                                const std::optional<km::AttestationKey>& attestation_key,
+                                const MakeMaterial& make_material,
+                                km::KeyCreationResult* result) const {
   ErrorCode code = CheckCreation(params);
-  // Whoever imports comes long after the boot loader.
-  if (code == ErrorCode::OK && Has(params, Tag::EARLY_BOOT_ONLY)) {
-    code = ErrorCode::EARLY_BOOT_ENDED;
-  }
-  if (code != ErrorCode::OK) return AsStatus(code);
+  if (code != ErrorCode::OK) return code;
   KeyParams complete = params;
   Key key = vault_.NewKey(params);
-  code = ImportMaterial(format, data, instance_.IsStrongBox(), &complete, &key.material);
-  if (code != ErrorCode::OK) return AsStatus(code);
-  return AsStatus(
-      Finish(params, complete, km::KeyOrigin::IMPORTED, attestation_key, std::move(key), result));
+  code = make_material(&complete, &key.material);
+  if (code != ErrorCode::OK) return code;
+  return Finish(params, complete, origin, attestation_key, std::move(key), result);
 }
 
 // A key comes with certificates when it has a public key, and without any otherwise.

@@ -3,6 +3,7 @@
 
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -75,6 +76,13 @@ class KeyMintDevice : public km::BnKeyMintDevice {
 
   // OpenAttestationKey opens a blob for signing certificates, as OpenCurrent does for any use.
   ErrorCode OpenAttestationKey(const Bytes& blob, const KeyParams& params, Key* key) const;
+
+  // Create makes a new key whose material comes from `make_material`, which also adds to the
+  // request's parameters what the material tells.
+  using MakeMaterial = std::function<ErrorCode(KeyParams* params, SecretBytes* material)>;
+  ErrorCode Create(const KeyParams& params, km::KeyOrigin origin,
+                   const std::optional<km::AttestationKey>& attestation_key,
+                   const MakeMaterial& make_material, km::KeyCreationResult* result) const;
 
   // Finish makes a key with its material into what is handed out: characteristics, certificates,
   // blob. `params` are those of the request with what the material added, `request` without.

@@ -176,6 +176,7 @@ bool LoadProfile(const std::string& name, Profile* out, std::string* error) {
     }
     return false;
   }
+  out->name = std::filesystem::path(path).stem();
   const size_t heading = ("\n" + text).find("\n" + std::string(kBuildPropHeading) + "\n");
   out->settings = text.substr(0, heading);
   out->build_prop.clear();
