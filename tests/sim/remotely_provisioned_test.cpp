@@ -46,9 +46,9 @@ bssl::UniquePtr<EVP_PKEY> PublicKey(const KeyPair& pair) {
 }
 
 ErrorCode Attest(Services& services, const Bytes& handle, km::KeyCreationResult* result) {
-  return CodeOf(services.keymint->generateKey(
-      Attested(EcRequest(km::KeyPurpose::SIGN)),
-      km::AttestationKey{handle, {}, DefaultSubjectName()}, result));
+  return CodeOf(services.keymint->generateKey(Attested(EcRequest(km::KeyPurpose::SIGN)),
+                                              km::AttestationKey{handle, {}, DefaultSubjectName()},
+                                              result));
 }
 
 TEST(RemotelyProvisionedTest, PublicKeyIsACanonicalCoseKeyInsideACoseMac0) {
@@ -108,17 +108,35 @@ TEST(RemotelyProvisionedTest, RequestChecksChallengeAndKeysBeforeItFails) {
     int32_t status;
     const char* reason;
   } const rows[] = {
-      {"own key", {own}, 64, Component::STATUS_FAILED,
+      {"own key",
+       {own},
+       64,
+       Component::STATUS_FAILED,
        "a simulated device is known to no provisioning server"},
-      {"long challenge", {own}, 65, Component::STATUS_FAILED,
+      {"long challenge",
+       {own},
+       65,
+       Component::STATUS_FAILED,
        "the challenge has more than 64 bytes"},
-      {"key of the other instance", {own, foreign}, 0, Component::STATUS_INVALID_MAC,
+      {"key of the other instance",
+       {own, foreign},
+       0,
+       Component::STATUS_INVALID_MAC,
        "not a public key of this component"},
-      {"changed key", {changed}, 0, Component::STATUS_INVALID_MAC,
+      {"changed key",
+       {changed},
+       0,
+       Component::STATUS_INVALID_MAC,
        "not a public key of this component"},
-      {"garbage", {Bytes{1, 2, 3}}, 0, Component::STATUS_INVALID_MAC,
+      {"garbage",
+       {Bytes{1, 2, 3}},
+       0,
+       Component::STATUS_INVALID_MAC,
        "not a public key of this component"},
-      {"test key", {own, test_key}, 0, Component::STATUS_TEST_KEY_IN_PRODUCTION_REQUEST,
+      {"test key",
+       {own, test_key},
+       0,
+       Component::STATUS_TEST_KEY_IN_PRODUCTION_REQUEST,
        "a test key"},
   };
   for (const auto& row : rows) {

@@ -27,7 +27,8 @@ class TestDevice {
     parent_ = pattern;
     std::ofstream(parent_ + "/test.profile")
         << "imei = 490154203237518\nsecond-imei = 490154203237526\nmeid = A0000000002329\n"
-        << settings << "\n[build.prop]\nro.product.first_api_level=34\nro.product.vendor.brand=acme\n"
+        << settings
+        << "\n[build.prop]\nro.product.first_api_level=34\nro.product.vendor.brand=acme\n"
         << "ro.product.vendor.device=phone\nro.product.vendor.name=phone_eu\n"
         << "ro.product.vendor.manufacturer=ACME\nro.product.vendor.model=Phone 1\n"
         << "ro.vendor.boot.serialno=S1\n";
@@ -66,8 +67,7 @@ inline ErrorCode CodeOf(const ndk::ScopedAStatus& status) {
 
 inline bssl::UniquePtr<X509> ParseCertificate(const Bytes& der) {
   const uint8_t* cursor = der.data();
-  bssl::UniquePtr<X509> certificate(
-      d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
+  bssl::UniquePtr<X509> certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
   EXPECT_TRUE(certificate);
   EXPECT_EQ(cursor, der.data() + der.size());
   return certificate;
@@ -93,14 +93,14 @@ inline constexpr char kAttestationOid[] = "1.3.6.1.4.1.11129.2.1.17";
 
 // Parameters of an EC P-256 key with this purpose, valid without end.
 inline KeyParams EcRequest(km::KeyPurpose purpose) {
-  return {{Tag::ALGORITHM, km::Algorithm::EC},
-          {Tag::EC_CURVE, km::EcCurve::P_256},
-          {Tag::PURPOSE, purpose},
-          {Tag::DIGEST, km::Digest::SHA_2_256},
-          {Tag::NO_AUTH_REQUIRED, true},
-          Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_BEFORE, int64_t{0}),
-          Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_AFTER,
-                                                 int64_t{253402300799000})};
+  return {
+      {Tag::ALGORITHM, km::Algorithm::EC},
+      {Tag::EC_CURVE, km::EcCurve::P_256},
+      {Tag::PURPOSE, purpose},
+      {Tag::DIGEST, km::Digest::SHA_2_256},
+      {Tag::NO_AUTH_REQUIRED, true},
+      Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_BEFORE, int64_t{0}),
+      Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_AFTER, int64_t{253402300799000})};
 }
 
 inline KeyParams With(KeyParams params, const KeyParams& more) {
