@@ -6,6 +6,7 @@
 
 #include "sim/device_folder.h"
 #include "sim/faults.h"
+#include "sim/instance.h"
 
 namespace orx_sim {
 
@@ -35,11 +36,18 @@ class Device {
 
   DeviceFolder& folder() { return *folder_; }
 
+  // LogCalls makes the services write every call to standard error, from the next Attach() on.
+  void LogCalls() { log_calls_ = true; }
+
  private:
   explicit Device(std::shared_ptr<DeviceFolder> folder);
+  template <typename Interface>
+  void AddService(std::shared_ptr<Interface> service, const Instance& instance,
+                  const std::string& name, int version);
 
   std::shared_ptr<DeviceFolder> folder_;
   std::shared_ptr<FaultTable> faults_;
+  bool log_calls_ = false;
 };
 
 }  // namespace orx_sim

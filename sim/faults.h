@@ -22,27 +22,31 @@ struct Effect {
 
 // Alter makes an Effect of a function that changes a result of one type.
 template <typename Result>
-Effect Alter(void (*change)(Result*)) {
+Effect Alter(std::function<void(Result*)> change) {
   return {nullptr, [change](const std::any& any) {
             if (Result* const* result = std::any_cast<Result*>(&any)) change(*result);
           }};
 }
 
-// EffectRow is one named effect. The rows are in fault_effects.cpp; a new effect is a new row.
+// EffectRow is one named effect. The rows are in fault_effects.cpp; a new effect is a new row. An
+// effect that means something else for another method has a row for each.
 struct EffectRow {
   const char* name;
   const char* methods;   // where it applies, separated by blanks; "*" for every method
-  const char* argument;  // what follows "name=", or null if nothing does
+  const char* argument;  // the number that must follow, as "NAME=NUMBER"; null if none does
   Effect (*make)(int argument);
   const char* meaning;
 };
 const std::vector<EffectRow>& EffectRows();
 
+// ServiceError is the effect that is written as a number: that service-specific error code.
+Effect ServiceError(int code);
+
 // FaultTable holds named faults and counts calls. A fault is written
 //
 //   [INSTANCE.][SERVICE.]METHOD:EFFECT[@N]
-//   service:[INSTANCE][.SERVICE]:absent
-//   modem:EFFECT[@N]
+//   service:INSTANCE[.SERVICE]:absent
+//   modem:EFFECT
 //
 // INSTANCE is default or strongbox, SERVICE is keymint, operation, rkp or sharedsecret; what is not
 // named may be any. EFFECT is a number (that service-specific error code) or the name of a row of
@@ -61,14 +65,17 @@ class FaultTable {
   // IsAbsent returns whether a service is to be left out.
   bool IsAbsent(const std::string& instance, const std::string& service) const;
 
-  // modem returns the EFFECT[@N] texts of the modem's faults, which the modem reads itself.
+  // modem returns the modem's faults as they were written.
   std::vector<std::string> modem() const;
 
  private:
   struct Target {
     std::string instance;
     std::string service;
-    bool Fits(const std::string& on_instance, const std::string& on_service) const;
+    bool Fits(const std::string& on_instance, const std::string& on_service) const {
+      return (instance.empty() || instance == on_instance) &&
+             (service.empty() || service == on_service);
+    }
   };
   struct Fault {
     Target target;
@@ -77,6 +84,11 @@ class FaultTable {
     int due = 0;  // 0: always
     int calls = 0;
   };
+
+  static bool ParseTarget(const std::string& text, Target* target, std::string* method);
+  bool AddAbsence(const std::string& where, std::string* error);
+  bool AddModemFault(const std::string& spec, std::string* error);
+  bool AddCallFault(const std::string& where, const std::string& what, std::string* error);
 
   mutable std::mutex mutex_;
   std::vector<Fault> faults_;

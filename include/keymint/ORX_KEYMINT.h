@@ -91,10 +91,14 @@ class ORX_EXPORT KeyMintService {
 
 // load_key_blob reads the key blob file of an RSA key id. Returns an empty vector for key id 0, an
 // id without a file, a read failure, or a file whose length differs from the one last seen.
+//
+// WARNING: the log line of a read failure shows what was read of the file, not its path.
 ORX_EXPORT std::vector<uint8_t> load_key_blob(int key_id);
 
 // store_key_blob writes `blob` as the key blob file of an RSA key id (mode 0660 less the umask), to
 // stable storage where the file system offers that. Returns 0, or 1 with the file removed.
+//
+// WARNING: a symmetric key's blob file has mode 0666; callers of either family rely on its own.
 ORX_EXPORT int store_key_blob(int key_id, std::vector<uint8_t> blob);
 
 }  // namespace android::hardware::keymint::ORX

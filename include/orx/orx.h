@@ -2,7 +2,47 @@
 #ifndef ORX_ORX_H_
 #define ORX_ORX_H_
 
-/* Every family of the library's flat interface. */
+/*
+ * Every family of the library's flat interface, and the conventions that hold for all of it. The
+ * headers of the families say only what differs.
+ *
+ * Results. A function returns 0 for success and 1 for failure; a yes/no question is answered with 0
+ * for yes. The one exception is ORX_device_requires_generic_ids() (1 for yes). Nothing is thrown.
+ * The codes of KeyMint (ErrorCode values) and errno appear in log lines only.
+ *
+ * Slices. Bytes are passed as a pointer and a length in bytes and may hold zeros; only parameters
+ * of type char are terminated strings. "The n bytes at p" are readable, or writable, in full.
+ *
+ * Null. A pointer must not be null unless its function says what null does. A null pointer with
+ * length 0 is an empty slice.
+ *
+ * Ownership. The caller owns every buffer it passes; nothing that is passed is kept after the
+ * return. What the library returns by pointer belongs to the library, except where a function says
+ * that the caller frees it.
+ *
+ * Outputs. On failure an output is left as it was, unless its function says what it holds. Input
+ * and output buffers may be the same where the function takes all input before it writes, which is
+ * the case for all key services.
+ *
+ * Secrets. Key bytes and derived bytes that the library copies are overwritten before their memory
+ * is released. Wiping its own buffers is the caller's, except where a function does it.
+ *
+ * Threads. A call runs on the caller's thread until its work is done. The library has no threads, no
+ * locks, no initialisation and no shutdown. State that outlives a call (the selected symmetric key,
+ * the digest in progress, the open store file, the last known sizes of the key blob files) belongs
+ * to the process: callers serialise their calls within a family, those of ORX_KDF with those of
+ * ORX_HASH, and those of ORX_SYM and ORX_RSA for one key id, also between processes.
+ *
+ * Logging. Every failure, and every notable step, is one line in the Android log: tag "ORX",
+ * priority debug, the source's path and line in front ("src/ORX_STORE.cpp:41: fp NULL"). The texts
+ * are part of the interface; "orx explain" tells causes and remedies.
+ *
+ * Files. Key blobs and numbered files lie in "/mnt/vendor/persist/security", which the library does
+ * not create.
+ *
+ * WARNING paragraphs describe behaviour that looks like a fault and is kept, because callers rely
+ * on it.
+ */
 
 #include <orx/attest.h>
 #include <orx/device.h>

@@ -234,7 +234,7 @@ std::string ToString(const uint8_t* bytes, uint32_t length) {
 // on a short buffer being filled rather than refused.
 void CopyOut(const std::string& bytes, uint8_t* output, uint32_t* capacity) {
   const size_t length = std::min<size_t>(bytes.size(), *capacity);
-  memcpy(output, bytes.data(), length);
+  std::copy_n(bytes.begin(), length, output);
   *capacity = static_cast<uint32_t>(length);
 }
 
@@ -318,6 +318,7 @@ std::vector<uint8_t> load_key_blob(int key_id) {
   return std::vector<uint8_t>(content.begin(), content.end());
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value in the exported interface
 int store_key_blob(int key_id, std::vector<uint8_t> blob) {
   KeyRepositoryEntry* entry = FindKeyRepositoryEntry(repository, key_id);
   if (entry == nullptr) {

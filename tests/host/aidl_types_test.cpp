@@ -233,6 +233,7 @@ TEST(Parcelable, ComparesFieldByFieldInOrder) {
   EXPECT_LT(info, other) << "an absent value comes first";
   info.rpcAuthorName = "a";
   EXPECT_GT(info, other) << "an earlier field decides";
+  EXPECT_FALSE(info < other);
 }
 
 TEST(Interface, IdentityIsThatOfTheFrozenVersion) {

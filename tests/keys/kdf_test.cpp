@@ -41,8 +41,6 @@ constexpr uint32_t kSha1 = 0;
 constexpr size_t kBlock = 20;
 const Bytes kZ = FromHex("1c7d7b5f0597b03d06a018466ed1a93e30ed4b04dc64ccdd");
 
-decltype(ORX_KDF_Gen)* const kBoth[] = {ORX_KDF_Gen, ORX_LIB_KDF_Gen};
-
 // The derived bytes, from an output that holds something else beforehand.
 Bytes Derive(uint32_t mode, const Bytes& z, const Bytes& info, uint32_t length) {
   Bytes output(length, 0x5a);

@@ -35,13 +35,19 @@ size_t NextLimit(size_t count) {
 
 }  // namespace
 
-// The program's definitions precede libc's, which never stops short of an end or an error.
-extern "C" size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
-  static auto* const real = reinterpret_cast<decltype(fread)*>(dlsym(RTLD_NEXT, "fread"));
+// The program's definitions precede libc's, which never stops short of an end or an error. Named by
+// their symbols, as the headers may define functions of these names.
+extern "C" size_t LimitedRead(void* buffer, size_t size, size_t count,
+                              FILE* stream) __asm__("fread");
+extern "C" size_t LimitedWrite(const void* buffer, size_t size, size_t count,
+                               FILE* stream) __asm__("fwrite");
+
+extern "C" size_t LimitedRead(void* buffer, size_t size, size_t count, FILE* stream) {
+  static auto* const real = reinterpret_cast<decltype(LimitedRead)*>(dlsym(RTLD_NEXT, "fread"));
   return real(buffer, size, NextLimit(count), stream);
 }
-extern "C" size_t fwrite(const void* buffer, size_t size, size_t count, FILE* stream) {
-  static auto* const real = reinterpret_cast<decltype(fwrite)*>(dlsym(RTLD_NEXT, "fwrite"));
+extern "C" size_t LimitedWrite(const void* buffer, size_t size, size_t count, FILE* stream) {
+  static auto* const real = reinterpret_cast<decltype(LimitedWrite)*>(dlsym(RTLD_NEXT, "fwrite"));
   return real(buffer, size, NextLimit(count), stream);
 }
 

@@ -27,6 +27,7 @@ class SpAIBinder {
   ~SpAIBinder() { set(nullptr); }
 
   SpAIBinder& operator=(const SpAIBinder& other) {
+    if (this == &other) return *this;
     AIBinder_incStrong(other.binder_);
     set(other.binder_);
     return *this;

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/device.h"
+
+#include <android/binder_manager.h>
+#include <android_host/host.h>
+#include <stdio.h>
+
+#include <utility>
+
+#include "sim/channel.h"
+#include "sim/services.h"
+
+namespace orx_sim {
+namespace {
+
+void SetProperty(const std::string& name, const std::string& value) {
+  std::string error;
+  if (!android_host::SetProperty(name, value, &error)) {
+    fprintf(stderr, "simulated device: %s\n", error.c_str());
+  }
+}
+
+std::string WithDashes(const std::string& date) {
+  const std::string day = date.size() > 6 ? date.substr(6) : "01";
+  return date.substr(0, 4) + "-" + date.substr(4, 2) + "-" + day;
+}
+
+// The properties that tell what the settings say. A line of build.prop may say otherwise.
+void SetDerivedProperties(const DeviceFolder& folder) {
+  SetProperty("ro.build.version.release", std::to_string(folder.GetNumber("os-version") / 10000));
+  SetProperty("ro.build.version.security_patch", WithDashes(folder.Get("os-patch-level")));
+  SetProperty("ro.vendor.build.security_patch", WithDashes(folder.Get("vendor-patch-level")));
+}
+
+}  // namespace
+
+Device::Device(std::shared_ptr<DeviceFolder> folder)
+    : folder_(std::move(folder)), faults_(std::make_shared<FaultTable>()) {}
+
+std::unique_ptr<Device> Device::Create(const std::string& folder, const std::string& profile,
+                                       std::string* error) {
+  std::shared_ptr<DeviceFolder> made = DeviceFolder::Create(folder, profile, error);
+  return made == nullptr ? nullptr : std::unique_ptr<Device>(new Device(std::move(made)));
+}
+
+std::unique_ptr<Device> Device::Open(const std::string& folder, std::string* error) {
+  std::shared_ptr<DeviceFolder> opened = DeviceFolder::Open(folder, error);
+  return opened == nullptr ? nullptr : std::unique_ptr<Device>(new Device(std::move(opened)));
+}
+
+template <typename Interface>
+void Device::AddService(std::shared_ptr<Interface> service, const Instance& instance,
+                        const std::string& name, int version) {
+  if (faults_->IsAbsent(instance.name, name)) return;
+  const std::shared_ptr<ndk::ICInterface> channel =
+      Connect(std::move(service), {faults_, instance.name, name, version, log_calls_});
+  const ndk::SpAIBinder binder = channel->asBinder();
+  const std::string path = std::string(Interface::descriptor) + "/" + instance.name;
+  if (AServiceManager_addService(binder.get(), path.c_str()) != EX_NONE) {
+    fprintf(stderr, "simulated device: cannot register %s\n", path.c_str());
+  }
+}
+
+void Device::Attach() {
+  SetDerivedProperties(*folder_);
+  for (const Assignment& property : folder_->properties()) {
+    SetProperty(property.name, property.value);
+  }
+  for (const Services& services : StartServices(folder_)) {
+    const Instance& instance = services.instance;
+    const int64_t version = folder_->GetNumber(instance.Setting("keymint-version"));
+    AddService<km::IKeyMintDevice>(services.keymint, instance, "keymint",
+                                   static_cast<int>(version));
+    AddService<km::IRemotelyProvisionedComponent>(services.remotely_provisioned, instance, "rkp",
+                                                  km::IRemotelyProvisionedComponent::version);
+    AddService<ss::ISharedSecret>(services.shared_secret, instance, "sharedsecret",
+                                  ss::ISharedSecret::version);
+  }
+}
+
+}  // namespace orx_sim

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the host's platform loads: the device that the environment names. orx-sim run sets it:
+//
+//   ORX_SIM_DEVICE  the device's folder
+//   ORX_SIM_FAULTS  faults, one a line
+//   ORX_SIM_LOG     if set: let debug lines of the log through, and write the device's calls
+#include <android-base/strings.h>
+#include <android/log.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "sim/device.h"
+
+namespace {
+
+const char* Environment(const char* name) {
+  const char* const value = secure_getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+int Fail(const std::string& reason) {
+  fprintf(stderr, "simulated device: %s\n", reason.c_str());
+  return 1;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int android_host_device_attach(void) {
+  const std::string folder = Environment("ORX_SIM_DEVICE");
+  if (folder.empty()) return Fail("ORX_SIM_DEVICE is not set; orx-sim run sets it");
+  std::string error;
+  const std::unique_ptr<orx_sim::Device> device = orx_sim::Device::Open(folder, &error);
+  if (device == nullptr) return Fail(error);
+  for (const std::string& fault : android::base::Split(Environment("ORX_SIM_FAULTS"), "\n")) {
+    if (!fault.empty() && !device->faults().Add(fault, &error)) return Fail(error);
+  }
+  if (Environment("ORX_SIM_LOG")[0] != '\0') {
+    __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
+    device->LogCalls();
+  }
+  device->Attach();
+  return 0;
+}

@@ -1,0 +1,262 @@
+// SPDX-License-Identifier: Apache-2.0
+// orx-sim: makes simulated devices and runs programs inside them.
+#include <android-base/strings.h>
+#include <getopt.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <filesystem>
+
+#include "sim/device_folder.h"
+#include "sim/faults.h"
+#include "sim/modem.h"
+#include "sim/settings.h"
+#include "sim/tool/run.h"
+
+namespace orx_sim {
+namespace {
+
+constexpr int kExitDone = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+constexpr char kUsage[] =
+    "usage: orx-sim COMMAND ...\n"
+    "\n"
+    "Makes simulated devices, with a KeyMint in software, and runs programs inside them.\n"
+    "\n"
+    "  new DIR [--profile NAME]       make a device\n"
+    "  run [OPTION]... -- COMMAND...  run a command inside a device\n"
+    "  set DIR NAME=VALUE...          change a device\n"
+    "  info [DIR]                     show a device; inside a run, the one that runs\n"
+    "  profiles                       list the profiles\n"
+    "\n"
+    "orx-sim COMMAND --help tells more. Exit codes: 0 done, 1 failed, 2 usage; for run see "
+    "there.\n";
+
+constexpr char kNewUsage[] =
+    "usage: orx-sim new DIR [--profile NAME]\n"
+    "\n"
+    "Makes the folder DIR, a device of this profile (default: dual-sim). NAME with a slash in it "
+    "is\n"
+    "the path of a profile file. On failure no folder is left.\n";
+
+constexpr char kRunUsage[] =
+    "usage: orx-sim run [OPTION]... [--] COMMAND [ARGUMENT]...\n"
+    "\n"
+    "Runs a command inside a device: it sees the device's folders at /mnt/vendor/persist/security\n"
+    "and /dev/socket and everything else as it is, and its process has the device's services and\n"
+    "properties. The exit code is the command's own, 128 and the number of the signal that ended\n"
+    "it, 127 if it was not found, 126 if it cannot be executed, 125 if the device failed.\n"
+    "\n"
+    "      --device DIR    a device that orx-sim new made; without it the device is a new one, "
+    "which\n"
+    "                      is thrown away afterwards\n"
+    "      --profile NAME  the profile of that new device (default: dual-sim)\n"
+    "      --fault SPEC    let the device misbehave; may be repeated\n"
+    "      --log           show the debug log and each call of the device's services\n"
+    "  -q, --quiet         do not say that the device is simulated\n"
+    "\n"
+    "Faults:\n"
+    "  [INSTANCE.][SERVICE.]METHOD:EFFECT[@N]  in the N-th such call of a process, else in each\n"
+    "  service:INSTANCE[.SERVICE]:absent       the services are not there\n"
+    "INSTANCE is default or strongbox, SERVICE keymint, operation, rkp or sharedsecret. EFFECT:\n";
+
+constexpr char kSetUsage[] =
+    "usage: orx-sim set DIR NAME=VALUE...\n"
+    "\n"
+    "Changes a device: all values or, if one is wrong, none. A name with a dot in it is a system\n"
+    "property. The device's next start sees the change. Settings:\n";
+
+constexpr char kInfoUsage[] =
+    "usage: orx-sim info [DIR]\n"
+    "\n"
+    "Shows the settings and properties of a device; without DIR those of the device that runs the\n"
+    "program.\n";
+
+constexpr char kProfilesUsage[] =
+    "usage: orx-sim profiles\n"
+    "\n"
+    "Lists the profiles, which are files of ORX_SIM_PROFILES if that is set.\n";
+
+void PrintEffects() {
+  printf("  %-24s %s\n", "NUMBER", "this service-specific error code");
+  for (const EffectRow& row : EffectRows()) {
+    std::string name = row.name;
+    if (row.argument != nullptr) name += std::string("=") + row.argument;
+    const std::string where =
+        row.methods == std::string("*") ? "" : " (" + std::string(row.methods) + ")";
+    printf("  %-24s %s%s\n", name.c_str(), row.meaning, where.c_str());
+  }
+  printf("and of the modem: %s\n", android::base::Join(ModemFaultNames(), ", ").c_str());
+}
+
+void PrintSettings() {
+  for (const Setting& setting : Settings()) {
+    printf("  %-26s %s: %s\n", setting.name, setting.form, setting.meaning);
+  }
+}
+
+void PrintNothing() {}
+
+int Fail(const std::string& reason) {
+  fprintf(stderr, "orx-sim: %s\n", reason.c_str());
+  return kExitFailed;
+}
+
+int Misuse(const std::string& reason) {
+  fprintf(stderr, "orx-sim: %s; --help tells more\n", reason.c_str());
+  return kExitUsage;
+}
+
+enum Option { kHelp = 'h', kQuiet = 'q', kDevice = 256, kProfile, kFault, kLog };
+
+const option kNewOptions[] = {
+    {"profile", required_argument, nullptr, kProfile}, {"help", no_argument, nullptr, kHelp}, {}};
+const option kRunOptions[] = {{"device", required_argument, nullptr, kDevice},
+                              {"profile", required_argument, nullptr, kProfile},
+                              {"fault", required_argument, nullptr, kFault},
+                              {"log", no_argument, nullptr, kLog},
+                              {"quiet", no_argument, nullptr, kQuiet},
+                              {"help", no_argument, nullptr, kHelp},
+                              {}};
+const option kPlainOptions[] = {{"help", no_argument, nullptr, kHelp}, {}};
+
+// What a command line said. `profile` is empty if it was not given.
+struct CommandLine {
+  RunOptions run;
+  std::string profile;
+  std::vector<std::string> arguments;
+};
+
+int New(const CommandLine& line) {
+  if (line.arguments.size() != 1) return Misuse("new needs one folder");
+  std::string error;
+  const std::string profile = line.profile.empty() ? line.run.profile : line.profile;
+  if (DeviceFolder::Create(line.arguments[0], profile, &error) == nullptr) return Fail(error);
+  return kExitDone;
+}
+
+int RunCommand(const CommandLine& line) {
+  if (line.arguments.empty()) return Misuse("run needs a command");
+  if (!line.run.device.empty() && !line.profile.empty()) {
+    return Misuse("--device has its profile already; leave out --profile");
+  }
+  RunOptions options = line.run;
+  if (!line.profile.empty()) options.profile = line.profile;
+  options.command = line.arguments;
+  return Run(options);
+}
+
+int Set(const CommandLine& line) {
+  if (line.arguments.size() < 2) return Misuse("set needs a folder and NAME=VALUE");
+  std::string error;
+  const std::shared_ptr<DeviceFolder> folder = DeviceFolder::Open(line.arguments[0], &error);
+  if (folder == nullptr) return Fail(error);
+  const std::vector<std::string> assignments(line.arguments.begin() + 1, line.arguments.end());
+  return folder->Set(assignments, &error) ? kExitDone : Fail(error);
+}
+
+int Info(const CommandLine& line) {
+  const char* const running = getenv("ORX_SIM_DEVICE");
+  if (line.arguments.size() > 1 || (line.arguments.empty() && running == nullptr)) {
+    return Misuse("info needs one folder");
+  }
+  const std::string path = line.arguments.empty() ? running : line.arguments[0];
+  std::string error;
+  const std::shared_ptr<DeviceFolder> folder = DeviceFolder::Open(path, &error);
+  if (folder == nullptr) return Fail(error);
+  printf("simulated device %s\n", folder->path().c_str());
+  for (const Setting& setting : Settings()) {
+    printf("  %-26s %s\n", setting.name, folder->Get(setting.name).c_str());
+  }
+  for (const Assignment& property : folder->properties()) {
+    printf("  %-26s %s\n", property.name.c_str(), property.value.c_str());
+  }
+  return kExitDone;
+}
+
+int Profiles(const CommandLine& line) {
+  if (!line.arguments.empty()) return Misuse("profiles takes no argument");
+  const std::vector<std::string> names = ProfileNames();
+  if (names.empty()) return Fail(ProfileFolder() + ": there are no profiles");
+  for (const std::string& name : names) printf("%s\n", name.c_str());
+  return kExitDone;
+}
+
+struct Command {
+  const char* name;
+  const option* options;
+  const char* usage;
+  void (*more_usage)();
+  int (*run)(const CommandLine& line);
+};
+constexpr Command kCommands[] = {
+    {"new", kNewOptions, kNewUsage, PrintNothing, New},
+    {"run", kRunOptions, kRunUsage, PrintEffects, RunCommand},
+    {"set", kPlainOptions, kSetUsage, PrintSettings, Set},
+    {"info", kPlainOptions, kInfoUsage, PrintNothing, Info},
+    {"profiles", kPlainOptions, kProfilesUsage, PrintNothing, Profiles},
+};
+
+// Takes the options of a command apart. Returns an exit code to leave with, or -1.
+int Parse(const Command& command, int argc, char** argv, CommandLine* line) {
+  // A command's own options are not orx-sim's: those of run end where the command begins.
+  const char* const letters = command.run == RunCommand ? "+hq" : "h";
+  for (;;) {
+    switch (getopt_long(argc, argv, letters, command.options, nullptr)) {
+      case -1:
+        line->arguments.assign(argv + optind, argv + argc);
+        return -1;
+      case kHelp:
+        printf("%s", command.usage);
+        command.more_usage();
+        return kExitDone;
+      case kQuiet:
+        line->run.quiet = true;
+        break;
+      case kDevice:
+        line->run.device = optarg;
+        break;
+      case kProfile:
+        line->profile = optarg;
+        break;
+      case kFault:
+        line->run.faults.push_back(optarg);
+        break;
+      case kLog:
+        line->run.log = true;
+        break;
+      default:
+        return kExitUsage;
+    }
+  }
+}
+
+int Main(int argc, char** argv) {
+  if (argc < 2) {
+    fputs(kUsage, stderr);
+    return kExitUsage;
+  }
+  const std::string name = argv[1];
+  if (name == kBecomeCommand) return BecomeCommand(argc - 2, argv + 2);
+  if (name == "--help" || name == "-h" || name == "help") {
+    fputs(kUsage, stdout);
+    return kExitDone;
+  }
+  for (const Command& command : kCommands) {
+    if (name != command.name) continue;
+    CommandLine line;
+    const int exit_code = Parse(command, argc - 1, argv + 1, &line);
+    return exit_code >= 0 ? exit_code : command.run(line);
+  }
+  return Misuse("there is no command \"" + name + "\"");
+}
+
+}  // namespace
+}  // namespace orx_sim
+
+int main(int argc, char** argv) {
+  return orx_sim::Main(argc, argv);
+}
