@@ -120,8 +120,7 @@ ErrorCode CheckRsaDigest(const BeginRequest& request, RsaMode* mode) {
 }
 
 ErrorCode CheckMgfDigest(const BeginRequest& request, RsaMode* mode) {
-  const std::optional<Digest> wanted =
-      FindEnum<Digest>(request.params, Tag::RSA_OAEP_MGF_DIGEST);
+  const std::optional<Digest> wanted = FindEnum<Digest>(request.params, Tag::RSA_OAEP_MGF_DIGEST);
   if (mode->padding != PaddingMode::RSA_OAEP || !wanted) return ErrorCode::OK;
   if (*wanted == Digest::NONE ||
       !Contains(request.key.authorizations, Tag::RSA_OAEP_MGF_DIGEST, *wanted)) {

@@ -40,8 +40,8 @@ struct RsaMode {
   km::Digest digest = km::Digest::NONE;
   km::Digest mgf_digest = km::Digest::SHA1;
 };
-// With `public_operations` a key's purposes VERIFY and ENCRYPT are taken too. KeyMint does not offer
-// them for asymmetric keys, but devices exist that do.
+// With `public_operations` a key's purposes VERIFY and ENCRYPT are taken too. KeyMint does not
+// offer them for asymmetric keys, but devices exist that do.
 ErrorCode CheckRsaBegin(const BeginRequest& request, bool public_operations, RsaMode* mode);
 
 }  // namespace orx_sim

@@ -5,8 +5,8 @@
 #include <aidl/android/hardware/security/keymint/BnKeyMintOperation.h>
 #include <aidl/android/hardware/security/keymint/BnRemotelyProvisionedComponent.h>
 #include <aidl/android/hardware/security/sharedsecret/BnSharedSecret.h>
-#include <android/log.h>
 #include <openssl/err.h>
+#include <stdio.h>
 
 #include <tuple>
 #include <utility>
@@ -175,19 +175,20 @@ class Channel : public ndk::BnCInterface<Interface> {
     return status;
   }
 
+  // Straight to standard error: the log may be redirected by the program that runs.
   void Log(const char* method, const ndk::ScopedAStatus& status) const {
     const std::string result = status.get() == nullptr ? "no status" : status.getDescription();
-    __android_log_print(ANDROID_LOG_DEBUG, "orx-sim", "%s %s.%s: %s", context_.instance.c_str(),
-                        context_.service.c_str(), method, result.c_str());
+    fprintf(stderr, "orx-sim: %s %s.%s: %s\n", context_.instance.c_str(), context_.service.c_str(),
+            method, result.c_str());
   }
 
   const ChannelContext context_;
 };
 
-#define ORX_SIM_CHANNEL_METHOD(name, parameters, arguments)                         \
-  ndk::ScopedAStatus name parameters override {                                     \
+#define ORX_SIM_CHANNEL_METHOD(name, parameters, arguments)                           \
+  ndk::ScopedAStatus name parameters override {                                       \
     const auto call = [this](auto&&... values) { return service_->name(values...); }; \
-    return Transact(#name, call, std::tie arguments);                               \
+    return Transact(#name, call, std::tie arguments);                                 \
   }
 #define ORX_SIM_CHANNEL(Name, Interface, METHODS) \
   class Name : public Channel<Interface> {        \
@@ -207,8 +208,7 @@ std::shared_ptr<IKeyMintOperation> ConnectOperation(std::shared_ptr<IKeyMintOper
                                                     const ChannelContext& context) {
   ChannelContext of_operation = context;
   of_operation.service = "operation";
-  return ndk::SharedRefBase::make<OperationChannel>(std::move(operation),
-                                                    std::move(of_operation));
+  return ndk::SharedRefBase::make<OperationChannel>(std::move(operation), std::move(of_operation));
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "sim/channel.h"
-#include "sim/keymint_device.h"
+#include "sim/services.h"
 
 namespace orx_sim {
 namespace {
@@ -27,8 +27,7 @@ std::string WithDashes(const std::string& date) {
 
 // The properties that tell what the settings say. A line of build.prop may say otherwise.
 void SetDerivedProperties(const DeviceFolder& folder) {
-  SetProperty("ro.build.version.release",
-              std::to_string(folder.GetNumber("os-version") / 10000));
+  SetProperty("ro.build.version.release", std::to_string(folder.GetNumber("os-version") / 10000));
   SetProperty("ro.build.version.security_patch", WithDashes(folder.Get("os-patch-level")));
   SetProperty("ro.vendor.build.security_patch", WithDashes(folder.Get("vendor-patch-level")));
 }
@@ -62,21 +61,21 @@ void Device::AddService(std::shared_ptr<Interface> service, const Instance& inst
   }
 }
 
-void Device::AttachInstance(const Instance& instance) {
-  const int version = static_cast<int>(folder_->GetNumber(
-      instance.IsStrongBox() ? "strongbox-keymint-version" : "keymint-version"));
-  std::shared_ptr<km::IKeyMintDevice> keymint =
-      ndk::SharedRefBase::make<KeyMintDevice>(folder_, instance);
-  AddService(std::move(keymint), instance, "keymint", version);
-}
-
 void Device::Attach() {
   SetDerivedProperties(*folder_);
   for (const Assignment& property : folder_->properties()) {
     SetProperty(property.name, property.value);
   }
-  AttachInstance(kTee);
-  if (folder_->IsYes("strongbox")) AttachInstance(kStrongBox);
+  for (const Services& services : StartServices(folder_)) {
+    const Instance& instance = services.instance;
+    const int64_t version = folder_->GetNumber(instance.Setting("keymint-version"));
+    AddService<km::IKeyMintDevice>(services.keymint, instance, "keymint",
+                                   static_cast<int>(version));
+    AddService<km::IRemotelyProvisionedComponent>(services.remotely_provisioned, instance, "rkp",
+                                                  km::IRemotelyProvisionedComponent::version);
+    AddService<ss::ISharedSecret>(services.shared_secret, instance, "sharedsecret",
+                                  ss::ISharedSecret::version);
+  }
 }
 
 }  // namespace orx_sim

@@ -36,12 +36,11 @@ class Device {
 
   DeviceFolder& folder() { return *folder_; }
 
-  // LogCalls makes the services write every call to the log, from the next Attach() on.
+  // LogCalls makes the services write every call to standard error, from the next Attach() on.
   void LogCalls() { log_calls_ = true; }
 
  private:
   explicit Device(std::shared_ptr<DeviceFolder> folder);
-  void AttachInstance(const Instance& instance);
   template <typename Interface>
   void AddService(std::shared_ptr<Interface> service, const Instance& instance,
                   const std::string& name, int version);

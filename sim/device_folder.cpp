@@ -45,7 +45,8 @@ bool WriteRootKey(const std::string& path, std::string* error) {
 }
 
 bool Fill(const std::string& folder, const Profile& profile, std::string* error) {
-  return WriteNewFile(folder + "/" + kConf, profile.settings, error) &&
+  const std::string conf = "profile = " + profile.name + "\n" + profile.settings;
+  return WriteNewFile(folder + "/" + kConf, conf, error) &&
          WriteNewFile(folder + "/" + kBuildProp, profile.build_prop, error) &&
          WriteNewFile(folder + "/" + kDeletedKeys, "", error) &&
          MakeFolder(folder + "/persist", error) && MakeFolder(folder + "/socket", error) &&
@@ -132,8 +133,7 @@ bool Apply(const DeviceFolder& folder, const std::string& assignment, Texts* tex
 }  // namespace
 
 std::shared_ptr<DeviceFolder> DeviceFolder::Create(const std::string& path,
-                                                   const std::string& profile,
-                                                   std::string* error) {
+                                                   const std::string& profile, std::string* error) {
   Profile content;
   if (!LoadProfile(profile, &content, error)) return nullptr;
   std::string temporary = path + ".XXXXXX";
@@ -253,8 +253,7 @@ bool DeviceFolder::IsDeleted(const std::string& instance, uint32_t era, const Ke
   const std::vector<std::string> deletions = Deletions();
   const std::string all = instance + " *";
   if (std::count(deletions.begin(), deletions.end(), all) != era) return true;
-  return std::find(deletions.begin(), deletions.end(), instance + " " + Hex(id)) !=
-         deletions.end();
+  return std::find(deletions.begin(), deletions.end(), instance + " " + Hex(id)) != deletions.end();
 }
 
 }  // namespace orx_sim

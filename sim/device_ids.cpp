@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/device_ids.h"
 
+#include <android-base/strings.h>
+#include <stdlib.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -9,14 +12,61 @@
 namespace orx_sim {
 namespace {
 
-constexpr km::Tag kIdTags[] = {km::Tag::ATTESTATION_ID_BRAND,        km::Tag::ATTESTATION_ID_DEVICE,
-                               km::Tag::ATTESTATION_ID_PRODUCT,      km::Tag::ATTESTATION_ID_SERIAL,
-                               km::Tag::ATTESTATION_ID_IMEI,         km::Tag::ATTESTATION_ID_MEID,
-                               km::Tag::ATTESTATION_ID_MANUFACTURER, km::Tag::ATTESTATION_ID_MODEL,
-                               km::Tag::ATTESTATION_ID_SECOND_IMEI};
+// Where the value of an identifier comes from: a product property ("brand" is
+// "ro.product.vendor.brand" or "ro.product.brand"), another property, or a setting.
+enum class Source { kProduct, kProperty, kSetting };
+
+struct DeviceId {
+  km::Tag tag;
+  const char* name;  // in "provisioned-ids"
+  Source source;
+  const char* key;
+};
+constexpr DeviceId kDeviceIds[] = {
+    {km::Tag::ATTESTATION_ID_BRAND, "brand", Source::kProduct, "brand"},
+    {km::Tag::ATTESTATION_ID_DEVICE, "device", Source::kProduct, "device"},
+    {km::Tag::ATTESTATION_ID_PRODUCT, "product", Source::kProduct, "name"},
+    {km::Tag::ATTESTATION_ID_SERIAL, "serial", Source::kProperty, "ro.vendor.boot.serialno"},
+    {km::Tag::ATTESTATION_ID_IMEI, "imei", Source::kSetting, "imei"},
+    {km::Tag::ATTESTATION_ID_SECOND_IMEI, "second-imei", Source::kSetting, "second-imei"},
+    {km::Tag::ATTESTATION_ID_MEID, "meid", Source::kSetting, "meid"},
+    {km::Tag::ATTESTATION_ID_MANUFACTURER, "manufacturer", Source::kProduct, "manufacturer"},
+    {km::Tag::ATTESTATION_ID_MODEL, "model", Source::kProduct, "model"},
+};
+
+// The first API level whose devices keep their names in vendor properties.
+constexpr int kFirstApiLevelWithVendorNames = 34;
+
+using Properties = std::map<std::string, std::string>;
+
+std::string Find(const Properties& properties, const std::string& name) {
+  const auto found = properties.find(name);
+  return found == properties.end() ? "" : found->second;
+}
+
+std::string ValueOf(const DeviceId& id, const DeviceFolder& folder, const Properties& properties) {
+  if (id.source == Source::kSetting) return folder.Get(id.key);
+  if (id.source == Source::kProperty) return Find(properties, id.key);
+  const int api_level = atoi(Find(properties, "ro.product.first_api_level").c_str());
+  const char* const prefix =
+      api_level >= kFirstApiLevelWithVendorNames ? "ro.product.vendor." : "ro.product.";
+  return Find(properties, std::string(prefix) + id.key);
+}
+
+// The settings of "provisioned-ids", by name.
+Properties Differences(const DeviceFolder& folder) {
+  Properties differences;
+  for (const std::string& entry : android::base::Split(folder.Get("provisioned-ids"), ",")) {
+    const size_t equals = entry.find('=');
+    if (equals == std::string::npos) continue;
+    differences[android::base::Trim(entry.substr(0, equals))] = entry.substr(equals + 1);
+  }
+  return differences;
+}
 
 bool IsDeviceId(km::Tag tag) {
-  return std::find(std::begin(kIdTags), std::end(kIdTags), tag) != std::end(kIdTags);
+  return std::any_of(std::begin(kDeviceIds), std::end(kDeviceIds),
+                     [tag](const DeviceId& id) { return id.tag == tag; });
 }
 
 bool IsOwn(const km::KeyParameter& param, const DeviceIds& provisioned) {
@@ -28,6 +78,23 @@ bool IsOwn(const km::KeyParameter& param, const DeviceIds& provisioned) {
 }
 
 }  // namespace
+
+DeviceIds ProvisionedIds(const DeviceFolder& folder) {
+  DeviceIds ids;
+  if (!folder.IsYes("id-attestation")) return ids;
+  Properties properties;
+  for (const Assignment& property : folder.properties()) {
+    properties[property.name] = property.value;
+  }
+  const Properties differences = Differences(folder);
+  for (const DeviceId& id : kDeviceIds) {
+    const auto different = differences.find(id.name);
+    const std::string value =
+        different != differences.end() ? different->second : ValueOf(id, folder, properties);
+    if (!value.empty()) ids[id.tag] = value;
+  }
+  return ids;
+}
 
 bool SelectDeviceIds(const std::vector<km::KeyParameter>& params, const DeviceIds& provisioned,
                      std::vector<km::KeyParameter>* attested) {

@@ -159,7 +159,7 @@ bool Read(const std::string& path, std::vector<FactoryChain>* chains, std::strin
   for (size_t i = 0; i < std::size(kEnvironments); ++i) {
     chains->emplace_back();
     if (!ReadChain(bio.get(), &chains->back())) {
-      *error = path + ": damaged; without it the device makes new attestation keys";
+      *error = path + ": damaged; once it is deleted, the device makes new attestation keys";
       break;
     }
   }

@@ -43,11 +43,10 @@ bool IsService(const std::string& name) {
 }
 
 bool IsMethod(const std::string& service, const std::string& method) {
-  return std::any_of(std::begin(kServices), std::end(kServices),
-                     [&](const ServiceMethods& row) {
-                       return (service.empty() || service == row.service) &&
-                              (HasWord(row.methods, method) || HasWord(kMetaMethods, method));
-                     });
+  return std::any_of(std::begin(kServices), std::end(kServices), [&](const ServiceMethods& row) {
+    return (service.empty() || service == row.service) &&
+           (HasWord(row.methods, method) || HasWord(kMetaMethods, method));
+  });
 }
 
 // Takes "NAME" or "NAME=NUMBER" for the row's effect.
@@ -56,8 +55,7 @@ bool FitsRow(const EffectRow& row, const std::string& text, const std::string& m
   if (std::string(row.methods) != "*" && !HasWord(row.methods, method)) return false;
   if (row.argument == nullptr) return text == row.name;
   const std::string prefix = row.name + std::string("=");
-  return android::base::StartsWith(text, prefix) &&
-         ParseInt(text.substr(prefix.size()), argument);
+  return android::base::StartsWith(text, prefix) && ParseInt(text.substr(prefix.size()), argument);
 }
 
 std::shared_ptr<const Effect> ParseEffect(const std::string& text, const std::string& method) {
@@ -100,7 +98,8 @@ bool FaultTable::AddAbsence(const std::string& where, std::string* error) {
   Target target;
   std::string rest;
   if (!ParseTarget(where, &target, &rest) || !rest.empty() || target.instance.empty()) {
-    *error = "\"" + where + "\" is no service; there are default and strongbox, and of each "
+    *error = "\"" + where +
+             "\" is no service; there are default and strongbox, and of each "
              ".keymint, .rkp and .sharedsecret";
     return false;
   }
@@ -141,8 +140,9 @@ bool FaultTable::AddCallFault(const std::string& where, const std::string& what,
 bool FaultTable::Add(const std::string& spec, std::string* error) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const std::vector<std::string> parts = Split(spec, ":");
-  std::string reason = "it is not of the form METHOD:EFFECT[@N], service:INSTANCE:absent or "
-                       "modem:EFFECT";
+  std::string reason =
+      "it is not of the form METHOD:EFFECT[@N], service:INSTANCE:absent or "
+      "modem:EFFECT";
   bool added = false;
   if (parts.size() == 2 && parts[0] == "modem") {
     added = AddModemFault(spec, &reason);

@@ -3,6 +3,8 @@
 
 #include <aidl/android/hardware/security/keymint/SecurityLevel.h>
 
+#include <string>
+
 namespace orx_sim {
 
 namespace km = ::aidl::android::hardware::security::keymint;
@@ -13,6 +15,12 @@ struct Instance {
   km::SecurityLevel level;
 
   bool IsStrongBox() const { return level == km::SecurityLevel::STRONGBOX; }
+
+  // Setting returns the name of the setting that says of this environment what `name_for_tee` says
+  // of the TEE.
+  std::string Setting(const char* name_for_tee) const {
+    return (IsStrongBox() ? "strongbox-" : "") + std::string(name_for_tee);
+  }
 };
 inline constexpr Instance kTee{"default", km::SecurityLevel::TRUSTED_ENVIRONMENT};
 inline constexpr Instance kStrongBox{"strongbox", km::SecurityLevel::STRONGBOX};

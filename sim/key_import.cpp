@@ -87,12 +87,14 @@ ErrorCode CheckCreation(const KeyParams& params) {
   if (HasPurpose(params, km::KeyPurpose::ATTEST_KEY) && CountOf(params, Tag::PURPOSE) > 1) {
     return ErrorCode::INCOMPATIBLE_PURPOSE;
   }
+  // Early boot ended before anybody could call.
+  if (Has(params, Tag::EARLY_BOOT_ONLY)) return ErrorCode::EARLY_BOOT_ENDED;
   if (!CanPad(params, *algorithm)) return ErrorCode::INCOMPATIBLE_PADDING_MODE;
   return CheckMinMacLength(params);
 }
 
-ErrorCode ImportMaterial(km::KeyFormat format, const Bytes& data, bool strongbox,
-                         KeyParams* params, SecretBytes* material) {
+ErrorCode ImportMaterial(km::KeyFormat format, const Bytes& data, bool strongbox, KeyParams* params,
+                         SecretBytes* material) {
   switch (FindEnum<Algorithm>(*params, Tag::ALGORITHM).value_or(Algorithm{})) {
     case Algorithm::AES:
       return ImportAes(format, data, strongbox, params, material);

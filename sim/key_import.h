@@ -17,10 +17,11 @@ ErrorCode CheckCreation(const KeyParams& params);
 
 // ImportMaterial takes the material of `data` into `*material` and adds to `*params` what it tells
 // and the caller did not: KEY_SIZE, for RSA also RSA_PUBLIC_EXPONENT.
-ErrorCode ImportMaterial(km::KeyFormat format, const Bytes& data, bool strongbox,
-                         KeyParams* params, SecretBytes* material);
+ErrorCode ImportMaterial(km::KeyFormat format, const Bytes& data, bool strongbox, KeyParams* params,
+                         SecretBytes* material);
 
-// ParsePrivateKey parses a PrivateKeyInfo (PKCS#8, RFC 5208) with nothing behind it; null otherwise.
+// ParsePrivateKey parses a PrivateKeyInfo (PKCS#8, RFC 5208) with nothing behind it; null
+// otherwise.
 bssl::UniquePtr<EVP_PKEY> ParsePrivateKey(const uint8_t* data, size_t length);
 
 }  // namespace orx_sim

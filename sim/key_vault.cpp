@@ -110,9 +110,8 @@ bool Decode(const SecretBytes& bytes, Key* key) {
   Reader in(bytes);
   uint64_t era = 0;
   uint64_t count = 0;
-  if (!in.Raw(key->id.data(), key->id.size()) ||
-      !in.Raw(key->hidden.data(), key->hidden.size()) || !in.Number(&era, 4) ||
-      !in.Number(&count, 4)) {
+  if (!in.Raw(key->id.data(), key->id.size()) || !in.Raw(key->hidden.data(), key->hidden.size()) ||
+      !in.Number(&era, 4) || !in.Number(&count, 4)) {
     return false;
   }
   key->era = static_cast<uint32_t>(era);

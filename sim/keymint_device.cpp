@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "sim/begin_rules.h"
-#include "sim/certificates.h"
+#include "sim/key_generation.h"
 #include "sim/key_import.h"
 #include "sim/operation.h"
 
@@ -79,12 +79,18 @@ ndk::ScopedAStatus AsStatus(ErrorCode code) {
   return ndk::ScopedAStatus::fromServiceSpecificError(static_cast<int32_t>(code));
 }
 
-KeyMintDevice::KeyMintDevice(std::shared_ptr<DeviceFolder> folder, const Instance& instance)
+KeyMintDevice::KeyMintDevice(std::shared_ptr<DeviceFolder> folder, const Instance& instance,
+                             std::shared_ptr<SharedSecretParty> shared_secret)
     : folder_(std::move(folder)),
       instance_(instance),
       vault_(folder_, instance_.name),
       slots_(std::make_shared<OperationSlots>(
-          static_cast<int>(folder_->GetNumber("operation-slots")))) {}
+          static_cast<int>(folder_->GetNumber("operation-slots")))),
+      attestation_(folder_, instance_,
+                   [this](const Bytes& blob, const KeyParams& params, Key* key) {
+                     return OpenAttestationKey(blob, params, key);
+                   }),
+      shared_secret_(std::move(shared_secret)) {}
 
 ndk::ScopedAStatus KeyMintDevice::getHardwareInfo(km::KeyMintHardwareInfo* info) {
   *info = {kImplementationVersion, instance_.level, "Simulated KeyMint", "orx-sim", false};
@@ -97,46 +103,57 @@ ndk::ScopedAStatus KeyMintDevice::addRngEntropy(const Bytes& data) {
   return AsStatus(ErrorCode::OK);
 }
 
-// Keys are not generated here yet.
-ndk::ScopedAStatus KeyMintDevice::generateKey(const KeyParams&,
-                                              const std::optional<km::AttestationKey>&,
-                                              km::KeyCreationResult*) {
-  return AsStatus(ErrorCode::UNIMPLEMENTED);
+ndk::ScopedAStatus KeyMintDevice::generateKey(
+    const KeyParams& params, const std::optional<km::AttestationKey>& attestation_key,
+    km::KeyCreationResult* result) {
+  const auto material = [this](KeyParams* complete, SecretBytes* out) {
+    return GenerateMaterial(instance_.IsStrongBox(), complete, out);
+  };
+  return AsStatus(Create(params, km::KeyOrigin::GENERATED, attestation_key, material, result));
 }
 
-ndk::ScopedAStatus KeyMintDevice::importKey(const KeyParams& params, km::KeyFormat format,
-                                            const Bytes& data,
-                                            const std::optional<km::AttestationKey>&,
-                                            km::KeyCreationResult* result) {
+ndk::ScopedAStatus KeyMintDevice::importKey(
+    const KeyParams& params, km::KeyFormat format, const Bytes& data,
+    const std::optional<km::AttestationKey>& attestation_key, km::KeyCreationResult* result) {
+  const auto material = [&](KeyParams* complete, SecretBytes* out) {
+    return ImportMaterial(format, data, instance_.IsStrongBox(), complete, out);
+  };
+  return AsStatus(Create(params, km::KeyOrigin::IMPORTED, attestation_key, material, result));
+}
+
+ErrorCode KeyMintDevice::Create(const KeyParams& params, km::KeyOrigin origin,
+                                const std::optional<km::AttestationKey>& attestation_key,
+                                const MakeMaterial& make_material,
+                                km::KeyCreationResult* result) const {
   ErrorCode code = CheckCreation(params);
-  // Whoever imports comes long after the boot loader.
-  if (code == ErrorCode::OK && Has(params, Tag::EARLY_BOOT_ONLY)) {
-    code = ErrorCode::EARLY_BOOT_ENDED;
-  }
-  if (code != ErrorCode::OK) return AsStatus(code);
+  if (code != ErrorCode::OK) return code;
   KeyParams complete = params;
   Key key = vault_.NewKey(params);
-  code = ImportMaterial(format, data, instance_.IsStrongBox(), &complete, &key.material);
-  if (code != ErrorCode::OK) return AsStatus(code);
+  code = make_material(&complete, &key.material);
+  if (code != ErrorCode::OK) return code;
+  return Finish(params, complete, origin, attestation_key, std::move(key), result);
+}
+
+// A key comes with certificates when it has a public key, and without any otherwise.
+ErrorCode KeyMintDevice::Finish(const KeyParams& request, const KeyParams& params,
+                                km::KeyOrigin origin,
+                                const std::optional<km::AttestationKey>& attestation_key, Key key,
+                                km::KeyCreationResult* result) const {
+  Complete(params, origin, &key);
   km::KeyCreationResult created;
-  code = Certify(params, key, &created.certificateChain);
-  if (code != ErrorCode::OK) return AsStatus(code);
-  Complete(complete, km::KeyOrigin::IMPORTED, &key);
+  if (key.algorithm() != km::Algorithm::AES) {
+    const bssl::UniquePtr<EVP_PKEY> pair =
+        ParsePrivateKey(key.material.data(), key.material.size());
+    const NewKey new_key{request, key.authorizations, pair.get(),
+                         origin == km::KeyOrigin::IMPORTED};
+    const ErrorCode code =
+        attestation_.Certify(new_key, attestation_key, &created.certificateChain);
+    if (code != ErrorCode::OK) return code;
+  }
   created.keyBlob = vault_.Seal(key);
   created.keyCharacteristics = {Characteristics(key)};
   *result = std::move(created);
-  return AsStatus(ErrorCode::OK);
-}
-
-// A key comes with its certificate when it has a public key, and without one otherwise.
-ErrorCode KeyMintDevice::Certify(const KeyParams& params, const Key& key,
-                                 std::vector<km::Certificate>* chain) const {
-  if (FindEnum<km::Algorithm>(params, Tag::ALGORITHM) == km::Algorithm::AES) return ErrorCode::OK;
-  const bssl::UniquePtr<EVP_PKEY> pkey = ParsePrivateKey(key.material.data(), key.material.size());
-  km::Certificate certificate;
-  const ErrorCode code = CertifyOwnKey(params, pkey.get(), &certificate.encodedCertificate);
-  if (code == ErrorCode::OK) chain->push_back(std::move(certificate));
-  return code;
+  return ErrorCode::OK;
 }
 
 // Wrapping keys would need OAEP unwrapping under user authentication, which is not offered.
@@ -175,6 +192,14 @@ ErrorCode KeyMintDevice::OpenCurrent(const Bytes& blob, const HiddenDigest& hidd
   return ErrorCode::OK;
 }
 
+// Remotely provisioned keys are bound to no version of the system; all others are.
+ErrorCode KeyMintDevice::OpenAttestationKey(const Bytes& blob, const KeyParams& params,
+                                            Key* key) const {
+  const ErrorCode code = OpenCurrent(blob, DigestHidden(params), key);
+  const bool unversioned = !Has(key->authorizations, Tag::OS_PATCHLEVEL);
+  return code == ErrorCode::KEY_REQUIRES_UPGRADE && unversioned ? ErrorCode::OK : code;
+}
+
 ndk::ScopedAStatus KeyMintDevice::upgradeKey(const Bytes& blob, const KeyParams& params,
                                              Bytes* upgraded) {
   Key key;
@@ -207,15 +232,16 @@ ndk::ScopedAStatus KeyMintDevice::deleteAllKeys() {
 }
 
 ndk::ScopedAStatus KeyMintDevice::destroyAttestationIds() {
-  return AsStatus(ErrorCode::OK);
+  std::string error;
+  if (folder_->Set({"id-attestation=no"}, &error)) return AsStatus(ErrorCode::OK);
+  return AsStatus(ErrorCode::UNKNOWN_ERROR);
 }
 
 ErrorCode KeyMintDevice::Start(const BeginRequest& request, km::BeginResult* result,
                                std::unique_ptr<Computation>* computation) const {
   if (request.key.algorithm() == km::Algorithm::RSA) {
     RsaMode mode;
-    const ErrorCode code =
-        CheckRsaBegin(request, folder_->IsYes("public-key-operations"), &mode);
+    const ErrorCode code = CheckRsaBegin(request, folder_->IsYes("public-key-operations"), &mode);
     if (code == ErrorCode::OK) *computation = StartRsa(request.key, request.purpose, mode);
     return code;
   }
@@ -253,8 +279,7 @@ ndk::ScopedAStatus KeyMintDevice::begin(km::KeyPurpose purpose, const Bytes& blo
 }
 
 ndk::ScopedAStatus KeyMintDevice::deviceLocked(
-    bool,
-    const std::optional<::aidl::android::hardware::security::secureclock::TimeStampToken>&) {
+    bool, const std::optional<::aidl::android::hardware::security::secureclock::TimeStampToken>&) {
   return AsStatus(ErrorCode::UNIMPLEMENTED);
 }
 
@@ -275,17 +300,28 @@ ndk::ScopedAStatus KeyMintDevice::getKeyCharacteristics(
   return AsStatus(code);
 }
 
-// The root of trust is not exchanged here yet.
-ndk::ScopedAStatus KeyMintDevice::getRootOfTrustChallenge(std::array<uint8_t, 16>*) {
-  return AsStatus(ErrorCode::UNIMPLEMENTED);
+ndk::ScopedAStatus KeyMintDevice::getRootOfTrustChallenge(RootOfTrustChallenge* challenge) {
+  if (!instance_.IsStrongBox()) return AsStatus(ErrorCode::UNIMPLEMENTED);
+  *challenge = root_of_trust_.NewChallenge();
+  return AsStatus(ErrorCode::OK);
 }
 
-ndk::ScopedAStatus KeyMintDevice::getRootOfTrust(const std::array<uint8_t, 16>&, Bytes*) {
-  return AsStatus(ErrorCode::UNIMPLEMENTED);
+ndk::ScopedAStatus KeyMintDevice::getRootOfTrust(const RootOfTrustChallenge& challenge,
+                                                 Bytes* root_of_trust) {
+  if (instance_.IsStrongBox()) return AsStatus(ErrorCode::UNIMPLEMENTED);
+  const std::optional<HmacKey> key = shared_secret_->secret();
+  if (!key) return AsStatus(ErrorCode::HARDWARE_NOT_YET_AVAILABLE);
+  RootOfTrust root;
+  root.boot_patch_level = static_cast<int32_t>(folder_->GetNumber("boot-patch-level"));
+  *root_of_trust = EncodeRootOfTrust(root, challenge, *key);
+  return AsStatus(ErrorCode::OK);
 }
 
-ndk::ScopedAStatus KeyMintDevice::sendRootOfTrust(const Bytes&) {
-  return AsStatus(ErrorCode::UNIMPLEMENTED);
+ndk::ScopedAStatus KeyMintDevice::sendRootOfTrust(const Bytes& root_of_trust) {
+  if (!instance_.IsStrongBox()) return AsStatus(ErrorCode::UNIMPLEMENTED);
+  const std::optional<HmacKey> key = shared_secret_->secret();
+  const bool accepted = key && root_of_trust_.Accept(root_of_trust, *key);
+  return AsStatus(accepted ? ErrorCode::OK : ErrorCode::VERIFICATION_FAILED);
 }
 
 }  // namespace orx_sim

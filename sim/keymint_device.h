@@ -3,15 +3,19 @@
 
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
+#include "sim/attestation.h"
 #include "sim/begin_rules.h"
 #include "sim/device_folder.h"
 #include "sim/instance.h"
 #include "sim/key_params.h"
 #include "sim/key_vault.h"
 #include "sim/operation.h"
+#include "sim/root_of_trust.h"
+#include "sim/shared_secret.h"
 
 namespace orx_sim {
 
@@ -22,10 +26,14 @@ ndk::ScopedAStatus AsStatus(ErrorCode code);
 // that the interface answers are not here but in the channel before it (channel.h), which also sees
 // to it that outputs are assigned only on success.
 //
-// Not offered: GCM, 3DES, HMAC and EC operations, wrapped import, storage keys, user authentication.
+// Not offered: GCM, 3DES, HMAC and EC operations, wrapped import, storage keys, user
+// authentication.
 class KeyMintDevice : public km::BnKeyMintDevice {
  public:
-  KeyMintDevice(std::shared_ptr<DeviceFolder> folder, const Instance& instance);
+  // `shared_secret` is the instance's part in the negotiation of the key that authenticates the
+  // root of trust.
+  KeyMintDevice(std::shared_ptr<DeviceFolder> folder, const Instance& instance,
+                std::shared_ptr<SharedSecretParty> shared_secret);
 
   ndk::ScopedAStatus getHardwareInfo(km::KeyMintHardwareInfo* info) override;
   ndk::ScopedAStatus addRngEntropy(const Bytes& data) override;
@@ -66,9 +74,21 @@ class KeyMintDevice : public km::BnKeyMintDevice {
   // another patch level than the device.
   ErrorCode OpenCurrent(const Bytes& blob, const HiddenDigest& hidden, Key* key) const;
 
-  // Certify makes the certificates that come with a new key.
-  ErrorCode Certify(const KeyParams& params, const Key& key,
-                    std::vector<km::Certificate>* chain) const;
+  // OpenAttestationKey opens a blob for signing certificates, as OpenCurrent does for any use.
+  ErrorCode OpenAttestationKey(const Bytes& blob, const KeyParams& params, Key* key) const;
+
+  // Create makes a new key whose material comes from `make_material`, which also adds to the
+  // request's parameters what the material tells.
+  using MakeMaterial = std::function<ErrorCode(KeyParams* params, SecretBytes* material)>;
+  ErrorCode Create(const KeyParams& params, km::KeyOrigin origin,
+                   const std::optional<km::AttestationKey>& attestation_key,
+                   const MakeMaterial& make_material, km::KeyCreationResult* result) const;
+
+  // Finish makes a key with its material into what is handed out: characteristics, certificates,
+  // blob. `params` are those of the request with what the material added, `request` without.
+  ErrorCode Finish(const KeyParams& request, const KeyParams& params, km::KeyOrigin origin,
+                   const std::optional<km::AttestationKey>& attestation_key, Key key,
+                   km::KeyCreationResult* result) const;
 
   // Complete gives a new key its authorizations: those of `params` that the device enforces, then
   // origin, OS version and patch levels.
@@ -85,6 +105,9 @@ class KeyMintDevice : public km::BnKeyMintDevice {
   const Instance instance_;
   const KeyVault vault_;
   const std::shared_ptr<OperationSlots> slots_;
+  const Attestation attestation_;
+  const std::shared_ptr<SharedSecretParty> shared_secret_;
+  RootOfTrustReceiver root_of_trust_;
 };
 
 }  // namespace orx_sim

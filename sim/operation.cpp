@@ -39,8 +39,7 @@ ndk::ScopedAStatus Operation::update(const Bytes& input, const Token&, const Tim
 
 ndk::ScopedAStatus Operation::finish(const std::optional<Bytes>& input,
                                      const std::optional<Bytes>& signature, const Token&,
-                                     const TimeStamp&, const std::optional<Bytes>&,
-                                     Bytes* output) {
+                                     const TimeStamp&, const std::optional<Bytes>&, Bytes* output) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (computation_ == nullptr) return AsStatus(ErrorCode::INVALID_OPERATION_HANDLE);
   Bytes ready;

@@ -32,8 +32,7 @@ std::unique_ptr<Computation> StartRsa(const Key& key, km::KeyPurpose purpose, co
 class Operation : public km::BnKeyMintOperation {
  public:
   using Token = std::optional<km::HardwareAuthToken>;
-  using TimeStamp =
-      std::optional<::aidl::android::hardware::security::secureclock::TimeStampToken>;
+  using TimeStamp = std::optional<::aidl::android::hardware::security::secureclock::TimeStampToken>;
 
   Operation(std::unique_ptr<Computation> computation, std::unique_ptr<OperationSlots::Slot> slot);
 

@@ -50,13 +50,7 @@ bool RootOfTrustReceiver::Accept(const std::vector<uint8_t>& message, const Hmac
     return false;
   }
   challenge_.reset();
-  bound_ = true;
   return true;
-}
-
-bool RootOfTrustReceiver::bound() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return bound_;
 }
 
 }  // namespace orx_sim

@@ -44,13 +44,9 @@ class RootOfTrustReceiver {
   // then. After a false answer the challenge still stands.
   bool Accept(const std::vector<uint8_t>& message, const HmacKey& hmac_key);
 
-  // Whether a root of trust was accepted since boot.
-  bool bound() const;
-
  private:
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::optional<RootOfTrustChallenge> challenge_;
-  bool bound_ = false;
 };
 
 }  // namespace orx_sim

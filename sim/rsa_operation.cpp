@@ -70,9 +70,9 @@ class RsaMessage : public Computation {
   }
 
   ErrorCode Update(const Bytes& input, Bytes*) override {
-    const int result =
-        verifies_ ? EVP_DigestVerifyUpdate(context_.get(), input.data(), input.size())
-                  : EVP_DigestSignUpdate(context_.get(), input.data(), input.size());
+    const int result = verifies_
+                           ? EVP_DigestVerifyUpdate(context_.get(), input.data(), input.size())
+                           : EVP_DigestSignUpdate(context_.get(), input.data(), input.size());
     return result == 1 ? ErrorCode::OK : ErrorCode::UNKNOWN_ERROR;
   }
 

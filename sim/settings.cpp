@@ -109,6 +109,12 @@ const std::vector<Setting>& Settings() {
       {"attestation", "factory", "factory|none", "attestation keys of the TEE"},
       {"strongbox-attestation", "remote", "factory|remote|none",
        "attestation keys of the StrongBox"},
+      {"attestation-root", "/serialNumber=f92009e853b6b045", "text",
+       "subject of the root of the factory's attestation keys"},
+      {"attestation-expired", "no", "yes|no",
+       "whether the certificates of the factory's attestation keys have expired"},
+      {"provisioned-ids", "", "text",
+       "where KeyMint's identifiers differ from the device's: NAME=VALUE,... (empty: not written)"},
       {"id-attestation", "yes", "yes|no", "whether KeyMint attests device identifiers"},
       {"strongbox-preshared-key", "shared", "shared|other",
        "whether the StrongBox has the TEE's pre-shared key"},
@@ -170,6 +176,7 @@ bool LoadProfile(const std::string& name, Profile* out, std::string* error) {
     }
     return false;
   }
+  out->name = std::filesystem::path(path).stem();
   const size_t heading = ("\n" + text).find("\n" + std::string(kBuildPropHeading) + "\n");
   out->settings = text.substr(0, heading);
   out->build_prop.clear();

@@ -38,6 +38,7 @@ bool CheckProperty(const std::string& name, const std::string& value, std::strin
 // Profile is what a new device is made from. A profile file holds settings, then optionally a line
 // "[build.prop]" and below it the text of the device's build.prop.
 struct Profile {
+  std::string name;
   std::string settings;
   std::string build_prop;
 };

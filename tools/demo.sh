@@ -62,18 +62,99 @@ symmetric_keys() {
   proved "openssl decrypts the device's ciphertext under the same key and IV"
 }
 
+rsa_keys() {
+  title "RSA key made by openssl: sign, decrypt, and sign again after a system update"
+  (umask 077; openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out "$work/rsa.pem" 2>/dev/null)
+  openssl pkey -in "$work/rsa.pem" -pubout -out "$work/public.pem"
+  on_device key import 51 --pkcs8 "$work/rsa.pem"
+  on_device sign 51 -i README.md -o "$work/readme.sig"
+  show openssl dgst -sha256 -verify "$work/public.pem" -signature "$work/readme.sig" README.md
+  proved "openssl verifies the device's RSA signature"
+
+  printf 'a session key, perhaps' >"$work/message"
+  show openssl pkeyutl -encrypt -pubin -inkey "$work/public.pem" -in "$work/message" -out "$work/message.enc"
+  on_device rsa-decrypt 51 -i "$work/message.enc" -o "$work/message.dec"
+  same_or_die "$work/message" "$work/message.dec"
+  proved "the device decrypts what openssl encrypted with the public key"
+
+  local blob=$device/persist/zol_key_user1 before
+  before=$(sha256sum <"$blob")
+  show "$bin/orx-sim" set "$device" os-patch-level=203012
+  on_device sign 51 -i README.md -o "$work/readme2.sig"
+  openssl dgst -sha256 -verify "$work/public.pem" -signature "$work/readme2.sig" README.md
+  [[ $(sha256sum <"$blob") != "$before" ]] || { echo "demo: the key blob was not upgraded" >&2; exit 1; }
+  proved "after a raised patch level the key was upgraded, its blob file rewritten, and it signs as before"
+}
+
+digests_and_derivation() {
+  title "Digests and key derivation against independent programs"
+  local algorithm
+  find include src -type f | sort >"$work/files"
+  for algorithm in sha1 sha256 sha512; do
+    # shellcheck disable=SC2046  # no path in these folders has a blank
+    "$bin/orx-sim" run -q -- "$bin/orx" hash "$algorithm" $(cat "$work/files") >"$work/orx.sums"
+    xargs -d '\n' "${algorithm}sum" <"$work/files" >"$work/coreutils.sums"
+    same_or_die "$work/orx.sums" "$work/coreutils.sums"
+  done
+  proved "orx hash agrees with sha1sum, sha256sum and sha512sum on $(wc -l <"$work/files") files"
+
+  local i length
+  for ((i = 0; i < 100; i++)); do
+    length=$((i * 7 + 1))
+    printf '%s %s %d\n' "$(openssl rand -hex $((i % 40 + 1)))" "$(openssl rand -hex $((i % 23 + 1)))" "$length"
+  done >"$work/inputs"
+  "$bin/orx-sim" run -q -- bash -c '
+    while read -r z info length; do
+      "$1" kdf --secret-hex "$z" --info-hex "$info" -n "$length"
+    done' _ "$bin/orx" <"$work/inputs" >"$work/orx.keys"
+  while read -r z info length; do
+    openssl kdf -keylen "$length" -kdfopt digest:SHA1 -kdfopt "hexsecret:$z" \
+      -kdfopt "hexinfo:$info" X963KDF | tr -d ':\n' | tr 'A-F' 'a-f'
+    echo
+  done <"$work/inputs" >"$work/openssl.keys"
+  same_or_die "$work/orx.keys" "$work/openssl.keys"
+  proved "orx kdf agrees with openssl's X963KDF for 100 random inputs"
+}
+
+identifiers() {
+  title "Identifiers of a dual-SIM device"
+  on_profile dual-sim ids
+  on_profile dual-sim imei
+  on_profile dual-sim imei2
+  on_profile dual-sim records
+  title "A device without a modem, and with properties missing"
+  fails_with 4 on_profile bare ids
+  fails_with 5 on_profile bare imei --timeout 3
+  proved "identifiers come from properties and modem; what is missing is named, and no wait is endless"
+}
+
+attestation() {
+  title "Attestation self-tests"
+  on_profile dual-sim check attestation --ids all
+  on_profile dual-sim check model "Simulated Phone" --relaxed || true
+}
+
 failures() {
   title "What failures look like"
-  fails_with 4 on_device encrypt 51 -i README.md -o "$work/none.enc"
+  fails_with 1 on_device encrypt 52 -i README.md -o "$work/none.enc"
   fails_with 4 show "$bin/orx-sim" run -q --device "$device" \
     --fault service:default:absent -- "$bin/orx" encrypt 50 -i README.md -o "$work/none.enc"
   [[ ! -e $work/none.enc ]]
   proved "a missing key and a missing service are named, with what to try; no file is left"
 }
 
-"$bin/orx-sim" new "$device"
+on_profile() {
+  local profile=$1
+  shift
+  show "$bin/orx-sim" run -q --profile "$profile" -- "$bin/orx" "$@"
+}
+
+show "$bin/orx-sim" new "$device"
 symmetric_keys
 failures
+rsa_keys
+digests_and_derivation
+identifiers
 
 title "Summary"
 printf '  %s\n' "${summary[@]}"

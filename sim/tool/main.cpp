@@ -32,12 +32,14 @@ constexpr char kUsage[] =
     "  info [DIR]                     show a device; inside a run, the one that runs\n"
     "  profiles                       list the profiles\n"
     "\n"
-    "orx-sim COMMAND --help tells more. Exit codes: 0 done, 1 failed, 2 usage; for run see there.\n";
+    "orx-sim COMMAND --help tells more. Exit codes: 0 done, 1 failed, 2 usage; for run see "
+    "there.\n";
 
 constexpr char kNewUsage[] =
     "usage: orx-sim new DIR [--profile NAME]\n"
     "\n"
-    "Makes the folder DIR, a device of this profile (default: dual-sim). NAME with a slash in it is\n"
+    "Makes the folder DIR, a device of this profile (default: dual-sim). NAME with a slash in it "
+    "is\n"
     "the path of a profile file. On failure no folder is left.\n";
 
 constexpr char kRunUsage[] =
@@ -48,11 +50,12 @@ constexpr char kRunUsage[] =
     "properties. The exit code is the command's own, 128 and the number of the signal that ended\n"
     "it, 127 if it was not found, 126 if it cannot be executed, 125 if the device failed.\n"
     "\n"
-    "      --device DIR    a device that orx-sim new made; without it the device is a new one, which\n"
+    "      --device DIR    a device that orx-sim new made; without it the device is a new one, "
+    "which\n"
     "                      is thrown away afterwards\n"
     "      --profile NAME  the profile of that new device (default: dual-sim)\n"
     "      --fault SPEC    let the device misbehave; may be repeated\n"
-    "      --log           show the debug log, and each call of the device's services in it\n"
+    "      --log           show the debug log and each call of the device's services\n"
     "  -q, --quiet         do not say that the device is simulated\n"
     "\n"
     "Faults:\n"
@@ -82,7 +85,8 @@ void PrintEffects() {
   for (const EffectRow& row : EffectRows()) {
     std::string name = row.name;
     if (row.argument != nullptr) name += std::string("=") + row.argument;
-    const std::string where = row.methods == std::string("*") ? "" : " (" + std::string(row.methods) + ")";
+    const std::string where =
+        row.methods == std::string("*") ? "" : " (" + std::string(row.methods) + ")";
     printf("  %-24s %s%s\n", name.c_str(), row.meaning, where.c_str());
   }
   printf("and of the modem: %s\n", android::base::Join(ModemFaultNames(), ", ").c_str());
@@ -108,9 +112,8 @@ int Misuse(const std::string& reason) {
 
 enum Option { kHelp = 'h', kQuiet = 'q', kDevice = 256, kProfile, kFault, kLog };
 
-const option kNewOptions[] = {{"profile", required_argument, nullptr, kProfile},
-                              {"help", no_argument, nullptr, kHelp},
-                              {}};
+const option kNewOptions[] = {
+    {"profile", required_argument, nullptr, kProfile}, {"help", no_argument, nullptr, kHelp}, {}};
 const option kRunOptions[] = {{"device", required_argument, nullptr, kDevice},
                               {"profile", required_argument, nullptr, kProfile},
                               {"fault", required_argument, nullptr, kFault},

@@ -126,7 +126,8 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
   return pointers;
 }
 
-// The signals that were ignored when orx-sim was started, as nohup(1) does, stay so for the command.
+// The signals that were ignored when orx-sim was started, as nohup(1) does, stay so for the
+// command.
 std::string IgnoredSignals() {
   std::string ignored;
   for (const int number : kEndingSignals) {

@@ -25,9 +25,9 @@ struct RunOptions {
 // Run runs a command inside a device and returns the exit code.
 int Run(const RunOptions& options);
 
-// The name under which orx-sim calls itself inside the sandbox, and what it does there: it tells its
-// process id through the descriptor, restores the signal handling and becomes the command. Returns
-// an exit code when it cannot.
+// The name under which orx-sim calls itself inside the sandbox, and what it does there: it tells
+// its process id through the descriptor, restores the signal handling and becomes the command.
+// Returns an exit code when it cannot.
 inline constexpr char kBecomeCommand[] = "become-command";
 int BecomeCommand(int argc, char** argv);
 

@@ -22,8 +22,8 @@ Base FindBase(const fs::path& target) {
   Base base{target, {}};
   std::error_code error;
   while (!fs::is_directory(base.folder, error)) {
-    base.missing = base.missing.empty() ? base.folder.filename()
-                                        : base.folder.filename() / base.missing;
+    base.missing =
+        base.missing.empty() ? base.folder.filename() : base.folder.filename() / base.missing;
     base.folder = base.folder.parent_path();
   }
   base.folder = fs::canonical(base.folder, error);

@@ -3,12 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include "hex.h"
 #include "sim/bytes.h"
 #include "sim/key_parameters.h"
+#include "support/hex.h"
 
 namespace orx_sim {
 namespace {
+
+using orx_test::FromHex;
 
 using km::KeyParameter;
 using km::Tag;

@@ -4,10 +4,12 @@
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <gtest/gtest.h>
 
-#include "hex.h"
+#include "support/hex.h"
 
 namespace orx_sim {
 namespace {
+
+using orx_test::FromHex;
 
 using Parameters = std::vector<ss::SharedSecretParameters>;
 

@@ -23,11 +23,17 @@ inline std::string Hex(const std::vector<uint8_t>& bytes) {
   return Hex(bytes.data(), bytes.size());
 }
 
-// FromHex returns the bytes of an even number of hexadecimal digits.
+// FromHex returns the bytes of an even number of hexadecimal digits. Blanks between bytes are
+// skipped.
 inline std::vector<uint8_t> FromHex(const std::string& text) {
   std::vector<uint8_t> bytes;
-  for (size_t i = 0; i + 1 < text.size(); i += 2) {
+  for (size_t i = 0; i + 1 < text.size();) {
+    if (text[i] == ' ') {
+      ++i;
+      continue;
+    }
     bytes.push_back(static_cast<uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
+    i += 2;
   }
   return bytes;
 }

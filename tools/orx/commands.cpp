@@ -14,6 +14,21 @@ const Option kDigest = {"digest", 0, "NAME", "sha256 (default) or sha1"};
 const Option kPadding = {"padding", 0, "NAME", "pkcs1 (default) or none"};
 const Option kShowIds = {"show-ids", 0, nullptr, "show serial number, IMEI and MEID in full"};
 
+const Option kStrongBox = {"strongbox", 0, nullptr, "the StrongBox instance (default: TEE)"};
+
+const Option kRelaxed = {"relaxed", 0, nullptr, "accept chains to another attestation root"};
+const Option kIds = {"ids", 0, "LIST",
+                     "brand,device,product,serial,manufacturer,model,imei,imei2,meid or all"};
+const Option kKeepGoingIds = {"keep-going", 0, nullptr,
+                              "with --ids: one run for each, to see all that fail"};
+const Option kJunit = {"junit", 0, "FILE", "write the result as JUnit XML"};
+
+constexpr bool kHandlesTimeout = true;
+constexpr const char kCheckDetails[] =
+    "Prints PASS, FAIL, N/A (does not apply to this device) or ENV (something that the check "
+    "needs\n"
+    "is missing), the name, the seconds and a code; then the reason and what to look at next.\n";
+
 constexpr const char kModemDetails[] =
     "Asks the modem daemon. Without one the library tries 30 times, about half a minute; a daemon\n"
     "that accepts but does not answer blocks without end: use --timeout.\n";
@@ -170,6 +185,93 @@ const std::vector<Command>& Commands() {
        "expects; --raw sends it as it is.\n",
        {{"raw", 0, nullptr, "send the command as it is"}},
        RunModem},
+      {"check attestation",
+       "",
+       0,
+       0,
+       "self-test: can the device attest keys and its identifiers",
+       kCheckDetails,
+       {kStrongBox, kRelaxed, kIds, kKeepGoingIds, kShowIds, kJunit},
+       RunCheckAttestation,
+       kHandlesTimeout},
+      {"check model",
+       "NAME",
+       1,
+       1,
+       "self-test: can the device attest this model name",
+       kCheckDetails,
+       {kStrongBox, kRelaxed, kShowIds, kJunit},
+       RunCheckModel,
+       kHandlesTimeout},
+      {"check rkp-ids",
+       "",
+       0,
+       0,
+       "self-test: attestation with remotely provisioned keys",
+       kCheckDetails,
+       {kStrongBox, kIds, kKeepGoingIds, kShowIds, kJunit},
+       RunCheckRkpIds,
+       kHandlesTimeout},
+      {"check root-of-trust",
+       "",
+       0,
+       0,
+       "self-test: is the StrongBox bound to the TEE",
+       kCheckDetails,
+       {kShowIds, kJunit},
+       RunCheckRootOfTrust,
+       kHandlesTimeout},
+      {"check shared-secret",
+       "",
+       0,
+       0,
+       "self-test: do TEE and StrongBox agree on a secret",
+       kCheckDetails,
+       {kShowIds, kJunit},
+       RunCheckSharedSecret,
+       kHandlesTimeout},
+      {"check all",
+       "",
+       0,
+       0,
+       "run every self-test and print one table",
+       "Stops at the first failure. Exit code 0 only if nothing failed: 1 when a check failed, 4\n"
+       "when one could not be made for lack of its environment. Checks that do not apply to the\n"
+       "device do not count. --timeout holds for each check.\n",
+       {kRelaxed,
+        {"ids", 0, "LIST", "identifiers to attest, as for check attestation (default: all)"},
+        {"keep-going", 0, nullptr, "run the rest after a failure"},
+        kShowIds,
+        kJunit},
+       RunCheckAll,
+       kHandlesTimeout},
+      {"chain show",
+       "FILE...",
+       1,
+       kAnyNumber,
+       "print certificates readably",
+       "Takes PEM or DER. Android attestation records are decoded.\n",
+       {},
+       RunChainShow},
+      {"attest-key",
+       "",
+       0,
+       0,
+       "have KeyMint make an attestation key and write its chain",
+       "Writes DIR/chain.pem and each certificate as DIR/certN.pem, the key's own first. The key\n"
+       "is deleted again.\n",
+       {kStrongBox, {"output", 'o', "DIR", "the folder, made if it is missing"}},
+       RunAttestKey},
+      {"doctor",
+       "",
+       0,
+       0,
+       "look at everything that the library needs of the device",
+       "Takes less than two seconds, changes nothing and waits for nothing that is not there.\n"
+       "Exit code 0 when all is well, 4 when something is missing, 1 for other problems.\n",
+       {kShowIds},
+       RunDoctor,
+       kHandlesTimeout},
       {"explain",
        "[CODE|MESSAGE]",
        0,

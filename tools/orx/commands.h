@@ -42,6 +42,18 @@ int RunUid(const Args& args, Output& output);
 int RunMode(const Args& args, Output& output);
 int RunRecords(const Args& args, Output& output);
 int RunModem(const Args& args, Output& output);
+// chain.cpp
+int RunChainShow(const Args& args, Output& output);
+int RunAttestKey(const Args& args, Output& output);
+// check_commands.cpp
+int RunCheckAttestation(const Args& args, Output& output);
+int RunCheckModel(const Args& args, Output& output);
+int RunCheckRkpIds(const Args& args, Output& output);
+int RunCheckRootOfTrust(const Args& args, Output& output);
+int RunCheckSharedSecret(const Args& args, Output& output);
+int RunCheckAll(const Args& args, Output& output);
+// doctor.cpp
+int RunDoctor(const Args& args, Output& output);
 // explain.cpp
 int RunExplain(const Args& args, Output& output);
 

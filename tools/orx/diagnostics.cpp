@@ -110,16 +110,20 @@ Problem FromReason(const Reason& reason) {
   return {reason.exit_code, reason.code, reason.cause, "", reason.remedy, reason.owner};
 }
 
+// WithKeyMintError replaces the problem by what is known of the KeyMint error, a name or a number.
+Problem WithKeyMintError(Problem problem, const std::string& text) {
+  const KeyMintError* error = FindKeyMintError(text);
+  if (error != nullptr) problem = FromReason(KnownReason(error->reason));
+  problem.cause.pop_back();  // the full stop
+  problem.cause += " (KeyMint answered " + (error != nullptr ? error->name : text) + ").";
+  return problem;
+}
+
 Problem FromMatch(const MessageMatch& match, const std::string& text) {
-  const int index = match.message->keymint_argument;
   Problem problem = FromReason(KnownReason(match.message->reason));
+  const int index = match.message->keymint_argument;
   if (index >= 0) {
-    const std::string& argument = match.arguments[static_cast<size_t>(index)];
-    const KeyMintError* error = FindKeyMintError(argument);
-    if (error != nullptr) problem = FromReason(KnownReason(error->reason));
-    const std::string name = error != nullptr ? error->name : argument;
-    problem.cause.pop_back();  // the full stop
-    problem.cause += " (KeyMint answered " + name + ").";
+    problem = WithKeyMintError(problem, match.arguments[static_cast<size_t>(index)]);
   }
   problem.library_line = text;
   return problem;
@@ -192,6 +196,14 @@ Problem Diagnose(const std::vector<LogLine>& lines) {
   Problem unexplained = FromReason(KnownReason("UNEXPLAINED"));
   if (!lines.empty()) unexplained.library_line = lines.back().message;
   return unexplained;
+}
+
+Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result) {
+  const Problem problem = Diagnose(lines);
+  if (problem.code != "UNEXPLAINED") return problem;
+  Problem answered = WithKeyMintError(FromReason(KnownReason("KM-FAILED")), std::to_string(result));
+  answered.library_line = problem.library_line;
+  return answered;
 }
 
 std::string MaskValue(const std::string& value) {

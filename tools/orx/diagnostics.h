@@ -95,6 +95,10 @@ Problem MakeProblemWithAdvice(const std::string& code, const std::string& cause)
 // not got over, else the first consequence.
 Problem Diagnose(const std::vector<LogLine>& lines);
 
+// DiagnoseKeyMint is Diagnose for a KeyMint call that ended with error `result`, which the
+// library's KeyMint client returns without a line of its own.
+Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result);
+
 // MaskIdentifiers returns the message with the device's identifiers (serial number, IMEI, MEID,
 // unique id) reduced to their first characters, for reports that leave the device's owner.
 std::string MaskIdentifiers(const std::string& message);

@@ -67,7 +67,10 @@ int RunModemIdentifier(const ModemIdentifier& identifier, Output& output) {
   Problem problem = Diagnose(LibraryLogLines());
   if (const auto answer = ModemAnswer(LibraryLogLines())) {
     const std::string oddity = ExplainModemAnswer(*answer, identifier.digits);
-    if (!oddity.empty()) problem.cause = oddity;
+    if (!oddity.empty()) {
+      problem.cause = oddity;
+      problem.advice = "The library takes the digits alone; see 'orx modem' for raw answers.";
+    }
     output.answer()["modem_answer"] = *answer;
   }
   return output.Fail(problem);

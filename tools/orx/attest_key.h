@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace orx_tool {
+
+// A certificate chain: the DER bytes of each certificate, the leaf first.
+using CertificateChain = std::vector<std::vector<uint8_t>>;
+
+// StrongBoxHasFactoryKeys tells whether the StrongBox was provisioned with attestation keys in the
+// factory (ro.boot.factorysbprov); otherwise its keys are provisioned remotely.
+bool StrongBoxHasFactoryKeys();
+
+// GenerateAttestKey has KeyMint make an attestation key of the kind that the self-tests use, and
+// returns its chain. Returns the KeyMint error code.
+int GenerateAttestKey(bool strongbox, CertificateChain* chain);
+
+}  // namespace orx_tool
