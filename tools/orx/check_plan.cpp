@@ -38,11 +38,26 @@ void NoteRemoteKeys(const std::string& instance, CheckNotes* notes) {
       "checked relaxed: a remotely provisioned StrongBox certifies its attestation key itself");
 }
 
+// NoteWhatIsAsked explains arguments of a single check that cannot do what they seem to.
+void NoteWhatIsAsked(const std::string& instance, uint32_t id_mask, bool relaxed,
+                     CheckNotes* notes) {
+  constexpr uint32_t kNotAttested = 0x80 | 0x100;
+  if (instance == kStrongBox && !relaxed && !StrongBoxHasFactoryKeys()) {
+    notes->advice.push_back(
+        "a remotely provisioned StrongBox certifies its attestation key itself: only --relaxed can "
+        "pass");
+  }
+  if ((id_mask & kNotAttested) != 0) {
+    notes->advice.push_back("imei2 and meid add nothing to this self-test; rkp-ids attests them");
+  }
+}
+
 Check MakeAttestationCheck(const std::string& instance, uint32_t id_mask, bool relaxed,
                            bool relax_remote) {
   return {kAttestation, instance,
           [=](CheckNotes* notes) {
             if (relax_remote) NoteRemoteKeys(instance, notes);
+            if (!relax_remote) NoteWhatIsAsked(instance, id_mask, relaxed, notes);
             return ORX_validate_attestation(id_mask != 0, id_mask, relaxed || notes->remote_keys,
                                             instance == kStrongBox);
           },
