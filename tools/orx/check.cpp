@@ -2,14 +2,13 @@
 #include "check.h"
 
 #include <android/binder_manager.h>
-#include <string.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 
 #include "attest_key.h"
 #include "certificate.h"
+#include "json_lines.h"
 #include "library_log.h"
 #include "supervisor.h"
 
@@ -86,26 +85,7 @@ void Judge(const Check& check, int status, CheckResult* result) {
   SetProblem(problem, result);
 }
 
-Json::Value Texts(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
-}
-
-std::vector<std::string> FromTexts(const Json::Value& array) {
-  std::vector<std::string> texts;
-  for (const Json::Value& text : array) texts.push_back(text.asString());
-  return texts;
-}
-
-// What the child tells its parent: one line of JSON, and with a chain's advice another.
-bool SendLine(int fd, const Json::Value& json) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  const std::string line = Json::writeString(builder, json) + "\n";
-  return write(fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());
-}
-
+// What the child tells its parent first; with advice on a chain a second line follows.
 Json::Value Pack(const CheckResult& result) {
   Json::Value json(Json::objectValue);
   json["exit_code"] = result.exit_code;
@@ -164,22 +144,6 @@ int RunInThisProcess(const Check& check, const CheckSettings& settings, int fd) 
   return SendLine(fd, Texts(ChainAdvice(chain))) ? kDone : kFailed;
 }
 
-// ReadLines parses the lines that arrived whole.
-std::vector<Json::Value> ReadLines(const std::string& payload) {
-  std::vector<Json::Value> values;
-  const Json::CharReaderBuilder builder;
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  size_t begin = 0;
-  for (size_t end = payload.find('\n'); end != std::string::npos;
-       begin = end + 1, end = payload.find('\n', begin)) {
-    Json::Value value;
-    if (reader->parse(payload.data() + begin, payload.data() + end, &value, nullptr)) {
-      values.push_back(value);
-    }
-  }
-  return values;
-}
-
 Problem ChildProblem(const ChildResult& child, int timeout_seconds) {
   if (child.end == ChildResult::End::kTimedOut) {
     Problem problem = MakeProblemWithAdvice(
@@ -217,7 +181,7 @@ CheckResult RunCheck(const Check& check, const CheckSettings& settings, bool* in
       [&](int fd) { return RunInThisProcess(check, settings, fd); }, settings.timeout_seconds);
   *interrupted = child.end == ChildResult::End::kInterrupted;
   CheckResult result = NewResult(check);
-  const std::vector<Json::Value> lines = ReadLines(child.payload);
+  const std::vector<Json::Value> lines = ParseLines(child.payload);
   if (lines.empty()) {
     SetProblem(ChildProblem(child, settings.timeout_seconds), &result);
     if (!settings.show_ids) result.message = MaskIdentifiers(result.message);

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "json_lines.h"
+
 namespace orx_tool {
 namespace {
 
@@ -22,12 +24,6 @@ std::string SecondsText(double seconds) {
 
 std::string FullName(const CheckResult& result) {
   return result.name + "/" + result.instance;
-}
-
-Json::Value Texts(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
 }
 
 // XmlText escapes text for XML 1.0, which has no way to write most control characters.

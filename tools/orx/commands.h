@@ -52,6 +52,8 @@ int RunCheckRkpIds(const Args& args, Output& output);
 int RunCheckRootOfTrust(const Args& args, Output& output);
 int RunCheckSharedSecret(const Args& args, Output& output);
 int RunCheckAll(const Args& args, Output& output);
+// doctor.cpp
+int RunDoctor(const Args& args, Output& output);
 // explain.cpp
 int RunExplain(const Args& args, Output& output);
 

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include "commands.h"
+#include "json_lines.h"
 
 namespace orx_tool {
 namespace {
@@ -27,20 +28,14 @@ std::vector<std::string> ErrorsOf(const Reason& reason) {
   return names;
 }
 
-Json::Value ToJson(const std::vector<std::string>& texts) {
-  Json::Value array(Json::arrayValue);
-  for (const std::string& text : texts) array.append(text);
-  return array;
-}
-
 int ExplainReason(const Reason& reason, Output& output) {
   output.answer()["code"] = reason.code;
   output.answer()["exit_code"] = reason.exit_code;
   output.answer()["cause"] = reason.cause;
   output.answer()["advice"] = reason.remedy;
   output.answer()["owner"] = reason.owner;
-  output.answer()["messages"] = ToJson(MessagesOf(reason));
-  output.answer()["keymint_errors"] = ToJson(ErrorsOf(reason));
+  output.answer()["messages"] = Texts(MessagesOf(reason));
+  output.answer()["keymint_errors"] = Texts(ErrorsOf(reason));
 
   output.Text(std::string(reason.code) + " (exit code " + std::to_string(reason.exit_code) + ")");
   output.Text(std::string("  cause: ") + reason.cause);

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <errno.h>
-#include <grp.h>
 #include <orx/orx.h>
-#include <pwd.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "commands.h"
 #include "encoding.h"
+#include "file_text.h"
 #include "files.h"
 #include "library_log.h"
 #include "rsa_key.h"
@@ -89,25 +87,6 @@ int ImportComponents(const Slot& slot, const Args& args, Output& output) {
   return Imported(slot, "RSA", output);
 }
 
-std::string OwnerName(const struct stat& status) {
-  const passwd* user = getpwuid(status.st_uid);
-  const group* users = getgrgid(status.st_gid);
-  return (user != nullptr ? user->pw_name : std::to_string(status.st_uid)) + ":" +
-         (users != nullptr ? users->gr_name : std::to_string(status.st_gid));
-}
-
-std::string ModeText(mode_t mode) {
-  char text[8];
-  snprintf(text, sizeof(text), "%04o", static_cast<unsigned>(mode & 07777));
-  return text;
-}
-
-const char* FileType(mode_t mode) {
-  if (S_ISREG(mode)) return "file";
-  if (S_ISLNK(mode)) return "symbolic link (refused by the library)";
-  return "not a regular file (refused by the library)";
-}
-
 // DescribeSlot gives the row of the table and the JSON object of one slot.
 std::vector<std::string> DescribeSlot(const Slot& slot, Json::Value* json) {
   (*json)["key_id"] = slot.key_id;
@@ -117,12 +96,11 @@ std::vector<std::string> DescribeSlot(const Slot& slot, Json::Value* json) {
   (*json)["used"] = used;
   if (!used) return {std::to_string(slot.key_id), slot.file, "-", "-", "-", "empty"};
   (*json)["size"] = static_cast<Json::UInt64>(status.st_size);
-  (*json)["owner"] = OwnerName(status);
-  (*json)["mode"] = ModeText(status.st_mode);
-  (*json)["type"] = FileType(status.st_mode);
-  return {std::to_string(slot.key_id),    slot.file,
-          std::to_string(status.st_size), OwnerName(status),
-          ModeText(status.st_mode),       FileType(status.st_mode)};
+  (*json)["owner"] = OwnerText(status);
+  (*json)["mode"] = ModeText(status);
+  (*json)["type"] = TypeText(status);
+  return {std::to_string(slot.key_id), slot.file,        std::to_string(status.st_size),
+          OwnerText(status),           ModeText(status), TypeText(status)};
 }
 
 // DeleteAesKey selects the key first: the library deletes only the selected one.
