@@ -134,7 +134,7 @@ void JudgeCoverage(const Check& check, CheckResult* result) {
       MakeProblemWithAdvice("ATTEST-ID-NOT-COVERED", FindReason("ATTEST-ID-NOT-COVERED")->cause);
   if (attested == 0) return SetProblem(problem, result);
   result->advice.push_back(std::to_string(attested) + " of " + std::to_string(check.identifiers) +
-                           " identifiers attested: " + problem.cause);
+                           " identifiers attested. " + problem.cause);
 }
 
 int RunInThisProcess(const Check& check, const CheckSettings& settings, int fd) {
