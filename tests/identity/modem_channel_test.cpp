@@ -81,6 +81,11 @@ void StartInterrupting(int /*fd*/) {
   setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
+void StopInterrupting() {
+  const itimerval off = {};
+  setitimer(ITIMER_REAL, &off, nullptr);
+}
+
 class ModemChannel : public ::testing::Test {
  protected:
   ModemChannel() {
@@ -94,10 +99,7 @@ class ModemChannel : public ::testing::Test {
     while (dup(STDERR_FILENO) < 69) {
     }
   }
-  ~ModemChannel() override {
-    const itimerval off = {};
-    setitimer(ITIMER_REAL, &off, nullptr);
-  }
+  ~ModemChannel() override { StopInterrupting(); }
 
   int Ask(const char* command = "TCATSEND,0,AT+CGSN") {
     pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
@@ -198,7 +200,7 @@ TEST_F(ModemChannel, WhileConnectingTheOnlyFlagIsNonBlockingThenTheOldOnesAreBac
 // Puts another descriptor in the place of the attempt's socket, once.
 std::function<void(int)> Replace(int (*make)()) {
   return [make, done = false](int fd) mutable {
-    if (done) return;
+    if (done) return StopInterrupting();
     done = true;
     const int other = make();
     EXPECT_EQ(dup2(other, fd), fd);
