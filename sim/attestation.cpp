@@ -4,6 +4,7 @@
 #include <openssl/digest.h>
 #include <openssl/hmac.h>
 #include <openssl/x509.h>
+#include <stdio.h>
 
 #include <algorithm>
 
@@ -133,7 +134,7 @@ ErrorCode Attestation::OpenFactoryKey(Signer* signer) const {
   std::string error;
   FactoryChain factory = OpenFactoryChain(folder_->path(), instance_.name, settings, &error);
   if (!factory.key) {
-    fprintf(stderr, "orx-sim: %s\n", error.c_str());
+    fprintf(stderr, "simulated device: %s\n", error.c_str());
     return ErrorCode::UNKNOWN_ERROR;
   }
   signer->key = std::move(factory.key);

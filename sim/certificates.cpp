@@ -112,11 +112,9 @@ bool AddBasicConstraints(X509* certificate) {
   return X509_add1_ext_i2d(certificate, NID_basic_constraints, constraints.get(), kCritical, 0);
 }
 
-// What RFC 5280 asks of every certificate whose key signs certificates, beside Key Usage.
-bool AddIssuerExtensions(X509* certificate, EVP_PKEY* key) {
+bool AddSubjectKeyIdentifier(X509* certificate, EVP_PKEY* key) {
   bssl::UniquePtr<ASN1_OCTET_STRING> id = KeyIdentifier(key);
-  return id && AddBasicConstraints(certificate) &&
-         X509_add1_ext_i2d(certificate, NID_subject_key_identifier, id.get(), !kCritical, 0);
+  return id && X509_add1_ext_i2d(certificate, NID_subject_key_identifier, id.get(), !kCritical, 0);
 }
 
 bool AddAttestationExtension(X509* certificate, const Bytes& key_description) {
@@ -143,10 +141,11 @@ ErrorCode StartCertificate(const Params& params, EVP_PKEY* key, X509* certificat
     return ErrorCode::INVALID_ARGUMENT;
   }
   if (!X509_set_version(certificate, X509_VERSION_3) || !X509_set_pubkey(certificate, key) ||
-      !AddKeyUsage(certificate, params)) {
+      !AddKeyUsage(certificate, params) || !AddSubjectKeyIdentifier(certificate, key)) {
     return ErrorCode::UNKNOWN_ERROR;
   }
-  if (HasPurpose(params, KeyPurpose::ATTEST_KEY) && !AddIssuerExtensions(certificate, key)) {
+  // RFC 5280 lets a key sign certificates only as an authority's.
+  if (HasPurpose(params, KeyPurpose::ATTEST_KEY) && !AddBasicConstraints(certificate)) {
     return ErrorCode::UNKNOWN_ERROR;
   }
   return ErrorCode::OK;
@@ -188,7 +187,7 @@ bool AddCaExtensions(X509* certificate, EVP_PKEY* key) {
   bssl::UniquePtr<ASN1_BIT_STRING> usage(ASN1_BIT_STRING_new());
   return usage && ASN1_BIT_STRING_set_bit(usage.get(), kKeyCertSign, 1) &&
          X509_add1_ext_i2d(certificate, NID_key_usage, usage.get(), kCritical, 0) &&
-         AddIssuerExtensions(certificate, key);
+         AddBasicConstraints(certificate) && AddSubjectKeyIdentifier(certificate, key);
 }
 
 bool AddAuthorityKeyIdentifier(X509* certificate, EVP_PKEY* signing_key) {
@@ -229,8 +228,8 @@ ErrorCode CertifyAttestedKey(const Params& params, EVP_PKEY* key, const Certific
   if (started != ErrorCode::OK) return started;
   bssl::UniquePtr<X509_NAME> issuer = ParseName(signer.name);
   if (!issuer) return ErrorCode::INVALID_ISSUER_SUBJECT;
-  // Signer and attested key usually bear the same name, so a verifier that builds paths needs the
-  // key identifier to see that the certificate is not self-signed.
+  // Signer and attested key usually bear the same name, so a verifier that builds paths needs both
+  // key identifiers to see that the certificate is not self-signed.
   if (!X509_set_issuer_name(certificate.get(), issuer.get()) ||
       !AddAuthorityKeyIdentifier(certificate.get(), signer.key) ||
       !AddAttestationExtension(certificate.get(), key_description) ||

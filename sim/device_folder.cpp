@@ -190,10 +190,10 @@ std::vector<Assignment> DeviceFolder::properties() const {
 }
 
 bool DeviceFolder::Set(const std::vector<std::string>& assignments, std::string* error) {
-  const android::base::unique_fd lock = LockFolder(path_);
   Texts texts;
   Parsed parsed;
-  if (!Read(*this, &texts, error)) return false;
+  const android::base::unique_fd lock = LockFolder(path_, error);
+  if (!lock.ok() || !Read(*this, &texts, error)) return false;
   for (const std::string& assignment : assignments) {
     if (!Apply(*this, assignment, &texts, error)) return false;
   }
@@ -218,9 +218,9 @@ SecretBytes DeviceFolder::DeriveKey(const std::string& purpose, size_t length) c
 }
 
 bool DeviceFolder::AppendDeletion(const std::string& line) {
-  const android::base::unique_fd lock = LockFolder(path_);
   std::string error;
-  if (AppendLine(File(kDeletedKeys), line, &error)) return true;
+  const android::base::unique_fd lock = LockFolder(path_, &error);
+  if (lock.ok() && AppendLine(File(kDeletedKeys), line, &error)) return true;
   fprintf(stderr, "simulated device: %s\n", error.c_str());
   return false;
 }

@@ -159,7 +159,7 @@ bool Read(const std::string& path, std::vector<FactoryChain>* chains, std::strin
   for (size_t i = 0; i < std::size(kEnvironments); ++i) {
     chains->emplace_back();
     if (!ReadChain(bio.get(), &chains->back())) {
-      *error = path + ": damaged; without it the device makes new attestation keys";
+      *error = path + ": damaged; once it is deleted, the device makes new attestation keys";
       break;
     }
   }
@@ -194,10 +194,10 @@ bool ReadOrMake(const std::string& path, const FactoryChainSettings& settings,
 
 FactoryChain OpenFactoryChain(const std::string& folder, const std::string& environment,
                               const FactoryChainSettings& settings, std::string* error) {
-  const android::base::unique_fd lock = LockFolder(folder);
-  std::vector<FactoryChain> chains;
   error->clear();
-  if (!ReadOrMake(folder + "/" + kFileName, settings, &chains, error)) return {};
+  const android::base::unique_fd lock = LockFolder(folder, error);
+  std::vector<FactoryChain> chains;
+  if (!lock.ok() || !ReadOrMake(folder + "/" + kFileName, settings, &chains, error)) return {};
   return std::move(chains[environment == kEnvironments[0] ? 0 : 1]);
 }
 

@@ -77,10 +77,11 @@ bool MakeFolder(const std::string& path, std::string* error) {
   return mkdir(path.c_str(), 0700) == 0 || Fail(path, error);
 }
 
-unique_fd LockFolder(const std::string& path) {
+unique_fd LockFolder(const std::string& path, std::string* error) {
   unique_fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (fd.ok() && TEMP_FAILURE_RETRY(flock(fd.get(), LOCK_EX)) != 0) fd.reset();
-  return fd;
+  if (fd.ok() && TEMP_FAILURE_RETRY(flock(fd.get(), LOCK_EX)) == 0) return fd;
+  Fail(path, error);
+  return unique_fd();
 }
 
 void RemoveTree(const std::string& path) {

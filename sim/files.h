@@ -25,8 +25,8 @@ bool AppendLine(const std::string& path, const std::string& line, std::string* e
 bool MakeFolder(const std::string& path, std::string* error);
 
 // LockFolder waits for the exclusive lock of a folder; closing the descriptor releases it. Invalid
-// when the folder cannot be opened.
-android::base::unique_fd LockFolder(const std::string& path);
+// with the reason in `*error` when there is none to be had.
+android::base::unique_fd LockFolder(const std::string& path, std::string* error);
 
 // RemoveTree removes a folder and what is in it, as far as it can.
 void RemoveTree(const std::string& path);

@@ -14,7 +14,10 @@ title() { printf '\n\033[1m%s\033[0m\n' "$*"; }
 
 # Shows a command as the user would type it, then runs it.
 show() {
-  printf '$ %s\n' "$(sed "s#$bin/##g; s#$work/##g" <<<"$*")"
+  local shown
+  printf -v shown ' %q' "$@"
+  shown=${shown//"$bin/"/}
+  printf '$%s\n' "${shown//"$work/"/}"
   "$@"
 }
 
@@ -129,9 +132,35 @@ identifiers() {
 }
 
 attestation() {
-  title "Attestation self-tests"
+  title "Attestation self-tests: where they should pass"
   on_profile dual-sim check attestation --ids all
-  on_profile dual-sim check model "Simulated Phone" --relaxed || true
+  on_profile dual-sim check attestation --strongbox --relaxed
+  on_profile dual-sim check rkp-ids --strongbox --ids all
+  title "... and where they should fail"
+  fails_with 1 on_profile dual-sim check model "Another Phone"
+  fails_with 1 on_profile dual-sim check attestation --strongbox
+  fails_with 3 on_profile bare check attestation --strongbox
+  proved "self-tests pass and fail on the devices where they should, each with the library's line"
+
+  title "The chain that the library accepted, judged by openssl"
+  show "$bin/orx-sim" run -q --profile dual-sim -- "$bin/orx" attest-key -q -o "$work/chain"
+  show openssl verify -partial_chain -CAfile "$work/chain/cert3.pem" \
+    -untrusted "$work/chain/cert2.pem" -untrusted "$work/chain/cert1.pem" "$work/chain/cert0.pem"
+  proved "openssl verify accepts the attestation chain"
+}
+
+secure_element() {
+  title "A healthy device"
+  on_profile dual-sim doctor
+  on_profile dual-sim check all
+  title "A device whose StrongBox was swapped and whose folder is missing"
+  local broken=$work/broken
+  show "$bin/orx-sim" new "$broken"
+  show "$bin/orx-sim" set "$broken" strongbox-preshared-key=other
+  show rmdir "$broken/persist"
+  fails_with 4 show "$bin/orx-sim" run -q --device "$broken" -- "$bin/orx" doctor
+  fails_with 1 show "$bin/orx-sim" run -q --device "$broken" -- "$bin/orx" check all --keep-going
+  proved "orx doctor and orx check all find the swapped secure element and the missing folder"
 }
 
 failures() {
@@ -155,6 +184,8 @@ failures
 rsa_keys
 digests_and_derivation
 identifiers
+attestation
+secure_element
 
 title "Summary"
 printf '  %s\n' "${summary[@]}"

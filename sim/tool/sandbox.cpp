@@ -16,6 +16,7 @@ namespace fs = std::filesystem;
 struct Base {
   fs::path folder;
   fs::path missing;
+  std::string source = {};
 };
 
 Base FindBase(const fs::path& target) {
@@ -47,10 +48,12 @@ void AddEntry(const fs::directory_entry& entry, std::vector<std::string>* out) {
   }
 }
 
-void AddEntries(const fs::path& folder, std::vector<std::string>* out) {
+// Adds the entries of `folder`, but for those at an absent target.
+void AddEntries(const fs::path& folder, const std::vector<fs::path>& absent,
+                std::vector<std::string>* out) {
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
-    AddEntry(entry, out);
+    if (std::find(absent.begin(), absent.end(), entry.path()) == absent.end()) AddEntry(entry, out);
   }
 }
 
@@ -58,10 +61,19 @@ void AddEntries(const fs::path& folder, std::vector<std::string>* out) {
 
 std::vector<std::string> SandboxArguments(const std::vector<Placement>& placements) {
   std::vector<Base> bases;
+  std::vector<fs::path> absent;
   std::vector<std::string> rebuilt;
   for (const Placement& placement : placements) {
-    bases.push_back(FindBase(placement.target));
-    if (!bases.back().missing.empty()) rebuilt.push_back(bases.back().folder);
+    Base base = FindBase(placement.target);
+    if (!fs::is_directory(placement.source)) {
+      if (!base.missing.empty()) continue;  // absent here too
+      absent.push_back(base.folder);
+      rebuilt.push_back(base.folder.parent_path());
+      continue;
+    }
+    if (!base.missing.empty()) rebuilt.push_back(base.folder);
+    base.source = placement.source;
+    bases.push_back(std::move(base));
   }
   std::sort(rebuilt.begin(), rebuilt.end());
   rebuilt.erase(std::unique(rebuilt.begin(), rebuilt.end()), rebuilt.end());
@@ -71,10 +83,10 @@ std::vector<std::string> SandboxArguments(const std::vector<Placement>& placemen
   if (!rebuilds_root) Add(&arguments, {"--dev-bind", "/", "/"});
   for (const std::string& folder : rebuilt) {
     if (folder != "/") Add(&arguments, {"--tmpfs", folder});
-    AddEntries(folder, &arguments);
+    AddEntries(folder, absent, &arguments);
   }
-  for (size_t i = 0; i < placements.size(); ++i) {
-    Add(&arguments, {"--bind", placements[i].source, bases[i].folder / bases[i].missing});
+  for (const Base& base : bases) {
+    Add(&arguments, {"--bind", base.source, base.folder / base.missing});
   }
   for (const std::string& folder : rebuilt) Add(&arguments, {"--remount-ro", folder});
   return arguments;

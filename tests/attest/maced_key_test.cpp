@@ -10,6 +10,7 @@
 
 #include "keymint/ORX_ATTEST_RKP.h"
 #include "support/certificate_builder.h"
+#include "support/crypto_memory.h"
 #include "support/failing_crypto.h"
 #include "support/log_capture.h"
 #include "support/maced_key.h"
@@ -263,6 +264,24 @@ TEST(P256PubKeyTest, EachFailingCryptoCallHasItsLine) {
   RKP::PublicKeyPtr key;
   EXPECT_TRUE(RKP::p256_pub_key(cose_key, &key));
   EXPECT_NE(key, nullptr);
+}
+
+TEST(P256PubKeyTest, MemoryThatRunsOutIsNeverLost) {
+  const Bytes cose_key = CoseKey(EcKey(0));
+  RKP::PublicKeyPtr key;
+  ASSERT_TRUE(RKP::p256_pub_key(cose_key, &key));
+  orx_test::CryptoMemory memory;
+  bool failed = true;
+  for (size_t allocation = 0; failed; ++allocation) {
+    memory.FailAt(allocation);
+    RKP::PublicKeyPtr other;
+    const bool made = RKP::p256_pub_key(cose_key, &other);
+    failed = memory.failed();
+    EXPECT_EQ(other != nullptr, made);
+    EXPECT_EQ(made, !failed) << allocation;
+    other.reset();
+    EXPECT_EQ(memory.live(), 0) << allocation;
+  }
 }
 
 }  // namespace

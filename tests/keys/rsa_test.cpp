@@ -342,8 +342,12 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
       EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
     }
   }
-  Components nothing;
-  EXPECT_EQ(Import(nothing), 1u);
+  EXPECT_EQ(Import(Components()), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
+  // A null pointer is an empty component whatever its length.
+  EXPECT_EQ(ORX_RSA_ImportProtectedKey(nullptr, 3, nullptr, 3, nullptr, 3, nullptr, 3, nullptr, 3,
+                                       nullptr, 3, nullptr, 3, nullptr, 3, nullptr, 50),
+            1u);
   EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
   EXPECT_EQ(memory.live(), 0);
   EXPECT_EQ(FileContent(kFile50), "(none)");

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "support/hex.h"
 #include "sim/bytes.h"
 #include "sim/key_parameters.h"
+#include "support/hex.h"
 
 namespace orx_sim {
 namespace {

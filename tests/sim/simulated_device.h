@@ -2,6 +2,10 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <openssl/bn.h>
+#include <openssl/ec_key.h>
+#include <openssl/mem.h>
+#include <openssl/nid.h>
 #include <openssl/x509.h>
 #include <stdlib.h>
 
@@ -27,7 +31,8 @@ class TestDevice {
     parent_ = pattern;
     std::ofstream(parent_ + "/test.profile")
         << "imei = 490154203237518\nsecond-imei = 490154203237526\nmeid = A0000000002329\n"
-        << settings << "\n[build.prop]\nro.product.first_api_level=34\nro.product.vendor.brand=acme\n"
+        << settings
+        << "\n[build.prop]\nro.product.first_api_level=34\nro.product.vendor.brand=acme\n"
         << "ro.product.vendor.device=phone\nro.product.vendor.name=phone_eu\n"
         << "ro.product.vendor.manufacturer=ACME\nro.product.vendor.model=Phone 1\n"
         << "ro.vendor.boot.serialno=S1\n";
@@ -66,8 +71,7 @@ inline ErrorCode CodeOf(const ndk::ScopedAStatus& status) {
 
 inline bssl::UniquePtr<X509> ParseCertificate(const Bytes& der) {
   const uint8_t* cursor = der.data();
-  bssl::UniquePtr<X509> certificate(
-      d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
+  bssl::UniquePtr<X509> certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
   EXPECT_TRUE(certificate);
   EXPECT_EQ(cursor, der.data() + der.size());
   return certificate;
@@ -91,16 +95,30 @@ inline Bytes Extension(X509* certificate, const char* oid) {
 }
 inline constexpr char kAttestationOid[] = "1.3.6.1.4.1.11129.2.1.17";
 
+// The public key of a MACed COSE_Key of P-256 in canonical form, null if the coordinates are no
+// point of the curve.
+inline bssl::UniquePtr<EVP_PKEY> PublicKeyOf(const Bytes& maced_key) {
+  const bssl::UniquePtr<BIGNUM> x(BN_bin2bn(&maced_key.at(18), 32, nullptr));
+  const bssl::UniquePtr<BIGNUM> y(BN_bin2bn(&maced_key.at(53), 32, nullptr));
+  const bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
+  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
+  if (!EC_KEY_set_public_key_affine_coordinates(ec.get(), x.get(), y.get()) ||
+      !EVP_PKEY_set1_EC_KEY(key.get(), ec.get())) {
+    return nullptr;
+  }
+  return key;
+}
+
 // Parameters of an EC P-256 key with this purpose, valid without end.
 inline KeyParams EcRequest(km::KeyPurpose purpose) {
-  return {{Tag::ALGORITHM, km::Algorithm::EC},
-          {Tag::EC_CURVE, km::EcCurve::P_256},
-          {Tag::PURPOSE, purpose},
-          {Tag::DIGEST, km::Digest::SHA_2_256},
-          {Tag::NO_AUTH_REQUIRED, true},
-          Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_BEFORE, int64_t{0}),
-          Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_AFTER,
-                                                 int64_t{253402300799000})};
+  return {
+      {Tag::ALGORITHM, km::Algorithm::EC},
+      {Tag::EC_CURVE, km::EcCurve::P_256},
+      {Tag::PURPOSE, purpose},
+      {Tag::DIGEST, km::Digest::SHA_2_256},
+      {Tag::NO_AUTH_REQUIRED, true},
+      Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_BEFORE, int64_t{0}),
+      Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_AFTER, int64_t{253402300799000})};
 }
 
 inline KeyParams With(KeyParams params, const KeyParams& more) {

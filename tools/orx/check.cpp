@@ -141,6 +141,22 @@ std::vector<std::string> Evidence(bool show_ids) {
   return evidence;
 }
 
+bool AttestsIdentifier(const LogLine& line) {
+  return line.message.find("alidate key with auth tag-") != std::string::npos;
+}
+
+// JudgeCoverage keeps a pass from claiming identifiers that the library did not have attested.
+void JudgeCoverage(const Check& check, CheckResult* result) {
+  const std::vector<LogLine> lines = LibraryLogLines();
+  const auto attested = std::count_if(lines.begin(), lines.end(), AttestsIdentifier);
+  if (result->verdict != Verdict::kPass || attested >= check.identifiers) return;
+  const Problem problem =
+      MakeProblemWithAdvice("ATTEST-ID-NOT-COVERED", FindReason("ATTEST-ID-NOT-COVERED")->cause);
+  if (attested == 0) return SetProblem(problem, result);
+  result->advice.push_back(std::to_string(attested) + " of " + std::to_string(check.identifiers) +
+                           " identifiers attested. " + problem.cause);
+}
+
 int RunInThisProcess(const Check& check, const CheckSettings& settings, int fd) {
   CheckResult result = NewResult(check);
   ClearLibraryLog();
@@ -151,6 +167,7 @@ int RunInThisProcess(const Check& check, const CheckSettings& settings, int fd) 
   result.advice = notes.advice;
   result.remote_keys = notes.remote_keys;
   Judge(check, status, &result);
+  JudgeCoverage(check, &result);
   if (!settings.show_ids) result.message = MaskIdentifiers(result.message);
   result.evidence = Evidence(settings.show_ids);
   if (!SendLine(fd, Pack(result))) return kFailed;
