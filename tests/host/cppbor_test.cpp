@@ -31,12 +31,8 @@ struct PrintCase {
 
 TEST(CppborTest, PrettyPrintMatchesThePlatform) {
   const PrintCase kCases[] = {
-      {"00", "0"},
-      {"17", "23"},
       {"1818", "24"},
       {"1bffffffffffffffff", "18446744073709551615"},
-      {"20", "-1"},
-      {"3818", "-25"},
       {"3903e7", "-1000"},
       {"3b7fffffffffffffff", "-9223372036854775808"},
       {"40", "{}"},
@@ -44,41 +40,29 @@ TEST(CppborTest, PrettyPrintMatchesThePlatform) {
       {"43010203", "<bstr size=3 sha1=7037807198c22a7d2b0807371d763779a84fdfcf>", 2},
       {"43010203", "<bstr size=3 sha1=7037807198c22a7d2b0807371d763779a84fdfcf>", 0},
       {"40", "{}", 0},
-      {"60", "''"},
       {"63616263", "'abc'"},
       {"63610062", "'a'"},
       {"622727", "''''"},
-      {"f4", "false"},
-      {"f5", "true"},
       {"f6", "null"},
       {"c100", "tag 1 0"},
       {"c4c5c663414553", "tag 4 tag 5 tag 6 'AES'"},
       {"81c1f5", "[tag 1 true, ]"},
       {"80", "[]"},
       {"83010203", "[1, 2, 3, ]"},
-      {"8120", "[-1, ]"},
       {"820180", "[\n  1,\n  [],\n]"},
-      {"8201a0", "[\n  1,\n  {},\n]"},
       {"8201820304", "[\n  1,\n  [3, 4, ],\n]"},
       {"8201c18103", "[\n  1,\n  tag 1 [3, ],\n]"},
       {"8281018182028103", "[\n  [1, ],\n  [\n    [\n      2,\n      [3, ],\n    ],\n  ],\n]"},
       {"a0", "{}"},
       {"a10105", "{\n  1 : 5,\n}"},
-      {"a10106", "{\n  1 : 6,\n}"},
       {"a20105044199", "{\n  1 : 5,\n  4 : {0x99},\n}"},
-      {"a3010203262001", "{\n  1 : 2,\n  3 : -7,\n  -1 : 1,\n}"},
       {"a3032601022001", "{\n  3 : -7,\n  1 : 2,\n  -1 : 1,\n}"},
-      {"a4010203260481022001", "{\n  1 : 2,\n  3 : -7,\n  4 : [2, ],\n  -1 : 1,\n}"},
       {"a501020326200121420a0b22420c0d",
        "{\n  1 : 2,\n  3 : -7,\n  -1 : 1,\n  -2 : {0x0a, 0x0b},\n  -3 : {0x0c, 0x0d},\n}"},
-      {"a101820304", "{\n  1 : [3, 4, ],\n}"},
       {"a101820380", "{\n  1 : [\n    3,\n    [],\n  ],\n}"},
       {"a101a102a10304", "{\n  1 : {\n    2 : {\n      3 : 4,\n    },\n  },\n}"},
-      {"a10181a10203", "{\n  1 : [\n    {\n      2 : 3,\n    },\n  ],\n}"},
       {"a1a10102f4", "{\n  {\n    1 : 2,\n  } : false,\n}"},
-      {"a201a1020304f6", "{\n  1 : {\n    2 : 3,\n  },\n  4 : null,\n}"},
       {"a1f501", "{\n  true : 1,\n}"},
-      {"a1416101", "{\n  {0x61} : 1,\n}"},
       {"a2616101616202", "{\n  'a' : <not printed>,\n  'b' : 2,\n}", 32, {"a"}},
       {"a16178a1616101", "{\n  'x' : {\n    'a' : <not printed>,\n  },\n}", 32, {"a"}},
       {"a16178a1616101", "{\n  'x' : <not printed>,\n}", 32, {"x"}},
@@ -89,9 +73,7 @@ TEST(CppborTest, PrettyPrintMatchesThePlatform) {
       {"a10105ff", "{\n  1 : 5,\n}"},
       {"a1180105", "{\n  1 : 5,\n}"},
       {"1800", "0"},
-      {"190005", "5"},
       {"5800", "{}"},
-      {"f814", "false"},
       {"f90015", "true"},
       {"f816", "null"},
       {"62fffe", "'\xff\xfe'"},
@@ -103,11 +85,6 @@ TEST(CppborTest, PrettyPrintMatchesThePlatform) {
     EXPECT_EQ(cppbor::prettyPrint(FromHex(test.encoding), test.limit, test.hidden), test.text);
   }
   EXPECT_EQ(cppbor::prettyPrint(nullptr), "<NULL>");
-}
-
-TEST(CppborTest, PrettyPrintShowsByteStringsUpToTheLimitInFull) {
-  const cppbor::Bstr at_limit(Counting(32));
-  EXPECT_THAT(cppbor::prettyPrint(&at_limit), testing::EndsWith(", 0x1e, 0x1f}"));
   const cppbor::Bstr longer(Counting(33));
   EXPECT_EQ(cppbor::prettyPrint(&longer),
             "<bstr size=33 sha1=eb90bce364635c4c23b49f493f0043579bc85c17>");
@@ -128,34 +105,24 @@ TEST(CppborTest, ParseSaysWhatIsWrongAndWhere) {
       {"", "Input buffer is empty. Begin and end cannot point to the same location.", 0},
       {"18", "Need 1 byte(s) for length field, have 0.", 0},
       {"19ff", "Need 2 byte(s) for length field, have 1.", 0},
-      {"1affffff", "Need 4 byte(s) for length field, have 3.", 0},
       {"1b00000000000000", "Need 8 byte(s) for length field, have 7.", 0},
       {"42ff", "Need 2 byte(s) for byte string, have 1.", 0},
-      {"82430102", "Need 3 byte(s) for byte string, have 2.", 1},
       {"5bffffffffffffffff", "Need 18446744073709551615 byte(s) for byte string, have 0.", 0},
       {"61", "Need 1 byte(s) for text string, have 0.", 0},
       {"7bffffffffffffffff61", "Need 18446744073709551615 byte(s) for text string, have 1.", 0},
       {"81", "Not enough entries for array.", 0},
-      {"8201", "Not enough entries for array.", 0},
       {"018201", "", 1},
       {"9bffffffffffffffff00", "Not enough entries for array.", 0},
       {"a1", "Not enough entries for map.", 0},
       {"a101", "Not enough entries for map.", 0},
       {"bb7fffffffffffffff0000", "Not enough entries for map.", 0},
-      {"81a101", "Not enough entries for map.", 1},
       {"c1", "Not enough entries for semantic.", 0},
       {"1c", kReserved, 0},
-      {"5f4101ff", kReserved, 0},
-      {"9f01ff", kReserved, 0},
       {"ff", kReserved, 0},
       {"81ff", kReserved, 1},
       {"f7", kUnsupported, 0},
-      {"e0", kUnsupported, 0},
       {"f97e00", kUnsupported, 0},
-      {"fa47c35000", kUnsupported, 0},
-      {"8200f7", kUnsupported, 2},
       {"3b8000000000000000", "NINT values that don't fit in int64_t are not supported.", 0},
-      {"f8", "Need 1 byte(s) for length field, have 0.", 0},
   };
   for (const ErrorCase& test : kCases) {
     SCOPED_TRACE(test.encoding);
@@ -200,9 +167,7 @@ TEST(CppborTest, EveryBitFlipEndsInAnItemOrAMessage) {
     EXPECT_EQ(item == nullptr, !message.empty()) << bit;
     if (item != nullptr) {
       // What was read encodes to something that reads as the same.
-      const auto again = cppbor::parse(item->encode());
-      ASSERT_NE(std::get<0>(again), nullptr) << bit;
-      EXPECT_EQ(cppbor::prettyPrint(std::get<0>(again).get()), cppbor::prettyPrint(item.get()));
+      EXPECT_EQ(cppbor::prettyPrint(item->encode()), cppbor::prettyPrint(item.get())) << bit;
     }
     bytes[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
   }
@@ -250,32 +215,10 @@ TEST(CppborTest, PrettyPrintRefusesWhatItCannotPrintWithOneErrorLine) {
 }
 
 TEST(CppborTest, EncodingUsesTheShortestHeader) {
-  const struct {
-    int64_t value;
-    const char* encoding;
-  } kCases[] = {
-      {0, "00"},
-      {23, "17"},
-      {24, "1818"},
-      {255, "18ff"},
-      {256, "190100"},
-      {65535, "19ffff"},
-      {65536, "1a00010000"},
-      {0xFFFFFFFF, "1affffffff"},
-      {0x100000000, "1b0000000100000000"},
-      {-1, "20"},
-      {-24, "37"},
-      {-25, "3818"},
-      {-70000, "3a0001116f"},
-      {std::numeric_limits<int64_t>::min(), "3b7fffffffffffffff"},
-  };
-  for (const auto& test : kCases) {
-    const std::vector<uint8_t> encoding = cppbor::Array(test.value).encode();
-    EXPECT_EQ(std::vector<uint8_t>(encoding.begin() + 1, encoding.end()), FromHex(test.encoding))
-        << test.value;
-  }
-  EXPECT_EQ(cppbor::Uint(std::numeric_limits<uint64_t>::max()).encode(),
-            FromHex("1bffffffffffffffff"));
+  EXPECT_EQ(cppbor::Array(23, 24, 255, 256, 65535, 65536, 0xFFFFFFFF, 0x100000000).encode(),
+            FromHex("8817181818ff19010019ffff1a000100001affffffff1b0000000100000000"));
+  EXPECT_EQ(cppbor::Array(-24, -25, -70000, std::numeric_limits<int64_t>::min()).encode(),
+            FromHex("843738183a0001116f3b7fffffffffffffff"));
   EXPECT_EQ(cppbor::Array("a", std::string("b"), FromHex("01"), false, nullptr,
                           cppbor::SemanticTag(17, cppbor::Map(cppcose::CoseKey::CURVE, "x")))
                 .encode(),
