@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <aidl/android/hardware/security/keymint/BeginResult.h>
 #include <aidl/android/hardware/security/keymint/KeyCreationResult.h>
+#include <aidl/android/hardware/security/keymint/MacedPublicKey.h>
+#include <aidl/android/hardware/security/sharedsecret/SharedSecretParameters.h>
 
 #include "sim/bytes.h"
 #include "sim/faults.h"
@@ -8,6 +10,8 @@
 
 namespace orx_sim {
 namespace {
+
+namespace ss = ::aidl::android::hardware::security::sharedsecret;
 
 using Answer = std::function<ndk::ScopedAStatus()>;
 
@@ -50,6 +54,60 @@ Effect NoChain(int) {
   return Alter<km::KeyCreationResult>([](auto* created) { created->certificateChain.clear(); });
 }
 
+Effect NoRoot(int) {
+  return Alter<km::KeyCreationResult>([](auto* created) {
+    if (!created->certificateChain.empty()) created->certificateChain.pop_back();
+  });
+}
+
+// The last byte of a certificate belongs to its signature.
+Effect DamagedLeaf(int) {
+  return Alter<km::KeyCreationResult>([](auto* created) {
+    if (!created->certificateChain.empty()) {
+      created->certificateChain.front().encodedCertificate.back() ^= 1;
+    }
+  });
+}
+
+void Damage(Bytes* bytes, size_t from_end) {
+  if (bytes->size() >= from_end) *(bytes->end() - static_cast<ptrdiff_t>(from_end)) ^= 1;
+}
+
+void Cut(Bytes* bytes) {
+  if (!bytes->empty()) bytes->pop_back();
+}
+
+Effect DamagedBytes(int) {
+  return Alter<Bytes>([](Bytes* bytes) { Damage(bytes, 1); });
+}
+
+Effect CutBytes(int) {
+  return Alter<Bytes>(Cut);
+}
+
+// The last byte of the y coordinate stands before the tag of 32 bytes and its head.
+Effect DamagedPublicKey(int) {
+  return Alter<km::MacedPublicKey>([](auto* key) { Damage(&key->macedKey, 35); });
+}
+
+Effect CutPublicKey(int) {
+  return Alter<km::MacedPublicKey>([](auto* key) { Cut(&key->macedKey); });
+}
+
+constexpr int kMostBytes = 4096;
+
+Effect SeedLength(int length) {
+  if (length < 0 || length > kMostBytes) return {};
+  return Alter<ss::SharedSecretParameters>(
+      [length](auto* parameters) { parameters->seed.resize(static_cast<size_t>(length), 1); });
+}
+
+Effect NonceLength(int length) {
+  if (length < 0 || length > kMostBytes) return {};
+  return Alter<ss::SharedSecretParameters>(
+      [length](auto* parameters) { parameters->nonce.resize(static_cast<size_t>(length), 1); });
+}
+
 Effect BeginParams(int) {
   return Alter<km::BeginResult>(
       [](auto* begun) { begun->params.push_back(BlobParam(Tag::NONCE, Bytes(16))); });
@@ -79,6 +137,20 @@ const std::vector<EffectRow>& EffectRows() {
       {"empty-blob", "upgradeKey", nullptr, EmptyBytes, "success without a blob"},
       {"chain", "importKey generateKey", nullptr, Chain, "one certificate too many in the answer"},
       {"no-chain", "importKey generateKey", nullptr, NoChain, "no certificate in the answer"},
+      {"no-root", "importKey generateKey", nullptr, NoRoot, "the last certificate is missing"},
+      {"damaged-leaf", "importKey generateKey", nullptr, DamagedLeaf,
+       "the first certificate has another signature"},
+      {"damaged", "getRootOfTrust computeSharedSecret", nullptr, DamagedBytes,
+       "the last byte is another"},
+      {"cut", "getRootOfTrust computeSharedSecret", nullptr, CutBytes, "the last byte is missing"},
+      {"damaged", "generateEcdsaP256KeyPair", nullptr, DamagedPublicKey,
+       "the public key is no point of its curve"},
+      {"cut", "generateEcdsaP256KeyPair", nullptr, CutPublicKey,
+       "the last byte of the public key's structure is missing"},
+      {"seed", "getSharedSecretParameters", "LENGTH", SeedLength,
+       "a seed of this many bytes, 0 to 4096"},
+      {"nonce", "getSharedSecretParameters", "LENGTH", NonceLength,
+       "a nonce of this many bytes, 0 to 4096"},
       {"params", "begin", nullptr, BeginParams, "a nonce in the answer that nobody asked for"},
       {"no-operation", "begin", nullptr, NoOperation, "success without an operation"},
       {"version", "getInterfaceVersion", "N", OtherVersion, "another interface version"},

@@ -62,7 +62,9 @@ std::shared_ptr<const Effect> ParseEffect(const std::string& text, const std::st
   int number = 0;
   if (ParseInt(text, &number)) return std::make_shared<Effect>(ServiceError(number));
   for (const EffectRow& row : EffectRows()) {
-    if (FitsRow(row, text, method, &number)) return std::make_shared<Effect>(row.make(number));
+    if (!FitsRow(row, text, method, &number)) continue;
+    Effect effect = row.make(number);
+    if (effect.status || effect.alter) return std::make_shared<Effect>(std::move(effect));
   }
   return nullptr;
 }

@@ -32,9 +32,9 @@ Effect Alter(std::function<void(Result*)> change) {
 // effect that means something else for another method has a row for each.
 struct EffectRow {
   const char* name;
-  const char* methods;   // where it applies, separated by blanks; "*" for every method
-  const char* argument;  // the number that must follow, as "NAME=NUMBER"; null if none does
-  Effect (*make)(int argument);
+  const char* methods;           // where it applies, separated by blanks; "*" for every method
+  const char* argument;          // the number that must follow, as "NAME=NUMBER"; null if none does
+  Effect (*make)(int argument);  // neither member set: the number is out of range
   const char* meaning;
 };
 const std::vector<EffectRow>& EffectRows();

@@ -69,7 +69,6 @@ bool verify_chain(const std::vector<km::Certificate>& chain, unsigned expected_s
     ORX_LOG("ATTEST: invalid attestation cert chain size");
     return false;
   }
-  std::string root_subject;
   // Each certificate is parsed when it is first a signer, and is then the next one under test.
   bssl::UniquePtr<X509> next =
       chain.empty() ? nullptr : parse_cert_blob(chain[0].encodedCertificate);
@@ -79,8 +78,10 @@ bool verify_chain(const std::vector<km::Certificate>& chain, unsigned expected_s
         i + 1 < chain.size() ? parse_cert_blob(chain[i + 1].encodedCertificate) : bssl::UpRef(cert);
     if (cert == nullptr || next == nullptr) return false;
     if (!CheckLink(cert.get(), next.get(), static_cast<int>(i), strict)) return false;
-    root_subject = x509NameToStr(X509_get_subject_name(next.get()));
   }
+  // The last signer is the root.
+  const std::string root_subject =
+      next == nullptr ? "" : x509NameToStr(X509_get_subject_name(next.get()));
   return CheckRootSubject(root_subject, strict);
 }
 

@@ -10,6 +10,7 @@
 #include "keymint/ORX_ATTEST.h"
 #include "keymint/ORX_ATTEST_RKP.h"
 #include "support/certificate_builder.h"
+#include "support/crypto_memory.h"
 #include "support/failing_crypto.h"
 #include "support/log_capture.h"
 
@@ -235,6 +236,20 @@ TEST(VerifyChainTest, RefusesEveryBitFlipAndTruncationOfTheLeaf) {
     leaf.pop_back();
     leaf.shrink_to_fit();
     EXPECT_FALSE(legacy::verify_chain(chain, 2, false)) << leaf.size() << " bytes";
+  }
+}
+
+TEST(VerifyChainTest, MemoryThatRunsOutIsNeverAPassAndNeverLost) {
+  const Chain chain = MakeChain(ChainFields(EcKeys(4)));
+  ASSERT_TRUE(legacy::verify_chain(chain, 4, true));  // fills the crypto library's caches
+  orx_test::CryptoMemory memory;
+  bool failed = true;
+  for (size_t allocation = 0; failed; ++allocation) {
+    memory.FailAt(allocation);
+    const bool accepted = legacy::verify_chain(chain, 4, true);
+    failed = memory.failed();
+    EXPECT_EQ(accepted, !failed) << allocation;
+    EXPECT_EQ(memory.live(), 0) << allocation;
   }
 }
 

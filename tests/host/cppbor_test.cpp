@@ -5,23 +5,16 @@
 #include <gmock/gmock.h>
 #include <keymaster/cppcose/cppcose.h>
 
-#include <algorithm>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "support/hex.h"
+
 namespace {
 
+using orx_test::FromHex;
 using testing::HasSubstr;
-
-std::vector<uint8_t> Hex(std::string text) {
-  text.erase(std::remove(text.begin(), text.end(), ' '), text.end());
-  std::vector<uint8_t> bytes;
-  for (size_t i = 0; i + 1 < text.size(); i += 2) {
-    bytes.push_back(static_cast<uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
-  }
-  return bytes;
-}
 
 std::vector<uint8_t> Counting(size_t size) {
   std::vector<uint8_t> bytes(size);
@@ -76,7 +69,7 @@ TEST(CppborTest, PrettyPrintMatchesThePlatform) {
       {"a3010203262001", "{\n  1 : 2,\n  3 : -7,\n  -1 : 1,\n}"},
       {"a3032601022001", "{\n  3 : -7,\n  1 : 2,\n  -1 : 1,\n}"},
       {"a4010203260481022001", "{\n  1 : 2,\n  3 : -7,\n  4 : [2, ],\n  -1 : 1,\n}"},
-      {"a50102032620012142 0a0b2242 0c0d",
+      {"a501020326200121420a0b22420c0d",
        "{\n  1 : 2,\n  3 : -7,\n  -1 : 1,\n  -2 : {0x0a, 0x0b},\n  -3 : {0x0c, 0x0d},\n}"},
       {"a101820304", "{\n  1 : [3, 4, ],\n}"},
       {"a101820380", "{\n  1 : [\n    3,\n    [],\n  ],\n}"},
@@ -107,7 +100,7 @@ TEST(CppborTest, PrettyPrintMatchesThePlatform) {
   };
   for (const PrintCase& test : kCases) {
     SCOPED_TRACE(test.encoding);
-    EXPECT_EQ(cppbor::prettyPrint(Hex(test.encoding), test.limit, test.hidden), test.text);
+    EXPECT_EQ(cppbor::prettyPrint(FromHex(test.encoding), test.limit, test.hidden), test.text);
   }
   EXPECT_EQ(cppbor::prettyPrint(nullptr), "<NULL>");
 }
@@ -166,7 +159,7 @@ TEST(CppborTest, ParseSaysWhatIsWrongAndWhere) {
   };
   for (const ErrorCase& test : kCases) {
     SCOPED_TRACE(test.encoding);
-    const std::vector<uint8_t> encoding = Hex(test.encoding);
+    const std::vector<uint8_t> encoding = FromHex(test.encoding);
     const auto [item, position, message] = cppbor::parse(encoding);
     EXPECT_EQ(message, test.message);
     EXPECT_EQ(item == nullptr, !message.empty());
@@ -242,14 +235,14 @@ TEST(CppborTest, PrettyPrintRefusesWhatItCannotPrintWithOneErrorLine) {
   __android_log_set_logger([](const __android_logger_data* data, const char* message) {
     if (data->priority == ANDROID_LOG_ERROR) logged_errors.push_back(message);
   });
-  EXPECT_EQ(cppbor::prettyPrint(Hex("a1")), "");
+  EXPECT_EQ(cppbor::prettyPrint(FromHex("a1")), "");
   ASSERT_EQ(logged_errors.size(), 1u);
   EXPECT_THAT(logged_errors[0], HasSubstr("Data to pretty print is not valid CBOR: Not enough "
                                           "entries for map."));
 
   // Every entry of the innermost array is a line behind 1800 blanks.
   std::vector<uint8_t> wide(900, 0x81);
-  for (uint8_t byte : Hex("9a00010000")) wide.push_back(byte);
+  for (uint8_t byte : FromHex("9a00010000")) wide.push_back(byte);
   wide.insert(wide.end(), 0x10000, 0x80);
   EXPECT_EQ(cppbor::prettyPrint(wide), "");
   ASSERT_EQ(logged_errors.size(), 2u);
@@ -278,19 +271,19 @@ TEST(CppborTest, EncodingUsesTheShortestHeader) {
   };
   for (const auto& test : kCases) {
     const std::vector<uint8_t> encoding = cppbor::Array(test.value).encode();
-    EXPECT_EQ(std::vector<uint8_t>(encoding.begin() + 1, encoding.end()), Hex(test.encoding))
+    EXPECT_EQ(std::vector<uint8_t>(encoding.begin() + 1, encoding.end()), FromHex(test.encoding))
         << test.value;
   }
-  EXPECT_EQ(cppbor::Uint(std::numeric_limits<uint64_t>::max()).encode(), Hex("1bffffffffffffffff"));
-  EXPECT_EQ(cppbor::Array("a", std::string("b"), Hex("01"), false, nullptr,
+  EXPECT_EQ(cppbor::Uint(std::numeric_limits<uint64_t>::max()).encode(),
+            FromHex("1bffffffffffffffff"));
+  EXPECT_EQ(cppbor::Array("a", std::string("b"), FromHex("01"), false, nullptr,
                           cppbor::SemanticTag(17, cppbor::Map(cppcose::CoseKey::CURVE, "x")))
                 .encode(),
-            Hex("86 6161 6162 4101 f4 f6 d1 a1 20 6178"));
+            FromHex("86616161624101f4f6d1a1206178"));
 }
 
 TEST(CppborTest, MapGetFindsTheFirstEntryOfThatKey) {
-  const auto [item, position, message] =
-      cppbor::parse(Hex("a6 21 01 21 02 c1 05 03 f5 04 6161 05 00 06"));
+  const auto [item, position, message] = cppbor::parse(FromHex("a621012102c10503f5046161050006"));
   ASSERT_NE(item, nullptr) << message;
   const cppbor::Map* map = item->asMap();
   ASSERT_NE(map, nullptr);
@@ -304,18 +297,18 @@ TEST(CppborTest, MapGetFindsTheFirstEntryOfThatKey) {
 
 TEST(CppborTest, CanonicalOrderIsShorterFirstThenBytewise) {
   cppbor::Map map("bb", 0, 300, 0, "a", 0, 24, 0, -1, 0, 10, 0);
-  EXPECT_EQ(map.encode(), Hex("a6 626262 00 19012c 00 6161 00 1818 00 20 00 0a 00"));
+  EXPECT_EQ(map.encode(), FromHex("a66262620019012c0061610018180020000a00"));
   EXPECT_FALSE(map.isCanonical());
-  EXPECT_EQ(map.canonicalize().encode(), Hex("a6 0a 00 20 00 1818 00 6161 00 19012c 00 626262 00"));
+  EXPECT_EQ(map.canonicalize().encode(), FromHex("a60a00200018180061610019012c0062626200"));
   EXPECT_TRUE(map.isCanonical());
   EXPECT_FALSE(map.add(1, 1).isCanonical());
 
   cppbor::Map outer(2, cppbor::Map(2, 0, 1, 0), 1, 0);
-  EXPECT_EQ(outer.canonicalize(true).encode(), Hex("a2 01 00 02 a2 01 00 02 00"));
+  EXPECT_EQ(outer.canonicalize(true).encode(), FromHex("a2010002a201000200"));
 }
 
 TEST(CppborTest, TaggedItemsBehaveAsTheirContentExceptBoolAndNull) {
-  const auto tagged = cppbor::parse(Hex("c1 c2 f5"));
+  const auto tagged = cppbor::parse(FromHex("c1c2f5"));
   const cppbor::Item& item = *std::get<0>(tagged);
   EXPECT_EQ(item.type(), cppbor::SIMPLE);
   EXPECT_EQ(item.semanticTagCount(), 2u);
@@ -327,10 +320,10 @@ TEST(CppborTest, TaggedItemsBehaveAsTheirContentExceptBoolAndNull) {
   EXPECT_EQ(item, cppbor::Bool(true)) << "tags do not count";
   EXPECT_NE(item, cppbor::Bool(false));
 
-  const auto array = cppbor::parse(Hex("d1 81 00"));
+  const auto array = cppbor::parse(FromHex("d18100"));
   ASSERT_NE(std::get<0>(array)->asArray(), nullptr);
   EXPECT_EQ(std::get<0>(array)->asArray()->size(), 1u);
-  EXPECT_EQ(std::get<0>(array)->encode(), Hex("d1 81 00"));
+  EXPECT_EQ(std::get<0>(array)->encode(), FromHex("d18100"));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <android_host/host.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <orx/attest.h>
@@ -8,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "support/device_properties.h"
 #include "support/failing_property.h"
 #include "support/log_capture.h"
 #include "support/scripted_modem.h"
@@ -33,20 +33,13 @@ Bytes Record(uint32_t number, const std::string& value) {
 class IdRecords : public ::testing::Test {
  protected:
   IdRecords() {
-    android_host::DisableDeviceModule();
-    android_host::ClearProperties();
-    Set("ro.product.first_api_level", "34");
-    Set("ro.product.vendor.brand", "acme");
-    Set("ro.product.vendor.device", "anvil");
-    Set("ro.product.vendor.name", "anvil_eea");
-    Set("ro.vendor.boot.serialno", "SN0001");
-    Set("ro.product.vendor.manufacturer", "Acme Forge");
-    Set("ro.product.vendor.model", std::string(91, 'm'));
-  }
-
-  static void Set(const std::string& name, const std::string& value) {
-    std::string error;
-    ASSERT_TRUE(android_host::SetProperty(name, value, &error)) << error;
+    properties_.Set({{"ro.product.first_api_level", "34"},
+                     {"ro.product.vendor.brand", "acme"},
+                     {"ro.product.vendor.device", "anvil"},
+                     {"ro.product.vendor.name", "anvil_eea"},
+                     {"ro.vendor.boot.serialno", "SN0001"},
+                     {"ro.product.vendor.manufacturer", "Acme Forge"},
+                     {"ro.product.vendor.model", std::string(91, 'm')}});
   }
 
   int Get() { return ORX_get_attestation_id(buffer_.data(), &length_); }
@@ -72,6 +65,7 @@ class IdRecords : public ::testing::Test {
       {{"TCATSEND,0,AT+CGSN", "490154203237518"}, {"TCATSEND,0,AT^MEID", "99000012345678"}});
   Bytes buffer_ = Bytes(900, 0xee);
   uint32_t length_ = 800;
+  DeviceProperties properties_;
   LogCapture log_;
 };
 

@@ -2,8 +2,6 @@
 #include "sim/remotely_provisioned.h"
 
 #include <gtest/gtest.h>
-#include <openssl/ec_key.h>
-#include <openssl/nid.h>
 
 #include "simulated_device.h"
 #include "support/hex.h"
@@ -32,19 +30,6 @@ KeyPair NewKeyPair(Services& services) {
   return pair;
 }
 
-// The public key of a MACed COSE_Key, null if the coordinates are no point of the curve.
-bssl::UniquePtr<EVP_PKEY> PublicKey(const KeyPair& pair) {
-  const bssl::UniquePtr<BIGNUM> x(BN_bin2bn(&pair.maced[18], 32, nullptr));
-  const bssl::UniquePtr<BIGNUM> y(BN_bin2bn(&pair.maced[53], 32, nullptr));
-  bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
-  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
-  if (!EC_KEY_set_public_key_affine_coordinates(ec.get(), x.get(), y.get()) ||
-      !EVP_PKEY_set1_EC_KEY(key.get(), ec.get())) {
-    return nullptr;
-  }
-  return key;
-}
-
 ErrorCode Attest(Services& services, const Bytes& handle, km::KeyCreationResult* result) {
   return CodeOf(services.keymint->generateKey(Attested(EcRequest(km::KeyPurpose::SIGN)),
                                               km::AttestationKey{handle, {}, DefaultSubjectName()},
@@ -57,7 +42,7 @@ TEST(RemotelyProvisionedTest, PublicKeyIsACanonicalCoseKeyInsideACoseMac0) {
   EXPECT_EQ(pair.Part(0, 18), "8443a10105a0584da5010203262001215820");
   EXPECT_EQ(pair.Part(50, 3), "225820");
   EXPECT_EQ(pair.Part(85, 2), "5820");
-  EXPECT_TRUE(PublicKey(pair));
+  EXPECT_TRUE(PublicKeyOf(pair.maced));
   EXPECT_NE(NewKeyPair(device.strongbox()).maced, pair.maced);
 }
 
@@ -70,7 +55,7 @@ TEST(RemotelyProvisionedTest, HandleAttestsOnItsOwnInstanceOnlyAndOutlivesUpdate
     ASSERT_EQ(Attest(device.strongbox(), pair.handle, &result), ErrorCode::OK) << patch_level;
     ASSERT_EQ(result.certificateChain.size(), 1u);
     const auto certificate = ParseCertificate(result.certificateChain[0].encodedCertificate);
-    EXPECT_EQ(X509_verify(certificate.get(), PublicKey(pair).get()), 1);
+    EXPECT_EQ(X509_verify(certificate.get(), PublicKeyOf(pair.maced).get()), 1);
     EXPECT_EQ(Attest(device.tee(), pair.handle, &result), ErrorCode::INVALID_KEY_BLOB);
   }
 }

@@ -2,6 +2,10 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <openssl/bn.h>
+#include <openssl/ec_key.h>
+#include <openssl/mem.h>
+#include <openssl/nid.h>
 #include <openssl/x509.h>
 #include <stdlib.h>
 
@@ -91,6 +95,20 @@ inline Bytes Extension(X509* certificate, const char* oid) {
 }
 inline constexpr char kAttestationOid[] = "1.3.6.1.4.1.11129.2.1.17";
 
+// The public key of a MACed COSE_Key of P-256 in canonical form, null if the coordinates are no
+// point of the curve.
+inline bssl::UniquePtr<EVP_PKEY> PublicKeyOf(const Bytes& maced_key) {
+  const bssl::UniquePtr<BIGNUM> x(BN_bin2bn(&maced_key.at(18), 32, nullptr));
+  const bssl::UniquePtr<BIGNUM> y(BN_bin2bn(&maced_key.at(53), 32, nullptr));
+  const bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
+  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
+  if (!EC_KEY_set_public_key_affine_coordinates(ec.get(), x.get(), y.get()) ||
+      !EVP_PKEY_set1_EC_KEY(key.get(), ec.get())) {
+    return nullptr;
+  }
+  return key;
+}
+
 // Parameters of an EC P-256 key with this purpose, valid without end.
 inline KeyParams EcRequest(km::KeyPurpose purpose) {
   return {
@@ -109,6 +127,13 @@ inline KeyParams With(KeyParams params, const KeyParams& more) {
 }
 inline KeyParams Without(KeyParams params, Tag tag) {
   Remove(&params, tag);
+  return params;
+}
+
+// The same for a key of another algorithm, without its size.
+inline KeyParams RequestOf(km::Algorithm algorithm, km::KeyPurpose purpose) {
+  KeyParams params = Without(Without(EcRequest(purpose), Tag::EC_CURVE), Tag::ALGORITHM);
+  params.push_back({Tag::ALGORITHM, algorithm});
   return params;
 }
 

@@ -29,6 +29,7 @@ struct Check {
   // Calls the library; 0 is a pass. What it notes never changes the verdict.
   std::function<int(CheckNotes* notes)> run;
   bool looks_at_chain = false;  // a look at an attestation chain can tell more
+  int identifiers = 0;          // how many identifiers it asks the device to attest
 };
 
 // CheckResult is what a check came to.

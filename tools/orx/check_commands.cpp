@@ -105,6 +105,7 @@ int RunPerIdentifier(const std::vector<Identifier>& identifiers, const Args& arg
   for (const Identifier& identifier : identifiers) {
     Check check = make(identifier.bit);
     check.name += std::string(":") + identifier.name;
+    check.looks_at_chain = check.looks_at_chain && identifier.bit == identifiers[0].bit;
     runner.Add(runner.Execute(check));
     if (runner.interrupted()) break;
   }

@@ -21,6 +21,10 @@ constexpr Identifier kIdentifiers[] = {{"brand", 0x1},  {"device", 0x2},        
                                        {"serial", 0x8}, {"manufacturer", 0x10}, {"model", 0x20},
                                        {"imei", 0x40},  {"imei2", 0x80},        {"meid", 0x100}};
 
+int CountBits(uint32_t mask) {
+  return __builtin_popcount(mask);
+}
+
 bool AddIdentifier(const std::string& name, std::vector<Identifier>* identifiers) {
   for (const Identifier& known : kIdentifiers) {
     if (name != known.name) continue;
@@ -38,15 +42,25 @@ void NoteRemoteKeys(const std::string& instance, CheckNotes* notes) {
       "checked relaxed: a remotely provisioned StrongBox certifies its attestation key itself");
 }
 
+// NoteWhatIsAsked explains arguments of a single check that cannot do what they seem to.
+void NoteWhatIsAsked(const std::string& instance, bool relaxed, CheckNotes* notes) {
+  if (instance == kStrongBox && !relaxed && !StrongBoxHasFactoryKeys()) {
+    notes->advice.push_back(
+        "a remotely provisioned StrongBox certifies its attestation key itself: only --relaxed can "
+        "pass");
+  }
+}
+
 Check MakeAttestationCheck(const std::string& instance, uint32_t id_mask, bool relaxed,
                            bool relax_remote) {
   return {kAttestation, instance,
           [=](CheckNotes* notes) {
             if (relax_remote) NoteRemoteKeys(instance, notes);
+            if (!relax_remote) NoteWhatIsAsked(instance, relaxed, notes);
             return ORX_validate_attestation(id_mask != 0, id_mask, relaxed || notes->remote_keys,
                                             instance == kStrongBox);
           },
-          /*looks_at_chain=*/true};
+          /*looks_at_chain=*/true, CountBits(id_mask)};
 }
 
 Check DeviceModelCheck() {
@@ -108,10 +122,12 @@ Check ModelCheck(const std::string& instance, const std::string& model, bool rel
 }
 
 Check RkpIdsCheck(const std::string& instance, uint32_t id_mask) {
-  return {kRkpIds, instance, [=](CheckNotes*) {
+  return {kRkpIds, instance,
+          [=](CheckNotes*) {
             return ORX_validate_attestation_ids(id_mask != 0, id_mask, /*relaxed=*/false,
                                                 instance == kStrongBox);
-          }};
+          },
+          /*looks_at_chain=*/false, CountBits(id_mask)};
 }
 
 Check RootOfTrustCheck() {

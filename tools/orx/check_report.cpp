@@ -94,7 +94,8 @@ std::vector<std::string> DetailLines(const CheckResult& result, bool notes_only)
     if (!result.cause.empty()) lines.push_back("  reason:  " + result.cause);
     if (!result.message.empty()) lines.push_back("  library: " + result.message);
   }
-  for (const std::string& advice : result.advice) lines.push_back("  next:    " + advice);
+  const char* label = notes_only ? "  note:    " : "  next:    ";
+  for (const std::string& advice : result.advice) lines.push_back(label + advice);
   return lines;
 }
 

@@ -211,6 +211,20 @@ std::string MaskValue(const std::string& value) {
   return value.substr(0, kept) + std::string(value.size() - kept, '*');
 }
 
+namespace {
+
+// MaskArgument keeps what is no identifier: a key parameter shows its tag, and its value as a list
+// of bytes.
+std::string MaskArgument(const std::string& argument) {
+  const std::string begin = "blob: [";
+  const size_t list = argument.find(begin);
+  const size_t end = argument.find(']', list);
+  if (list == std::string::npos || end == std::string::npos) return MaskValue(argument);
+  return argument.substr(0, list + begin.size()) + "*" + argument.substr(end);
+}
+
+}  // namespace
+
 std::string MaskIdentifiers(const std::string& message) {
   const auto match = MatchMessage(message);
   if (!match) return message;
@@ -223,7 +237,7 @@ std::string MaskIdentifiers(const std::string& message) {
   std::string masked = pattern.literals[0];
   for (size_t i = 0; i < match->arguments.size(); ++i) {
     const bool text = pattern.conversions[i] == 's';
-    masked += text ? MaskValue(match->arguments[i]) : match->arguments[i];
+    masked += text ? MaskArgument(match->arguments[i]) : match->arguments[i];
     masked += pattern.literals[i + 1];
   }
   return masked;

@@ -37,6 +37,8 @@ void Output::PrintJson(const Json::Value& document) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
   builder["emitUTF8"] = true;
+  builder["precision"] = 6;
+  builder["precisionType"] = "decimal";
   printf("%s\n", Json::writeString(builder, document).c_str());
 }
 
