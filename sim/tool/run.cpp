@@ -184,6 +184,16 @@ int RunSandbox(const RunOptions& options, const std::vector<Placement>& placemen
   return Fail("the sandbox could not be set up");
 }
 
+// execvp() answers EACCES too when it may not look into a folder of PATH.
+int WhyNotExecuted(const std::string& command, int reason) {
+  if (reason != EACCES || command.find('/') != std::string::npos) return reason;
+  const char* const path = getenv("PATH");
+  for (const std::string& folder : android::base::Split(path == nullptr ? "" : path, ":")) {
+    if (access((folder + "/" + command).c_str(), F_OK) == 0) return reason;
+  }
+  return ENOENT;
+}
+
 }  // namespace
 
 int Run(const RunOptions& options) {
@@ -228,7 +238,7 @@ int BecomeCommand(int argc, char** argv) {
     signal(number, stays ? SIG_IGN : SIG_DFL);
   }
   execvp(argv[2], argv + 2);
-  const int reason = errno;
+  const int reason = WhyNotExecuted(argv[2], errno);
   fprintf(stderr, "orx-sim: %s: %s\n", argv[2], strerror(reason));
   return reason == ENOENT ? kExitNotFound : kExitNotExecutable;
 }
