@@ -49,8 +49,7 @@ bool Fill(const std::string& folder, const Profile& profile, std::string* error)
   return WriteNewFile(folder + "/" + kConf, conf, error) &&
          WriteNewFile(folder + "/" + kBuildProp, profile.build_prop, error) &&
          WriteNewFile(folder + "/" + kDeletedKeys, "", error) &&
-         MakeFolder(folder + "/persist", error) && MakeFolder(folder + "/socket", error) &&
-         WriteRootKey(folder + "/" + kRootKey, error);
+         MakeFolder(folder + "/persist", error) && WriteRootKey(folder + "/" + kRootKey, error);
 }
 
 // A folder that anybody else could read or change would be no secure hardware.

@@ -24,7 +24,6 @@ using KeyId = std::array<uint8_t, 16>;
 //   deleted.keys   one line per deletion, only ever appended to: "INSTANCE KEYID" (32 hex digits),
 //                  or "INSTANCE *" for all keys that were there
 //   persist/       what the device sees as /mnt/vendor/persist/security
-//   socket/        what the device sees as /dev/socket
 //
 // Folders have mode 0700, files 0600. Several processes may use one folder: files are replaced by
 // renaming, and changes are made under an exclusive lock of the folder. All methods may be called
