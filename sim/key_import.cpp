@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+#include "sim/ec_keys.h"
+
 namespace orx_sim {
 namespace {
 
@@ -38,13 +40,6 @@ ErrorCode CheckMinMacLength(const KeyParams& params) {
   if (!bits) return ErrorCode::MISSING_MIN_MAC_LENGTH;
   if (*bits < 96 || *bits > 128 || *bits % 8 != 0) return ErrorCode::UNSUPPORTED_MIN_MAC_LENGTH;
   return ErrorCode::OK;
-}
-
-// A parameter that the caller gave must be what the material says; otherwise it is added.
-bool AgreeOn(const km::KeyParameter& told, KeyParams* params) {
-  const std::optional<int64_t> given = FindNumber(*params, told.tag);
-  if (!given) params->push_back(told);
-  return !given || given == NumberOf(told.value);
 }
 
 ErrorCode ImportAes(km::KeyFormat format, const Bytes& data, bool strongbox, KeyParams* params,
@@ -81,6 +76,12 @@ ErrorCode ImportRsa(km::KeyFormat format, const Bytes& data, bool strongbox, Key
 
 }  // namespace
 
+bool AgreeOn(const km::KeyParameter& told, KeyParams* params) {
+  const std::optional<int64_t> given = FindNumber(*params, told.tag);
+  if (!given) params->push_back(told);
+  return !given || given == NumberOf(told.value);
+}
+
 ErrorCode CheckCreation(const KeyParams& params) {
   const std::optional<Algorithm> algorithm = FindEnum<Algorithm>(params, Tag::ALGORITHM);
   if (!algorithm) return ErrorCode::UNSUPPORTED_ALGORITHM;
@@ -100,6 +101,8 @@ ErrorCode ImportMaterial(km::KeyFormat format, const Bytes& data, bool strongbox
       return ImportAes(format, data, strongbox, params, material);
     case Algorithm::RSA:
       return ImportRsa(format, data, strongbox, params, material);
+    case Algorithm::EC:
+      return ImportEc(format, data, strongbox, params, material);
     default:
       return ErrorCode::UNSUPPORTED_ALGORITHM;
   }

@@ -20,6 +20,10 @@ ErrorCode CheckCreation(const KeyParams& params);
 ErrorCode ImportMaterial(km::KeyFormat format, const Bytes& data, bool strongbox, KeyParams* params,
                          SecretBytes* material);
 
+// AgreeOn adds to `*params` what a key's material tells, unless the caller gave it; returns false
+// if the caller gave something else.
+bool AgreeOn(const km::KeyParameter& told, KeyParams* params);
+
 // ParsePrivateKey parses a PrivateKeyInfo (PKCS#8, RFC 5208) with nothing behind it; null
 // otherwise.
 bssl::UniquePtr<EVP_PKEY> ParsePrivateKey(const uint8_t* data, size_t length);

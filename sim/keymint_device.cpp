@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "sim/begin_rules.h"
+#include "sim/ec_keys.h"
 #include "sim/key_generation.h"
 #include "sim/key_import.h"
 #include "sim/operation.h"
@@ -243,6 +244,12 @@ ErrorCode KeyMintDevice::Start(const BeginRequest& request, km::BeginResult* res
     RsaMode mode;
     const ErrorCode code = CheckRsaBegin(request, folder_->IsYes("public-key-operations"), &mode);
     if (code == ErrorCode::OK) *computation = StartRsa(request.key, request.purpose, mode);
+    return code;
+  }
+  if (request.key.algorithm() == km::Algorithm::EC) {
+    km::Digest digest{};
+    const ErrorCode code = CheckEcBegin(request, &digest);
+    if (code == ErrorCode::OK) *computation = StartEc(request.key, digest);
     return code;
   }
   if (request.key.algorithm() != km::Algorithm::AES) return ErrorCode::UNSUPPORTED_ALGORITHM;

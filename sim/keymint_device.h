@@ -26,7 +26,7 @@ ndk::ScopedAStatus AsStatus(ErrorCode code);
 // that the interface answers are not here but in the channel before it (channel.h), which also sees
 // to it that outputs are assigned only on success.
 //
-// Not offered: GCM, 3DES, HMAC and EC operations, wrapped import, storage keys, user
+// Not offered: GCM, 3DES, HMAC, key agreement, curve 25519, wrapped import, storage keys, user
 // authentication.
 class KeyMintDevice : public km::BnKeyMintDevice {
  public:

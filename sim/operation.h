@@ -2,6 +2,7 @@
 #pragma once
 
 #include <aidl/android/hardware/security/keymint/BnKeyMintOperation.h>
+#include <openssl/digest.h>
 
 #include <memory>
 #include <mutex>
@@ -21,6 +22,9 @@ class Computation {
   // Gets the last input and, for verification, the signature.
   virtual ErrorCode Finish(const Bytes& input, const Bytes& signature, Bytes* out) = 0;
 };
+
+// DigestFunction returns the function of a digest, null for NONE.
+const EVP_MD* DigestFunction(km::Digest digest);
 
 // StartAes and StartRsa begin the computation of a checked request, null if the key is unusable.
 // AES makes a nonce where one is needed and none is given.

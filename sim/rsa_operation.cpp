@@ -15,25 +15,6 @@ using km::PaddingMode;
 
 constexpr size_t kPkcs1OverheadBytes = 11;  // RFC 8017, 7.2 and 9.2
 
-const EVP_MD* DigestFunction(Digest digest) {
-  switch (digest) {
-    case Digest::MD5:
-      return EVP_md5();
-    case Digest::SHA1:
-      return EVP_sha1();
-    case Digest::SHA_2_224:
-      return EVP_sha224();
-    case Digest::SHA_2_256:
-      return EVP_sha256();
-    case Digest::SHA_2_384:
-      return EVP_sha384();
-    case Digest::SHA_2_512:
-      return EVP_sha512();
-    default:
-      return nullptr;
-  }
-}
-
 int PaddingNumber(PaddingMode padding) {
   switch (padding) {
     case PaddingMode::RSA_OAEP:

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <android-base/file.h>
+#include <android-base/strings.h>
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,6 +34,7 @@ namespace {
 using orx_test::Bytes;
 using orx_test::Fails;
 using orx_test::Succeeds;
+using orx_test::Text;
 using orx_test::TransactionFails;
 using ::testing::_;
 using ::testing::ElementsAre;
@@ -42,7 +44,7 @@ using ::testing::IsEmpty;
 using ::testing::Return;
 
 const std::string kFile50 = "/mnt/vendor/persist/security/zol_key_user0";
-constexpr int kUpgrade = -62;
+constexpr char kLoaded[] = "RSA: loaded key blob size: 6 for keyid 50";
 
 Bytes ToBytes(const std::string& text) {
   return Bytes(text.begin(), text.end());
@@ -51,16 +53,6 @@ Bytes ToBytes(const std::string& text) {
 std::string FileContent(const std::string& path) {
   std::string content;
   return base::ReadFileToString(path, &content) ? content : "(none)";
-}
-
-std::string Text(const std::vector<km::KeyParameter>& parameters) {
-  std::string text;
-  for (const km::KeyParameter& parameter : parameters) {
-    const std::string value = parameter.value.toString();
-    text += toString(parameter.tag) + "=" + value.substr(value.find(": ") + 2);
-    text.back() = ' ';
-  }
-  return text;
 }
 
 class RsaTest : public ::testing::Test {
@@ -249,10 +241,10 @@ TEST_F(RsaTest, WrappedKeysAreRefusedUntouched) {
 using Components = std::array<Bytes, 8>;
 const char* const kComponentNames[] = {"e", "n", "d", "p", "q", "dP", "dQ", "qInv"};
 
-bssl::UniquePtr<RSA> NewKey(int bits, uint32_t exponent = RSA_F4) {
+bssl::UniquePtr<RSA> NewKey(int bits) {
   bssl::UniquePtr<RSA> rsa(RSA_new());
   bssl::UniquePtr<BIGNUM> e(BN_new());
-  EXPECT_TRUE(BN_set_u64(e.get(), exponent));
+  EXPECT_TRUE(BN_set_u64(e.get(), RSA_F4));
   EXPECT_TRUE(RSA_generate_key_ex(rsa.get(), bits, e.get(), nullptr));
   return rsa;
 }
@@ -441,9 +433,7 @@ TEST_F(RsaTest, SignRunsOneOperationWithTheStoredKey) {
   EXPECT_EQ(Sign(), 0u);
   EXPECT_EQ(Output(), "output------");
   EXPECT_EQ(length_, 6u);
-  EXPECT_THAT(log_.messages(),
-              ElementsAre("strongbox was 0", "RSA: loaded key blob size: 6 for keyid 50",
-                          "KM: Begin", "KM: Finish"));
+  EXPECT_THAT(log_.messages(), ElementsAre("strongbox was 0", kLoaded, "KM: Begin", "KM: Finish"));
 }
 
 TEST_F(RsaTest, AShortBufferTakesTheBeginningOfTheResult) {
@@ -451,12 +441,15 @@ TEST_F(RsaTest, AShortBufferTakesTheBeginningOfTheResult) {
   EXPECT_EQ(Sign(4), 0u);
   EXPECT_EQ(Output(), "outp--------");
   EXPECT_EQ(length_, 4u);
-  length_ = 2;
-  EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, 2), 0u);
-  EXPECT_EQ(length_, 2u);
-  length_ = 6;
-  EXPECT_EQ(Sign(6), 0u);
-  EXPECT_EQ(length_, 6u);
+  TakeMessages();
+  for (const auto& [direction, name] : {std::pair(1, "Encrypt"), std::pair(2, "Decrypt")}) {
+    length_ = 5;
+    EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, direction), 0u);
+    EXPECT_EQ(Output(), "outpu-------");
+    EXPECT_EQ(length_, 5u);
+    EXPECT_THAT(TakeMessages(),
+                ElementsAre(std::string("RSA: process with operation:") + name, kLoaded));
+  }
 }
 
 TEST_F(RsaTest, SelectorsOtherThanTheKnownOnesMeanSha1NoPaddingAndDecrypt) {
@@ -479,18 +472,6 @@ TEST_F(RsaTest, SelectorsOtherThanTheKnownOnesMeanSha1NoPaddingAndDecrypt) {
                                  "ENCRYPT PADDING=RSA_PKCS1_1_5_ENCRYPT" + rest,
                                  "SIGN DIGEST=SHA_2_256 PADDING=NONE" + rest, other_crypt,
                                  other_sign, other_crypt));
-}
-
-TEST_F(RsaTest, EncryptAndDecryptLogTheirDirection) {
-  StoreBlob();
-  for (const auto& [direction, name] :
-       {std::pair<int, const char*>{1, "Encrypt"}, std::pair<int, const char*>{0, "Decrypt"}}) {
-    length_ = sizeof output_;
-    EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, direction), 0u);
-    EXPECT_EQ(std::string(output_, output_ + length_), "output");
-    EXPECT_THAT(TakeMessages(), ElementsAre(std::string("RSA: process with operation:") + name,
-                                            "RSA: loaded key blob size: 6 for keyid 50"));
-  }
 }
 
 TEST_F(RsaTest, MissingArgumentsAreRefusedBeforeAnyService) {
@@ -526,57 +507,57 @@ TEST_F(RsaTest, VerifyPassesTheSignatureOnAndRejectsItWhateverTheDeviceSays) {
       .WillOnce(Succeeds(Bytes()))
       .WillOnce(Fails(-30));
   EXPECT_EQ(ORX_RSA_Verify(50, data_, signature, 4, 3, 2, 1), 1u);
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: loaded key blob size: 6 for keyid 50"));
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded));
   EXPECT_EQ(ORX_RSA_Verify(50, data_, signature, 4, 3, 2, 1), 1u);
   EXPECT_THAT(TakeMessages(),
-              ElementsAre("RSA: loaded key blob size: 6 for keyid 50",
-                          "RSA: finish failed with code:-30, blob size:6, output_size:5"));
+              ElementsAre(kLoaded, "RSA: finish failed with code:-30, blob size:6, output_size:5"));
   EXPECT_EQ(ORX_RSA_Verify(51, data_, signature, 4, 3, 2, 1), 1u);
   EXPECT_THAT(TakeMessages(),
               ElementsAre("RSA: failed to read RSA from ", "RSA: no key blob not loaded"));
-}
 
-TEST_F(RsaTest, ProcessAppendsWhatTheDeviceReturnsToTheSentinelOfVerify) {
-  StoreBlob();
+  // The sentinel, behind which the device's answer is appended.
   const AuthorizationSet none;
-  EXPECT_EQ(ORX_RSA_Process(50, km::KeyPurpose::SIGN, "in", "", none), "output");
+  EXPECT_EQ(ORX_RSA_Process(51, km::KeyPurpose::VERIFY, "in", "sig", none), "ERROR");
+  ::testing::Mock::VerifyAndClearExpectations(&device_);
+  ::testing::Mock::VerifyAndClearExpectations(&operation_);
   EXPECT_EQ(ORX_RSA_Process(50, km::KeyPurpose::VERIFY, "in", "sig", none), "ERRORoutput");
-  EXPECT_EQ(ORX_RSA_Process(0, km::KeyPurpose::VERIFY, "in", "sig", none), "ERROR");
-  EXPECT_EQ(ORX_RSA_Process(0, km::KeyPurpose::SIGN, "in", "", none), "");
 }
 
 // --- Failures of an operation, and the upgrade
 
+constexpr int kNotAsked = 1;  // where the device's answer would stand
+constexpr rlim_t kAnySize = RLIM_INFINITY;
+
 struct Failure {
   const char* title;
-  // What the device answers in turn; 0 is success.
-  std::vector<int> begin;
-  int upgrade;
-  const char* upgraded;
-  rlim_t file_limit;
-  int finish;
-  std::vector<std::string> messages;
-  const char* file;
+  int begin, upgrade;    // what the device answers
+  const char* upgraded;  // and the blob that it returns
+  int begin_again;       // what it answers to the second begin
+  rlim_t file_limit;     // the size up to which files can be written
+  int finish;            // what the operation answers
+  std::string messages;  // between those of load and sign, separated by '|'
+  const char* file;      // the blob file afterwards
 };
-
-constexpr char kRequires[] = "RSA: KM requires the key to be upgraded";
-constexpr char kSaving[] = "RSA: key with size:8 being saved to filesystem";
 
 class RsaFailure : public RsaTest, public ::testing::WithParamInterface<Failure> {};
 
 TEST_P(RsaFailure, LeavesNoSignatureAndTellsWhy) {
   const Failure& row = GetParam();
   StoreBlob();
-  auto& begin = EXPECT_CALL(device_, begin).Times(static_cast<int>(row.begin.size()));
-  for (int code : row.begin) {
-    if (code != 0) begin.WillOnce(Fails(code));
-    if (code == 0) begin.WillOnce(Succeeds(device_.Begun(keymint_.operation)));
-  }
-  if (row.upgrade != 0) EXPECT_CALL(device_, upgradeKey).WillOnce(Fails(row.upgrade));
-  if (row.upgraded != nullptr) {
-    EXPECT_CALL(device_, upgradeKey).WillOnce(Succeeds(ToBytes(row.upgraded)));
-  }
-  EXPECT_CALL(operation_, finish).Times(row.finish != 0 ? 1 : 0).WillRepeatedly(Fails(row.finish));
+  int begun = 0;
+  EXPECT_CALL(device_, begin).WillRepeatedly([&](auto&&, auto&&, auto&&, auto&&, auto* result) {
+    const int code = ++begun == 1 ? row.begin : row.begin_again;
+    EXPECT_NE(code, kNotAsked);
+    if (code != 0) return ::ndk::ScopedAStatus::fromServiceSpecificError(code);
+    result->operation = keymint_.operation;
+    return ::ndk::ScopedAStatus::ok();
+  });
+  auto& upgrade = EXPECT_CALL(device_, upgradeKey).Times(row.upgrade == kNotAsked ? 0 : 1);
+  if (row.upgrade == 0) upgrade.WillOnce(Succeeds(ToBytes(row.upgraded)));
+  if (row.upgrade < 0) upgrade.WillOnce(Fails(row.upgrade));
+  EXPECT_CALL(operation_, finish)
+      .Times(row.finish == kNotAsked ? 0 : 1)
+      .WillRepeatedly(Fails(row.finish));
   EXPECT_CALL(operation_, abort).Times(0);
   signal(SIGXFSZ, SIG_IGN);
   const rlimit limit = {row.file_limit, RLIM_INFINITY};
@@ -585,81 +566,42 @@ TEST_P(RsaFailure, LeavesNoSignatureAndTellsWhy) {
   EXPECT_EQ(Sign(), 1u);
   EXPECT_EQ(Output(), std::string(sizeof output_, '-'));
   EXPECT_EQ(length_, sizeof output_);
-  std::vector<std::string> expected = {"RSA: loaded key blob size: 6 for keyid 50"};
-  expected.insert(expected.end(), row.messages.begin(), row.messages.end());
-  expected.push_back("RSA: signature is empty");
-  EXPECT_THAT(TakeMessages(), ElementsAreArray(expected));
+  EXPECT_EQ(base::Join(TakeMessages(), '|'),
+            std::string(kLoaded) + "|" + row.messages + "|RSA: signature is empty");
   EXPECT_EQ(FileContent(kFile50), row.file);
 }
+
+const std::string kRequires = "RSA: KM requires the key to be upgraded|";
+const std::string kNotNeeded = kRequires + "RSA: Upgrade failed or not needed: ";
+const std::string kSaving = kRequires + "RSA: key with size:8 being saved to filesystem|";
 
 INSTANTIATE_TEST_SUITE_P(
     All, RsaFailure,
     ::testing::Values(
-        Failure{"Begin",
-                {-25},
-                0,
-                nullptr,
-                RLIM_INFINITY,
-                0,
-                {"RSA: begin failed with error: -25\n"},
+        Failure{"Begin", -25, kNotAsked, "", kNotAsked, kAnySize, kNotAsked,
+                "RSA: begin failed with error: -25\n", "stored"},
+        Failure{"Finish", 0, kNotAsked, "", kNotAsked, kAnySize, -21,
+                "RSA: finish failed with code:-21, blob size:6, output_size:0", "stored"},
+        Failure{"Upgrade", -62, -40, "", kNotAsked, kAnySize, kNotAsked, kNotNeeded + "-40\n",
                 "stored"},
-        Failure{"Finish",
-                {0},
-                0,
-                nullptr,
-                RLIM_INFINITY,
-                -21,
-                {"RSA: finish failed with code:-21, blob size:6, output_size:0"},
+        Failure{"UpgradeNotNeeded", -62, 0, "", kNotAsked, kAnySize, kNotAsked, kNotNeeded + "0\n",
                 "stored"},
-        Failure{"Upgrade",
-                {kUpgrade},
-                -40,
-                nullptr,
-                RLIM_INFINITY,
-                0,
-                {kRequires, "RSA: Upgrade failed or not needed: -40\n"},
-                "stored"},
-        Failure{"UpgradeNotNeeded",
-                {kUpgrade},
-                0,
-                "",
-                RLIM_INFINITY,
-                0,
-                {kRequires, "RSA: Upgrade failed or not needed: 0\n"},
-                "stored"},
-        Failure{"BeginWithUpgradedKey",
-                {kUpgrade, kUpgrade},
-                0,
-                "upgraded",
-                RLIM_INFINITY,
-                0,
-                {kRequires, "RSA: begin failed with upgraded key, code:-62, blob size:6"},
-                "stored"},
-        Failure{"SavingTheUpgradedKey",
-                {kUpgrade, 0},
-                0,
-                "upgraded",
-                7,
-                0,
-                {kRequires, kSaving, "RSA: write asymmetric key file " + kFile50 + " failed",
-                 "RSA: Unable to save the upgraded key blob"},
+        Failure{"BeginAgain", -62, 0, "upgraded", -62, kAnySize, kNotAsked,
+                kRequires + "RSA: begin failed with upgraded key, code:-62, blob size:6", "stored"},
+        Failure{"Save", -62, 0, "upgraded", 0, 7, kNotAsked,
+                kSaving + "RSA: write asymmetric key file " + kFile50 +
+                    " failed|RSA: Unable to save the upgraded key blob",
                 "(none)"},
-        Failure{
-            "FinishWithUpgradedKey",
-            {kUpgrade, 0},
-            0,
-            "upgraded",
-            RLIM_INFINITY,
-            -21,
-            {kRequires, kSaving, "RSA: finish failed with code:-21, blob size:6, output_size:0"},
-            "upgraded"}),
+        Failure{"FinishUpgraded", -62, 0, "upgraded", 0, kAnySize, -21,
+                kSaving + "RSA: finish failed with code:-21, blob size:6, output_size:0",
+                "upgraded"}),
     [](const auto& row) { return row.param.title; });
 
 TEST_F(RsaTest, AKeyThatNeedsAnUpgradeIsUpgradedSavedAndUsedAgain) {
   StoreBlob();
   const std::string params = "DIGEST=SHA_2_256 PADDING=RSA_PKCS1_1_5_SIGN NO_AUTH_REQUIRED=true ";
   ::testing::InSequence in_order;
-  EXPECT_CALL(device_, begin(_, ToBytes("stored"), _, _, _)).WillOnce(Fails(kUpgrade));
+  EXPECT_CALL(device_, begin(_, ToBytes("stored"), _, _, _)).WillOnce(Fails(-62));
   EXPECT_CALL(device_, upgradeKey(ToBytes("stored"), _, _))
       .WillOnce([&params](auto&&, const auto& upgrade_params, Bytes* upgraded) {
         EXPECT_EQ(Text(upgrade_params), params);
@@ -680,8 +622,7 @@ TEST_F(RsaTest, AKeyThatNeedsAnUpgradeIsUpgradedSavedAndUsedAgain) {
   });
   EXPECT_EQ(Sign(), 0u);
   EXPECT_EQ(Output(), "output------");
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: loaded key blob size: 6 for keyid 50",
-                                          "RSA: KM requires the key to be upgraded",
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: KM requires the key to be upgraded",
                                           "RSA: key with size:8 being saved to filesystem"));
   ::testing::Mock::VerifyAndClearExpectations(&operation_);
   // The next call takes the upgraded blob, whose length is the one last stored.
@@ -693,50 +634,25 @@ TEST_F(RsaTest, AnEmptyResultIsNoResult) {
   StoreBlob();
   EXPECT_CALL(operation_, finish).WillRepeatedly(Succeeds(Bytes()));
   EXPECT_EQ(Sign(), 1u);
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: signature is empty"));
   EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, 1), 1u);
   EXPECT_EQ(length_, sizeof output_);
-  EXPECT_THAT(
-      TakeMessages(),
-      ElementsAre("RSA: loaded key blob size: 6 for keyid 50", "RSA: signature is empty",
-                  "RSA: process with operation:Encrypt",
-                  "RSA: loaded key blob size: 6 for keyid 50", "RSA: Cipher output is empty"));
+  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: process with operation:Encrypt", kLoaded,
+                                          "RSA: Cipher output is empty"));
 }
 
 TEST_F(RsaTest, DeletingAsksTheDeviceAndKeepsTheFile) {
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
   EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to read RSA from "));
   StoreBlob();
-  const std::string loaded = "RSA: loaded key blob size: 6 for keyid 50";
   EXPECT_CALL(device_, deleteKey(ToBytes("stored")))
       .WillOnce(TransactionFails(STATUS_DEAD_OBJECT))
       .WillOnce(orx_test::SucceedsWithoutResult());
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
-  EXPECT_THAT(TakeMessages(), ElementsAre(loaded, "RSA: delete key failed: -1000"));
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: delete key failed: -1000"));
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 0u);
-  EXPECT_THAT(TakeMessages(), ElementsAre(loaded, "RSA: delete key successfully"));
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: delete key successfully"));
   EXPECT_EQ(FileContent(kFile50), "stored");
-}
-
-TEST(RsaWithoutDeviceTest, EveryCallFailsWithTheMissingService) {
-  android_host::DisableDeviceModule();
-  orx_test::LogCapture log;
-  ASSERT_EQ(store_key_blob(50, Bytes(3)), 0);
-  log.Clear();
-  Bytes key(10, 'k');
-  EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 10, 1, 50), 1u);
-  EXPECT_EQ(key, Bytes(10, 0));
-  uint32_t length = 10;
-  EXPECT_EQ(ORX_RSA_Sign(50, key.data(), key.data(), 10, &length, 0, 0), 1u);
-  EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
-  const std::string missing = "KM: invalid keymint instance, probably servicemanager AIDL issue?";
-  const std::string loaded = "RSA: loaded key blob size: 3 for keyid 50";
-  const std::string unbound = "Could not obtain the keymint service";
-  EXPECT_THAT(log.messages(),
-              ElementsAre("strongbox was 0", unbound, "Import 2048 bit RSA key", "KM: ImportKey",
-                          missing, "RSA: import key failed, code:-32", "strongbox was 0", unbound,
-                          loaded, "KM: Begin", missing, "RSA: begin failed with error: -32\n",
-                          "RSA: signature is empty", "strongbox was 0", unbound, loaded,
-                          "KM: DeleteKey", missing, "RSA: delete key failed: -32"));
 }
 
 }  // namespace

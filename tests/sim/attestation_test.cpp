@@ -210,8 +210,7 @@ TEST(AttestationTest, UniqueIdDependsOnApplicationAndPeriod) {
 TEST(AttestationTest, GenerateKeyChecksItsParameters) {
   TestDevice device("strongbox-attestation = factory");
   const KeyParams ec = Request();
-  const KeyParams rsa = With(Without(Without(ec, Tag::EC_CURVE), Tag::ALGORITHM),
-                             {{Tag::ALGORITHM, km::Algorithm::RSA}});
+  const KeyParams rsa = RequestOf(km::Algorithm::RSA, KeyPurpose::SIGN);
   const KeyParams aes = {{Tag::ALGORITHM, km::Algorithm::AES}};
   const auto curve = [&](km::EcCurve value) {
     return With(Without(ec, Tag::EC_CURVE), {{Tag::EC_CURVE, value}});
@@ -312,8 +311,7 @@ TEST(AttestationTest, ImportedKeysAreAttestedUnderTheSameRulesButForOneCode) {
   TestDevice device;
   const auto attest_key =
       AsAttestationKey(Generated(device.tee(), Request(KeyPurpose::ATTEST_KEY)));
-  const KeyParams params = With(Without(Without(Request(), Tag::EC_CURVE), Tag::ALGORITHM),
-                                {{Tag::ALGORITHM, km::Algorithm::RSA}});
+  const KeyParams params = RequestOf(km::Algorithm::RSA, KeyPurpose::SIGN);
   const Bytes pkcs8 = NewRsaKey();
   const auto import = [&](const KeyParams& request,
                           const std::optional<km::AttestationKey>& attestation_key) {

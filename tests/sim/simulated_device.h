@@ -130,6 +130,13 @@ inline KeyParams Without(KeyParams params, Tag tag) {
   return params;
 }
 
+// The same for a key of another algorithm, without its size.
+inline KeyParams RequestOf(km::Algorithm algorithm, km::KeyPurpose purpose) {
+  KeyParams params = Without(Without(EcRequest(purpose), Tag::EC_CURVE), Tag::ALGORITHM);
+  params.push_back({Tag::ALGORITHM, algorithm});
+  return params;
+}
+
 // What makes a request one for attestation.
 inline KeyParams Attested(const KeyParams& params) {
   return With(params, {{Tag::ATTESTATION_CHALLENGE, Bytes{'f', 'u', 'n'}},

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/ec_keys.h"
+
+#include <gtest/gtest.h>
+#include <openssl/ecdsa.h>
+#include <openssl/sha.h>
+
+#include "simulated_device.h"
+
+namespace orx_sim {
+namespace {
+
+using km::Digest;
+using km::EcCurve;
+using km::KeyPurpose;
+
+Bytes NewPkcs8(EcCurve curve) {
+  KeyParams params = {{Tag::EC_CURVE, curve}};
+  SecretBytes material;
+  EXPECT_EQ(GenerateEc(false, &params, &material), ErrorCode::OK);
+  return Bytes(material.begin(), material.end());
+}
+
+KeyParams SigningRequest() {
+  return With(EcRequest(KeyPurpose::SIGN), {{Tag::DIGEST, Digest::NONE}});
+}
+
+km::KeyCreationResult NewKey(Services& services, const KeyParams& params) {
+  km::KeyCreationResult key;
+  EXPECT_TRUE(services.keymint->generateKey(params, {}, &key).isOk());
+  return key;
+}
+
+ErrorCode Begin(Services& services, const Bytes& blob, KeyPurpose purpose, const KeyParams& params,
+                km::BeginResult* begun) {
+  return CodeOf(services.keymint->begin(purpose, blob, params, {}, begun));
+}
+
+// Signs `message`, given to the device in two parts.
+Bytes Sign(Services& services, const Bytes& blob, Digest digest, const Bytes& message) {
+  km::BeginResult begun;
+  EXPECT_EQ(Begin(services, blob, KeyPurpose::SIGN, {{Tag::DIGEST, digest}}, &begun),
+            ErrorCode::OK);
+  Bytes nothing, signature;
+  const Bytes first(message.begin(), message.begin() + 1), rest(message.begin() + 1, message.end());
+  EXPECT_TRUE(begun.operation->update(first, {}, {}, &nothing).isOk());
+  EXPECT_EQ(nothing, Bytes());
+  EXPECT_TRUE(begun.operation->finish(rest, {}, {}, {}, {}, &signature).isOk());
+  return signature;
+}
+
+bool Verifies(const km::KeyCreationResult& key, const Bytes& digest, const Bytes& signature) {
+  const auto certificate = ParseCertificate(key.certificateChain.at(0).encodedCertificate);
+  const bssl::UniquePtr<EVP_PKEY> public_key(X509_get_pubkey(certificate.get()));
+  return ECDSA_verify(0, digest.data(), digest.size(), signature.data(), signature.size(),
+                      EVP_PKEY_get0_EC_KEY(public_key.get())) == 1;
+}
+
+TEST(EcKeysTest, SignsMessagesAndBareDigests) {
+  TestDevice device;
+  const Bytes message(1000, 'm');
+  Bytes digest(SHA256_DIGEST_LENGTH);
+  SHA256(message.data(), message.size(), digest.data());
+  for (Services* services : {&device.tee(), &device.strongbox()}) {
+    const auto key = NewKey(*services, SigningRequest());
+    const Bytes of_message = Sign(*services, key.keyBlob, Digest::SHA_2_256, message);
+    EXPECT_TRUE(Verifies(key, digest, of_message));
+    EXPECT_TRUE(Verifies(key, digest, Sign(*services, key.keyBlob, Digest::NONE, digest)));
+    digest[0] ^= 1;
+    EXPECT_FALSE(Verifies(key, digest, of_message));
+    digest[0] ^= 1;
+  }
+}
+
+TEST(EcKeysTest, BeginChecksPurposeAndDigest) {
+  TestDevice device;
+  const Bytes blob =
+      NewKey(device.tee(), With(SigningRequest(), {{Tag::PURPOSE, KeyPurpose::VERIFY}})).keyBlob;
+  const Bytes attest_key = NewKey(device.tee(), EcRequest(KeyPurpose::ATTEST_KEY)).keyBlob;
+  const km::KeyParameter sha256 = {Tag::DIGEST, Digest::SHA_2_256};
+  struct {
+    const char* title;
+    const Bytes& blob;
+    KeyPurpose purpose;
+    KeyParams params;
+    ErrorCode code;
+  } const rows[] = {
+      {"signs", blob, KeyPurpose::SIGN, {sha256}, ErrorCode::OK},
+      {"no digest", blob, KeyPurpose::SIGN, {}, ErrorCode::UNSUPPORTED_DIGEST},
+      {"two digests", blob, KeyPurpose::SIGN, {sha256, sha256}, ErrorCode::UNSUPPORTED_DIGEST},
+      {"digest of another key",
+       blob,
+       KeyPurpose::SIGN,
+       {{Tag::DIGEST, Digest::SHA1}},
+       ErrorCode::INCOMPATIBLE_DIGEST},
+      {"public operation", blob, KeyPurpose::VERIFY, {sha256}, ErrorCode::UNSUPPORTED_PURPOSE},
+      {"purpose of another key", blob, KeyPurpose::DECRYPT, {}, ErrorCode::INCOMPATIBLE_PURPOSE},
+      {"attestation key", attest_key, KeyPurpose::SIGN, {sha256}, ErrorCode::INCOMPATIBLE_PURPOSE},
+      {"no operation", attest_key, KeyPurpose::ATTEST_KEY, {}, ErrorCode::UNSUPPORTED_PURPOSE},
+  };
+  for (const auto& row : rows) {
+    km::BeginResult begun;
+    EXPECT_EQ(Begin(device.tee(), row.blob, row.purpose, row.params, &begun), row.code)
+        << row.title;
+    if (begun.operation != nullptr) {
+      EXPECT_TRUE(begun.operation->abort().isOk());
+    }
+  }
+}
+
+TEST(EcKeysTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
+  TestDevice device;
+  const Bytes p256 = NewPkcs8(EcCurve::P_256);
+  const Bytes p384 = NewPkcs8(EcCurve::P_384);
+  const KeyParams silent = RequestOf(km::Algorithm::EC, KeyPurpose::SIGN);
+  struct {
+    const char* title;
+    KeyParams params;
+    km::KeyFormat format;
+    Bytes data;
+    ErrorCode tee;
+    ErrorCode strongbox;
+  } const rows[] = {
+      {"nothing said", silent, km::KeyFormat::PKCS8, p256, ErrorCode::OK, ErrorCode::OK},
+      {"larger curve", silent, km::KeyFormat::PKCS8, p384, ErrorCode::OK,
+       ErrorCode::UNSUPPORTED_EC_CURVE},
+      {"other curve", With(silent, {{Tag::EC_CURVE, EcCurve::P_384}}), km::KeyFormat::PKCS8, p256,
+       ErrorCode::IMPORT_PARAMETER_MISMATCH, ErrorCode::IMPORT_PARAMETER_MISMATCH},
+      {"other size", With(silent, {UintParam(Tag::KEY_SIZE, 384)}), km::KeyFormat::PKCS8, p256,
+       ErrorCode::IMPORT_PARAMETER_MISMATCH, ErrorCode::IMPORT_PARAMETER_MISMATCH},
+      {"raw", silent, km::KeyFormat::RAW, p256, ErrorCode::INCOMPATIBLE_KEY_FORMAT,
+       ErrorCode::INCOMPATIBLE_KEY_FORMAT},
+      {"garbage",
+       silent,
+       km::KeyFormat::PKCS8,
+       {1, 2, 3},
+       ErrorCode::INVALID_ARGUMENT,
+       ErrorCode::INVALID_ARGUMENT},
+  };
+  for (const auto& row : rows) {
+    for (Services* services : {&device.tee(), &device.strongbox()}) {
+      km::KeyCreationResult result;
+      EXPECT_EQ(CodeOf(services->keymint->importKey(row.params, row.format, row.data, {}, &result)),
+                services->instance.IsStrongBox() ? row.strongbox : row.tee)
+          << row.title;
+      if (result.keyBlob.empty()) continue;
+      const KeyParams& enforced = result.keyCharacteristics.at(0).authorizations;
+      EXPECT_TRUE(Has(enforced, Tag::KEY_SIZE) && Has(enforced, Tag::EC_CURVE));
+      EXPECT_EQ(result.certificateChain.size(), 1u);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orx_sim
