@@ -4,8 +4,6 @@
 #include <openssl/sha.h>
 #include <orx/hash.h>
 #include <orx/kdf.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -162,25 +160,6 @@ TEST(KdfTest, AMessageBeyond4GiBIsAskedForInFull) {
   EXPECT_EQ(memory.largest(), 0xffffffffull + 4 + 0xfffffff0ull);
   EXPECT_THAT(log.Take(), ElementsAre("compute_hash() : malloc failed",
                                       "Error computing hash for KDF", "exiting with status=1"));
-}
-
-TEST(KdfTest, AnOutputWithinABlockOf4GiBComesOutAsZerosAndSuccess) {
-  // 4 GiB of addresses over 2 MiB of memory, mapped again and again.
-  const size_t piece = 2 << 20, total = size_t{4} << 30;
-  const int file = memfd_create("output", 0);
-  ASSERT_EQ(ftruncate(file, static_cast<off_t>(piece)), 0);
-  auto* output = static_cast<uint8_t*>(
-      mmap(nullptr, total, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-  ASSERT_NE(output, MAP_FAILED);
-  for (size_t at = 0; at < total; at += piece) {
-    ASSERT_NE(mmap(output + at, piece, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, file, 0),
-              MAP_FAILED);
-  }
-  output[5] = 0x5a;
-  EXPECT_EQ(ORX_KDF_Gen(kCounter, kSha1, 24, kZ.data(), 0, nullptr, 0xffffffed, output), 0u);
-  EXPECT_EQ(Bytes(output, output + piece), Bytes(piece, 0));
-  munmap(output, total);
-  close(file);
 }
 
 TEST(RngTest, FillsTheBufferOrReportsTheGeneratorsFailure) {

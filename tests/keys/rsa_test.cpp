@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,7 +42,6 @@ using ::testing::_;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Return;
 
 const std::string kFile50 = "/mnt/vendor/persist/security/zol_key_user0";
 constexpr char kLoaded[] = "RSA: loaded key blob size: 6 for keyid 50";
