@@ -66,7 +66,7 @@ class DeviceFolder {
   explicit DeviceFolder(std::string path) : path_(std::move(path)) {}
   bool Load(std::string* error);
   bool AppendDeletion(const std::string& line);
-  std::vector<std::string> Deletions() const;
+  bool ReadDeletions(std::vector<std::string>* lines) const;
 
   const std::string path_;
   SecretBytes root_key_;
