@@ -41,25 +41,25 @@ std::string Repeat(const std::string& hex, int times) {
   return text;
 }
 
-// A COSE_Mac0 in hexadecimal: an array of four whose parts are, in order, the protected header, the
-// unprotected header, the payload (a key without coordinates) and the tag.
-std::vector<std::string> Parts() {
+// A COSE_Mac0 in hexadecimal: an array of four whose pieces are, in order, the protected header,
+// the unprotected header, the payload (a key without coordinates) and the tag.
+std::vector<std::string> Pieces() {
   return {"84", "43a10105", "a0", "47a3010203262001", "5820" + Repeat("00", 32)};
 }
 
-// The same with one part replaced; part 0 is what opens the array.
-Bytes Replaced(size_t part, const std::string& hex) {
-  std::vector<std::string> parts = Parts();
-  parts[part] = hex;
+// The same with one piece replaced; piece 0 is what opens the array.
+Bytes Replaced(size_t piece, const std::string& hex) {
+  std::vector<std::string> pieces = Pieces();
+  pieces[piece] = hex;
   std::string whole;
-  for (const std::string& each : parts) whole += each;
+  for (const std::string& each : pieces) whole += each;
   return FromHex(whole);
 }
 
 TEST(CheckMacedPubkeyTest, HandsOutThePayloadOfWhatItAccepts) {
   const struct {
     const char* title;
-    size_t part;
+    size_t piece;
     std::string hex;
     std::string payload = "a3010203262001";
   } kCases[] = {
@@ -76,7 +76,7 @@ TEST(CheckMacedPubkeyTest, HandsOutThePayloadOfWhatItAccepts) {
     SCOPED_TRACE(test.title);
     orx_test::LogCapture log;
     Bytes payload = kUntouched;
-    EXPECT_TRUE(RKP::check_maced_pubkey({Replaced(test.part, test.hex)}, &payload));
+    EXPECT_TRUE(RKP::check_maced_pubkey({Replaced(test.piece, test.hex)}, &payload));
     EXPECT_EQ(payload, FromHex(test.payload));
     EXPECT_THAT(log.messages(), IsEmpty());
   }
@@ -85,7 +85,7 @@ TEST(CheckMacedPubkeyTest, HandsOutThePayloadOfWhatItAccepts) {
 TEST(CheckMacedPubkeyTest, NamesTheFirstThingThatIsWrong) {
   const struct {
     const char* title;
-    size_t part;
+    size_t piece;
     std::string hex;
     std::string message;
   } kCases[] = {
@@ -123,10 +123,10 @@ TEST(CheckMacedPubkeyTest, NamesTheFirstThingThatIsWrong) {
       {"payload and tag", 0, "8443a10105a041a000", kBadType},
   };
   for (const auto& test : kCases) {
-    SCOPED_TRACE("part " + std::to_string(test.part) + ": " + test.title);
+    SCOPED_TRACE("piece " + std::to_string(test.piece) + ": " + test.title);
     orx_test::LogCapture log;
     Bytes payload = kUntouched;
-    EXPECT_FALSE(RKP::check_maced_pubkey({Replaced(test.part, test.hex)}, &payload));
+    EXPECT_FALSE(RKP::check_maced_pubkey({Replaced(test.piece, test.hex)}, &payload));
     EXPECT_THAT(log.messages(), ElementsAre(test.message));
     EXPECT_THAT(log.paths(), Each("src/keymint/ORX_ATTEST_RKP.cpp"));
     EXPECT_EQ(payload, kUntouched);

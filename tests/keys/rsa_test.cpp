@@ -4,7 +4,6 @@
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <openssl/bn.h>
 #include <openssl/bytestring.h>
 #include <openssl/evp.h>
 #include <openssl/mem.h>
@@ -15,11 +14,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <fstream>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "keymint/ORX_RSA.h"
@@ -27,12 +24,18 @@
 #include "support/failing_fsync.h"
 #include "support/log_capture.h"
 #include "support/mock_keymint.h"
+#include "support/rsa_components.h"
 
 namespace android::hardware::keymint::ORX {
 namespace {
 
 using orx_test::Bytes;
+using orx_test::ComponentsOf;
 using orx_test::Fails;
+using orx_test::ImportRsaComponents;
+using orx_test::kRsaComponentNames;
+using orx_test::NewRsaKey;
+using orx_test::RsaComponents;
 using orx_test::Succeeds;
 using orx_test::Text;
 using orx_test::TransactionFails;
@@ -237,37 +240,8 @@ TEST_F(RsaTest, WrappedKeysAreRefusedUntouched) {
 
 // --- Import of components
 
-// The components of one key, in the order of the interface: e, n, d, p, q, dP, dQ, qInv.
-using Components = std::array<Bytes, 8>;
-const char* const kComponentNames[] = {"e", "n", "d", "p", "q", "dP", "dQ", "qInv"};
-
-bssl::UniquePtr<RSA> NewKey(int bits) {
-  bssl::UniquePtr<RSA> rsa(RSA_new());
-  bssl::UniquePtr<BIGNUM> e(BN_new());
-  EXPECT_TRUE(BN_set_u64(e.get(), RSA_F4));
-  EXPECT_TRUE(RSA_generate_key_ex(rsa.get(), bits, e.get(), nullptr));
-  return rsa;
-}
-
-Components ComponentsOf(const RSA* rsa) {
-  const BIGNUM* const numbers[] = {RSA_get0_e(rsa),    RSA_get0_n(rsa),   RSA_get0_d(rsa),
-                                   RSA_get0_p(rsa),    RSA_get0_q(rsa),   RSA_get0_dmp1(rsa),
-                                   RSA_get0_dmq1(rsa), RSA_get0_iqmp(rsa)};
-  Components components;
-  for (size_t i = 0; i < components.size(); ++i) {
-    components[i].resize(BN_num_bytes(numbers[i]));
-    BN_bn2bin(numbers[i], components[i].data());
-  }
-  return components;
-}
-
-uint32_t Import(const Components& c) {
-  const auto length = [&c](size_t i) { return static_cast<uint32_t>(c[i].size()); };
-  // An empty vector's pointer is null.
-  return ORX_RSA_ImportProtectedKey(nullptr, length(0), c[0].data(), length(1), c[1].data(),
-                                    length(2), c[2].data(), length(3), c[3].data(), length(4),
-                                    c[4].data(), length(5), c[5].data(), length(6), c[6].data(),
-                                    length(7), c[7].data(), 50);
+uint32_t Import(const RsaComponents& components) {
+  return ImportRsaComponents(components, 50);
 }
 
 struct Size {
@@ -278,8 +252,8 @@ struct Size {
 class RsaComponentsOfSize : public RsaTest, public ::testing::WithParamInterface<Size> {};
 
 TEST_P(RsaComponentsOfSize, ReachTheDeviceAsThePkcs8KeyTheyMake) {
-  const bssl::UniquePtr<RSA> rsa = NewKey(GetParam().bits);
-  Components components = ComponentsOf(rsa.get());
+  const bssl::UniquePtr<RSA> rsa = NewRsaKey(GetParam().bits);
+  RsaComponents components = ComponentsOf(rsa.get());
   components[0].insert(components[0].begin(), 3, 0);  // leading zeros are allowed
   size_t der_length = 0;
   EXPECT_CALL(device_, importKey)
@@ -311,8 +285,8 @@ INSTANTIATE_TEST_SUITE_P(Bits, RsaComponentsOfSize,
                          [](const auto& row) { return std::to_string(row.param.bits); });
 
 TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
-  const Components good = ComponentsOf(NewKey(1024).get());
-  const Components other = ComponentsOf(NewKey(1024).get());
+  const RsaComponents good = ComponentsOf(NewRsaKey(1024).get());
+  const RsaComponents other = ComponentsOf(NewRsaKey(1024).get());
   const std::pair<const char*, Bytes (*)(const Bytes&, const Bytes&)> faults[] = {
       {"empty", [](const Bytes&, const Bytes&) { return Bytes(); }},
       {"zero", [](const Bytes& own, const Bytes&) { return Bytes(own.size(), 0); }},
@@ -328,13 +302,13 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
   for (const auto& [fault, Spoil] : faults) {
     for (size_t i = 0; i < good.size(); ++i) {
       if (good[i] == Spoil(good[i], other[i])) continue;  // both keys have the same exponent
-      Components components = good;
+      RsaComponents components = good;
       components[i] = Spoil(good[i], other[i]);
-      EXPECT_EQ(Import(components), 1u) << kComponentNames[i] << " is " << fault;
+      EXPECT_EQ(Import(components), 1u) << kRsaComponentNames[i] << " is " << fault;
       EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
     }
   }
-  EXPECT_EQ(Import(Components()), 1u);
+  EXPECT_EQ(Import(RsaComponents()), 1u);
   EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
   // A null pointer is an empty component whatever its length.
   EXPECT_EQ(ORX_RSA_ImportProtectedKey(nullptr, 3, nullptr, 3, nullptr, 3, nullptr, 3, nullptr, 3,
@@ -346,7 +320,7 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
 }
 
 TEST_F(RsaTest, EveryFailedAllocationEndsTheImportOfComponentsWithoutTrace) {
-  const Components components = ComponentsOf(NewKey(1024).get());
+  const RsaComponents components = ComponentsOf(NewRsaKey(1024).get());
   const std::vector<std::string> no_key = {"RSA: the components make no RSA private key"};
   const std::vector<std::string> no_encoding = {"RSA:key measured length:0",
                                                 "RSA: retrieve key information failed"};
@@ -396,20 +370,20 @@ size_t CountInHeap(const Bytes& masked) {
 }
 
 TEST_F(RsaTest, NoCopyOfThePrivateKeyStaysBehind) {
-  Components components = ComponentsOf(NewKey(2048).get());
+  RsaComponents components = ComponentsOf(NewRsaKey(2048).get());
   // The middle of each private number: the ends of freed memory are the allocator's.
   std::vector<Bytes> masked;
   for (size_t i = 2; i < components.size(); ++i) {
     masked.emplace_back(components[i].begin() + 40, components[i].begin() + 72);
     for (uint8_t& byte : masked.back()) byte ^= 0x5a;
-    EXPECT_EQ(CountInHeap(masked.back()), 1u) << kComponentNames[i] << ", the test's own copy";
+    EXPECT_EQ(CountInHeap(masked.back()), 1u) << kRsaComponentNames[i] << ", the test's own copy";
   }
   EXPECT_EQ(Import(components), 0u);
   EXPECT_CALL(device_, importKey).WillOnce(Fails(-38));
   EXPECT_EQ(Import(components), 1u);
   for (Bytes& component : components) OPENSSL_cleanse(component.data(), component.size());
   for (size_t i = 0; i < masked.size(); ++i) {
-    EXPECT_EQ(CountInHeap(masked[i]), 0u) << kComponentNames[i + 2];
+    EXPECT_EQ(CountInHeap(masked[i]), 0u) << kRsaComponentNames[i + 2];
   }
 }
 
