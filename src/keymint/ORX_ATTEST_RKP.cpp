@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 
+#include "boringssl.h"
 #include "orx_log.h"
 
 namespace android::hardware::keymint::ORX::RKP {

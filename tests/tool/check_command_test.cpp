@@ -114,6 +114,13 @@ TEST_F(CheckCommandTest, SingleChecksTellVerdictCodeAndLine) {
        "ESE-VERSION",
        "Test not applicable to StrongBox KeyMint device before v2"},
       {"",
+       "service:strongbox:absent",
+       {"root-of-trust"},
+       "ENV",
+       4,
+       "ESE-STRONGBOX-MISSING",
+       "Could not obtain the Strongbox keymint service"},
+      {"",
        "service:default:absent",
        {"shared-secret"},
        "ENV",
@@ -134,7 +141,13 @@ TEST_F(CheckCommandTest, SingleChecksTellVerdictCodeAndLine) {
        5,
        "TIMED-OUT",
        "No response timeout is set"},
-      {"imei=490154203237517", "", {"attestation", "--ids", "brand"}, "PASS", 0, "OK", ""}};
+      {"id-attestation=no",
+       "",
+       {"attestation", "--ids", "brand"},
+       "FAIL",
+       1,
+       "ATTEST-DEVICE-ID",
+       "attestation fails with device ID"}};
   for (const SingleCase& c : cases) {
     SCOPED_TRACE(c.code + std::string(" ") + c.words[0]);
     if (*c.setting != 0) SetDevice(c.setting);
