@@ -51,7 +51,7 @@ std::unique_ptr<Device> Device::Open(const std::string& folder, std::string* err
 template <typename Interface>
 void Device::AddService(std::shared_ptr<Interface> service, const Instance& instance,
                         const std::string& name, int version) {
-  if (faults_->IsAbsent(instance.name, name)) return;
+  if (service == nullptr || faults_->IsAbsent(instance.name, name)) return;
   const std::shared_ptr<ndk::ICInterface> channel =
       Connect(std::move(service), {faults_, instance.name, name, version, log_calls_});
   const ndk::SpAIBinder binder = channel->asBinder();
