@@ -232,7 +232,7 @@ std::vector<uint8_t> Item::encode() const {
   return encoding;
 }
 
-void Item::encode(EncodeCallback encodeCallback) const {
+void Item::encode(const EncodeCallback& encodeCallback) const {
   for (uint8_t byte : encode()) encodeCallback(byte);
 }
 

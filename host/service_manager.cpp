@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,7 @@ struct Registry {
   std::mutex mutex;
   std::condition_variable added;
   std::map<std::string, ndk::SpAIBinder> services;
+  std::set<std::string> declared;
 };
 
 // Never destroyed: services live until the process ends.
@@ -91,8 +93,11 @@ AIBinder* AServiceManager_waitForService(const char* instance) {
 }
 
 bool AServiceManager_isDeclared(const char* instance) {
-  const ndk::SpAIBinder service(AServiceManager_checkService(instance));
-  return service != nullptr;
+  android_host::EnsureDevice();
+  if (instance == nullptr) return false;
+  Registry& registry = TheRegistry();
+  const std::lock_guard<std::mutex> lock(registry.mutex);
+  return registry.services.count(instance) != 0 || registry.declared.count(instance) != 0;
 }
 
 namespace android_host {
@@ -102,6 +107,13 @@ void ClearServices() {
   Registry& registry = TheRegistry();
   const std::lock_guard<std::mutex> lock(registry.mutex);
   dropped.swap(registry.services);
+  registry.declared.clear();
+}
+
+void DeclareService(const std::string& instance) {
+  Registry& registry = TheRegistry();
+  const std::lock_guard<std::mutex> lock(registry.mutex);
+  registry.declared.insert(instance);
 }
 
 }  // namespace android_host

@@ -51,11 +51,14 @@ std::unique_ptr<Device> Device::Open(const std::string& folder, std::string* err
 template <typename Interface>
 void Device::AddService(std::shared_ptr<Interface> service, const Instance& instance,
                         const std::string& name, int version) {
-  if (service == nullptr || faults_->IsAbsent(instance.name, name)) return;
+  if (service == nullptr) return;
+  const std::string path = std::string(Interface::descriptor) + "/" + instance.name;
+  // A service that a fault keeps away is one that the device should have.
+  android_host::DeclareService(path);
+  if (faults_->IsAbsent(instance.name, name)) return;
   const std::shared_ptr<ndk::ICInterface> channel =
       Connect(std::move(service), {faults_, instance.name, name, version, log_calls_});
   const ndk::SpAIBinder binder = channel->asBinder();
-  const std::string path = std::string(Interface::descriptor) + "/" + instance.name;
   if (AServiceManager_addService(binder.get(), path.c_str()) != EX_NONE) {
     fprintf(stderr, "simulated device: cannot register %s\n", path.c_str());
   }

@@ -49,8 +49,7 @@ bool Fill(const std::string& folder, const Profile& profile, std::string* error)
   return WriteNewFile(folder + "/" + kConf, conf, error) &&
          WriteNewFile(folder + "/" + kBuildProp, profile.build_prop, error) &&
          WriteNewFile(folder + "/" + kDeletedKeys, "", error) &&
-         MakeFolder(folder + "/persist", error) && MakeFolder(folder + "/socket", error) &&
-         WriteRootKey(folder + "/" + kRootKey, error);
+         MakeFolder(folder + "/persist", error) && WriteRootKey(folder + "/" + kRootKey, error);
 }
 
 // A folder that anybody else could read or change would be no secure hardware.
@@ -233,27 +232,27 @@ bool DeviceFolder::DeleteAllKeys(const std::string& instance) {
   return AppendDeletion(instance + " *");
 }
 
-std::vector<std::string> DeviceFolder::Deletions() const {
+bool DeviceFolder::ReadDeletions(std::vector<std::string>* lines) const {
   std::string text;
   std::string error;
-  if (!ReadFile(File(kDeletedKeys), &text, &error)) {
-    // Without the list no key can be known to be still valid.
-    fprintf(stderr, "simulated device: %s\n", error.c_str());
-    abort();
-  }
-  return android::base::Split(text, "\n");
+  const bool read = ReadFile(File(kDeletedKeys), &text, &error);
+  if (!read) fprintf(stderr, "simulated device: %s\n", error.c_str());
+  *lines = android::base::Split(text, "\n");
+  return read;
 }
 
 uint32_t DeviceFolder::Era(const std::string& instance) const {
-  const std::vector<std::string> deletions = Deletions();
-  return static_cast<uint32_t>(std::count(deletions.begin(), deletions.end(), instance + " *"));
+  std::vector<std::string> lines;
+  if (!ReadDeletions(&lines)) return UINT32_MAX;
+  return static_cast<uint32_t>(std::count(lines.begin(), lines.end(), instance + " *"));
 }
 
+// Without the list no key is known to be still there.
 bool DeviceFolder::IsDeleted(const std::string& instance, uint32_t era, const KeyId& id) const {
-  const std::vector<std::string> deletions = Deletions();
-  const std::string all = instance + " *";
-  if (std::count(deletions.begin(), deletions.end(), all) != era) return true;
-  return std::find(deletions.begin(), deletions.end(), instance + " " + Hex(id)) != deletions.end();
+  std::vector<std::string> lines;
+  if (!ReadDeletions(&lines)) return true;
+  if (std::count(lines.begin(), lines.end(), instance + " *") != era) return true;
+  return std::find(lines.begin(), lines.end(), instance + " " + Hex(id)) != lines.end();
 }
 
 }  // namespace orx_sim

@@ -26,7 +26,6 @@ using KeyId = std::array<uint8_t, 16>;
 //   attestation.pem
 //                  the factory's attestation keys, made at their first use (see factory_chain.h)
 //   persist/       what the device sees as /mnt/vendor/persist/security
-//   socket/        what the device sees as /dev/socket
 //
 // Folders have mode 0700, files 0600. Several processes may use one folder: files are replaced by
 // renaming, and changes are made under an exclusive lock of the folder. All methods may be called
@@ -69,7 +68,7 @@ class DeviceFolder {
   explicit DeviceFolder(std::string path) : path_(std::move(path)) {}
   bool Load(std::string* error);
   bool AppendDeletion(const std::string& line);
-  std::vector<std::string> Deletions() const;
+  bool ReadDeletions(std::vector<std::string>* lines) const;
 
   const std::string path_;
   SecretBytes root_key_;

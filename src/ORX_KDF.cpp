@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 
+#include "boringssl.h"
 #include "orx_log.h"
 #include "wiped.h"
 

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "boringssl.h"
+
 namespace android::hardware::keymint::ORX {
 
 // Wiped holds a copy of secret bytes in a contiguous container and overwrites them with zeros

@@ -112,7 +112,7 @@ class Item {
 
   // The encoding uses the shortest header, definite lengths and the order of insertion.
   std::vector<uint8_t> encode() const;
-  void encode(EncodeCallback encodeCallback) const;
+  void encode(const EncodeCallback& encodeCallback) const;
   size_t encodedSize() const { return encode().size(); }
 
   // toString returns the encoding as a byte string.

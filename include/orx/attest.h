@@ -2,13 +2,15 @@
 #ifndef ORX_ATTEST_H_
 #define ORX_ATTEST_H_
 
-/* Self-tests of KeyMint key attestation, and the identifiers that a device attests.
+/*
+ * Self-tests of KeyMint key attestation, and the identifiers that a device attests.
  *
  * A self-test has a KeyMint instance (the TEE's, or the StrongBox's if `strongbox` is set) generate
  * EC P-256 keys and checks the certificates that come back. It returns 0 when every check passed
  * and 1 at the first failure, whose reason is one line in the debug log. It may take seconds, keeps
  * no state and may run on any thread. The keys it generates are not deleted; their blobs are
- * dropped. */
+ * dropped.
+ */
 
 #include <orx/export.h>
 #include <stdbool.h>
@@ -17,12 +19,14 @@
 
 ORX_BEGIN_DECLS
 
-/* Bits of `id_mask`: the identifiers to attest. Other bits are ignored.
+/*
+ * Bits of `id_mask`: the identifiers to attest. Other bits are ignored.
  *
  * WARNING: the bits skip from the IMEI (6) to the MEID (8). Bit 7 means the second IMEI to
  * ORX_validate_attestation_ids() and nothing to ORX_validate_attestation(). Both it and bit 8
  * read values that ORX_get_attestation_id() does not return, so that today neither has anything
- * attested. Callers set all bits and rely on that. */
+ * attested. Callers set all bits and rely on that.
+ */
 enum {
   ORX_ATTEST_ID_BRAND = 1 << 0,
   ORX_ATTEST_ID_DEVICE = 1 << 1,
@@ -35,14 +39,15 @@ enum {
   ORX_ATTEST_ID_MEID = 1 << 8
 };
 
-/* ORX_validate_attestation generates an attestation key and checks its certificate chain (RFC 5280);
- * then, if `attest_ids` is set, generates one key per identifier that `id_mask` selects, attested by
- * the first and carrying that identifier, and checks its chain too. An identifier without a value
- * is skipped; a device that refuses to attest one fails.
+/*
+ * ORX_validate_attestation generates an attestation key and checks its certificate chain (RFC
+ * 5280); then, if `attest_ids` is set, generates one key per identifier that `id_mask` selects,
+ * attested by the first and carrying that identifier, and checks its chain too. An identifier
+ * without a value is skipped; a device that refuses to attest one fails.
  *
  * The attestation key's chain has four certificates, but for a StrongBox whose keys are provisioned
- * remotely (property "ro.boot.factorysbprov" is not "true"): there it is one, self-signed. The chain
- * of a key that carries an identifier has one more.
+ * remotely (property "ro.boot.factorysbprov" is not "true"): there it is one, self-signed. The
+ * chain of a key that carries an identifier has one more.
  *
  * Every chain must be linked by its signatures and start at the subject "/CN=Android Keystore Key".
  * Unless `relaxed` is set, its names must link as well, and its root must have the subject
@@ -54,18 +59,22 @@ enum {
  *
  * WARNING: only the result 0 of the signature check counts as a failure.
  *
- * WARNING: on a remotely provisioned StrongBox the attestation key is its own root, so that the test
- * passes with `relaxed` only. */
+ * WARNING: on a remotely provisioned StrongBox the attestation key is its own root, so that the
+ * test passes with `relaxed` only.
+ */
 ORX_EXPORT int ORX_validate_attestation(bool attest_ids, uint32_t id_mask, bool relaxed,
                                         bool strongbox);
 
-/* ORX_validate_attestation_model is ORX_validate_attestation() with one identifier, the model name
+/*
+ * ORX_validate_attestation_model is ORX_validate_attestation() with one identifier, the model name
  * `model` (zero-terminated) instead of the device's own.
  *
- * WARNING: with an empty or null `model` the attestation key alone is checked. */
+ * WARNING: with an empty or null `model` the attestation key alone is checked.
+ */
 ORX_EXPORT int ORX_validate_attestation_model(const char* model, bool relaxed, bool strongbox);
 
-/* ORX_validate_attestation_ids is the self-test of a device whose attestation keys are provisioned
+/*
+ * ORX_validate_attestation_ids is the self-test of a device whose attestation keys are provisioned
  * remotely. It has the IRemotelyProvisionedComponent HAL make a P-256 key pair, whose public key
  * comes as a COSE_Mac0 (RFC 9052); then, if `attest_ids` is set, has one key per identifier that
  * `id_mask` selects attested by that pair, and checks each certificate's signature; and last
@@ -78,7 +87,8 @@ ORX_EXPORT int ORX_validate_attestation_model(const char* model, bool relaxed, b
  * holds attestation keys from the factory.
  *
  * WARNING: the MAC of the public key is not verified, as only the secure hardware can; its length
- * is. Only the result 0 of a certificate's signature check counts as a failure. */
+ * is. Only the result 0 of a certificate's signature check counts as a failure.
+ */
 ORX_EXPORT int ORX_validate_attestation_ids(bool attest_ids, uint32_t id_mask, bool relaxed,
                                             bool strongbox);
 

@@ -19,7 +19,6 @@ namespace {
 
 constexpr int kExitDone = 0;
 constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
 
 constexpr char kUsage[] =
     "usage: orx-sim COMMAND ...\n"
@@ -248,6 +247,8 @@ int Main(int argc, char** argv) {
   for (const Command& command : kCommands) {
     if (name != command.name) continue;
     CommandLine line;
+    static char program[] = "orx-sim";
+    argv[1] = program;  // getopt_long() puts it before its complaints
     const int exit_code = Parse(command, argc - 1, argv + 1, &line);
     return exit_code >= 0 ? exit_code : command.run(line);
   }

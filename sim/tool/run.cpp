@@ -40,15 +40,15 @@ int Fail(const std::string& reason) {
   return kExitRunFailed;
 }
 
-// ThrowAway is a folder that is gone when the run is over.
-class ThrowAway {
+// RunFolder holds what exists for one run: the sockets, and a device that is thrown away.
+class RunFolder {
  public:
-  ThrowAway() = default;
-  ~ThrowAway() {
+  RunFolder() = default;
+  ~RunFolder() {
     if (!path_.empty()) RemoveTree(path_);
   }
-  ThrowAway(const ThrowAway&) = delete;
-  ThrowAway& operator=(const ThrowAway&) = delete;
+  RunFolder(const RunFolder&) = delete;
+  RunFolder& operator=(const RunFolder&) = delete;
 
   bool Make(std::string* error) {
     std::error_code ignored;
@@ -58,26 +58,24 @@ class ThrowAway {
       return false;
     }
     path_ = path;
-    return true;
+    return MakeFolder(sockets(), error);
   }
-  const std::string& path() const { return path_; }
+  std::string device() const { return path_ + "/device"; }
+  std::string sockets() const { return path_ + "/socket"; }
 
  private:
   std::string path_;
 };
 
-std::shared_ptr<DeviceFolder> OpenDevice(const RunOptions& options, ThrowAway* throw_away,
+std::shared_ptr<DeviceFolder> OpenDevice(const RunOptions& options, const RunFolder& run,
                                          std::string* error) {
-  if (!options.device.empty()) {
-    std::error_code ignored;
-    return DeviceFolder::Open(fs::absolute(options.device, ignored).lexically_normal(), error);
-  }
-  if (!throw_away->Make(error)) return nullptr;
-  return DeviceFolder::Create(throw_away->path() + "/device", options.profile, error);
+  if (options.device.empty()) return DeviceFolder::Create(run.device(), options.profile, error);
+  std::error_code ignored;
+  return DeviceFolder::Open(fs::absolute(options.device, ignored).lexically_normal(), error);
 }
 
-bool StartModem(const DeviceFolder& folder, const FaultTable& faults, ModemDaemon* modem,
-                std::string* error) {
+bool StartModem(const DeviceFolder& folder, const FaultTable& faults, const RunFolder& run,
+                ModemDaemon* modem, std::string* error) {
   if (!folder.IsYes("modem")) return true;
   ModemSettings settings;
   settings.imei = folder.Get("imei");
@@ -86,7 +84,7 @@ bool StartModem(const DeviceFolder& folder, const FaultTable& faults, ModemDaemo
   for (const std::string& fault : faults.modem()) {
     if (!SetModemFault(&settings, fault, error)) return false;
   }
-  return modem->Start(folder.File("socket/rild-oem"), settings, error);
+  return modem->Start(run.sockets() + "/rild-oem", settings, error);
 }
 
 std::string ModulePath() {
@@ -102,12 +100,11 @@ void SetEnvironment(const RunOptions& options, const DeviceFolder& folder) {
   if (options.log) setenv("ORX_SIM_LOG", "1", 1);
 }
 
-std::vector<std::string> Arguments(const RunOptions& options, const DeviceFolder& folder,
-                                   int pid_descriptor, const std::string& ignored_signals) {
+std::vector<std::string> Arguments(const RunOptions& options,
+                                   const std::vector<Placement>& placements, int pid_descriptor,
+                                   const std::string& ignored_signals) {
   std::vector<std::string> arguments = {"bwrap", "--die-with-parent"};
-  const std::vector<std::string> places =
-      SandboxArguments({{folder.File("persist"), "/mnt/vendor/persist/security"},
-                        {folder.File("socket"), "/dev/socket"}});
+  const std::vector<std::string> places = SandboxArguments(placements);
   arguments.insert(arguments.end(), places.begin(), places.end());
   std::error_code error;
   const std::string self = fs::read_symlink("/proc/self/exe", error);
@@ -161,12 +158,14 @@ int WaitForSandbox(pid_t sandbox, pid_t command) {
 
 // Runs bubblewrap with the signals blocked in this process and their handling restored only in the
 // command itself.
-int RunSandbox(const RunOptions& options, const DeviceFolder& folder, const sigset_t& old_mask) {
+int RunSandbox(const RunOptions& options, const std::vector<Placement>& placements,
+               const sigset_t& old_mask) {
   unique_fd pid_in;
   unique_fd pid_out;
   if (!android::base::Pipe(&pid_in, &pid_out, 0)) return Fail("no pipe");
   fcntl(pid_in.get(), F_SETFD, FD_CLOEXEC);
-  std::vector<std::string> arguments = Arguments(options, folder, pid_out.get(), IgnoredSignals());
+  std::vector<std::string> arguments =
+      Arguments(options, placements, pid_out.get(), IgnoredSignals());
   const std::vector<char*> argv = Pointers(arguments);
   const pid_t sandbox = fork();
   if (sandbox < 0) return Fail(Reason("fork"));
@@ -181,7 +180,18 @@ int RunSandbox(const RunOptions& options, const DeviceFolder& folder, const sigs
   pid_t command = 0;
   const bool began = android::base::ReadFully(pid_in, &command, sizeof(command));
   const int exit_code = WaitForSandbox(sandbox, command);
-  return began ? exit_code : Fail("the sandbox could not be set up");
+  if (began || exit_code == kExitRunFailed) return exit_code;
+  return Fail("the sandbox could not be set up");
+}
+
+// execvp() answers EACCES too when it may not look into a folder of PATH.
+int WhyNotExecuted(const std::string& command, int reason) {
+  if (reason != EACCES || command.find('/') != std::string::npos) return reason;
+  const char* const path = getenv("PATH");
+  for (const std::string& folder : android::base::Split(path == nullptr ? "" : path, ":")) {
+    if (access((folder + "/" + command).c_str(), F_OK) == 0) return reason;
+  }
+  return ENOENT;
 }
 
 }  // namespace
@@ -193,19 +203,26 @@ int Run(const RunOptions& options) {
   std::string error;
   FaultTable faults;
   for (const std::string& fault : options.faults) {
-    if (!faults.Add(fault, &error)) return Fail(error);
+    if (!faults.Add(fault, &error)) {
+      Fail(error);
+      return kExitUsage;
+    }
   }
-  ThrowAway throw_away;
-  const std::shared_ptr<DeviceFolder> folder = OpenDevice(options, &throw_away, &error);
+  RunFolder run;
+  if (!run.Make(&error)) return Fail(error);
+  const std::shared_ptr<DeviceFolder> folder = OpenDevice(options, run, &error);
   if (folder == nullptr) return Fail(error);
   ModemDaemon modem;
-  if (!StartModem(*folder, faults, &modem, &error)) return Fail(error);
+  if (!StartModem(*folder, faults, run, &modem, &error)) return Fail(error);
   SetEnvironment(options, *folder);
   if (!options.quiet) {
     fprintf(stderr, "orx-sim: simulated device, profile %s, %s\n", folder->Get("profile").c_str(),
-            throw_away.path().empty() ? folder->path().c_str() : "thrown away afterwards");
+            options.device.empty() ? "thrown away afterwards" : folder->path().c_str());
   }
-  return RunSandbox(options, *folder, old_mask);
+  return RunSandbox(
+      options,
+      {{folder->File("persist"), "/mnt/vendor/persist/security"}, {run.sockets(), "/dev/socket"}},
+      old_mask);
 }
 
 int BecomeCommand(int argc, char** argv) {
@@ -221,7 +238,7 @@ int BecomeCommand(int argc, char** argv) {
     signal(number, stays ? SIG_IGN : SIG_DFL);
   }
   execvp(argv[2], argv + 2);
-  const int reason = errno;
+  const int reason = WhyNotExecuted(argv[2], errno);
   fprintf(stderr, "orx-sim: %s: %s\n", argv[2], strerror(reason));
   return reason == ENOENT ? kExitNotFound : kExitNotExecutable;
 }

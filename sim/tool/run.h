@@ -6,8 +6,10 @@
 
 namespace orx_sim {
 
-// The exit codes of orx-sim run when the command was not run or did not exit by itself, as env(1)
-// and the shell have them. A command that a signal ended gives 128 and the signal's number.
+// The exit codes of orx-sim run when it was called wrongly, and when the command was not run or did
+// not exit by itself, as env(1) and the shell have them. A command that a signal ended gives 128
+// and the signal's number.
+inline constexpr int kExitUsage = 2;
 inline constexpr int kExitRunFailed = 125;
 inline constexpr int kExitNotExecutable = 126;
 inline constexpr int kExitNotFound = 127;

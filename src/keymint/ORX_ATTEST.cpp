@@ -15,6 +15,7 @@
 #include <optional>
 #include <utility>
 
+#include "boringssl.h"
 #include "orx_log.h"
 
 namespace android::hardware::keymint::ORX::legacy {

@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 
+#include "boringssl.h"
 #include "orx_log.h"
 
 namespace android::hardware::keymint::ORX::RKP {
@@ -193,7 +194,7 @@ bool p256_pub_key(const std::vector<uint8_t>& coseKeyData, PublicKeyPtr* pubkey)
     return false;
   }
   // The result tells only who owns the EC key from here on.
-  if (EVP_PKEY_assign_EC_KEY(key.get(), ec_key.get()) == 1) ec_key.release();
+  if (EVP_PKEY_assign_EC_KEY(key.get(), ec_key.get()) == 1) static_cast<void>(ec_key.release());
   *pubkey = std::move(key);
   return true;
 }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
-#include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <android/binder_manager.h>
 
 #include "orx_log.h"

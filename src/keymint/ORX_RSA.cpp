@@ -17,13 +17,10 @@
 #include <string>
 #include <utility>
 
+#include "boringssl.h"
 #include "keymint/key_blob_file.h"
 #include "orx_log.h"
 #include "wiped.h"
-
-#ifndef OPENSSL_IS_BORINGSSL
-#error "key objects are wiped when they are freed only by BoringSSL"
-#endif
 
 namespace android::hardware::keymint::ORX {
 namespace {

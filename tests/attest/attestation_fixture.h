@@ -87,6 +87,13 @@ class AttestationFixture : public ::testing::Test {
     return params.vector_data();
   }
 
+  // What a mask of all bits selects.
+  const std::vector<km::Tag> kAllIds = {
+      km::Tag::ATTESTATION_ID_BRAND,        km::Tag::ATTESTATION_ID_DEVICE,
+      km::Tag::ATTESTATION_ID_PRODUCT,      km::Tag::ATTESTATION_ID_SERIAL,
+      km::Tag::ATTESTATION_ID_MANUFACTURER, km::Tag::ATTESTATION_ID_MODEL,
+      km::Tag::ATTESTATION_ID_IMEI};
+
   // The tags of the identifiers that keys were generated with, in order.
   std::vector<km::Tag> RequestedIds() const {
     std::vector<km::Tag> tags;

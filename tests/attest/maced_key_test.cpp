@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cppbor.h>
-#include <cppbor_parse.h>
 #include <gmock/gmock.h>
 #include <openssl/evp.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,17 +9,16 @@
 #include "support/certificate_builder.h"
 #include "support/crypto_memory.h"
 #include "support/failing_crypto.h"
+#include "support/hex.h"
 #include "support/log_capture.h"
 #include "support/maced_key.h"
 
 namespace android::hardware::keymint::ORX {
 namespace {
 
-using cppbor::Array;
-using cppbor::Map;
-using cppbor::SemanticTag;
 using orx_test::CoseKey;
 using orx_test::EcKey;
+using orx_test::FromHex;
 using orx_test::MacedKey;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -31,133 +27,106 @@ using ::testing::SizeIs;
 using Bytes = std::vector<uint8_t>;
 
 const Bytes kUntouched = {'u'};
-const Bytes kTag(32, 0xAA);
-const Bytes kNestedDeeply(10000, 0x81);
+
+constexpr char kEmptyInput[] =
+    "Input buffer is empty. Begin and end cannot point to the same location.";
 constexpr char kTooDeep[] =
     "Max depth reached.  Cannot parse CBOR structures with more than 1000 levels.";
+constexpr char kBadHeader[] = "Unexpected macedPubKey Protected Params value: ";
+constexpr char kBadType[] = "Unexpected Public Key type";
 
-Bytes Protected() {
-  return Map(1, 5).encode();
+std::string Repeat(const std::string& hex, int times) {
+  std::string text;
+  while (times-- > 0) text += hex;
+  return text;
 }
 
-// An encoded COSE_Key with these labels and values in turn.
-template <typename... Params>
-Bytes KeyWith(Params&&... params) {
-  return Map(std::forward<Params>(params)...).encode();
+// A COSE_Mac0 in hexadecimal: an array of four whose pieces are, in order, the protected header,
+// the unprotected header, the payload (a key without coordinates) and the tag.
+std::vector<std::string> Pieces() {
+  return {"84", "43a10105", "a0", "47a3010203262001", "5820" + Repeat("00", 32)};
 }
 
-Bytes Join(Bytes first, const Bytes& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
+// The same with one piece replaced; piece 0 is what opens the array.
+Bytes Replaced(size_t piece, const std::string& hex) {
+  std::vector<std::string> pieces = Pieces();
+  pieces[piece] = hex;
+  std::string whole;
+  for (const std::string& each : pieces) whole += each;
+  return FromHex(whole);
 }
-
-struct Case {
-  const char* title;
-  Bytes input;
-  std::string message;
-};
 
 TEST(CheckMacedPubkeyTest, HandsOutThePayloadOfWhatItAccepts) {
-  const Bytes key = CoseKey(EcKey(0));
   const struct {
     const char* title;
-    Bytes maced_key;
-    Bytes payload;
+    size_t piece;
+    std::string hex;
+    std::string payload = "a3010203262001";
   } kCases[] = {
-      {"as the component makes it", MacedKey(key), key},
-      {"tagged as COSE_Mac0", SemanticTag(17, Array(Protected(), Map(), key, kTag)).encode(), key},
-      {"bytes behind it", Join(MacedKey(key), {0xff}), key},
-      {"bytes behind the protected header",
-       Array(Join(Protected(), {0xff}), Map(), key, kTag).encode(), key},
-      {"a long form in the protected header",
-       Array(Bytes{0xa1, 0x18, 0x01, 0x05}, Map(), key, kTag).encode(), key},
-      {"a tag of zeros", Array(Protected(), Map(), key, Bytes(32)).encode(), key},
-      {"an entry behind the curve", MacedKey(KeyWith(1, 2, 3, -7, -1, 1, 5, 6)),
-       KeyWith(1, 2, 3, -7, -1, 1, 5, 6)},
-      {"an entry before the key type", MacedKey(KeyWith(2, 9, 1, 2, 3, -7, -1, 1)),
-       KeyWith(2, 9, 1, 2, 3, -7, -1, 1)},
-      {"bytes behind the key", MacedKey(Join(key, {0x00})), Join(key, {0x00})},
+      {"as it should be", 0, "84"},
+      {"tagged as COSE_Mac0", 0, "d184"},
+      {"bytes behind the protected header", 1, "44a10105ff"},
+      {"a long form in the protected header", 1, "44a1180105"},
+      {"an entry behind the curve", 3, "49a40102032620010506", "a40102032620010506"},
+      {"an entry before the key type", 3, "49a40209010203262001", "a40209010203262001"},
+      {"bytes behind the key", 3, "48a301020326200100", "a301020326200100"},
+      {"another tag, and bytes behind it", 4, "5820" + Repeat("ff", 33)},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.title);
     orx_test::LogCapture log;
     Bytes payload = kUntouched;
-    EXPECT_TRUE(RKP::check_maced_pubkey({test.maced_key}, &payload));
-    EXPECT_EQ(payload, test.payload);
+    EXPECT_TRUE(RKP::check_maced_pubkey({Replaced(test.piece, test.hex)}, &payload));
+    EXPECT_EQ(payload, FromHex(test.payload));
     EXPECT_THAT(log.messages(), IsEmpty());
   }
 }
 
 TEST(CheckMacedPubkeyTest, NamesTheFirstThingThatIsWrong) {
-  const Bytes key = CoseKey(EcKey(0));
-  const Case kCases[] = {
-      {"nothing",
-       {},
-       "macedPubKey parse failed: Input buffer is empty. Begin and end cannot point to the same "
-       "location."},
-      {"nested deeply", kNestedDeeply, std::string("macedPubKey parse failed: ") + kTooDeep},
-      {"a huge count",
-       {0x9b, 0x7f, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff},
+  const struct {
+    const char* title;
+    size_t piece;
+    std::string hex;
+    std::string message;
+  } kCases[] = {
+      {"nested deeply", 0, Repeat("81", 10000),
+       std::string("macedPubKey parse failed: ") + kTooDeep},
+      {"a huge count", 0, "9b7fffffffffffffff",
        "macedPubKey parse failed: Not enough entries for array."},
-      {"a map", Map(0, Protected(), 1, Map()).encode(), "Convert macedPubKey to Array failed"},
-      {"no entries", Array().encode(), "Unexpected macedPubKey Entry Count: 0"},
-      {"three entries", Array(Protected(), Map(), key).encode(),
-       "Unexpected macedPubKey Entry Count: 3"},
-      {"five entries", Array(Protected(), Map(), key, kTag, kTag).encode(),
-       "Unexpected macedPubKey Entry Count: 5"},
-      {"a protected header outside a byte string", Array(Map(1, 5), Map(), key, kTag).encode(),
-       "Extract macedPubKey Protected Params failed"},
-      {"a protected header that does not parse", Array(Bytes{0xa1}, Map(), key, kTag).encode(),
-       "Unexpected macedPubKey Protected Params value: "},
-      {"another algorithm", Array(Map(1, 6).encode(), Map(), key, kTag).encode(),
-       "Unexpected macedPubKey Protected Params value: {\n  1 : 6,\n}"},
-      {"one protected entry more", Array(Map(1, 5, 4, kTag).encode(), Map(), key, kTag).encode(),
-       "Unexpected macedPubKey Protected Params value: {\n  1 : 5,\n  4 : "
-       "{0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, "
-       "0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, 0xaa, "
-       "0xaa, 0xaa, 0xaa, 0xaa},\n}"},
-      {"a tagged protected header",
-       Array(SemanticTag(1, Map(1, 5)).encode(), Map(), key, kTag).encode(),
-       "Unexpected macedPubKey Protected Params value: tag 1 {\n  1 : 5,\n}"},
-      {"an unprotected header that is no map", Array(Protected(), Array(), key, kTag).encode(),
-       "Extract macedPubKey Unprotected Params failed"},
-      {"an unprotected entry", Array(Protected(), Map(4, "id"), key, kTag).encode(),
-       "Unexpected macedPubKey Unprotected Params size: 1"},
-      {"no payload", Array(Protected(), Map(), nullptr, kTag).encode(),
-       "Extract macedPubKey Payload failed"},
-      {"an empty payload", MacedKey({}),
-       "Public Key parse failed: Input buffer is empty. Begin and end cannot point to the same "
-       "location."},
-      {"a payload that is cut off", MacedKey({0xa1, 0x01}),
-       "Public Key parse failed: Not enough entries for map."},
-      {"a payload nested deeply", MacedKey(kNestedDeeply),
+      {"a map", 0, "a2", "Convert macedPubKey to Array failed"},
+      {"no entries", 0, "80", "Unexpected macedPubKey Entry Count: 0"},
+      {"three entries", 0, "83", "Unexpected macedPubKey Entry Count: 3"},
+      {"five entries", 0, "8500", "Unexpected macedPubKey Entry Count: 5"},
+      {"a bare map", 1, "a10105", "Extract macedPubKey Protected Params failed"},
+      {"no CBOR", 1, "41a1", kBadHeader},
+      {"another algorithm", 1, "43a10106", std::string(kBadHeader) + "{\n  1 : 6,\n}"},
+      {"one entry more", 1, "45a201050400", std::string(kBadHeader) + "{\n  1 : 5,\n  4 : 0,\n}"},
+      {"a tagged map", 1, "44c1a10105", std::string(kBadHeader) + "tag 1 {\n  1 : 5,\n}"},
+      {"an array", 2, "80", "Extract macedPubKey Unprotected Params failed"},
+      {"an entry", 2, "a10400", "Unexpected macedPubKey Unprotected Params size: 1"},
+      {"a bare key", 3, "a3010203262001", "Extract macedPubKey Payload failed"},
+      {"nothing", 3, "40", std::string("Public Key parse failed: ") + kEmptyInput},
+      {"cut off", 3, "42a101", "Public Key parse failed: Not enough entries for map."},
+      {"nested deeply", 3, "592710" + Repeat("81", 10000),
        std::string("Public Key parse failed: ") + kTooDeep},
-      {"another order", MacedKey(KeyWith(3, -7, 1, 2, -1, 1)), "Unexpected Public Key type"},
-      {"a key id in between", MacedKey(KeyWith(1, 2, 2, 9, 3, -7, -1, 1)),
-       "Unexpected Public Key type"},
-      {"key operations in between", MacedKey(KeyWith(1, 2, 3, -7, 4, Array(2, 1), -1, 1)),
-       "Unexpected Public Key type"},
-      {"another key type", MacedKey(KeyWith(1, 1, 3, -7, -1, 1)), "Unexpected Public Key type"},
-      {"another signature algorithm", MacedKey(KeyWith(1, 2, 3, -35, -1, 1)),
-       "Unexpected Public Key type"},
-      {"another curve", MacedKey(KeyWith(1, 2, 3, -7, -1, 2)), "Unexpected Public Key type"},
-      {"the key one level down", MacedKey(Array(Map(1, 2, 3, -7, -1, 1), Map()).encode()),
-       "Unexpected Public Key type"},
-      {"no tag", Array(Protected(), Map(), key, Map()).encode(), "Extract macedPubKey Tag failed"},
-      {"a tag of 31 bytes", Array(Protected(), Map(), key, Bytes(31)).encode(),
-       "Unexpected macedPubKey Tag size: 31"},
-      {"a tag of 33 bytes", Array(Protected(), Map(), key, Bytes(33)).encode(),
-       "Unexpected macedPubKey Tag size: 33"},
-      {"everything but the protected header", Array(Protected(), 0, 0, 0).encode(),
+      {"another order", 3, "47a3032601022001", kBadType},
+      {"key operations in between", 3, "4aa4010203260481022001", kBadType},
+      {"another key type", 3, "47a3010103262001", kBadType},
+      {"another algorithm", 3, "47a3010203272001", kBadType},
+      {"another curve", 3, "47a3010203262002", kBadType},
+      {"the key one level down", 3, "4881a3010203262001", kBadType},
+      {"a map", 4, "a0", "Extract macedPubKey Tag failed"},
+      {"31 bytes", 4, "581f" + Repeat("00", 31), "Unexpected macedPubKey Tag size: 31"},
+      {"33 bytes", 4, "5821" + Repeat("00", 33), "Unexpected macedPubKey Tag size: 33"},
+      {"all three behind the protected header", 0, "8443a10105010203",
        "Extract macedPubKey Unprotected Params failed"},
-      {"payload and tag", Array(Protected(), Map(), KeyWith(1, 2), 0).encode(),
-       "Unexpected Public Key type"},
+      {"payload and tag", 0, "8443a10105a041a000", kBadType},
   };
-  for (const Case& test : kCases) {
-    SCOPED_TRACE(test.title);
+  for (const auto& test : kCases) {
+    SCOPED_TRACE("piece " + std::to_string(test.piece) + ": " + test.title);
     orx_test::LogCapture log;
     Bytes payload = kUntouched;
-    EXPECT_FALSE(RKP::check_maced_pubkey({test.input}, &payload));
+    EXPECT_FALSE(RKP::check_maced_pubkey({Replaced(test.piece, test.hex)}, &payload));
     EXPECT_THAT(log.messages(), ElementsAre(test.message));
     EXPECT_THAT(log.paths(), Each("src/keymint/ORX_ATTEST_RKP.cpp"));
     EXPECT_EQ(payload, kUntouched);
@@ -201,38 +170,33 @@ TEST(P256PubKeyTest, MakesTheKeyAndReplacesTheOneBefore) {
     ASSERT_NE(key, nullptr);
     EXPECT_EQ(EVP_PKEY_cmp(key.get(), EcKey(number)), 1);
   }
-  // The first of two entries counts, and any map will do.
-  const std::unique_ptr<cppbor::Item> fields = std::get<0>(cppbor::parse(CoseKey(EcKey(2))));
-  const Bytes x = fields->asMap()->get(-2)->asBstr()->value();
-  const Bytes y = fields->asMap()->get(-3)->asBstr()->value();
-  EXPECT_TRUE(RKP::p256_pub_key(Map(-3, y, -2, x, -2, kTag).encode(), &key));
-  EXPECT_EQ(EVP_PKEY_cmp(key.get(), EcKey(2)), 1);
 }
 
 TEST(P256PubKeyTest, NamesTheFirstThingThatIsWrong) {
-  const Bytes coordinate(32, 0x01);
-  const Case kCases[] = {
-      {"nothing",
-       {},
-       "coseKeyData parse failed: Input buffer is empty. Begin and end cannot point to the same "
-       "location."},
-      {"nested deeply", kNestedDeeply, std::string("coseKeyData parse failed: ") + kTooDeep},
-      {"no map", Array(coordinate, coordinate).encode(), "Extract X coordinate failed"},
-      {"no x", KeyWith(-3, coordinate), "Extract X coordinate failed"},
-      {"x of another type", KeyWith(-2, 1, -3, coordinate), "Extract X coordinate failed"},
-      {"no y", KeyWith(-2, coordinate), "Extract Y coordinate failed"},
-      {"y of another type", KeyWith(-2, coordinate, -3, true), "Extract Y coordinate failed"},
-      {"a point beside the curve", KeyWith(-2, coordinate, -3, coordinate), "Set EC POINT failed"},
-      {"a short x", KeyWith(-2, Bytes(31, 1), -3, coordinate), "Set EC POINT failed"},
-      {"a long y", KeyWith(-2, coordinate, -3, Bytes(33, 1)), "Set EC POINT failed"},
-      {"empty coordinates", KeyWith(-2, Bytes(), -3, Bytes()), "Set EC POINT failed"},
+  const std::string x = "215820" + Repeat("01", 32), y = "225820" + Repeat("01", 32);
+  const struct {
+    const char* title;
+    std::string hex;
+    std::string message;
+  } kCases[] = {
+      {"nothing", "", std::string("coseKeyData parse failed: ") + kEmptyInput},
+      {"nested deeply", Repeat("81", 10000), std::string("coseKeyData parse failed: ") + kTooDeep},
+      {"an array", "84" + x + y, "Extract X coordinate failed"},
+      {"no x", "a1" + y, "Extract X coordinate failed"},
+      {"x of another type", "a22101" + y, "Extract X coordinate failed"},
+      {"no y", "a1" + x, "Extract Y coordinate failed"},
+      {"y of another type", "a2" + x + "22f5", "Extract Y coordinate failed"},
+      {"a point beside the curve", "a2" + x + y, "Set EC POINT failed"},
+      {"a short x", "a2214101" + y, "Set EC POINT failed"},
+      {"a long y", "a2" + x + "225821" + Repeat("01", 33), "Set EC POINT failed"},
+      {"empty coordinates", "a221402240", "Set EC POINT failed"},
   };
-  for (const Case& test : kCases) {
+  for (const auto& test : kCases) {
     SCOPED_TRACE(test.title);
     orx_test::LogCapture log;
     RKP::PublicKeyPtr key(EVP_PKEY_new());
     EVP_PKEY* const before = key.get();
-    EXPECT_FALSE(RKP::p256_pub_key(test.input, &key));
+    EXPECT_FALSE(RKP::p256_pub_key(FromHex(test.hex), &key));
     EXPECT_THAT(log.messages(), ElementsAre(test.message));
     EXPECT_EQ(key.get(), before);
   }

@@ -191,10 +191,7 @@ TEST_F(ValidateIdsTest, TheMaskSelectsSevenRecordsOnSingleAndDualSimDevices) {
       {ORX_ATTEST_ID_SECOND_IMEI, {}},  // its record is not returned
       {ORX_ATTEST_ID_MEID, {}},         // neither is this one, wherever it is looked for
       {0xFFFFFE00, {}},
-      {0xFFFFFFFF,
-       {Tag::ATTESTATION_ID_BRAND, Tag::ATTESTATION_ID_DEVICE, Tag::ATTESTATION_ID_PRODUCT,
-        Tag::ATTESTATION_ID_SERIAL, Tag::ATTESTATION_ID_MANUFACTURER, Tag::ATTESTATION_ID_MODEL,
-        Tag::ATTESTATION_ID_IMEI}},
+      {0xFFFFFFFF, kAllIds},
   };
   for (const char* dual_sim : {"false", "true"}) {
     Set("ro.vendor.hw.dualsim", dual_sim);

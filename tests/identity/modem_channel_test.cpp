@@ -14,8 +14,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -81,6 +81,11 @@ void StartInterrupting(int /*fd*/) {
   setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
+void StopInterrupting() {
+  const itimerval off = {};
+  setitimer(ITIMER_REAL, &off, nullptr);
+}
+
 class ModemChannel : public ::testing::Test {
  protected:
   ModemChannel() {
@@ -94,10 +99,7 @@ class ModemChannel : public ::testing::Test {
     while (dup(STDERR_FILENO) < 69) {
     }
   }
-  ~ModemChannel() override {
-    const itimerval off = {};
-    setitimer(ITIMER_REAL, &off, nullptr);
-  }
+  ~ModemChannel() override { StopInterrupting(); }
 
   int Ask(const char* command = "TCATSEND,0,AT+CGSN") {
     pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
@@ -109,7 +111,12 @@ class ModemChannel : public ::testing::Test {
   std::string Log() {
     std::string log;
     for (const std::string& message : log_.messages()) log += message + "\n";
-    return std::regex_replace(log, std::regex("\\b7[0-9]\\b"), "#");
+    for (int fd = 70; fd < 80; ++fd) {
+      for (size_t at = 0; (at = log.find(" " + std::to_string(fd), at)) != std::string::npos;) {
+        log.replace(at, 3, " #");
+      }
+    }
+    return log;
   }
 
   // Calls `action` with the socket when a message that starts with `step` is logged.
@@ -141,7 +148,7 @@ TEST_F(ModemChannel, ARequestIsCountLengthAndCommandOnAConnectionOfItsOwn) {
     send(client, kImei, 15, 0);
     EXPECT_EQ(recv(client, &request[0], 1, MSG_PEEK), 0) << "closed, with nothing behind";
   });
-  response_.assign(response_.size(), '-');
+  std::fill(response_.begin(), response_.end() - 1, '-');
   ASSERT_EQ(Ask(), 0);
   EXPECT_EQ(request, std::string("\x01\0\0\0\x12\0\0\0TCATSEND,0,AT+CGSN", 26));
   EXPECT_EQ(std::string(response_.data(), 17), std::string(kImei) + "--") << "no terminator";
@@ -193,7 +200,7 @@ TEST_F(ModemChannel, WhileConnectingTheOnlyFlagIsNonBlockingThenTheOldOnesAreBac
 // Puts another descriptor in the place of the attempt's socket, once.
 std::function<void(int)> Replace(int (*make)()) {
   return [make, done = false](int fd) mutable {
-    if (done) return;
+    if (done) return StopInterrupting();
     done = true;
     const int other = make();
     EXPECT_EQ(dup2(other, fd), fd);
@@ -326,8 +333,12 @@ TEST_F(ModemChannel, AShortSendEndsTheExchange) {
   // Longer than the socket's buffer: a socket that does not block takes the first part of it.
   At("start AT req", [](int fd) { fcntl(fd, F_SETFL, O_NONBLOCK); });
   EXPECT_EQ(Ask(std::string(4 << 20, 'A').c_str()), -1);
-  EXPECT_TRUE(std::regex_search(Log(), std::regex("Failed writing [1-9][0-9]{4,6} bytes to fd #.*\n"
-                                                  "Sending AT failed, status = -1\n")));
+  int sent = 0;
+  for (const std::string& message : log_.messages()) {
+    sscanf(message.c_str(), "Failed writing %d bytes to fd", &sent);
+  }
+  EXPECT_GT(sent, 0);
+  EXPECT_THAT(Log(), HasSubstr("\nSending AT failed, status = -1\nDone, status= -1\n"));
 }
 
 TEST_F(ModemChannel, ADaemonThatGoesAwayRaisesSigpipeInTheCaller) {
@@ -338,6 +349,17 @@ TEST_F(ModemChannel, ADaemonThatGoesAwayRaisesSigpipeInTheCaller) {
     Ask();
   };
   EXPECT_EXIT(ask(), ::testing::KilledBySignal(SIGPIPE), "");
+}
+
+TEST_F(ModemChannel, WithoutAResponseBufferTheCallNeverReturnsOnceAnAnswerHasCome) {
+  const auto ask = [this] {
+    ScriptedModem modem(kAnswers);
+    pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
+    const itimerval soon = {{0, 0}, {0, 300000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    ORX_communicate_with_modem("AT", nullptr);
+  };
+  EXPECT_EXIT(ask(), ::testing::KilledBySignal(SIGALRM), "");
 }
 
 size_t HeapInUse() {

@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The symmetric service on the simulated device: whole sequences, across processes and restarts.
-#include <android_host/host.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/cipher.h>
 #include <orx/sym.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <functional>
 #include <string>
-#include <vector>
 
-#include "sim/device.h"
 #include "support/log_capture.h"
+#include "support/simulated_device_test.h"
 
 namespace {
 
@@ -27,36 +22,8 @@ constexpr uint8_t kKey[16] = {0x2b, 0x7e, 0x15, 0x16, 0x28, 0xae, 0xd2, 0xa6,
                               0xab, 0xf7, 0x15, 0x88, 0x09, 0xcf, 0x4f, 0x3c};
 constexpr uint8_t kIv[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 
-class SymDeviceTest : public ::testing::Test {
+class SymDeviceTest : public orx_test::SimulatedDeviceTest {
  protected:
-  void SetUp() override {
-    android_host::DisableDeviceModule();
-    std::string error;
-    ASSERT_TRUE(orx_sim::Device::Create(kFolder, "dual-sim", &error)) << error;
-  }
-
-  // Runs `body` in a process of its own, in which the device has just booted with `fault`.
-  static void InNewProcess(const std::function<void()>& body, const std::string& fault = "") {
-    const pid_t child = StartProcess(body, fault);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "the process failed, see above";
-  }
-
-  static pid_t StartProcess(const std::function<void()>& body, const std::string& fault = "") {
-    const pid_t child = fork();
-    if (child != 0) return child;
-    std::string error;
-    const auto device = orx_sim::Device::Open(kFolder, &error);
-    EXPECT_TRUE(device) << error;
-    if (!fault.empty()) {
-      EXPECT_TRUE(device->faults().Add(fault, &error)) << error;
-    }
-    device->Attach();
-    body();
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
-
   static void Import(int key_id = 50) {
     ORX_SYM_CONTEXT* context;
     ASSERT_EQ(ORX_SYM_ImportProtectedKey(0, key_id, kKey, sizeof kKey, &context), 0u);
@@ -98,8 +65,6 @@ class SymDeviceTest : public ::testing::Test {
     cipher.resize(static_cast<size_t>(length));
     return cipher;
   }
-
-  static constexpr char kFolder[] = "/mnt/device";
 };
 
 TEST_F(SymDeviceTest, AKeyOutlivesItsProcess) {
@@ -126,17 +91,12 @@ TEST_F(SymDeviceTest, TwoProcessesUseOneDeviceAtOnce) {
   };
   const pid_t other = StartProcess(work(51));
   InNewProcess(work(52));
-  int status = -1;
-  ASSERT_EQ(waitpid(other, &status, 0), other);
-  EXPECT_EQ(status, 0);
+  ExpectSuccess(other);
 }
 
 TEST_F(SymDeviceTest, AnOutdatedBlobIsRefusedAndNeverUpgraded) {
   InNewProcess([] { Import(); });
-  std::string error;
-  ASSERT_TRUE(
-      orx_sim::Device::Open(kFolder, &error)->folder().Set({"os-patch-level=203012"}, &error))
-      << error;
+  Set("os-patch-level=203012");
   InNewProcess([] {
     Select();
     orx_test::LogCapture log;

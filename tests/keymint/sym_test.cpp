@@ -23,6 +23,7 @@ namespace {
 using ::ndk::ScopedAStatus;
 using orx_test::Fails;
 using orx_test::SucceedsWithoutResult;
+using orx_test::Text;
 using orx_test::TransactionFails;
 using ::testing::_;
 using ::testing::Contains;
@@ -35,16 +36,6 @@ constexpr char kFile50[] = "/mnt/vendor/persist/security/zol_key_user0";
 constexpr uint8_t kKey[16] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
                               0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
 constexpr uint8_t kIv[16] = {9, 8, 7};
-
-std::string Text(const std::vector<km::KeyParameter>& parameters) {
-  std::string text;
-  for (const km::KeyParameter& parameter : parameters) {
-    const std::string value = parameter.value.toString();
-    text += toString(parameter.tag) + "=" + value.substr(value.find(": ") + 2);
-    text.back() = ' ';
-  }
-  return text;
-}
 
 bool Exists(const char* path) {
   struct stat status;

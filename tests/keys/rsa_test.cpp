@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <android-base/file.h>
+#include <android-base/strings.h>
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <openssl/bn.h>
 #include <openssl/bytestring.h>
 #include <openssl/evp.h>
 #include <openssl/mem.h>
@@ -14,11 +14,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <fstream>
-#include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "keymint/ORX_RSA.h"
@@ -26,23 +23,28 @@
 #include "support/failing_fsync.h"
 #include "support/log_capture.h"
 #include "support/mock_keymint.h"
+#include "support/rsa_components.h"
 
 namespace android::hardware::keymint::ORX {
 namespace {
 
 using orx_test::Bytes;
+using orx_test::ComponentsOf;
 using orx_test::Fails;
+using orx_test::ImportRsaComponents;
+using orx_test::kRsaComponentNames;
+using orx_test::NewRsaKey;
+using orx_test::RsaComponents;
 using orx_test::Succeeds;
+using orx_test::Text;
 using orx_test::TransactionFails;
 using ::testing::_;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Return;
 
 const std::string kFile50 = "/mnt/vendor/persist/security/zol_key_user0";
-constexpr int kUpgrade = -62;
+constexpr char kLoaded[] = "RSA: loaded key blob size: 6 for keyid 50";
 
 Bytes ToBytes(const std::string& text) {
   return Bytes(text.begin(), text.end());
@@ -51,16 +53,6 @@ Bytes ToBytes(const std::string& text) {
 std::string FileContent(const std::string& path) {
   std::string content;
   return base::ReadFileToString(path, &content) ? content : "(none)";
-}
-
-std::string Text(const std::vector<km::KeyParameter>& parameters) {
-  std::string text;
-  for (const km::KeyParameter& parameter : parameters) {
-    const std::string value = parameter.value.toString();
-    text += toString(parameter.tag) + "=" + value.substr(value.find(": ") + 2);
-    text.back() = ' ';
-  }
-  return text;
 }
 
 class RsaTest : public ::testing::Test {
@@ -104,15 +96,20 @@ class RsaTest : public ::testing::Test {
 
 TEST_F(RsaTest, LoadingNamesWhyThereIsNoBlob) {
   EXPECT_THAT(load_key_blob(0), IsEmpty());
-  EXPECT_THAT(TakeMessages(), IsEmpty());
   EXPECT_THAT(load_key_blob(15), IsEmpty());
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: key blob not found"));
   // What was read of the file stands where one would expect its path.
   EXPECT_THAT(load_key_blob(50), IsEmpty());
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to read RSA from "));
   ASSERT_EQ(symlink("/proc/version", kFile50.c_str()), 0);
   EXPECT_THAT(load_key_blob(50), IsEmpty());
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to read RSA from "));
+  ASSERT_EQ(unlink(kFile50.c_str()), 0);
+  // The first load takes any length, the later ones only that one.
+  ASSERT_TRUE(base::WriteStringToFile("stored", kFile50));
+  EXPECT_EQ(load_key_blob(50), ToBytes("stored"));
+  ASSERT_EQ(truncate(kFile50.c_str(), 7), 0);
+  EXPECT_THAT(load_key_blob(50), IsEmpty());
+  EXPECT_THAT(log_.Take(), ElementsAre("RSA: key blob not found", "RSA: failed to read RSA from ",
+                                       "RSA: failed to read RSA from ", kLoaded,
+                                       "RSA: failed to load correct RSA keyblob"));
 }
 
 TEST_F(RsaTest, EachIdHasItsFileWithModeAndExactBytes) {
@@ -135,42 +132,29 @@ TEST_F(RsaTest, EachIdHasItsFileWithModeAndExactBytes) {
                 ElementsAre("RSA: key with size:" + number + " being saved to filesystem",
                             "RSA: loaded key blob size: " + number + " for keyid " + number));
   }
-  EXPECT_EQ(store_key_blob(99, Bytes(1)), 1);
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: Could not find a repository for keyid=99"));
-}
-
-TEST_F(RsaTest, AFileOfAnotherLengthThanLastSeenIsRefused) {
-  // The first load takes any length.
-  ASSERT_TRUE(base::WriteStringToFile(std::string(299, 'x'), kFile50));
-  EXPECT_EQ(load_key_blob(50).size(), 299u);
-  StoreBlob(std::string(300, 'x'));
-  ASSERT_EQ(truncate(kFile50.c_str(), 301), 0);
-  EXPECT_THAT(load_key_blob(50), IsEmpty());
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to load correct RSA keyblob"));
-  ASSERT_EQ(truncate(kFile50.c_str(), 300), 0);
-  EXPECT_EQ(load_key_blob(50).size(), 300u);
 }
 
 TEST_F(RsaTest, AStoreThatFailsLeavesNoFile) {
+  const std::string kept = "stored", gone = "(none)";
+  const struct {
+    int fsync_error;
+    int result;
+    std::string message, content;
+  } rows[] = {{EROFS, 0, "RSA: current file system does not support sync", kept},
+              {EINVAL, 0, "RSA: current file system does not support sync", kept},
+              {EIO, 1, "RSA: failed to fsync asymmetric key ", gone}};
   const std::string saving = "RSA: key with size:6 being saved to filesystem";
-  for (int error : {EROFS, EINVAL}) {
-    orx_test::FailFsync(error);
-    EXPECT_EQ(store_key_blob(50, ToBytes("stored")), 0);
-    EXPECT_THAT(TakeMessages(),
-                ElementsAre(saving, "RSA: current file system does not support sync"));
-    EXPECT_EQ(FileContent(kFile50), "stored");
+  for (const auto& row : rows) {
+    orx_test::FailFsync(row.fsync_error);
+    EXPECT_EQ(store_key_blob(50, ToBytes("stored")), row.result);
+    EXPECT_THAT(log_.Take(), ElementsAre(saving, row.message));
+    EXPECT_EQ(FileContent(kFile50), row.content);
   }
-  orx_test::FailFsync(EIO);
-  EXPECT_EQ(store_key_blob(50, ToBytes("stored")), 1);
-  EXPECT_THAT(TakeMessages(), ElementsAre(saving, "RSA: failed to fsync asymmetric key "));
-  EXPECT_EQ(FileContent(kFile50), "(none)");
-
-  orx_test::FailFsync(0);
   ASSERT_EQ(symlink("/dev/null", kFile50.c_str()), 0);
   EXPECT_EQ(store_key_blob(50, ToBytes("stored")), 1);
-  EXPECT_THAT(TakeMessages(),
+  EXPECT_THAT(log_.Take(),
               ElementsAre(saving, "RSA: write asymmetric key file " + kFile50 + " failed"));
-  EXPECT_EQ(FileContent(kFile50), "(none)");
+  EXPECT_EQ(FileContent(kFile50), gone);
 }
 
 // --- Import of an encoded key
@@ -221,12 +205,9 @@ TEST_F(RsaTest, TheEncodingsLengthAloneDecidesTheDeclaredSize) {
 
 TEST_F(RsaTest, AnImportUnderAnIdWithoutFileFailsOnlyAfterKeyMintHasTheKey) {
   EXPECT_CALL(device_, importKey);
-  EXPECT_CALL(device_, deleteKey).Times(0);
-  Bytes key(10, 'k');
-  EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 10, 1, 99), 1u);
-  EXPECT_EQ(key, Bytes(10, 0));
-  EXPECT_THAT(TakeMessages(), ElementsAre("Import 2048 bit RSA key",
-                                          "RSA: Could not find a repository for keyid=99"));
+  uint8_t key[10] = {'k'};
+  EXPECT_EQ(ORX_RSA_ImportKey(key, sizeof key, 1, 99), 1u);
+  EXPECT_EQ(TakeMessages().back(), "RSA: Could not find a repository for keyid=99");
 }
 
 TEST_F(RsaTest, WrappedKeysAreRefusedUntouched) {
@@ -245,86 +226,43 @@ TEST_F(RsaTest, WrappedKeysAreRefusedUntouched) {
 
 // --- Import of components
 
-// The components of one key, in the order of the interface: e, n, d, p, q, dP, dQ, qInv.
-using Components = std::array<Bytes, 8>;
-const char* const kComponentNames[] = {"e", "n", "d", "p", "q", "dP", "dQ", "qInv"};
-
-bssl::UniquePtr<RSA> NewKey(int bits, uint32_t exponent = RSA_F4) {
-  bssl::UniquePtr<RSA> rsa(RSA_new());
-  bssl::UniquePtr<BIGNUM> e(BN_new());
-  EXPECT_TRUE(BN_set_u64(e.get(), exponent));
-  EXPECT_TRUE(RSA_generate_key_ex(rsa.get(), bits, e.get(), nullptr));
-  return rsa;
+uint32_t Import(const RsaComponents& components) {
+  return ImportRsaComponents(components, 50);
 }
 
-Components ComponentsOf(const RSA* rsa) {
-  const BIGNUM* const numbers[] = {RSA_get0_e(rsa),    RSA_get0_n(rsa),   RSA_get0_d(rsa),
-                                   RSA_get0_p(rsa),    RSA_get0_q(rsa),   RSA_get0_dmp1(rsa),
-                                   RSA_get0_dmq1(rsa), RSA_get0_iqmp(rsa)};
-  Components components;
-  for (size_t i = 0; i < components.size(); ++i) {
-    components[i].resize(BN_num_bytes(numbers[i]));
-    BN_bn2bin(numbers[i], components[i].data());
+TEST_F(RsaTest, ComponentsReachTheDeviceAsThePkcs8KeyTheyMake) {
+  // 3072 bits take less than 2001 bytes, and are declared as 2048.
+  for (const auto& [bits, declared] : {std::pair(1024, "2048"), std::pair(2048, "2048"),
+                                       std::pair(3072, "2048"), std::pair(4096, "4096")}) {
+    const RsaComponents own = ComponentsOf(NewRsaKey(bits).get());
+    RsaComponents components = own;
+    components[0].insert(components[0].begin(), 3, 0);  // leading zeros are allowed
+    std::string der_length;
+    EXPECT_CALL(device_, importKey)
+        .WillOnce([&](auto&&, auto&&, const Bytes& key, auto&&, auto* result) {
+          der_length = std::to_string(key.size());
+          CBS der;
+          CBS_init(&der, key.data(), key.size());
+          const bssl::UniquePtr<EVP_PKEY> parsed(EVP_parse_private_key(&der));
+          EXPECT_EQ(CBS_len(&der), 0u);
+          if (parsed) components = ComponentsOf(EVP_PKEY_get0_RSA(parsed.get()));
+          *result = orx_test::MockKeyMintDevice::Created("blob");
+          return ::ndk::ScopedAStatus::ok();
+        });
+    EXPECT_EQ(Import(components), 0u);
+    EXPECT_EQ(components, own);
+    EXPECT_THAT(TakeMessages(), ElementsAre("RSA:key measured length:" + der_length,
+                                            "RSA: current pk type:6, size:" + der_length,
+                                            std::string("Import ") + declared + " bit RSA key",
+                                            "RSA: key with size:4 being saved to filesystem"));
   }
-  return components;
 }
-
-uint32_t Import(const Components& c) {
-  const auto length = [&c](size_t i) { return static_cast<uint32_t>(c[i].size()); };
-  // An empty vector's pointer is null.
-  return ORX_RSA_ImportProtectedKey(nullptr, length(0), c[0].data(), length(1), c[1].data(),
-                                    length(2), c[2].data(), length(3), c[3].data(), length(4),
-                                    c[4].data(), length(5), c[5].data(), length(6), c[6].data(),
-                                    length(7), c[7].data(), 50);
-}
-
-struct Size {
-  int bits;
-  const char* declared;
-};
-
-class RsaComponentsOfSize : public RsaTest, public ::testing::WithParamInterface<Size> {};
-
-TEST_P(RsaComponentsOfSize, ReachTheDeviceAsThePkcs8KeyTheyMake) {
-  const bssl::UniquePtr<RSA> rsa = NewKey(GetParam().bits);
-  Components components = ComponentsOf(rsa.get());
-  components[0].insert(components[0].begin(), 3, 0);  // leading zeros are allowed
-  size_t der_length = 0;
-  EXPECT_CALL(device_, importKey)
-      .WillOnce([&](const auto& params, auto&&, const Bytes& key, auto&&, auto* result) {
-        EXPECT_THAT(Text(params), HasSubstr(std::string("KEY_SIZE=") + GetParam().declared));
-        der_length = key.size();
-        CBS der;
-        CBS_init(&der, key.data(), key.size());
-        const bssl::UniquePtr<EVP_PKEY> parsed(EVP_parse_private_key(&der));
-        EXPECT_EQ(CBS_len(&der), 0u);
-        if (parsed) components = ComponentsOf(EVP_PKEY_get0_RSA(parsed.get()));
-        *result = orx_test::MockKeyMintDevice::Created("blob");
-        return ::ndk::ScopedAStatus::ok();
-      });
-  EXPECT_EQ(Import(components), 0u);
-  EXPECT_EQ(components, ComponentsOf(rsa.get()));
-  EXPECT_EQ(FileContent(kFile50), "blob");
-  EXPECT_THAT(TakeMessages(),
-              ElementsAre("RSA:key measured length:" + std::to_string(der_length),
-                          "RSA: current pk type:6, size:" + std::to_string(der_length),
-                          std::string("Import ") + GetParam().declared + " bit RSA key",
-                          "RSA: key with size:4 being saved to filesystem"));
-}
-
-// 3072 bits take less than 2001 bytes, and are declared as 2048.
-INSTANTIATE_TEST_SUITE_P(Bits, RsaComponentsOfSize,
-                         ::testing::Values(Size{1024, "2048"}, Size{2048, "2048"},
-                                           Size{3072, "2048"}, Size{4096, "4096"}),
-                         [](const auto& row) { return std::to_string(row.param.bits); });
 
 TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
-  const Components good = ComponentsOf(NewKey(1024).get());
-  const Components other = ComponentsOf(NewKey(1024).get());
+  const RsaComponents good = ComponentsOf(NewRsaKey(1024).get());
+  const RsaComponents other = ComponentsOf(NewRsaKey(1024).get());
   const std::pair<const char*, Bytes (*)(const Bytes&, const Bytes&)> faults[] = {
       {"empty", [](const Bytes&, const Bytes&) { return Bytes(); }},
-      {"zero", [](const Bytes& own, const Bytes&) { return Bytes(own.size(), 0); }},
-      {"one", [](const Bytes&, const Bytes&) { return Bytes(1, 1); }},
       {"all ones", [](const Bytes& own, const Bytes&) { return Bytes(own.size() + 1, 0xff); }},
       {"oversized", [](const Bytes&, const Bytes&) { return Bytes(1 << 16, 0xa5); }},
       {"beyond any number", [](const Bytes&, const Bytes&) { return Bytes(70 << 20, 0xa5); }},
@@ -336,14 +274,12 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
   for (const auto& [fault, Spoil] : faults) {
     for (size_t i = 0; i < good.size(); ++i) {
       if (good[i] == Spoil(good[i], other[i])) continue;  // both keys have the same exponent
-      Components components = good;
+      RsaComponents components = good;
       components[i] = Spoil(good[i], other[i]);
-      EXPECT_EQ(Import(components), 1u) << kComponentNames[i] << " is " << fault;
+      EXPECT_EQ(Import(components), 1u) << kRsaComponentNames[i] << " is " << fault;
       EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
     }
   }
-  EXPECT_EQ(Import(Components()), 1u);
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
   // A null pointer is an empty component whatever its length.
   EXPECT_EQ(ORX_RSA_ImportProtectedKey(nullptr, 3, nullptr, 3, nullptr, 3, nullptr, 3, nullptr, 3,
                                        nullptr, 3, nullptr, 3, nullptr, 3, nullptr, 50),
@@ -354,7 +290,7 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
 }
 
 TEST_F(RsaTest, EveryFailedAllocationEndsTheImportOfComponentsWithoutTrace) {
-  const Components components = ComponentsOf(NewKey(1024).get());
+  const RsaComponents components = ComponentsOf(NewRsaKey(1024).get());
   const std::vector<std::string> no_key = {"RSA: the components make no RSA private key"};
   const std::vector<std::string> no_encoding = {"RSA:key measured length:0",
                                                 "RSA: retrieve key information failed"};
@@ -404,20 +340,20 @@ size_t CountInHeap(const Bytes& masked) {
 }
 
 TEST_F(RsaTest, NoCopyOfThePrivateKeyStaysBehind) {
-  Components components = ComponentsOf(NewKey(2048).get());
+  RsaComponents components = ComponentsOf(NewRsaKey(2048).get());
   // The middle of each private number: the ends of freed memory are the allocator's.
   std::vector<Bytes> masked;
   for (size_t i = 2; i < components.size(); ++i) {
     masked.emplace_back(components[i].begin() + 40, components[i].begin() + 72);
     for (uint8_t& byte : masked.back()) byte ^= 0x5a;
-    EXPECT_EQ(CountInHeap(masked.back()), 1u) << kComponentNames[i] << ", the test's own copy";
+    EXPECT_EQ(CountInHeap(masked.back()), 1u) << kRsaComponentNames[i] << ", the test's own copy";
   }
   EXPECT_EQ(Import(components), 0u);
   EXPECT_CALL(device_, importKey).WillOnce(Fails(-38));
   EXPECT_EQ(Import(components), 1u);
   for (Bytes& component : components) OPENSSL_cleanse(component.data(), component.size());
   for (size_t i = 0; i < masked.size(); ++i) {
-    EXPECT_EQ(CountInHeap(masked[i]), 0u) << kComponentNames[i + 2];
+    EXPECT_EQ(CountInHeap(masked[i]), 0u) << kRsaComponentNames[i + 2];
   }
 }
 
@@ -441,9 +377,7 @@ TEST_F(RsaTest, SignRunsOneOperationWithTheStoredKey) {
   EXPECT_EQ(Sign(), 0u);
   EXPECT_EQ(Output(), "output------");
   EXPECT_EQ(length_, 6u);
-  EXPECT_THAT(log_.messages(),
-              ElementsAre("strongbox was 0", "RSA: loaded key blob size: 6 for keyid 50",
-                          "KM: Begin", "KM: Finish"));
+  EXPECT_THAT(log_.messages(), ElementsAre("strongbox was 0", kLoaded, "KM: Begin", "KM: Finish"));
 }
 
 TEST_F(RsaTest, AShortBufferTakesTheBeginningOfTheResult) {
@@ -451,12 +385,15 @@ TEST_F(RsaTest, AShortBufferTakesTheBeginningOfTheResult) {
   EXPECT_EQ(Sign(4), 0u);
   EXPECT_EQ(Output(), "outp--------");
   EXPECT_EQ(length_, 4u);
-  length_ = 2;
-  EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, 2), 0u);
-  EXPECT_EQ(length_, 2u);
-  length_ = 6;
-  EXPECT_EQ(Sign(6), 0u);
-  EXPECT_EQ(length_, 6u);
+  TakeMessages();
+  for (const auto& [direction, name] : {std::pair(1, "Encrypt"), std::pair(2, "Decrypt")}) {
+    length_ = 5;
+    EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, direction), 0u);
+    EXPECT_EQ(Output(), "outpu-------");
+    EXPECT_EQ(length_, 5u);
+    EXPECT_THAT(TakeMessages(),
+                ElementsAre(std::string("RSA: process with operation:") + name, kLoaded));
+  }
 }
 
 TEST_F(RsaTest, SelectorsOtherThanTheKnownOnesMeanSha1NoPaddingAndDecrypt) {
@@ -481,40 +418,28 @@ TEST_F(RsaTest, SelectorsOtherThanTheKnownOnesMeanSha1NoPaddingAndDecrypt) {
                                  other_sign, other_crypt));
 }
 
-TEST_F(RsaTest, EncryptAndDecryptLogTheirDirection) {
-  StoreBlob();
-  for (const auto& [direction, name] :
-       {std::pair<int, const char*>{1, "Encrypt"}, std::pair<int, const char*>{0, "Decrypt"}}) {
-    length_ = sizeof output_;
-    EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, direction), 0u);
-    EXPECT_EQ(std::string(output_, output_ + length_), "output");
-    EXPECT_THAT(TakeMessages(), ElementsAre(std::string("RSA: process with operation:") + name,
-                                            "RSA: loaded key blob size: 6 for keyid 50"));
-  }
-}
-
 TEST_F(RsaTest, MissingArgumentsAreRefusedBeforeAnyService) {
-  uint32_t none = 0, some = 12;
-  uint8_t* const out = output_;
-  const uint32_t results[] = {ORX_RSA_Sign(50, data_, out, 4, nullptr, 2, 1),
-                              ORX_RSA_Sign(50, data_, out, 4, &none, 2, 1),
-                              ORX_RSA_Sign(50, data_, nullptr, 4, &some, 2, 1),
-                              ORX_RSA_Sign(50, nullptr, out, 4, &some, 2, 1),
-                              ORX_RSA_Sign(50, data_, out, 0, &some, 2, 1),
-                              ORX_RSA_Verify(50, data_, out, 4, 0, 2, 1),
-                              ORX_RSA_Verify(50, data_, nullptr, 4, 6, 2, 1),
-                              ORX_RSA_Verify(50, nullptr, out, 4, 6, 2, 1),
-                              ORX_RSA_Verify(50, data_, out, 0, 6, 2, 1),
-                              ORX_RSA_EncryptDecrypt(50, 1, data_, out, 4, nullptr, nullptr, 1),
-                              ORX_RSA_EncryptDecrypt(50, 1, data_, out, 4, &none, nullptr, 1),
-                              ORX_RSA_EncryptDecrypt(50, 1, data_, nullptr, 4, &some, nullptr, 1),
-                              ORX_RSA_EncryptDecrypt(50, 1, nullptr, out, 4, &some, nullptr, 1),
-                              ORX_RSA_EncryptDecrypt(50, 1, data_, out, 0, &some, nullptr, 1)};
-  EXPECT_THAT(results, ::testing::Each(1u));
-  std::vector<std::string> expected(5, "ORX RSA sign: invalid input parameters");
-  expected.insert(expected.end(), 4, "ORX RSA verify: invalid input parameters");
-  expected.insert(expected.end(), 5, "ORX RSA cipher: invalid input parameters");
-  EXPECT_THAT(log_.messages(), ElementsAreArray(expected));
+  const struct {
+    const uint8_t* data;
+    uint32_t data_length;
+    bool output;
+    uint32_t* length;
+    uint32_t capacity;
+  } rows[] = {{nullptr, 4, true, &length_, 9},
+              {data_, 0, true, &length_, 9},
+              {data_, 4, false, &length_, 9},
+              {data_, 4, true, nullptr, 0},
+              {data_, 4, true, &length_, 0}};
+  for (const auto& [data, data_length, output, length, capacity] : rows) {
+    length_ = capacity;
+    uint8_t* const out = output ? output_ : nullptr;
+    EXPECT_EQ(ORX_RSA_Sign(50, data, out, data_length, length, 2, 1), 1u);
+    EXPECT_EQ(ORX_RSA_Verify(50, data, out, data_length, capacity, 2, 1), 1u);
+    EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data, out, data_length, length, nullptr, 1), 1u);
+    EXPECT_THAT(log_.Take(), ElementsAre("ORX RSA sign: invalid input parameters",
+                                         "ORX RSA verify: invalid input parameters",
+                                         "ORX RSA cipher: invalid input parameters"));
+  }
 }
 
 TEST_F(RsaTest, VerifyPassesTheSignatureOnAndRejectsItWhateverTheDeviceSays) {
@@ -526,57 +451,57 @@ TEST_F(RsaTest, VerifyPassesTheSignatureOnAndRejectsItWhateverTheDeviceSays) {
       .WillOnce(Succeeds(Bytes()))
       .WillOnce(Fails(-30));
   EXPECT_EQ(ORX_RSA_Verify(50, data_, signature, 4, 3, 2, 1), 1u);
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: loaded key blob size: 6 for keyid 50"));
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded));
   EXPECT_EQ(ORX_RSA_Verify(50, data_, signature, 4, 3, 2, 1), 1u);
   EXPECT_THAT(TakeMessages(),
-              ElementsAre("RSA: loaded key blob size: 6 for keyid 50",
-                          "RSA: finish failed with code:-30, blob size:6, output_size:5"));
+              ElementsAre(kLoaded, "RSA: finish failed with code:-30, blob size:6, output_size:5"));
   EXPECT_EQ(ORX_RSA_Verify(51, data_, signature, 4, 3, 2, 1), 1u);
   EXPECT_THAT(TakeMessages(),
               ElementsAre("RSA: failed to read RSA from ", "RSA: no key blob not loaded"));
-}
 
-TEST_F(RsaTest, ProcessAppendsWhatTheDeviceReturnsToTheSentinelOfVerify) {
-  StoreBlob();
+  // The sentinel, behind which the device's answer is appended.
   const AuthorizationSet none;
-  EXPECT_EQ(ORX_RSA_Process(50, km::KeyPurpose::SIGN, "in", "", none), "output");
+  EXPECT_EQ(ORX_RSA_Process(51, km::KeyPurpose::VERIFY, "in", "sig", none), "ERROR");
+  ::testing::Mock::VerifyAndClearExpectations(&device_);
+  ::testing::Mock::VerifyAndClearExpectations(&operation_);
   EXPECT_EQ(ORX_RSA_Process(50, km::KeyPurpose::VERIFY, "in", "sig", none), "ERRORoutput");
-  EXPECT_EQ(ORX_RSA_Process(0, km::KeyPurpose::VERIFY, "in", "sig", none), "ERROR");
-  EXPECT_EQ(ORX_RSA_Process(0, km::KeyPurpose::SIGN, "in", "", none), "");
 }
 
 // --- Failures of an operation, and the upgrade
 
+constexpr int kNotAsked = 1;  // where the device's answer would stand
+constexpr rlim_t kAnySize = RLIM_INFINITY;
+
 struct Failure {
   const char* title;
-  // What the device answers in turn; 0 is success.
-  std::vector<int> begin;
-  int upgrade;
-  const char* upgraded;
-  rlim_t file_limit;
-  int finish;
-  std::vector<std::string> messages;
-  const char* file;
+  int begin, upgrade;    // what the device answers
+  const char* upgraded;  // and the blob that it returns
+  int begin_again;       // what it answers to the second begin
+  rlim_t file_limit;     // the size up to which files can be written
+  int finish;            // what the operation answers
+  std::string messages;  // between those of load and sign, separated by '|'
+  const char* file;      // the blob file afterwards
 };
-
-constexpr char kRequires[] = "RSA: KM requires the key to be upgraded";
-constexpr char kSaving[] = "RSA: key with size:8 being saved to filesystem";
 
 class RsaFailure : public RsaTest, public ::testing::WithParamInterface<Failure> {};
 
 TEST_P(RsaFailure, LeavesNoSignatureAndTellsWhy) {
   const Failure& row = GetParam();
   StoreBlob();
-  auto& begin = EXPECT_CALL(device_, begin).Times(static_cast<int>(row.begin.size()));
-  for (int code : row.begin) {
-    if (code != 0) begin.WillOnce(Fails(code));
-    if (code == 0) begin.WillOnce(Succeeds(device_.Begun(keymint_.operation)));
-  }
-  if (row.upgrade != 0) EXPECT_CALL(device_, upgradeKey).WillOnce(Fails(row.upgrade));
-  if (row.upgraded != nullptr) {
-    EXPECT_CALL(device_, upgradeKey).WillOnce(Succeeds(ToBytes(row.upgraded)));
-  }
-  EXPECT_CALL(operation_, finish).Times(row.finish != 0 ? 1 : 0).WillRepeatedly(Fails(row.finish));
+  int begun = 0;
+  EXPECT_CALL(device_, begin).WillRepeatedly([&](auto&&, auto&&, auto&&, auto&&, auto* result) {
+    const int code = ++begun == 1 ? row.begin : row.begin_again;
+    EXPECT_NE(code, kNotAsked);
+    if (code != 0) return ::ndk::ScopedAStatus::fromServiceSpecificError(code);
+    result->operation = keymint_.operation;
+    return ::ndk::ScopedAStatus::ok();
+  });
+  auto& upgrade = EXPECT_CALL(device_, upgradeKey).Times(row.upgrade == kNotAsked ? 0 : 1);
+  if (row.upgrade == 0) upgrade.WillOnce(Succeeds(ToBytes(row.upgraded)));
+  if (row.upgrade < 0) upgrade.WillOnce(Fails(row.upgrade));
+  EXPECT_CALL(operation_, finish)
+      .Times(row.finish == kNotAsked ? 0 : 1)
+      .WillRepeatedly(Fails(row.finish));
   EXPECT_CALL(operation_, abort).Times(0);
   signal(SIGXFSZ, SIG_IGN);
   const rlimit limit = {row.file_limit, RLIM_INFINITY};
@@ -585,81 +510,42 @@ TEST_P(RsaFailure, LeavesNoSignatureAndTellsWhy) {
   EXPECT_EQ(Sign(), 1u);
   EXPECT_EQ(Output(), std::string(sizeof output_, '-'));
   EXPECT_EQ(length_, sizeof output_);
-  std::vector<std::string> expected = {"RSA: loaded key blob size: 6 for keyid 50"};
-  expected.insert(expected.end(), row.messages.begin(), row.messages.end());
-  expected.push_back("RSA: signature is empty");
-  EXPECT_THAT(TakeMessages(), ElementsAreArray(expected));
+  EXPECT_EQ(base::Join(TakeMessages(), '|'),
+            std::string(kLoaded) + "|" + row.messages + "|RSA: signature is empty");
   EXPECT_EQ(FileContent(kFile50), row.file);
 }
+
+const std::string kRequires = "RSA: KM requires the key to be upgraded|";
+const std::string kNotNeeded = kRequires + "RSA: Upgrade failed or not needed: ";
+const std::string kSaving = kRequires + "RSA: key with size:8 being saved to filesystem|";
 
 INSTANTIATE_TEST_SUITE_P(
     All, RsaFailure,
     ::testing::Values(
-        Failure{"Begin",
-                {-25},
-                0,
-                nullptr,
-                RLIM_INFINITY,
-                0,
-                {"RSA: begin failed with error: -25\n"},
+        Failure{"Begin", -25, kNotAsked, "", kNotAsked, kAnySize, kNotAsked,
+                "RSA: begin failed with error: -25\n", "stored"},
+        Failure{"Finish", 0, kNotAsked, "", kNotAsked, kAnySize, -21,
+                "RSA: finish failed with code:-21, blob size:6, output_size:0", "stored"},
+        Failure{"Upgrade", -62, -40, "", kNotAsked, kAnySize, kNotAsked, kNotNeeded + "-40\n",
                 "stored"},
-        Failure{"Finish",
-                {0},
-                0,
-                nullptr,
-                RLIM_INFINITY,
-                -21,
-                {"RSA: finish failed with code:-21, blob size:6, output_size:0"},
+        Failure{"UpgradeNotNeeded", -62, 0, "", kNotAsked, kAnySize, kNotAsked, kNotNeeded + "0\n",
                 "stored"},
-        Failure{"Upgrade",
-                {kUpgrade},
-                -40,
-                nullptr,
-                RLIM_INFINITY,
-                0,
-                {kRequires, "RSA: Upgrade failed or not needed: -40\n"},
-                "stored"},
-        Failure{"UpgradeNotNeeded",
-                {kUpgrade},
-                0,
-                "",
-                RLIM_INFINITY,
-                0,
-                {kRequires, "RSA: Upgrade failed or not needed: 0\n"},
-                "stored"},
-        Failure{"BeginWithUpgradedKey",
-                {kUpgrade, kUpgrade},
-                0,
-                "upgraded",
-                RLIM_INFINITY,
-                0,
-                {kRequires, "RSA: begin failed with upgraded key, code:-62, blob size:6"},
-                "stored"},
-        Failure{"SavingTheUpgradedKey",
-                {kUpgrade, 0},
-                0,
-                "upgraded",
-                7,
-                0,
-                {kRequires, kSaving, "RSA: write asymmetric key file " + kFile50 + " failed",
-                 "RSA: Unable to save the upgraded key blob"},
+        Failure{"BeginAgain", -62, 0, "upgraded", -62, kAnySize, kNotAsked,
+                kRequires + "RSA: begin failed with upgraded key, code:-62, blob size:6", "stored"},
+        Failure{"Save", -62, 0, "upgraded", 0, 7, kNotAsked,
+                kSaving + "RSA: write asymmetric key file " + kFile50 +
+                    " failed|RSA: Unable to save the upgraded key blob",
                 "(none)"},
-        Failure{
-            "FinishWithUpgradedKey",
-            {kUpgrade, 0},
-            0,
-            "upgraded",
-            RLIM_INFINITY,
-            -21,
-            {kRequires, kSaving, "RSA: finish failed with code:-21, blob size:6, output_size:0"},
-            "upgraded"}),
+        Failure{"FinishUpgraded", -62, 0, "upgraded", 0, kAnySize, -21,
+                kSaving + "RSA: finish failed with code:-21, blob size:6, output_size:0",
+                "upgraded"}),
     [](const auto& row) { return row.param.title; });
 
 TEST_F(RsaTest, AKeyThatNeedsAnUpgradeIsUpgradedSavedAndUsedAgain) {
   StoreBlob();
   const std::string params = "DIGEST=SHA_2_256 PADDING=RSA_PKCS1_1_5_SIGN NO_AUTH_REQUIRED=true ";
   ::testing::InSequence in_order;
-  EXPECT_CALL(device_, begin(_, ToBytes("stored"), _, _, _)).WillOnce(Fails(kUpgrade));
+  EXPECT_CALL(device_, begin(_, ToBytes("stored"), _, _, _)).WillOnce(Fails(-62));
   EXPECT_CALL(device_, upgradeKey(ToBytes("stored"), _, _))
       .WillOnce([&params](auto&&, const auto& upgrade_params, Bytes* upgraded) {
         EXPECT_EQ(Text(upgrade_params), params);
@@ -680,8 +566,7 @@ TEST_F(RsaTest, AKeyThatNeedsAnUpgradeIsUpgradedSavedAndUsedAgain) {
   });
   EXPECT_EQ(Sign(), 0u);
   EXPECT_EQ(Output(), "output------");
-  EXPECT_THAT(TakeMessages(), ElementsAre("RSA: loaded key blob size: 6 for keyid 50",
-                                          "RSA: KM requires the key to be upgraded",
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: KM requires the key to be upgraded",
                                           "RSA: key with size:8 being saved to filesystem"));
   ::testing::Mock::VerifyAndClearExpectations(&operation_);
   // The next call takes the upgraded blob, whose length is the one last stored.
@@ -695,48 +580,21 @@ TEST_F(RsaTest, AnEmptyResultIsNoResult) {
   EXPECT_EQ(Sign(), 1u);
   EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, 1), 1u);
   EXPECT_EQ(length_, sizeof output_);
-  EXPECT_THAT(
-      TakeMessages(),
-      ElementsAre("RSA: loaded key blob size: 6 for keyid 50", "RSA: signature is empty",
-                  "RSA: process with operation:Encrypt",
-                  "RSA: loaded key blob size: 6 for keyid 50", "RSA: Cipher output is empty"));
+  EXPECT_EQ(TakeMessages().back(), "RSA: Cipher output is empty");
 }
 
 TEST_F(RsaTest, DeletingAsksTheDeviceAndKeepsTheFile) {
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
   EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to read RSA from "));
   StoreBlob();
-  const std::string loaded = "RSA: loaded key blob size: 6 for keyid 50";
   EXPECT_CALL(device_, deleteKey(ToBytes("stored")))
       .WillOnce(TransactionFails(STATUS_DEAD_OBJECT))
       .WillOnce(orx_test::SucceedsWithoutResult());
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
-  EXPECT_THAT(TakeMessages(), ElementsAre(loaded, "RSA: delete key failed: -1000"));
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: delete key failed: -1000"));
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 0u);
-  EXPECT_THAT(TakeMessages(), ElementsAre(loaded, "RSA: delete key successfully"));
+  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: delete key successfully"));
   EXPECT_EQ(FileContent(kFile50), "stored");
-}
-
-TEST(RsaWithoutDeviceTest, EveryCallFailsWithTheMissingService) {
-  android_host::DisableDeviceModule();
-  orx_test::LogCapture log;
-  ASSERT_EQ(store_key_blob(50, Bytes(3)), 0);
-  log.Clear();
-  Bytes key(10, 'k');
-  EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 10, 1, 50), 1u);
-  EXPECT_EQ(key, Bytes(10, 0));
-  uint32_t length = 10;
-  EXPECT_EQ(ORX_RSA_Sign(50, key.data(), key.data(), 10, &length, 0, 0), 1u);
-  EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
-  const std::string missing = "KM: invalid keymint instance, probably servicemanager AIDL issue?";
-  const std::string loaded = "RSA: loaded key blob size: 3 for keyid 50";
-  const std::string unbound = "Could not obtain the keymint service";
-  EXPECT_THAT(log.messages(),
-              ElementsAre("strongbox was 0", unbound, "Import 2048 bit RSA key", "KM: ImportKey",
-                          missing, "RSA: import key failed, code:-32", "strongbox was 0", unbound,
-                          loaded, "KM: Begin", missing, "RSA: begin failed with error: -32\n",
-                          "RSA: signature is empty", "strongbox was 0", unbound, loaded,
-                          "KM: DeleteKey", missing, "RSA: delete key failed: -32"));
 }
 
 }  // namespace

@@ -256,6 +256,14 @@ TEST_F(DeviceFolderTest, SeveralProcessesLoseNoDeletionAndNoSetting) {
             kProcesses * kEach);
 }
 
+TEST_F(DeviceFolderTest, WithoutTheListOfDeletionsEveryKeyCountsAsDeleted) {
+  const std::shared_ptr<DeviceFolder> folder = Create();
+  EXPECT_FALSE(folder->IsDeleted("default", folder->Era("default"), KeyId{1}));
+  fs::remove(path_ + "/deleted.keys");
+  EXPECT_TRUE(folder->IsDeleted("default", folder->Era("default"), KeyId{1}));
+  EXPECT_TRUE(folder->IsDeleted("default", 0, KeyId{1}));
+}
+
 TEST_F(DeviceFolderTest, DeletionThatCannotBeWrittenFailsAndLeavesNoHalfLine) {
   const std::shared_ptr<DeviceFolder> folder = Create();
   ASSERT_TRUE(folder->DeleteKey("default", KeyId{1}));

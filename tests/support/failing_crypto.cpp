@@ -2,9 +2,11 @@
 #include "support/failing_crypto.h"
 
 #include <dlfcn.h>
+#include <openssl/digest.h>
 #include <openssl/ec.h>
 #include <openssl/ec_key.h>
 #include <openssl/evp.h>
+#include <openssl/rand.h>
 #include <openssl/x509.h>
 
 #include <map>
@@ -53,6 +55,13 @@ ORX_TEST_FAILING(int, failing_result, EC_KEY_set_public_key, (EC_KEY * key, cons
 ORX_TEST_FAILING(EVP_PKEY*, nullptr, EVP_PKEY_new, (), ())
 ORX_TEST_FAILING(int, failing_result, EVP_PKEY_assign_EC_KEY, (EVP_PKEY * key, EC_KEY* ec_key),
                  (key, ec_key))
+ORX_TEST_FAILING(int, failing_result, EVP_DigestUpdate,
+                 (EVP_MD_CTX * context, const void* data, size_t length), (context, data, length))
+ORX_TEST_FAILING(int, failing_result, EVP_DigestFinal_ex,
+                 (EVP_MD_CTX * context, uint8_t* out, unsigned* out_length),
+                 (context, out, out_length))
+ORX_TEST_FAILING(int, failing_result, RAND_bytes, (uint8_t * buffer, size_t length),
+                 (buffer, length))
 
 namespace orx_test {
 

@@ -51,6 +51,12 @@ std::vector<std::string> LogCapture::messages() const {
   return messages;
 }
 
+std::vector<std::string> LogCapture::Take() {
+  std::vector<std::string> taken = messages();
+  Clear();
+  return taken;
+}
+
 std::vector<std::string> LogCapture::paths() const {
   std::vector<std::string> paths;
   for (const std::string& line : captured) paths.push_back(line.substr(0, line.find(':')));

@@ -22,6 +22,9 @@ class LogCapture {
   // messages returns the same without "path:line: ".
   std::vector<std::string> messages() const;
 
+  // Take returns messages() and clears them.
+  std::vector<std::string> Take();
+
   // paths returns the source path of each line.
   std::vector<std::string> paths() const;
 

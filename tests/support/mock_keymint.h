@@ -42,6 +42,17 @@ ACTION_P(TransactionFails, status) {
   return ::ndk::ScopedAStatus::fromStatus(status);
 }
 
+// Text returns the parameters as "TAG=value " each, in order.
+inline std::string Text(const std::vector<km::KeyParameter>& parameters) {
+  std::string text;
+  for (const km::KeyParameter& parameter : parameters) {
+    const std::string value = parameter.value.toString();
+    text += toString(parameter.tag) + "=" + value.substr(value.find(": ") + 2);
+    text.back() = ' ';
+  }
+  return text;
+}
+
 // MockOperation is a KeyMint operation that takes anything and finishes with the bytes "output".
 class MockOperation : public km::BnKeyMintOperation {
  public:

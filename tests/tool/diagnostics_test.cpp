@@ -233,6 +233,10 @@ TEST(MaskIdentifiersTest, HidesWhatNamesTheDeviceAndNothingElse) {
             "Parse IMEI from modem is: 35*************");
   EXPECT_EQ(MaskIdentifiers("AT data receive is 352099001761481, data length is 15"),
             "AT data receive is 35*************, data length is 15");
+  EXPECT_EQ(MaskIdentifiers("ATTEST: validate key with auth tag-KeyParameter{tag: "
+                            "ATTESTATION_ID_IMEI, value: KeyParameterValue{blob: [52, 57]}}"),
+            "ATTEST: validate key with auth tag-KeyParameter{tag: ATTESTATION_ID_IMEI, value: "
+            "KeyParameterValue{blob: [*]}}");
   EXPECT_EQ(MaskIdentifiers("SYM: Failed to read key blob from /mnt/x"),
             "SYM: Failed to read key blob from /mnt/x");
 }

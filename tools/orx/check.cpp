@@ -69,20 +69,40 @@ CheckResult NewResult(const Check& check) {
   return result;
 }
 
+// IdentifierAsked names the identifier that the library was about to attest when it failed.
+std::string IdentifierAsked(const std::vector<LogLine>& lines) {
+  const std::string begin = "auth tag-KeyParameter{tag: ";
+  std::string name;
+  for (const LogLine& line : lines) {
+    const size_t at = line.message.find(begin);
+    if (at == std::string::npos) continue;
+    const size_t tag = at + begin.size();
+    name = line.message.substr(tag, line.message.find(',', tag) - tag);
+  }
+  return name;
+}
+
+Problem DiagnoseCheck(const Check& check) {
+  const std::vector<LogLine> lines = LibraryLogLines();
+  Problem problem = Diagnose(lines);
+  if (problem.code == "ATTEST-DEVICE-ID") {
+    problem.cause = "KeyMint did not attest the identifier " + IdentifierAsked(lines) + ".";
+  }
+  const std::string absent = WhatIsAbsent(check, problem.code);
+  if (absent.empty()) return problem;
+  const std::string line = problem.library_line;
+  problem = MakeProblemWithAdvice(absent, FindReason(absent)->cause);
+  problem.library_line = line;
+  return problem;
+}
+
 void Judge(const Check& check, int status, CheckResult* result) {
   if (status == 0) {
     result->verdict = Verdict::kPass;
     result->exit_code = kDone;
     return;
   }
-  Problem problem = Diagnose(LibraryLogLines());
-  const std::string absent = WhatIsAbsent(check, problem.code);
-  if (!absent.empty()) {
-    const std::string line = problem.library_line;
-    problem = MakeProblemWithAdvice(absent, FindReason(absent)->cause);
-    problem.library_line = line;
-  }
-  SetProblem(problem, result);
+  SetProblem(DiagnoseCheck(check), result);
 }
 
 // What the child tells its parent first; with advice on a chain a second line follows.

@@ -72,6 +72,16 @@ Pattern ParseFormat(const char* format) {
   return pattern;
 }
 
+// The patterns of Messages(), in its order.
+const std::vector<Pattern>& Patterns() {
+  static const auto& patterns = *[] {
+    auto* parsed = new std::vector<Pattern>;
+    for (const Message& message : Messages()) parsed->push_back(ParseFormat(message.format));
+    return parsed;
+  }();
+  return patterns;
+}
+
 bool FitsConversion(char conversion, const std::string& text) {
   if (conversion == 's') return true;
   const size_t sign = text.rfind('-', 0) == 0 ? 1 : 0;
@@ -150,13 +160,13 @@ std::optional<MessageMatch> MatchMessage(const std::string& text) {
   trimmed.erase(trimmed.find_last_not_of("\n ") + 1);
   std::optional<MessageMatch> best;
   size_t best_length = 0;
-  for (const Message& message : Messages()) {
-    const Pattern pattern = ParseFormat(message.format);
+  for (size_t i = 0; i < Messages().size(); ++i) {
+    const Pattern& pattern = Patterns()[i];
     std::vector<std::string> arguments;
     const size_t length = LiteralLength(pattern);
     if (best && length <= best_length) continue;
     if (!Fits(pattern, 0, trimmed, 0, &arguments)) continue;
-    best = MessageMatch{&message, arguments};
+    best = MessageMatch{&Messages()[i], arguments};
     best_length = length;
   }
   return best;
@@ -211,6 +221,20 @@ std::string MaskValue(const std::string& value) {
   return value.substr(0, kept) + std::string(value.size() - kept, '*');
 }
 
+namespace {
+
+// MaskArgument keeps what is no identifier: a key parameter shows its tag, and its value as a list
+// of bytes.
+std::string MaskArgument(const std::string& argument) {
+  const std::string begin = "blob: [";
+  const size_t list = argument.find(begin);
+  const size_t end = argument.find(']', list);
+  if (list == std::string::npos || end == std::string::npos) return MaskValue(argument);
+  return argument.substr(0, list + begin.size()) + "*" + argument.substr(end);
+}
+
+}  // namespace
+
 std::string MaskIdentifiers(const std::string& message) {
   const auto match = MatchMessage(message);
   if (!match) return message;
@@ -223,7 +247,7 @@ std::string MaskIdentifiers(const std::string& message) {
   std::string masked = pattern.literals[0];
   for (size_t i = 0; i < match->arguments.size(); ++i) {
     const bool text = pattern.conversions[i] == 's';
-    masked += text ? MaskValue(match->arguments[i]) : match->arguments[i];
+    masked += text ? MaskArgument(match->arguments[i]) : match->arguments[i];
     masked += pattern.literals[i + 1];
   }
   return masked;

@@ -15,6 +15,9 @@
 namespace orx_tool {
 namespace {
 
+// How much is read first from an input that does not tell its size.
+constexpr uint64_t kFirstReadBytes = 64 * 1024;
+
 // The temporary file that a signal handler has to remove; at most one exists at a time.
 char temporary_path[PATH_MAX];
 
@@ -96,17 +99,25 @@ std::optional<SecretBytes> ReadWhole(const std::string& path, size_t limit,
                                      std::optional<Problem>* problem) {
   Input input(path, problem);
   if (*problem) return std::nullopt;
-  // One byte more than is expected or allowed shows that there is more.
-  const size_t expected = input.size() ? std::min<uint64_t>(*input.size(), limit) : limit;
-  SecretBytes bytes(expected + 1);
-  const ssize_t got = input.ReadFully(bytes.data(), bytes.size(), problem);
-  if (got < 0) return std::nullopt;
-  if (static_cast<size_t>(got) > expected) {
-    *problem = MakeProblem("INPUT-TOO-LARGE",
-                           input.name() + " has more than " + std::to_string(expected) + " bytes");
-    return std::nullopt;
+  // A size of its own is a hint only: pipes have none, and files may grow. One byte more than
+  // expected shows the end.
+  SecretBytes bytes(std::min<uint64_t>(input.size().value_or(kFirstReadBytes), limit) + 1);
+  size_t size = 0;
+  for (;;) {
+    const ssize_t got = input.ReadFully(bytes.data() + size, bytes.size() - size, problem);
+    if (got < 0) return std::nullopt;
+    size += static_cast<size_t>(got);
+    if (size < bytes.size()) break;
+    if (size > limit) {
+      *problem = MakeProblem("INPUT-TOO-LARGE",
+                             input.name() + " has more than " + std::to_string(limit) + " bytes");
+      return std::nullopt;
+    }
+    SecretBytes larger(std::min(2 * size + 1, limit + 1));
+    memcpy(larger.data(), bytes.data(), size);
+    bytes = std::move(larger);
   }
-  bytes.Shrink(static_cast<size_t>(got));
+  bytes.Shrink(size);
   return bytes;
 }
 

@@ -24,7 +24,8 @@ AIBinder* AServiceManager_getService(const char* instance) __attribute__((warn_u
 // Waits without limit.
 AIBinder* AServiceManager_waitForService(const char* instance) __attribute__((warn_unused_result));
 
-// There is no manifest here: what is registered counts as declared.
+// There is no manifest here: what is registered counts as declared, and what a device module named
+// (DeclareService in android_host/host.h).
 bool AServiceManager_isDeclared(const char* instance) __attribute__((warn_unused_result));
 
 __END_DECLS

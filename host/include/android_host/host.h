@@ -21,7 +21,11 @@ namespace android_host {
 // Has no effect on one that is loaded already.
 void DisableDeviceModule();
 
-// ClearServices drops every registration, and with it the registry's reference to the service.
+// DeclareService lists a service as a device's manifest does, whether it is registered or not.
+void DeclareService(const std::string& instance);
+
+// ClearServices drops every registration, and with it the registry's reference to the service, and
+// every declaration.
 void ClearServices();
 
 // ClearProperties removes every property, those set through android::base::SetProperty() excepted.

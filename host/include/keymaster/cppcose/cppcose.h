@@ -55,6 +55,9 @@ constexpr int kAesGcmTagSize = 16;
 constexpr int kAesGcmKeySize = 32;
 constexpr int kAesGcmKeySizeBits = 256;
 
+// The two kinds of labels share names, on the platform too.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wshadow"
 class CoseKey {
  public:
   // Parameters of a key.
@@ -70,5 +73,6 @@ class CoseKey {
     TEST_KEY = -70000,
   };
 };
+#pragma GCC diagnostic pop
 
 }  // namespace cppcose
