@@ -55,17 +55,6 @@ class CertificatesTest : public ::testing::Test {
   bssl::UniquePtr<EVP_PKEY> key_ = NewKey();
 };
 
-TEST_F(CertificatesTest, DefaultsAreAndroidKeystoreKeyWithSerialOne) {
-  const auto certificate = Certify(Purposes({KeyPurpose::SIGN}));
-  EXPECT_EQ(X509_get_version(certificate.get()), X509_VERSION_3);
-  EXPECT_EQ(Encoded(X509_get_subject_name(certificate.get())), DefaultSubjectName());
-  EXPECT_EQ(Encoded(X509_get_issuer_name(certificate.get())), DefaultSubjectName());
-  uint64_t serial = 0;
-  EXPECT_TRUE(ASN1_INTEGER_get_uint64(&serial, X509_get0_serialNumber(certificate.get())));
-  EXPECT_EQ(serial, 1u);
-  EXPECT_EQ(Extension(certificate.get(), kAttestationOid), Bytes());
-}
-
 TEST_F(CertificatesTest, DatesAreUtcTimeUpTo2049AndGeneralizedTimeAfterwards) {
   for (const auto& [milliseconds, text] : {std::make_pair(int64_t{1999}, "700101000001Z"),
                                            {2524607999999, "491231235959Z"},
