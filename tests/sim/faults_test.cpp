@@ -104,6 +104,7 @@ TEST_F(FaultsTest, WrongSpecificationsAreNamed) {
       {"begin:transaction", "transaction=STATUS"},
       {"begin:transaction=", "is no effect"},
       {"begin:-62x", "is no effect"},
+      {"getSharedSecretParameters:seed=-1", "is no effect"},
       {"service:tee:absent", "\"tee\" is no service; there are default and strongbox"},
       {"service:strongbox.operations:absent", "is no service"},
       {"service:strongbox:gone", "not of the form"},

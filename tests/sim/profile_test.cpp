@@ -60,7 +60,9 @@ TEST_F(ProfileTest, ShippedOnesMakeTheDevicesTheyAreNamedFor) {
   const Case cases[] = {
       {"bare", "no", "no", "34", "(none)", "(none)", "(none)", false},
       {"dual-sim", "yes", "yes", "34", "Simulated Dual", "(none)", "true", false},
+      {"remote-only", "yes", "yes", "34", "Simulated Dual", "(none)", "true", false},
       {"single-sim", "yes", "yes", "33", "(none)", "Simulated Single", "(none)", true},
+      {"swapped-strongbox", "yes", "yes", "34", "Simulated Dual", "(none)", "true", false},
   };
   std::vector<std::string> names;
   for (const Case& c : cases) {

@@ -54,16 +54,6 @@ TEST(SharedSecretTest, DerivesTheKnownSecretsAndCheckValues) {
   }
 }
 
-TEST(SharedSecretTest, PartiesAgreeExactlyWhenTheirPresharedKeysAreEqual) {
-  const SecretBytes other_key(kLength, 9);
-  for (const bool same : {true, false}) {
-    const auto tee = NewService(kZeroKey, {});
-    const auto strongbox = NewService(same ? kZeroKey : other_key, Bytes(kLength, 5));
-    const Parameters parameters = {ParametersOf(*tee), ParametersOf(*strongbox)};
-    EXPECT_EQ(CheckValue(*tee, parameters) == CheckValue(*strongbox, parameters), same);
-  }
-}
-
 TEST(SharedSecretTest, NonceIsConstantUntilTheNextBootAndTheSeedBeyond) {
   const Bytes seed(kLength, 5);
   const auto party = NewService(kZeroKey, seed);
