@@ -157,7 +157,6 @@ TEST(AttestationTest, GenerateKeyChecksItsParameters) {
   } const rows[] = {
       {"no algorithm", {}, ErrorCode::UNSUPPORTED_ALGORITHM, ErrorCode::UNSUPPORTED_ALGORITHM},
       {"no curve", With(bare_ec, {size(256)}), kCurve, kCurve},
-      {"size of the curve", With(ec, {size(256)}), kOk, kOk},
       {"size of another curve", With(ec, {size(384)}), ErrorCode::INVALID_ARGUMENT,
        ErrorCode::INVALID_ARGUMENT},
       {"P-521", With(bare_ec, {curve(km::EcCurve::P_521)}), kOk, kCurve},
@@ -172,13 +171,11 @@ TEST(AttestationTest, GenerateKeyChecksItsParameters) {
       {"RSA without size", With(rsa, {f4}), kSize, kSize},
       {"RSA without exponent", With(rsa, {size(2048)}), ErrorCode::INVALID_ARGUMENT,
        ErrorCode::INVALID_ARGUMENT},
-      {"RSA-2048", With(rsa, {f4, size(2048)}), kOk, kOk},
       {"RSA-1024", With(rsa, {f4, size(1024)}), kSize, kSize},
       {"AES without size", aes, kSize, kSize},
       {"AES ignores attestation", With(aes, {size(128), Text(Tag::ATTESTATION_CHALLENGE, "fun")}),
        kOk, kOk},
       {"AES-192", With(aes, {size(192)}), kOk, kSize},
-      {"AES-256", With(aes, {size(256)}), kOk, kOk},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(Generate(device.tee(), row.params), row.tee) << row.title;
@@ -296,10 +293,7 @@ TEST(AttestationTest, AttestationKeyMustBeUsableAndMadeForIt) {
   EXPECT_EQ(Generate(device.tee(), Attested(Request()), usable), ErrorCode::KEY_REQUIRES_UPGRADE);
 }
 
-constexpr struct {
-  Tag tag;
-  const char* value;
-} kOwnIds[] = {
+const std::pair<Tag, std::string> kOwnIds[] = {
     {Tag::ATTESTATION_ID_BRAND, "acme"},
     {Tag::ATTESTATION_ID_DEVICE, "phone"},
     {Tag::ATTESTATION_ID_PRODUCT, "phone_eu"},
@@ -314,14 +308,13 @@ constexpr struct {
 TEST(AttestationTest, OwnIdentifiersAreAttestedAndForeignOnesFailTheWholeRequest) {
   TestDevice device;
   KeyParams all = Attested(Request());
-  for (const auto& id : kOwnIds) {
-    const std::string value = id.value;
-    const km::KeyParameter own = Text(id.tag, value);
+  for (const auto& [tag, value] : kOwnIds) {
+    const km::KeyParameter own = Text(tag, value);
     const auto key = Generated(device.tee(), With(Attested(Request()), {own}));
     EXPECT_TRUE(Contains(Record(key), Bytes(value.begin(), value.end()))) << value;
-    EXPECT_FALSE(Has(key.keyCharacteristics.at(0).authorizations, id.tag)) << value;
+    EXPECT_FALSE(Has(key.keyCharacteristics.at(0).authorizations, tag)) << value;
     for (const std::string& foreign : {value + " ", value.substr(1), value + '\0', std::string()}) {
-      EXPECT_EQ(Generate(device.tee(), With(all, {Text(id.tag, foreign)})),
+      EXPECT_EQ(Generate(device.tee(), With(all, {Text(tag, foreign)})),
                 ErrorCode::CANNOT_ATTEST_IDS)
           << foreign;
     }

@@ -66,25 +66,6 @@ TEST(RootOfTrustTest, EveryFlippedBitAndEveryTruncationIsRefused) {
   EXPECT_TRUE(receiver.Accept(message, Key(1)));
 }
 
-// The exchange between the two instances of a whole device.
-ErrorCode Bind(TestDevice& device) {
-  RootOfTrustChallenge challenge{};
-  std::vector<uint8_t> root;
-  const ErrorCode code = CodeOf(device.strongbox().keymint->getRootOfTrustChallenge(&challenge));
-  if (code != ErrorCode::OK) return code;
-  EXPECT_TRUE(device.tee().keymint->getRootOfTrust(challenge, &root).isOk());
-  EXPECT_EQ(root.size(), 122u);
-  return CodeOf(device.strongbox().keymint->sendRootOfTrust(root));
-}
-
-TEST(RootOfTrustTest, InstancesAreBoundExactlyWhenTheySharedASecretAtBoot) {
-  TestDevice device;
-  EXPECT_EQ(Bind(device), ErrorCode::OK);
-  EXPECT_EQ(Bind(device), ErrorCode::OK) << "a second time since boot";
-  device.Boot({"strongbox-preshared-key=other"});
-  EXPECT_EQ(Bind(device), ErrorCode::VERIFICATION_FAILED);
-}
-
 TEST(RootOfTrustTest, EachInstanceLacksTheOthersMethods) {
   TestDevice device;
   RootOfTrustChallenge challenge{};
