@@ -3,6 +3,7 @@
 
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <ctype.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -113,7 +114,8 @@ size_t LiteralLength(const Pattern& pattern) {
 
 const Reason& KnownReason(const std::string& code) {
   const Reason* reason = FindReason(code);
-  return reason != nullptr ? *reason : *FindReason("UNEXPLAINED");
+  if (reason == nullptr) abort();  // a code that the table does not have is a slip in this program
+  return *reason;
 }
 
 Problem FromReason(const Reason& reason) {
@@ -178,6 +180,10 @@ Problem MakeProblem(const std::string& code, const std::string& cause) {
   return problem;
 }
 
+Problem KnownProblem(const std::string& code) {
+  return FromReason(KnownReason(code));
+}
+
 Problem MakeProblemWithAdvice(const std::string& code, const std::string& cause) {
   Problem problem = FromReason(KnownReason(code));
   problem.cause = cause;
@@ -209,7 +215,7 @@ Problem Diagnose(const std::vector<LogLine>& lines) {
 }
 
 Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result) {
-  const Problem problem = Diagnose(lines);
+  Problem problem = Diagnose(lines);
   if (problem.code != "UNEXPLAINED") return problem;
   Problem answered = WithKeyMintError(FromReason(KnownReason("KM-FAILED")), std::to_string(result));
   answered.library_line = problem.library_line;

@@ -16,15 +16,34 @@ namespace orx_tool {
 namespace {
 
 // How much is read first from an input that does not tell its size.
-constexpr uint64_t kFirstReadBytes = 64 * 1024;
+constexpr uint64_t kFirstReadBytes = 64UL * 1024;
 
 // The temporary file that a signal handler has to remove; at most one exists at a time.
 char temporary_path[PATH_MAX];
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 void OnSignal(int signal_number) {
   if (temporary_path[0] != 0) unlink(temporary_path);
   _exit(128 + signal_number);
 }
+
+// EndingSignalsBlocked keeps the handler from running between the making of a temporary file and
+// the note of its name.
+class EndingSignalsBlocked {
+ public:
+  EndingSignalsBlocked() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal_number : kEndingSignals) sigaddset(&ending, signal_number);
+    sigprocmask(SIG_BLOCK, &ending, &old_mask_);
+  }
+  ~EndingSignalsBlocked() { sigprocmask(SIG_SETMASK, &old_mask_, nullptr); }
+  EndingSignalsBlocked(const EndingSignalsBlocked&) = delete;
+  EndingSignalsBlocked& operator=(const EndingSignalsBlocked&) = delete;
+
+ private:
+  sigset_t old_mask_;
+};
 
 bool IsStandardStream(const std::string& path) {
   return path.empty() || path == "-";
@@ -147,6 +166,7 @@ void FileOutput::OpenTemporary(Privacy privacy) {
     errno = ENAMETOOLONG;
     return;
   }
+  const EndingSignalsBlocked blocked;
   fd_ = mkostemp(temporary_.data(), O_CLOEXEC);  // mode 0600
   if (fd_ < 0) {
     temporary_.clear();
@@ -195,7 +215,7 @@ Problem FileOutput::Failure(int error) const {
 }
 
 void RemoveTemporaryOnSignals() {
-  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal_number : kEndingSignals) {
     struct sigaction action = {};
     action.sa_handler = OnSignal;
     sigaction(signal_number, &action, nullptr);
