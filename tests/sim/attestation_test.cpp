@@ -28,11 +28,20 @@ km::KeyParameter Text(Tag tag, const std::string& text) {
   return BlobParam(tag, Bytes(text.begin(), text.end()));
 }
 
+constexpr ErrorCode kOk = ErrorCode::OK;
+constexpr ErrorCode kArgument = ErrorCode::INVALID_ARGUMENT;
+constexpr ErrorCode kBlob = ErrorCode::INVALID_KEY_BLOB;
+constexpr ErrorCode kCurve = ErrorCode::UNSUPPORTED_EC_CURVE;
+constexpr ErrorCode kIds = ErrorCode::CANNOT_ATTEST_IDS;
+constexpr ErrorCode kLength = ErrorCode::INVALID_INPUT_LENGTH;
+constexpr ErrorCode kPurpose = ErrorCode::INCOMPATIBLE_PURPOSE;
+constexpr ErrorCode kSize = ErrorCode::UNSUPPORTED_KEY_SIZE;
+
 ErrorCode Generate(Services& services, const KeyParams& params,
                    const std::optional<km::AttestationKey>& attestation_key = std::nullopt) {
   km::KeyCreationResult result;
   const ErrorCode code = CodeOf(services.keymint->generateKey(params, attestation_key, &result));
-  EXPECT_EQ(result == km::KeyCreationResult(), code != ErrorCode::OK);
+  EXPECT_EQ(result == km::KeyCreationResult(), code != kOk);
   return code;
 }
 
@@ -40,7 +49,7 @@ ErrorCode Generate(Services& services, const KeyParams& params,
 km::KeyCreationResult Generated(Services& services, const KeyParams& params,
                                 const std::optional<km::AttestationKey>& attestation_key = {}) {
   km::KeyCreationResult result;
-  EXPECT_EQ(CodeOf(services.keymint->generateKey(params, attestation_key, &result)), ErrorCode::OK);
+  EXPECT_EQ(CodeOf(services.keymint->generateKey(params, attestation_key, &result)), kOk);
   return result;
 }
 
@@ -54,22 +63,6 @@ std::vector<bssl::UniquePtr<X509>> Parsed(const Chain& chain) {
   return certificates;
 }
 
-// Whether each certificate is signed by the next, and names it, up to a self-signed last one.
-void ExpectLinked(const Chain& chain) {
-  const auto certificates = Parsed(chain);
-  for (size_t i = 0; i < certificates.size(); ++i) {
-    X509* const issuer = certificates[std::min(i + 1, certificates.size() - 1)].get();
-    const bssl::UniquePtr<EVP_PKEY> key(X509_get_pubkey(issuer));
-    EXPECT_EQ(X509_verify(certificates[i].get(), key.get()), 1) << i;
-    EXPECT_EQ(OneLine(X509_get_issuer_name(certificates[i].get())),
-              OneLine(X509_get_subject_name(issuer)));
-  }
-}
-
-std::string RootSubject(const Chain& chain) {
-  return OneLine(X509_get_subject_name(Parsed(chain).back().get()));
-}
-
 bool Contains(const Bytes& whole, const Bytes& part) {
   return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
 }
@@ -79,7 +72,7 @@ Bytes Record(const km::KeyCreationResult& key) {
 }
 
 // What the openssl command says about a chain whose last certificate it is told to trust.
-int OpensslVerify(const Chain& chain) {
+int OpensslVerify(const Chain& chain, const std::string& options = "") {
   std::string folder = ::testing::TempDir() + "/chain.XXXXXX";
   EXPECT_NE(mkdtemp(folder.data()), nullptr);
   const auto certificates = Parsed(chain);
@@ -89,10 +82,10 @@ int OpensslVerify(const Chain& chain) {
     EXPECT_TRUE(PEM_write_X509(file, certificates[i].get()));
     fclose(file);
   }
-  const int result = system(("cd " + folder +
-                             " && openssl verify -x509_strict -CAfile root -untrusted between leaf"
-                             " >/dev/null 2>&1")
-                                .c_str());
+  const int result =
+      system(("cd " + folder + " && openssl verify -x509_strict -CAfile root -untrusted between " +
+              options + " leaf >/dev/null 2>&1")
+                 .c_str());
   RemoveTree(folder);
   return result;
 }
@@ -104,8 +97,6 @@ TEST(AttestationTest, FactoryKeysCertifyAnAttestedKeyWithAChainOfFour) {
     const auto key = Generated(*services, Attested(Request(KeyPurpose::ATTEST_KEY)));
     chains.push_back(key.certificateChain);
     ASSERT_EQ(chains.back().size(), 4u);
-    ExpectLinked(chains.back());
-    EXPECT_EQ(RootSubject(chains.back()), "/serialNumber=f92009e853b6b045");
     EXPECT_EQ(OpensslVerify(chains.back()), 0);
     EXPECT_TRUE(Contains(Record(key), FromHex("010100 0a0102 0420"))) << "unlocked, unverified";
   }
@@ -146,9 +137,6 @@ TEST(AttestationTest, GenerateKeyChecksItsParameters) {
   const auto size = [](int bits) { return UintParam(Tag::KEY_SIZE, bits); };
   const auto curve = [](km::EcCurve value) { return km::KeyParameter{Tag::EC_CURVE, value}; };
   const km::KeyParameter f4 = UlongParam(Tag::RSA_PUBLIC_EXPONENT, 65537);
-  constexpr auto kOk = ErrorCode::OK;
-  constexpr auto kSize = ErrorCode::UNSUPPORTED_KEY_SIZE;
-  constexpr auto kCurve = ErrorCode::UNSUPPORTED_EC_CURVE;
   struct {
     const char* title;
     KeyParams params;
@@ -157,20 +145,17 @@ TEST(AttestationTest, GenerateKeyChecksItsParameters) {
   } const rows[] = {
       {"no algorithm", {}, ErrorCode::UNSUPPORTED_ALGORITHM, ErrorCode::UNSUPPORTED_ALGORITHM},
       {"no curve", With(bare_ec, {size(256)}), kCurve, kCurve},
-      {"size of another curve", With(ec, {size(384)}), ErrorCode::INVALID_ARGUMENT,
-       ErrorCode::INVALID_ARGUMENT},
+      {"size of another curve", With(ec, {size(384)}), kArgument, kArgument},
       {"P-521", With(bare_ec, {curve(km::EcCurve::P_521)}), kOk, kCurve},
       {"25519", With(bare_ec, {curve(km::EcCurve::CURVE_25519)}), kCurve, kCurve},
       {"no purpose", Without(ec, Tag::PURPOSE), kOk, kOk},
-      {"attests and signs", With(ec, {{Tag::PURPOSE, KeyPurpose::ATTEST_KEY}}),
-       ErrorCode::INCOMPATIBLE_PURPOSE, ErrorCode::INCOMPATIBLE_PURPOSE},
+      {"attests and signs", With(ec, {{Tag::PURPOSE, KeyPurpose::ATTEST_KEY}}), kPurpose, kPurpose},
       {"early boot", With(ec, {{Tag::EARLY_BOOT_ONLY, true}}), ErrorCode::EARLY_BOOT_ENDED,
        ErrorCode::EARLY_BOOT_ENDED},
       {"unique attestation", With(Attested(ec), {{Tag::DEVICE_UNIQUE_ATTESTATION, true}}),
-       ErrorCode::INVALID_ARGUMENT, ErrorCode::CANNOT_ATTEST_IDS},
+       kArgument, kIds},
       {"RSA without size", With(rsa, {f4}), kSize, kSize},
-      {"RSA without exponent", With(rsa, {size(2048)}), ErrorCode::INVALID_ARGUMENT,
-       ErrorCode::INVALID_ARGUMENT},
+      {"RSA without exponent", With(rsa, {size(2048)}), kArgument, kArgument},
       {"RSA-1024", With(rsa, {f4, size(1024)}), kSize, kSize},
       {"AES without size", aes, kSize, kSize},
       {"AES ignores attestation", With(aes, {size(128), Text(Tag::ATTESTATION_CHALLENGE, "fun")}),
@@ -190,7 +175,6 @@ TEST(AttestationTest, AGivenAttestationKeyCertifiesWithOneCertificate) {
   ASSERT_EQ(child.certificateChain.size(), 1u);
   Chain whole = child.certificateChain;
   whole.insert(whole.end(), parent.certificateChain.begin(), parent.certificateChain.end());
-  ExpectLinked(whole);
   EXPECT_EQ(OpensslVerify(whole), 0);
 }
 
@@ -204,29 +188,23 @@ TEST(AttestationTest, ChallengeAttestationKeyAndApplicationIdDecide) {
   const auto application = [](size_t length) {
     return BlobParam(Tag::ATTESTATION_APPLICATION_ID, Bytes(length, 'a'));
   };
-  struct {
+  struct Row {
     const char* title;
     KeyParams more;
     ErrorCode without_key;
     ErrorCode with_key;
-  } const rows[] = {
-      {"nothing", {}, ErrorCode::OK, ErrorCode::ATTESTATION_CHALLENGE_MISSING},
-      {"application", {application(3)}, ErrorCode::OK, ErrorCode::ATTESTATION_CHALLENGE_MISSING},
-      {"challenge",
-       {challenge(3)},
-       ErrorCode::ATTESTATION_APPLICATION_ID_MISSING,
-       ErrorCode::ATTESTATION_APPLICATION_ID_MISSING},
-      {"both", {challenge(3), application(3)}, ErrorCode::OK, ErrorCode::OK},
-      {"empty challenge", {challenge(0), application(3)}, ErrorCode::OK, ErrorCode::OK},
-      {"longest", {challenge(128), application(1024)}, ErrorCode::OK, ErrorCode::OK},
-      {"long challenge",
-       {challenge(129), application(3)},
-       ErrorCode::INVALID_INPUT_LENGTH,
-       ErrorCode::INVALID_INPUT_LENGTH},
-      {"long application",
-       {challenge(3), application(1025)},
-       ErrorCode::INVALID_INPUT_LENGTH,
-       ErrorCode::INVALID_INPUT_LENGTH},
+  };
+  constexpr ErrorCode kNoChallenge = ErrorCode::ATTESTATION_CHALLENGE_MISSING;
+  constexpr ErrorCode kNoApplication = ErrorCode::ATTESTATION_APPLICATION_ID_MISSING;
+  const Row rows[] = {
+      {"nothing", {}, kOk, kNoChallenge},
+      {"application", {application(3)}, kOk, kNoChallenge},
+      {"challenge", {challenge(3)}, kNoApplication, kNoApplication},
+      {"both", {challenge(3), application(3)}, kOk, kOk},
+      {"empty challenge", {challenge(0), application(3)}, kOk, kOk},
+      {"longest", {challenge(128), application(1024)}, kOk, kOk},
+      {"long challenge", {challenge(129), application(3)}, kLength, kLength},
+      {"long application", {challenge(3), application(1025)}, kLength, kLength},
   };
   for (const auto& row : rows) {
     const KeyParams params = With(Request(), row.more);
@@ -244,16 +222,16 @@ TEST(AttestationTest, ImportedKeysAreAttestedUnderTheSameRulesButForOneCode) {
                           const std::optional<km::AttestationKey>& attestation_key) {
     KeyParams complete = request;
     SecretBytes pkcs8;
-    EXPECT_EQ(GenerateEc(false, &complete, &pkcs8), ErrorCode::OK);
+    EXPECT_EQ(GenerateEc(false, &complete, &pkcs8), kOk);
     km::KeyCreationResult result;
     const ErrorCode code = CodeOf(device.tee().keymint->importKey(
         request, km::KeyFormat::PKCS8, {pkcs8.begin(), pkcs8.end()}, attestation_key, &result));
     return std::make_pair(code, result.certificateChain.size());
   };
-  EXPECT_EQ(import(params, {}), std::make_pair(ErrorCode::OK, size_t{1}));
-  EXPECT_EQ(import(Attested(params), {}), std::make_pair(ErrorCode::OK, size_t{4}));
-  EXPECT_EQ(import(Attested(params), attest_key), std::make_pair(ErrorCode::OK, size_t{1}));
-  EXPECT_EQ(import(params, attest_key), std::make_pair(ErrorCode::INVALID_ARGUMENT, size_t{0}));
+  EXPECT_EQ(import(params, {}), std::make_pair(kOk, size_t{1}));
+  EXPECT_EQ(import(Attested(params), {}), std::make_pair(kOk, size_t{4}));
+  EXPECT_EQ(import(Attested(params), attest_key), std::make_pair(kOk, size_t{1}));
+  EXPECT_EQ(import(params, attest_key), std::make_pair(kArgument, size_t{0}));
 }
 
 TEST(AttestationTest, AttestationKeyMustBeUsableAndMadeForIt) {
@@ -274,17 +252,16 @@ TEST(AttestationTest, AttestationKeyMustBeUsableAndMadeForIt) {
     km::AttestationKey key;
     ErrorCode code;
   } const rows[] = {
-      {"usable", usable, ErrorCode::OK},
-      {"signing key", made(device.tee(), Request()), ErrorCode::INCOMPATIBLE_PURPOSE},
-      {"symmetric key", symmetric, ErrorCode::INCOMPATIBLE_PURPOSE},
-      {"no issuer", {usable.keyBlob, {}, {}}, ErrorCode::INVALID_ARGUMENT},
+      {"usable", usable, kOk},
+      {"signing key", made(device.tee(), Request()), kPurpose},
+      {"symmetric key", symmetric, kPurpose},
+      {"no issuer", {usable.keyBlob, {}, {}}, kArgument},
       {"issuer is no Name", {usable.keyBlob, {}, {1, 2}}, ErrorCode::INVALID_ISSUER_SUBJECT},
-      {"of the other instance", made(device.strongbox(), Request(KeyPurpose::ATTEST_KEY)),
-       ErrorCode::INVALID_KEY_BLOB},
-      {"cut", {cut, {}, name}, ErrorCode::INVALID_KEY_BLOB},
-      {"empty blob", {{}, {}, name}, ErrorCode::INVALID_KEY_BLOB},
-      {"owner not presented", owned, ErrorCode::INVALID_KEY_BLOB},
-      {"owner presented", {owned.keyBlob, owner, name}, ErrorCode::OK},
+      {"of the other instance", made(device.strongbox(), Request(KeyPurpose::ATTEST_KEY)), kBlob},
+      {"cut", {cut, {}, name}, kBlob},
+      {"empty blob", {{}, {}, name}, kBlob},
+      {"owner not presented", owned, kBlob},
+      {"owner presented", {owned.keyBlob, owner, name}, kOk},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(Generate(device.tee(), Attested(Request()), row.key), row.code) << row.title;
@@ -314,13 +291,11 @@ TEST(AttestationTest, OwnIdentifiersAreAttestedAndForeignOnesFailTheWholeRequest
     EXPECT_TRUE(Contains(Record(key), Bytes(value.begin(), value.end()))) << value;
     EXPECT_FALSE(Has(key.keyCharacteristics.at(0).authorizations, tag)) << value;
     for (const std::string& foreign : {value + " ", value.substr(1), value + '\0', std::string()}) {
-      EXPECT_EQ(Generate(device.tee(), With(all, {Text(tag, foreign)})),
-                ErrorCode::CANNOT_ATTEST_IDS)
-          << foreign;
+      EXPECT_EQ(Generate(device.tee(), With(all, {Text(tag, foreign)})), kIds) << foreign;
     }
     all.push_back(own);
   }
-  EXPECT_EQ(Generate(device.tee(), all), ErrorCode::OK);
+  EXPECT_EQ(Generate(device.tee(), all), kOk);
 }
 
 TEST(AttestationTest, IdentifiersAreThoseThatTheFactoryWroteUntilTheyAreDestroyed) {
@@ -328,16 +303,16 @@ TEST(AttestationTest, IdentifiersAreThoseThatTheFactoryWroteUntilTheyAreDestroye
   const auto attest = [&](Tag tag, const char* value) {
     return Generate(device.tee(), With(Attested(Request()), {Text(tag, value)}));
   };
-  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "acme"), ErrorCode::CANNOT_ATTEST_IDS);
-  EXPECT_EQ(attest(Tag::ATTESTATION_ID_MODEL, "Phone 1"), ErrorCode::CANNOT_ATTEST_IDS);
-  EXPECT_EQ(attest(Tag::ATTESTATION_ID_MODEL, "Phone 0"), ErrorCode::OK);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "acme"), kIds);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_MODEL, "Phone 1"), kIds);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_MODEL, "Phone 0"), kOk);
   // Below API level 34 the names stand in other properties.
   device.Boot({"provisioned-ids=", "ro.product.first_api_level=33", "ro.product.brand=elder"});
-  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), ErrorCode::OK);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), kOk);
   EXPECT_TRUE(device.strongbox().keymint->destroyAttestationIds().isOk());
-  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), ErrorCode::CANNOT_ATTEST_IDS);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), kIds);
   device.Boot();
-  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), ErrorCode::CANNOT_ATTEST_IDS);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), kIds);
 }
 
 TEST(AttestationTest, FactoryChainIsKeptPrivatelyUntilItsSettingsChange) {
@@ -355,8 +330,8 @@ TEST(AttestationTest, FactoryChainIsKeptPrivatelyUntilItsSettingsChange) {
   EXPECT_EQ(status.st_mode & 0777, 0600u);
   device.Boot({"attestation-expired=yes"});
   const Chain expired = above();
-  ExpectLinked(expired);
   EXPECT_NE(OpensslVerify(expired), 0);
+  EXPECT_EQ(OpensslVerify(expired, "-no_check_time"), 0);
 }
 
 TEST(AttestationTest, AllWhoComeFirstGetTheSameFactoryChain) {

@@ -120,6 +120,9 @@ TEST_F(CertificatesTest, NamesAndSerialAreTakenOctetForOctet) {
   }
 }
 
+constexpr ErrorCode kArgument = ErrorCode::INVALID_ARGUMENT;
+constexpr ErrorCode kIssuer = ErrorCode::INVALID_ISSUER_SUBJECT;
+
 TEST_F(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
   const KeyParams good = Purposes({KeyPurpose::SIGN});
   const auto with = [&](Tag tag, const char* hex) {
@@ -131,19 +134,16 @@ TEST_F(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
     Bytes issuer;
     ErrorCode code;
   } const rows[] = {
-      {"no Name", with(Tag::CERTIFICATE_SUBJECT, "010203"), kSignerName,
-       ErrorCode::INVALID_ARGUMENT},
-      {"bytes after the Name", with(Tag::CERTIFICATE_SUBJECT, "300000"), kSignerName,
-       ErrorCode::INVALID_ARGUMENT},
-      {"empty serial", with(Tag::CERTIFICATE_SERIAL, ""), kSignerName, ErrorCode::INVALID_ARGUMENT},
-      {"needless zero", with(Tag::CERTIFICATE_SERIAL, "0001"), kSignerName,
-       ErrorCode::INVALID_ARGUMENT},
+      {"no Name", with(Tag::CERTIFICATE_SUBJECT, "010203"), kSignerName, kArgument},
+      {"bytes after the Name", with(Tag::CERTIFICATE_SUBJECT, "300000"), kSignerName, kArgument},
+      {"empty serial", with(Tag::CERTIFICATE_SERIAL, ""), kSignerName, kArgument},
+      {"needless zero", with(Tag::CERTIFICATE_SERIAL, "0001"), kSignerName, kArgument},
       {"no dates", {}, kSignerName, ErrorCode::MISSING_NOT_BEFORE},
       {"no end", {good[0]}, kSignerName, ErrorCode::MISSING_NOT_AFTER},
-      {"year 10000", Dates(0, 253402300800000), kSignerName, ErrorCode::INVALID_ARGUMENT},
-      {"last millisecond", Dates(0, -1), kSignerName, ErrorCode::INVALID_ARGUMENT},
-      {"empty issuer", good, {}, ErrorCode::INVALID_ISSUER_SUBJECT},
-      {"issuer is no Name", good, {0x31, 0x00}, ErrorCode::INVALID_ISSUER_SUBJECT},
+      {"year 10000", Dates(0, 253402300800000), kSignerName, kArgument},
+      {"last millisecond", Dates(0, -1), kSignerName, kArgument},
+      {"empty issuer", good, {}, kIssuer},
+      {"issuer is no Name", good, {0x31, 0x00}, kIssuer},
   };
   for (const auto& row : rows) {
     Bytes der = {1};

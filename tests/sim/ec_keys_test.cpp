@@ -91,6 +91,12 @@ TEST(EcKeysTest, BeginChecksPurposeAndDigest) {
   }
 }
 
+constexpr ErrorCode kOk = ErrorCode::OK;
+constexpr ErrorCode kArgument = ErrorCode::INVALID_ARGUMENT;
+constexpr ErrorCode kCurve = ErrorCode::UNSUPPORTED_EC_CURVE;
+constexpr ErrorCode kFormat = ErrorCode::INCOMPATIBLE_KEY_FORMAT;
+constexpr ErrorCode kMismatch = ErrorCode::IMPORT_PARAMETER_MISMATCH;
+
 TEST(EcKeysTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
   const Bytes p256 = NewPkcs8(EcCurve::P_256);
   const Bytes p384 = NewPkcs8(EcCurve::P_384);
@@ -102,32 +108,17 @@ TEST(EcKeysTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
     ErrorCode tee;
     ErrorCode strongbox;
   } const rows[] = {
-      {"P-256", km::KeyFormat::PKCS8, p256, {}, ErrorCode::OK, ErrorCode::OK},
-      {"P-384", km::KeyFormat::PKCS8, p384, {}, ErrorCode::OK, ErrorCode::UNSUPPORTED_EC_CURVE},
+      {"P-256", km::KeyFormat::PKCS8, p256, {}, kOk, kOk},
+      {"P-384", km::KeyFormat::PKCS8, p384, {}, kOk, kCurve},
       {"curve",
        km::KeyFormat::PKCS8,
        p256,
        {{Tag::EC_CURVE, EcCurve::P_384}},
-       ErrorCode::IMPORT_PARAMETER_MISMATCH,
-       ErrorCode::IMPORT_PARAMETER_MISMATCH},
-      {"size",
-       km::KeyFormat::PKCS8,
-       p256,
-       {UintParam(Tag::KEY_SIZE, 384)},
-       ErrorCode::IMPORT_PARAMETER_MISMATCH,
-       ErrorCode::IMPORT_PARAMETER_MISMATCH},
-      {"raw",
-       km::KeyFormat::RAW,
-       p256,
-       {},
-       ErrorCode::INCOMPATIBLE_KEY_FORMAT,
-       ErrorCode::INCOMPATIBLE_KEY_FORMAT},
-      {"garbage",
-       km::KeyFormat::PKCS8,
-       {1, 2, 3},
-       {},
-       ErrorCode::INVALID_ARGUMENT,
-       ErrorCode::INVALID_ARGUMENT},
+       kMismatch,
+       kMismatch},
+      {"size", km::KeyFormat::PKCS8, p256, {UintParam(Tag::KEY_SIZE, 384)}, kMismatch, kMismatch},
+      {"raw", km::KeyFormat::RAW, p256, {}, kFormat, kFormat},
+      {"garbage", km::KeyFormat::PKCS8, {1, 2, 3}, {}, kArgument, kArgument},
   };
   for (const auto& row : rows) {
     for (const bool strongbox : {false, true}) {
@@ -135,7 +126,7 @@ TEST(EcKeysTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
       SecretBytes material;
       const ErrorCode code = ImportEc(row.format, row.data, strongbox, &params, &material);
       EXPECT_EQ(code, strongbox ? row.strongbox : row.tee) << row.title;
-      if (code != ErrorCode::OK) continue;
+      if (code != kOk) continue;
       EXPECT_EQ(Bytes(material.begin(), material.end()), row.data);
       EXPECT_TRUE(Has(params, Tag::KEY_SIZE) && Has(params, Tag::EC_CURVE)) << row.title;
     }

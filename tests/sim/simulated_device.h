@@ -77,13 +77,6 @@ inline bssl::UniquePtr<X509> ParseCertificate(const Bytes& der) {
   return certificate;
 }
 
-inline std::string OneLine(X509_NAME* name) {
-  char* const text = X509_NAME_oneline(name, nullptr, 0);
-  const std::string line = text;
-  OPENSSL_free(text);
-  return line;
-}
-
 // The octets inside an extension, empty if it is not there.
 inline Bytes Extension(X509* certificate, const char* oid) {
   const bssl::UniquePtr<ASN1_OBJECT> object(OBJ_txt2obj(oid, 1));
