@@ -60,36 +60,18 @@ KeyParams RsaRequest() {
       Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_AFTER, int64_t{253402300799000})};
 }
 
-ErrorCode Import(Services& services, const KeyParams& params, const Bytes& der,
-                 km::KeyCreationResult* result, km::KeyFormat format = km::KeyFormat::PKCS8) {
-  const ErrorCode code =
-      CodeOf(services.keymint->importKey(params, format, der, std::nullopt, result));
-  if (code != ErrorCode::OK) {
-    EXPECT_EQ(*result, km::KeyCreationResult());
-  }
-  return code;
-}
-
 // RsaKey is an RSA key inside a device and outside.
 struct RsaKey {
   explicit RsaKey(Services& where) : services(where), pair(NewRsa(2048)) {
     km::KeyCreationResult result;
-    EXPECT_EQ(Import(services, RsaRequest(), Pkcs8(pair.get()), &result), ErrorCode::OK);
+    EXPECT_EQ(Import(services, RsaRequest(), km::KeyFormat::PKCS8, Pkcs8(pair.get()), &result),
+              ErrorCode::OK);
     blob = result.keyBlob;
-  }
-
-  ErrorCode Begin(KeyPurpose purpose, const KeyParams& params, km::BeginResult* result) const {
-    return CodeOf(services.keymint->begin(purpose, blob, params, std::nullopt, result));
   }
 
   ErrorCode Run(KeyPurpose purpose, const KeyParams& params, const Bytes& input, Bytes* output,
                 const Bytes& signature = {}) const {
-    km::BeginResult begun;
-    const ErrorCode code = Begin(purpose, params, &begun);
-    if (code != ErrorCode::OK) return code;
-    EXPECT_TRUE(begun.params.empty());
-    return CodeOf(begun.operation->finish(input, signature, std::nullopt, std::nullopt,
-                                          std::nullopt, output));
+    return Operate(services, purpose, blob, params, input, output, signature);
   }
 
   Services& services;
@@ -151,11 +133,11 @@ TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
     SCOPED_TRACE(c.title);
     km::KeyCreationResult result;
     Services& services = c.strongbox ? device.strongbox() : device.tee();
-    EXPECT_EQ(Import(services, c.params, c.der, &result), c.expected);
+    EXPECT_EQ(Import(services, c.params, km::KeyFormat::PKCS8, c.der, &result), c.expected);
     EXPECT_EQ(result.certificateChain.size(), c.expected == ErrorCode::OK ? 1u : 0u);
   }
   km::KeyCreationResult result;
-  EXPECT_EQ(Import(device.tee(), request, der2048, &result, km::KeyFormat::RAW),
+  EXPECT_EQ(Import(device.tee(), request, km::KeyFormat::RAW, der2048, &result),
             ErrorCode::INCOMPATIBLE_KEY_FORMAT);
 }
 
@@ -226,14 +208,15 @@ TEST(RsaOperationTest, DecryptsWhatOthersEncrypted) {
 
 TEST(RsaBeginTest, ChecksPurposePaddingAndDigest) {
   TestDevice device;
-  RsaKey key(device.tee());
+  const RsaKey key(device.tee());
   km::KeyCreationResult narrow;
   const KeyParams few = With(Without(Without(RsaRequest(), Tag::PADDING), Tag::DIGEST),
                              {{Tag::PADDING, kSignPadding}, {Tag::DIGEST, Digest::SHA_2_256}});
-  ASSERT_EQ(Import(device.tee(), few, Pkcs8(key.pair.get()), &narrow), ErrorCode::OK);
+  ASSERT_EQ(Import(device.tee(), few, km::KeyFormat::PKCS8, Pkcs8(key.pair.get()), &narrow),
+            ErrorCode::OK);
   struct Case {
     const char* title;
-    Bytes blob;
+    const Bytes& blob;
     KeyPurpose purpose;
     KeyParams params;
     ErrorCode expected;
@@ -263,10 +246,8 @@ TEST(RsaBeginTest, ChecksPurposePaddingAndDigest) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.title);
-    key.blob = c.blob;
     km::BeginResult result;
-    EXPECT_EQ(key.Begin(c.purpose, c.params, &result), c.expected);
-    EXPECT_EQ(result.operation, nullptr);
+    EXPECT_EQ(Begin(device.tee(), c.purpose, c.blob, c.params, &result), c.expected);
   }
 }
 
