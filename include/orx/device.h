@@ -137,8 +137,8 @@ ORX_EXPORT int ORX_DEVICE_Goodix_FPS_Ready(void);
  * when it is null or shorter, and 1 when the modem cannot be asked or answers anything but 15
  * digits.
  *
- * Blocks like ORX_communicate_with_modem(): half a minute or more when no modem
- * daemon listens, without end when it does not answer.
+ * Blocks like ORX_communicate_with_modem(): half a minute or more when no modem daemon listens,
+ * without end when it does not answer.
  *
  * WARNING: fill `buf` with zeros first. No terminator is written; the answer is taken to end at the
  * first zero, so that bytes left over in `buf` make a good answer fail.
@@ -189,7 +189,8 @@ ORX_EXPORT int ORX_DEVICE_GetMeid(char* buf, uint32_t len);
  * WARNING: an answer that comes in several segments is not joined; `response` holds the first.
  *
  * WARNING: a connection on descriptor 0 counts as a failed attempt and is closed: in a process
- * whose standard input is closed, all 30 attempts fail.
+ * whose standard input is closed, all 30 attempts fail. Waiting on a descriptor of FD_SETSIZE
+ * (1024) or above fails.
  *
  * WARNING: the socket gets O_NONBLOCK alone as its flags while it connects and the flags it was
  * opened with afterwards. An errno of 0 after that counts as connected; any other value, which can

@@ -27,11 +27,11 @@
  * Secrets. Key bytes and derived bytes that the library copies are overwritten before their memory
  * is released. Wiping its own buffers is the caller's, except where a function does it.
  *
- * Threads. A call runs on the caller's thread until its work is done. The library has no threads, no
- * locks, no initialisation and no shutdown. State that outlives a call (the selected symmetric key,
- * the digest in progress, the open store file, the last known sizes of the key blob files) belongs
- * to the process: callers serialise their calls within a family, those of ORX_KDF with those of
- * ORX_HASH, and those of ORX_SYM and ORX_RSA for one key id, also between processes.
+ * Threads. A call runs on the caller's thread until its work is done. The library has no threads,
+ * no locks, no initialisation and no shutdown. State that outlives a call (the selected symmetric
+ * key, the digest in progress, the open store file, the last known sizes of the key blob files)
+ * belongs to the process: callers serialise their calls within a family, those of ORX_KDF with
+ * those of ORX_HASH, and those of ORX_SYM and ORX_RSA for one key id, also between processes.
  *
  * Logging. Every failure, and every notable step, is one line in the Android log: tag "ORX",
  * priority debug, the source's path and line in front ("src/ORX_STORE.cpp:41: fp NULL"). The texts

@@ -108,7 +108,8 @@ unique_fd Connect(int* saved_flags) {
   return unique_fd();
 }
 
-bool SendAll(int fd, const void* data, size_t length) {
+// One send without MSG_NOSIGNAL, and all of it or nothing: callers handle SIGPIPE themselves.
+bool SendOnce(int fd, const void* data, size_t length) {
   const ssize_t sent = sendto(fd, data, length, 0, nullptr, 0);
   if (sent == static_cast<ssize_t>(length)) return true;
   ORX_LOG("Failed writing %d bytes to fd %d. errno = %d (%s)", static_cast<int>(sent), fd, errno,
@@ -125,9 +126,9 @@ int SendRequest(int fd, const char* command) {
   ORX_LOG("start AT req command: %s ", command);
   const int32_t count = 1;
   const int32_t length = static_cast<int32_t>(strlen(command));
-  if (!SendAll(fd, &count, sizeof(count))) return kFailed;
-  if (!SendAll(fd, &length, sizeof(length))) return kFailed;
-  if (!SendAll(fd, command, static_cast<size_t>(length))) return kFailed;
+  if (!SendOnce(fd, &count, sizeof(count))) return kFailed;
+  if (!SendOnce(fd, &length, sizeof(length))) return kFailed;
+  if (!SendOnce(fd, command, static_cast<size_t>(length))) return kFailed;
   ORX_LOG("Successfully sent %d byte(s) AT CMD to fd %d ", length, fd);
   return 0;
 }

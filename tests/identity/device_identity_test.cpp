@@ -210,13 +210,23 @@ TEST_F(DeviceIdentity, NoAnswerIsTooLongForTheSmallestBuffers) {
   EXPECT_STREQ(imei.data(), "490154203237526");
 }
 
-TEST_F(DeviceIdentity, BytesLeftInTheBufferMakeAGoodAnswerFail) {
-  for (const char* answer : {"490154203237518", "99000012345678"}) {
-    ScriptedModem modem(ScriptedModem::Answers(answer));
+TEST_F(DeviceIdentity, BytesLeftInTheBufferMakeAGoodAnswerFailUnlessItIsQuoted) {
+  const struct {
+    int (*get)(char*, uint32_t);
+    const char* answer;
+    int result;
+    std::string buffer;
+  } rows[] = {
+      {ORX_DEVICE_GetImei, "490154203237518", 1, "490154203237518xxxxx"},
+      {ORX_DEVICE_GetMeid, "99000012345678", 1, "99000012345678xxxxxx"},
+      {ORX_DEVICE_GetImei2, "+EGMR: \"490154203237526\"", 0,
+       std::string("490154203237526\0\0\0\0\0", 20)},
+  };
+  for (const auto& row : rows) {
+    ScriptedModem modem(ScriptedModem::Answers(row.answer));
     std::string buffer(20, 'x');
-    const bool is_imei = std::string(answer).size() == 15;
-    EXPECT_EQ((is_imei ? ORX_DEVICE_GetImei : ORX_DEVICE_GetMeid)(buffer.data(), 20), 1);
-    EXPECT_EQ(buffer, answer + std::string(is_imei ? 5 : 6, 'x'));
+    EXPECT_EQ(row.get(buffer.data(), 20), row.result);
+    EXPECT_EQ(buffer, row.buffer);
   }
 }
 

@@ -351,6 +351,17 @@ TEST_F(ModemChannel, ADaemonThatGoesAwayRaisesSigpipeInTheCaller) {
   EXPECT_EXIT(ask(), ::testing::KilledBySignal(SIGPIPE), "");
 }
 
+TEST_F(ModemChannel, WithoutAResponseBufferTheCallNeverReturnsOnceAnAnswerHasCome) {
+  const auto ask = [this] {
+    ScriptedModem modem(kAnswers);
+    pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
+    const itimerval soon = {{0, 0}, {0, 300000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    ORX_communicate_with_modem("AT", nullptr);
+  };
+  EXPECT_EXIT(ask(), ::testing::KilledBySignal(SIGALRM), "");
+}
+
 size_t HeapInUse() {
 #ifdef __SANITIZE_ADDRESS__
   return __sanitizer_get_current_allocated_bytes();

@@ -99,6 +99,7 @@ TEST_F(FaultsTest, WrongSpecificationsAreNamed) {
       {"begin:empty-blob", "\"empty-blob\" is no effect on begin; there are a number, dead-object"},
       {"begin:transaction", "transaction=STATUS"},
       {"begin:-62x", "is no effect"},
+      {"getSharedSecretParameters:seed=-1", "is no effect"},
       {"service:tee:absent", "\"tee\" is no service; there are default and strongbox"},
       {"service:strongbox:gone", "not of the form"},
       {"modem:hoarse", "modem:late"},

@@ -28,13 +28,13 @@ class OrxSimTest : public ::testing::Test {
     EXPECT_NE(mkdtemp(pattern.data()), nullptr);
     folder_ = fs::canonical(pattern);
     fs::create_directory(folder_ + "/tmp");
-    fs::create_directory(folder_ + "/work");
+    fs::create_directory(folder_ + "/run");
   }
   ~OrxSimTest() override { RemoveTree(folder_); }
 
   // Runs a program in the folder "work". Nothing may stay in the folder for temporary files.
   ProgramResult Run(const Words& words) {
-    Words argv = {"env", "-C", folder_ + "/work", "TMPDIR=" + folder_ + "/tmp"};
+    Words argv = {"env", "-C", folder_ + "/run", "TMPDIR=" + folder_ + "/tmp"};
     argv.insert(argv.end(), words.begin(), words.end());
     orx_test::ProgramOptions options;
     options.input = "from standard input";
@@ -95,9 +95,9 @@ TEST_F(OrxSimTest, CommandKeepsItsSurroundingsAndItsExitCode) {
       RunInside("cat; echo; pwd; id -u; echo 1 >made; echo to-error >&2; exit 200");
   EXPECT_EQ(result.exit_code, 200);
   EXPECT_EQ(result.out,
-            "from standard input\n" + folder_ + "/work\n" + std::to_string(geteuid()) + "\n");
+            "from standard input\n" + folder_ + "/run\n" + std::to_string(geteuid()) + "\n");
   EXPECT_EQ(result.err, "to-error\n");
-  EXPECT_TRUE(fs::exists(folder_ + "/work/made"));
+  EXPECT_TRUE(fs::exists(folder_ + "/run/made"));
   EXPECT_EQ(OrxSim({"run", "-q", "echo", "-q", "--device", "x"}).out, "-q --device x\n")
       << "options behind the command are the command's";
   EXPECT_EQ(OrxSim({"run", "--profile", "bare", "true"}).err,
@@ -198,7 +198,7 @@ TEST_F(OrxSimTest, WorksWhereThereIsNoMntAtAll) {
   }
   words.insert(words.end(), {"--", ORX_SIM_PROGRAM, "run", "-q", "--", "sh", "-c",
                              "echo 1 >/mnt/vendor/persist/security/file && pwd"});
-  EXPECT_EQ(Run(words).out, folder_ + "/work\n");
+  EXPECT_EQ(Run(words).out, folder_ + "/run\n");
 }
 
 }  // namespace

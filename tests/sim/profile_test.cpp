@@ -48,7 +48,8 @@ class ProfileTest : public ::testing::Test {
 
 TEST_F(ProfileTest, EveryShippedOneMakesADevice) {
   const std::vector<std::string> names = ProfileNames();
-  EXPECT_THAT(names, ElementsAre("bare", "dual-sim", "single-sim"));
+  EXPECT_THAT(names,
+              ElementsAre("bare", "dual-sim", "remote-only", "single-sim", "swapped-strongbox"));
   for (const std::string& name : names) {
     std::string error;
     const std::unique_ptr<Device> device = Device::Create(parent_ + "/" + name, name, &error);

@@ -154,6 +154,13 @@ TEST_F(DataCommandTest, AResultIsNoSuccessWhenNobodyTakesIt) {
   EXPECT_THAT(result.err, HasSubstr("[OUTPUT-FAILED]"));
 }
 
+TEST_F(DataCommandTest, JsonIsJsonWhateverTheBytes) {
+  const std::string name = work("\xff\"\n");
+  Write(name, "abc");
+  const Json::Value answer = orx_test::ParseJson(Direct({"hash", "sha1", name, "--json"}).out);
+  EXPECT_EQ(answer["digests"][0]["hex"].asString(), "a9993e364706816aba3e25717850c26c9cd0d89d");
+}
+
 struct UsageCase {
   std::vector<std::string> words;
   const char* line;

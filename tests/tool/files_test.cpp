@@ -122,6 +122,24 @@ TEST_F(FileOutputTest, ReadWholeStopsAtItsLimit) {
   EXPECT_EQ(problem->code, "INPUT-TOO-LARGE");
 }
 
+TEST_F(FileOutputTest, ReadWholeTakesInputsThatDoNotTellTheirSize) {
+  const std::string text(200000, 'x');
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t writer = fork();
+  if (writer == 0) _exit(write(ends[1], text.data(), text.size()) == 200000 ? 0 : 1);
+  close(ends[1]);
+  dup2(ends[0], STDIN_FILENO);
+  close(ends[0]);
+  std::optional<Problem> problem;
+  const auto whole = ReadWhole("-", text.size(), &problem);
+  ASSERT_TRUE(whole);
+  EXPECT_TRUE(std::equal(text.begin(), text.end(), whole->data()) && whole->size() == text.size());
+  waitpid(writer, nullptr, 0);
+  // Sized 0 and not empty.
+  EXPECT_GT(ReadWhole("/proc/self/status", 100000, &problem)->size(), 0u);
+}
+
 TEST_F(FileOutputTest, InputRefusesFoldersAndMissingFiles) {
   for (const std::string path : {"/mnt", "/mnt/nothing"}) {
     std::optional<Problem> problem;

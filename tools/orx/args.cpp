@@ -76,6 +76,7 @@ std::string ParseOptions(const std::vector<std::string>& words, const std::vecto
   std::vector<std::string> storage = {"orx"};
   storage.insert(storage.end(), words.begin(), words.end());
   std::vector<char*> argv;
+  argv.reserve(storage.size() + 1);
   for (std::string& word : storage) argv.push_back(word.data());
   const int argc = static_cast<int>(argv.size());
   argv.push_back(nullptr);

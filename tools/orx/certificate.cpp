@@ -17,7 +17,7 @@
 namespace orx_tool {
 namespace {
 
-constexpr size_t kFileLimit = 1024 * 1024;
+constexpr size_t kFileLimit = 1024UL * 1024;
 constexpr const char kPemLabel[] = "CERTIFICATE";
 
 // The attestation root that Google publishes for devices: its subject and the SHA-256 of its public

@@ -91,7 +91,7 @@ Problem DiagnoseCheck(const Check& check) {
   const std::string absent = WhatIsAbsent(check, problem.code);
   if (absent.empty()) return problem;
   const std::string line = problem.library_line;
-  problem = MakeProblemWithAdvice(absent, FindReason(absent)->cause);
+  problem = KnownProblem(absent);
   problem.library_line = line;
   return problem;
 }
@@ -150,8 +150,7 @@ void JudgeCoverage(const Check& check, CheckResult* result) {
   const std::vector<LogLine> lines = LibraryLogLines();
   const auto attested = std::count_if(lines.begin(), lines.end(), AttestsIdentifier);
   if (result->verdict != Verdict::kPass || attested >= check.identifiers) return;
-  const Problem problem =
-      MakeProblemWithAdvice("ATTEST-ID-NOT-COVERED", FindReason("ATTEST-ID-NOT-COVERED")->cause);
+  const Problem problem = KnownProblem("ATTEST-ID-NOT-COVERED");
   if (attested == 0) return SetProblem(problem, result);
   result->advice.push_back(std::to_string(attested) + " of " + std::to_string(check.identifiers) +
                            " identifiers attested. " + problem.cause);

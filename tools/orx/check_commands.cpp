@@ -9,6 +9,7 @@
 #include "check_report.h"
 #include "commands.h"
 #include "files.h"
+#include "modem_answer.h"
 #include "progress.h"
 
 namespace orx_tool {
@@ -32,7 +33,12 @@ class Runner {
   CheckResult Execute(const Check& check) {
     StatusLine status(output_);
     status.Show("running " + check.name + "/" + check.instance);
-    return RunCheck(check, settings_, &interrupted_);
+    Check shown = check;
+    shown.run = [&](CheckNotes* notes) {
+      const ModemProgress progress(output_);
+      return check.run(notes);
+    };
+    return RunCheck(shown, settings_, &interrupted_);
   }
   void Add(const CheckResult& result) {
     results_.push_back(result);
@@ -162,6 +168,7 @@ int RunCheckRkpIds(const Args& args, Output& output) {
 }
 
 int RunCheckModel(const Args& args, Output& output) {
+  if (args.operands()[0].empty()) return output.Fail(MakeProblem("USAGE", "the model is empty"));
   return RunSingle(ModelCheck(Instance(args), args.operands()[0], args.Has("relaxed")), args,
                    output);
 }

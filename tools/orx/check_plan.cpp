@@ -80,7 +80,7 @@ bool NeedsFactoryKeys(const Check& check) {
 }
 
 CheckResult Known(const Check& check, const char* code) {
-  return MakeResult(check, code, FindReason(code)->cause);
+  return MakeResult(check, code, KnownProblem(code).cause);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace {
 
 // One call carries its whole message through binder, whose buffer is 1 MiB for all that a process
 // has under way; half of it leaves room. A multiple of the block size.
-constexpr size_t kPieceBytes = 512 * 1024;
+constexpr size_t kPieceBytes = 512UL * 1024;
 constexpr int kModeCbc = 0;
 
 enum class Direction { kEncrypt, kDecrypt };

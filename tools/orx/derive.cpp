@@ -10,17 +10,17 @@
 namespace orx_tool {
 namespace {
 
-constexpr size_t kMaxInputBytes = 1024 * 1024 * 1024;
-constexpr long long kMaxKdfOutputBytes = 16 * 1024 * 1024;
+constexpr size_t kMaxInputBytes = 1024UL * 1024 * 1024;
+constexpr long long kMaxKdfOutputBytes = 16LL * 1024 * 1024;
 // The counter has 8 bits: from here on the output repeats.
-constexpr long long kKdfPeriodBytes = 255 * 20;
+constexpr long long kKdfPeriodBytes = 255LL * 20;
 constexpr uint32_t kModeCounter = 1;
 constexpr uint32_t kModePlain = 0;
 constexpr uint32_t kHashSha1 = 0;
 constexpr uint32_t kHashSha256 = 1;
 // Random bytes come in pieces that base64 can join.
-constexpr size_t kRandomPieceBytes = 3 * 16384;
-constexpr long long kMaxJsonBytes = 1024 * 1024;
+constexpr size_t kRandomPieceBytes = 3UL * 16384;
+constexpr long long kMaxJsonBytes = 1024LL * 1024;
 
 // ReadBytes takes --NAME FILE or --NAME-hex HEX; neither is no bytes.
 std::optional<SecretBytes> ReadBytes(const Args& args, const std::string& name,

@@ -3,6 +3,7 @@
 
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <ctype.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -72,6 +73,16 @@ Pattern ParseFormat(const char* format) {
   return pattern;
 }
 
+// The patterns of Messages(), in its order.
+const std::vector<Pattern>& Patterns() {
+  static const auto& patterns = *[] {
+    auto* parsed = new std::vector<Pattern>;
+    for (const Message& message : Messages()) parsed->push_back(ParseFormat(message.format));
+    return parsed;
+  }();
+  return patterns;
+}
+
 bool FitsConversion(char conversion, const std::string& text) {
   if (conversion == 's') return true;
   const size_t sign = text.rfind('-', 0) == 0 ? 1 : 0;
@@ -103,7 +114,8 @@ size_t LiteralLength(const Pattern& pattern) {
 
 const Reason& KnownReason(const std::string& code) {
   const Reason* reason = FindReason(code);
-  return reason != nullptr ? *reason : *FindReason("UNEXPLAINED");
+  if (reason == nullptr) abort();  // a code that the table does not have is a slip in this program
+  return *reason;
 }
 
 Problem FromReason(const Reason& reason) {
@@ -150,13 +162,13 @@ std::optional<MessageMatch> MatchMessage(const std::string& text) {
   trimmed.erase(trimmed.find_last_not_of("\n ") + 1);
   std::optional<MessageMatch> best;
   size_t best_length = 0;
-  for (const Message& message : Messages()) {
-    const Pattern pattern = ParseFormat(message.format);
+  for (size_t i = 0; i < Messages().size(); ++i) {
+    const Pattern& pattern = Patterns()[i];
     std::vector<std::string> arguments;
     const size_t length = LiteralLength(pattern);
     if (best && length <= best_length) continue;
     if (!Fits(pattern, 0, trimmed, 0, &arguments)) continue;
-    best = MessageMatch{&message, arguments};
+    best = MessageMatch{&Messages()[i], arguments};
     best_length = length;
   }
   return best;
@@ -166,6 +178,10 @@ Problem MakeProblem(const std::string& code, const std::string& cause) {
   Problem problem = MakeProblemWithAdvice(code, cause);
   problem.advice.clear();
   return problem;
+}
+
+Problem KnownProblem(const std::string& code) {
+  return FromReason(KnownReason(code));
 }
 
 Problem MakeProblemWithAdvice(const std::string& code, const std::string& cause) {
@@ -199,7 +215,7 @@ Problem Diagnose(const std::vector<LogLine>& lines) {
 }
 
 Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result) {
-  const Problem problem = Diagnose(lines);
+  Problem problem = Diagnose(lines);
   if (problem.code != "UNEXPLAINED") return problem;
   Problem answered = WithKeyMintError(FromReason(KnownReason("KM-FAILED")), std::to_string(result));
   answered.library_line = problem.library_line;

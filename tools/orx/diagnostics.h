@@ -84,6 +84,9 @@ struct Problem {
   std::string owner;
 };
 
+// KnownProblem is the reason of a code as it stands in the table.
+Problem KnownProblem(const std::string& code);
+
 // MakeProblem describes a failure that the tool found itself. The cause is the one given, which
 // names the values at hand; the reason's remedy is left to `orx explain`.
 Problem MakeProblem(const std::string& code, const std::string& cause);

@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char kModemSocket[] = "/dev/socket/rild-oem";
 // A key blob has some hundred bytes; below this a store soon fails.
-constexpr uint64_t kLowSpaceBytes = 64 * 1024;
+constexpr uint64_t kLowSpaceBytes = 64UL * 1024;
 
 Finding Ok(const std::string& area, const std::string& text) {
   Finding finding;

@@ -23,7 +23,7 @@ namespace ss = aidl::android::hardware::security::sharedsecret;
 
 namespace {
 
-constexpr size_t kBlobLimit = 1024 * 1024;
+constexpr size_t kBlobLimit = 1024UL * 1024;
 
 ::ndk::SpAIBinder Find(const std::string& name) {
   return ::ndk::SpAIBinder(AServiceManager_checkService(name.c_str()));
@@ -176,6 +176,7 @@ std::vector<Finding> ProbeSlots(bool /*show_ids*/) {
   if (CheckPersistFolder()) return {};  // told by the folder's own probe
   const auto keymint = km::IKeyMintDevice::fromBinder(Find(NameOf<km::IKeyMintDevice>("default")));
   std::vector<Finding> findings;
+  findings.reserve(kSlots.size());
   for (const Slot& slot : kSlots) findings.push_back(ProbeSlot(slot, keymint.get()));
   return findings;
 }

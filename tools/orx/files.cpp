@@ -15,13 +15,35 @@
 namespace orx_tool {
 namespace {
 
+// How much is read first from an input that does not tell its size.
+constexpr uint64_t kFirstReadBytes = 64UL * 1024;
+
 // The temporary file that a signal handler has to remove; at most one exists at a time.
 char temporary_path[PATH_MAX];
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 void OnSignal(int signal_number) {
   if (temporary_path[0] != 0) unlink(temporary_path);
   _exit(128 + signal_number);
 }
+
+// EndingSignalsBlocked keeps the handler from running between the making of a temporary file and
+// the note of its name.
+class EndingSignalsBlocked {
+ public:
+  EndingSignalsBlocked() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal_number : kEndingSignals) sigaddset(&ending, signal_number);
+    sigprocmask(SIG_BLOCK, &ending, &old_mask_);
+  }
+  ~EndingSignalsBlocked() { sigprocmask(SIG_SETMASK, &old_mask_, nullptr); }
+  EndingSignalsBlocked(const EndingSignalsBlocked&) = delete;
+  EndingSignalsBlocked& operator=(const EndingSignalsBlocked&) = delete;
+
+ private:
+  sigset_t old_mask_;
+};
 
 bool IsStandardStream(const std::string& path) {
   return path.empty() || path == "-";
@@ -96,17 +118,25 @@ std::optional<SecretBytes> ReadWhole(const std::string& path, size_t limit,
                                      std::optional<Problem>* problem) {
   Input input(path, problem);
   if (*problem) return std::nullopt;
-  // One byte more than is expected or allowed shows that there is more.
-  const size_t expected = input.size() ? std::min<uint64_t>(*input.size(), limit) : limit;
-  SecretBytes bytes(expected + 1);
-  const ssize_t got = input.ReadFully(bytes.data(), bytes.size(), problem);
-  if (got < 0) return std::nullopt;
-  if (static_cast<size_t>(got) > expected) {
-    *problem = MakeProblem("INPUT-TOO-LARGE",
-                           input.name() + " has more than " + std::to_string(expected) + " bytes");
-    return std::nullopt;
+  // A size of its own is a hint only: pipes have none, and files may grow. One byte more than
+  // expected shows the end.
+  SecretBytes bytes(std::min<uint64_t>(input.size().value_or(kFirstReadBytes), limit) + 1);
+  size_t size = 0;
+  for (;;) {
+    const ssize_t got = input.ReadFully(bytes.data() + size, bytes.size() - size, problem);
+    if (got < 0) return std::nullopt;
+    size += static_cast<size_t>(got);
+    if (size < bytes.size()) break;
+    if (size > limit) {
+      *problem = MakeProblem("INPUT-TOO-LARGE",
+                             input.name() + " has more than " + std::to_string(limit) + " bytes");
+      return std::nullopt;
+    }
+    SecretBytes larger(std::min(2 * size + 1, limit + 1));
+    memcpy(larger.data(), bytes.data(), size);
+    bytes = std::move(larger);
   }
-  bytes.Shrink(static_cast<size_t>(got));
+  bytes.Shrink(size);
   return bytes;
 }
 
@@ -136,6 +166,7 @@ void FileOutput::OpenTemporary(Privacy privacy) {
     errno = ENAMETOOLONG;
     return;
   }
+  const EndingSignalsBlocked blocked;
   fd_ = mkostemp(temporary_.data(), O_CLOEXEC);  // mode 0600
   if (fd_ < 0) {
     temporary_.clear();
@@ -184,7 +215,7 @@ Problem FileOutput::Failure(int error) const {
 }
 
 void RemoveTemporaryOnSignals() {
-  for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal_number : kEndingSignals) {
     struct sigaction action = {};
     action.sa_handler = OnSignal;
     sigaction(signal_number, &action, nullptr);

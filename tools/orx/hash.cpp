@@ -10,7 +10,7 @@
 namespace orx_tool {
 namespace {
 
-constexpr size_t kPieceBytes = 1024 * 1024;
+constexpr size_t kPieceBytes = 1024UL * 1024;
 constexpr size_t kMaxDigestBytes = 64;
 
 struct Algorithm {

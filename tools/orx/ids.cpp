@@ -87,22 +87,22 @@ static_assert(sizeof(Record) == 100);
 constexpr size_t kRecordCapacity = 8;
 
 struct TagName {
-  uint32_t number;
   const char* name;
+  uint32_t number;
   bool identifies;  // this very device, not its model
 };
 
-constexpr TagName kTagNames[] = {{710, "brand", false},        {711, "device", false},
-                                 {712, "product", false},      {713, "serial", true},
-                                 {716, "manufacturer", false}, {717, "model", false},
-                                 {714, "imei", true},          {715, "meid", true}};
+constexpr TagName kTagNames[] = {{"brand", 710, false},        {"device", 711, false},
+                                 {"product", 712, false},      {"serial", 713, true},
+                                 {"manufacturer", 716, false}, {"model", 717, false},
+                                 {"imei", 714, true},          {"meid", 715, true}};
 
 TagName FindTag(uint32_t tag) {
   constexpr uint32_t kTagNumberMask = 0x0fffffff;  // without the type in the upper bits
   for (const TagName& known : kTagNames) {
     if (known.number == (tag & kTagNumberMask)) return known;
   }
-  return {tag & kTagNumberMask, "unknown", true};
+  return {"unknown", tag & kTagNumberMask, true};
 }
 
 }  // namespace

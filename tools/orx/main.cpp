@@ -116,7 +116,7 @@ int RunCommand(const Command& command, const Words& words, Args args) {
   return command.run(args, output);
 }
 
-int Main(Words words) {
+int Main(const Words& words) {
   std::vector<Option> options = GlobalOptions();
   options.push_back({"version", 0, nullptr, ""});
   Args args;

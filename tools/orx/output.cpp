@@ -36,7 +36,6 @@ void Output::Note(const std::string& line) const {
 void Output::PrintJson(const Json::Value& document) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
-  builder["emitUTF8"] = true;
   builder["precision"] = 6;
   builder["precisionType"] = "decimal";
   printf("%s\n", Json::writeString(builder, document).c_str());

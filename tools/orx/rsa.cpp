@@ -10,10 +10,10 @@ namespace orx_tool {
 namespace {
 
 // Binder's buffer is 1 MiB less two pages; what is larger never reaches KeyMint.
-constexpr size_t kMaxMessageBytes = 1024 * 1024 - 8192;
+constexpr size_t kMaxMessageBytes = 1024UL * 1024 - 8192;
 // More than any RSA output, so that nothing is cut off.
 constexpr size_t kOutputBytes = 2048;
-constexpr size_t kSignatureLimit = 64 * 1024;
+constexpr size_t kSignatureLimit = 64UL * 1024;
 
 constexpr int kDigestSha1 = 1;
 constexpr int kDigestSha256 = 2;
@@ -109,8 +109,7 @@ int RunVerify(const Args& args, Output& output) {
   if (found.exit_code == kEnvironment || found.code.rfind("KEY-", 0) == 0) {
     return output.Fail(found);
   }
-  Problem rejected =
-      MakeProblemWithAdvice("RSA-VERIFY-REJECTS", FindReason("RSA-VERIFY-REJECTS")->cause);
+  Problem rejected = KnownProblem("RSA-VERIFY-REJECTS");
   rejected.library_line = found.library_line;
   return output.Fail(rejected);
 }

@@ -13,7 +13,7 @@
 namespace orx_tool {
 namespace {
 
-constexpr size_t kKeyFileLimit = 64 * 1024;
+constexpr size_t kKeyFileLimit = 64UL * 1024;
 
 int RefusePassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*data*/) {
   return -1;

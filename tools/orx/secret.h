@@ -15,8 +15,8 @@ class SecretBytes {
   explicit SecretBytes(size_t size) : bytes_(size) {}
   ~SecretBytes() { Clear(); }
 
-  SecretBytes(SecretBytes&&) = default;
-  SecretBytes& operator=(SecretBytes&& other) {
+  SecretBytes(SecretBytes&&) noexcept = default;
+  SecretBytes& operator=(SecretBytes&& other) noexcept {
     Clear();
     bytes_ = std::move(other.bytes_);
     return *this;

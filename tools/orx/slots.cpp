@@ -61,7 +61,7 @@ std::optional<Problem> CheckPersistFolder() {
 }
 
 Problem DiagnoseStorage(const std::vector<LogLine>& lines, const std::string& path) {
-  const Problem problem = Diagnose(lines);
+  Problem problem = Diagnose(lines);
   if (!IsFileProblem(problem.code)) return problem;
   const std::string& line = problem.library_line;
   if (auto folder = CheckPersistFolder()) return WithLine(*folder, line);

@@ -2,6 +2,7 @@
 #include <orx/orx.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "commands.h"
 #include "library_log.h"
@@ -12,8 +13,8 @@ namespace orx_tool {
 namespace {
 
 // The store is for small secrets; this keeps a mistaken argument from filling the partition.
-constexpr size_t kMaxStoreBytes = 16 * 1024 * 1024;
-constexpr size_t kPieceBytes = 3 * 16384;
+constexpr size_t kMaxStoreBytes = 16UL * 1024 * 1024;
+constexpr size_t kPieceBytes = 3UL * 16384;
 constexpr int kForReading = 0;
 constexpr int kForWriting = 1;
 
@@ -74,6 +75,20 @@ bool CopyOut(int number, uint32_t size, ResultBytes* result, std::optional<Probl
   return false;
 }
 
+// WithStoreFile opens the file of the first operand for reading, and hands its number and size on.
+int WithStoreFile(const Args& args, Output& output,
+                  const std::function<int(int number, uint32_t size)>& use) {
+  std::optional<Problem> problem;
+  const auto number = ParseFileNumber(args.operands()[0], &problem);
+  if (!number) return output.Fail(*problem);
+  StoreFile file(*number, kForReading);
+  uint32_t size = 0;
+  if (!file.open() || ORX_STORE_Size(file.handle(), &size) != 0) {
+    return output.Fail(StoreProblem(*number));
+  }
+  return use(*number, size);
+}
+
 }  // namespace
 
 int RunStorePut(const Args& args, Output& output) {
@@ -99,33 +114,22 @@ int RunStorePut(const Args& args, Output& output) {
 }
 
 int RunStoreGet(const Args& args, Output& output) {
-  std::optional<Problem> problem;
-  const auto number = ParseFileNumber(args.operands()[0], &problem);
-  if (!number) return output.Fail(*problem);
-  StoreFile file(*number, kForReading);
-  uint32_t size = 0;
-  if (!file.open() || ORX_STORE_Size(file.handle(), &size) != 0) {
-    return output.Fail(StoreProblem(*number));
-  }
-  ResultBytes result(args, output, Format::kRaw, Privacy::kSecret, &problem);
-  if (problem || !CopyOut(*number, size, &result, &problem) || !result.Finish(&problem)) {
-    return output.Fail(*problem);
-  }
-  return output.Succeed();
+  return WithStoreFile(args, output, [&](int number, uint32_t size) {
+    std::optional<Problem> problem;
+    ResultBytes result(args, output, Format::kRaw, Privacy::kSecret, &problem);
+    if (problem || !CopyOut(number, size, &result, &problem) || !result.Finish(&problem)) {
+      return output.Fail(*problem);
+    }
+    return output.Succeed();
+  });
 }
 
 int RunStoreSize(const Args& args, Output& output) {
-  std::optional<Problem> problem;
-  const auto number = ParseFileNumber(args.operands()[0], &problem);
-  if (!number) return output.Fail(*problem);
-  StoreFile file(*number, kForReading);
-  uint32_t size = 0;
-  if (!file.open() || ORX_STORE_Size(file.handle(), &size) != 0) {
-    return output.Fail(StoreProblem(*number));
-  }
-  output.answer()["size"] = size;
-  output.Text(std::to_string(size));
-  return output.Succeed();
+  return WithStoreFile(args, output, [&](int /*number*/, uint32_t size) {
+    output.answer()["size"] = size;
+    output.Text(std::to_string(size));
+    return output.Succeed();
+  });
 }
 
 int RunStoreRemove(const Args& args, Output& output) {
