@@ -8,8 +8,6 @@ namespace {
 
 using km::KeyPurpose;
 
-const Bytes kMaterial = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-
 KeyParams Request() {
   return {{Tag::ALGORITHM, km::Algorithm::AES},
           {Tag::PURPOSE, KeyPurpose::ENCRYPT},
@@ -24,27 +22,20 @@ KeyParams Use(const KeyParams& more = {}) {
 
 Bytes NewBlob(Services& services, const KeyParams& more = {}) {
   km::KeyCreationResult result;
-  EXPECT_EQ(CodeOf(services.keymint->importKey(With(Request(), more), km::KeyFormat::RAW, kMaterial,
-                                               std::nullopt, &result)),
+  EXPECT_EQ(Import(services, With(Request(), more), km::KeyFormat::RAW, Bytes(16, 5), &result),
             ErrorCode::OK);
   return result.keyBlob;
 }
 
 ErrorCode Begin(Services& services, const Bytes& blob, const KeyParams& params = Use()) {
   km::BeginResult result;
-  return CodeOf(services.keymint->begin(KeyPurpose::ENCRYPT, blob, params, std::nullopt, &result));
+  return orx_sim::Begin(services, KeyPurpose::ENCRYPT, blob, params, &result);
 }
 
 // What the key makes of a block of zeros: the same key gives the same.
 Bytes Fingerprint(Services& services, const Bytes& blob) {
-  km::BeginResult result;
   Bytes output;
-  EXPECT_EQ(
-      CodeOf(services.keymint->begin(KeyPurpose::ENCRYPT, blob, Use(), std::nullopt, &result)),
-      ErrorCode::OK);
-  EXPECT_EQ(CodeOf(result.operation->finish(Bytes(16), std::nullopt, std::nullopt, std::nullopt,
-                                            std::nullopt, &output)),
-            ErrorCode::OK);
+  EXPECT_EQ(Operate(services, KeyPurpose::ENCRYPT, blob, Use(), Bytes(16), &output), ErrorCode::OK);
   return output;
 }
 

@@ -69,6 +69,34 @@ inline ErrorCode CodeOf(const ndk::ScopedAStatus& status) {
   return status.isOk() ? ErrorCode::OK : static_cast<ErrorCode>(status.getServiceSpecificError());
 }
 
+// Calls of KeyMint, which leave their outputs alone when they fail.
+inline ErrorCode Import(Services& services, const KeyParams& params, km::KeyFormat format,
+                        const Bytes& data, km::KeyCreationResult* result) {
+  const ErrorCode code =
+      CodeOf(services.keymint->importKey(params, format, data, std::nullopt, result));
+  EXPECT_TRUE(code == ErrorCode::OK || *result == km::KeyCreationResult());
+  return code;
+}
+inline ErrorCode Begin(Services& services, km::KeyPurpose purpose, const Bytes& blob,
+                       const KeyParams& params, km::BeginResult* result) {
+  const ErrorCode code =
+      CodeOf(services.keymint->begin(purpose, blob, params, std::nullopt, result));
+  EXPECT_EQ(result->operation == nullptr, code != ErrorCode::OK);
+  return code;
+}
+inline ErrorCode Finish(const std::shared_ptr<km::IKeyMintOperation>& operation, const Bytes& input,
+                        Bytes* output, const Bytes& signature = {}) {
+  return CodeOf(
+      operation->finish(input, signature, std::nullopt, std::nullopt, std::nullopt, output));
+}
+inline ErrorCode Operate(Services& services, km::KeyPurpose purpose, const Bytes& blob,
+                         const KeyParams& params, const Bytes& input, Bytes* output,
+                         const Bytes& signature = {}) {
+  km::BeginResult begun;
+  const ErrorCode code = Begin(services, purpose, blob, params, &begun);
+  return code == ErrorCode::OK ? Finish(begun.operation, input, output, signature) : code;
+}
+
 inline bssl::UniquePtr<X509> ParseCertificate(const Bytes& der) {
   const uint8_t* cursor = der.data();
   bssl::UniquePtr<X509> certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
