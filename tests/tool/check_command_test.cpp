@@ -136,7 +136,7 @@ TEST_F(CheckCommandTest, SingleChecksTellVerdictCodeAndLine) {
        "SECURE_HW_COMMUNICATION_FAILED"},
       {"",
        "modem:silent",
-       {"attestation", "--ids", "imei", "--timeout", "1"},
+       {"attestation", "--ids", "imei", "--timeout", "3"},
        "FAIL",
        5,
        "TIMED-OUT",
