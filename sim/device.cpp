@@ -51,6 +51,7 @@ std::unique_ptr<Device> Device::Open(const std::string& folder, std::string* err
 template <typename Interface>
 void Device::AddService(std::shared_ptr<Interface> service, const Instance& instance,
                         const std::string& name, int version) {
+  if (service == nullptr) return;
   const std::string path = std::string(Interface::descriptor) + "/" + instance.name;
   // A service that a fault keeps away is one that the device should have.
   android_host::DeclareService(path);

@@ -23,6 +23,8 @@ using KeyId = std::array<uint8_t, 16>;
 //   root.key       32 random bytes; everything secret derives from them
 //   deleted.keys   one line per deletion, only ever appended to: "INSTANCE KEYID" (32 hex digits),
 //                  or "INSTANCE *" for all keys that were there
+//   attestation.pem
+//                  the factory's attestation keys, made at their first use (see factory_chain.h)
 //   persist/       what the device sees as /mnt/vendor/persist/security
 //
 // Folders have mode 0700, files 0600. Several processes may use one folder: files are replaced by

@@ -18,20 +18,20 @@ enum class Source { kProduct, kProperty, kSetting };
 
 struct DeviceId {
   km::Tag tag;
-  const char* name;  // in "provisioned-ids"
   Source source;
   const char* key;
+  const char* name;  // in "provisioned-ids"
 };
 constexpr DeviceId kDeviceIds[] = {
-    {km::Tag::ATTESTATION_ID_BRAND, "brand", Source::kProduct, "brand"},
-    {km::Tag::ATTESTATION_ID_DEVICE, "device", Source::kProduct, "device"},
-    {km::Tag::ATTESTATION_ID_PRODUCT, "product", Source::kProduct, "name"},
-    {km::Tag::ATTESTATION_ID_SERIAL, "serial", Source::kProperty, "ro.vendor.boot.serialno"},
-    {km::Tag::ATTESTATION_ID_IMEI, "imei", Source::kSetting, "imei"},
-    {km::Tag::ATTESTATION_ID_SECOND_IMEI, "second-imei", Source::kSetting, "second-imei"},
-    {km::Tag::ATTESTATION_ID_MEID, "meid", Source::kSetting, "meid"},
-    {km::Tag::ATTESTATION_ID_MANUFACTURER, "manufacturer", Source::kProduct, "manufacturer"},
-    {km::Tag::ATTESTATION_ID_MODEL, "model", Source::kProduct, "model"},
+    {km::Tag::ATTESTATION_ID_BRAND, Source::kProduct, "brand", "brand"},
+    {km::Tag::ATTESTATION_ID_DEVICE, Source::kProduct, "device", "device"},
+    {km::Tag::ATTESTATION_ID_PRODUCT, Source::kProduct, "name", "product"},
+    {km::Tag::ATTESTATION_ID_SERIAL, Source::kProperty, "ro.vendor.boot.serialno", "serial"},
+    {km::Tag::ATTESTATION_ID_IMEI, Source::kSetting, "imei", "imei"},
+    {km::Tag::ATTESTATION_ID_SECOND_IMEI, Source::kSetting, "second-imei", "second-imei"},
+    {km::Tag::ATTESTATION_ID_MEID, Source::kSetting, "meid", "meid"},
+    {km::Tag::ATTESTATION_ID_MANUFACTURER, Source::kProduct, "manufacturer", "manufacturer"},
+    {km::Tag::ATTESTATION_ID_MODEL, Source::kProduct, "model", "model"},
 };
 
 // The first API level whose devices keep their names in vendor properties.

@@ -2,6 +2,7 @@
 #include "sim/services.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace orx_sim {
 namespace {
@@ -24,9 +25,16 @@ std::shared_ptr<SharedSecretParty> NewParty(const DeviceFolder& folder, const In
 
 void Negotiate(const std::vector<std::shared_ptr<SharedSecretParty>>& parties) {
   std::vector<ss::SharedSecretParameters> parameters;
-  for (const auto& party : parties) parameters.push_back(party->parameters());
+  std::transform(parties.begin(), parties.end(), std::back_inserter(parameters),
+                 [](const auto& party) { return party->parameters(); });
   std::sort(parameters.begin(), parameters.end());
   for (const auto& party : parties) party->Negotiate(parameters);
+}
+
+std::shared_ptr<RemotelyProvisionedComponent> NewComponent(
+    const std::shared_ptr<DeviceFolder>& folder, const Instance& instance) {
+  if (folder->Get(instance.Setting("attestation")) == "none") return nullptr;
+  return ndk::SharedRefBase::make<RemotelyProvisionedComponent>(folder, instance);
 }
 
 }  // namespace
@@ -37,11 +45,10 @@ std::vector<Services> StartServices(const std::shared_ptr<DeviceFolder>& folder)
   std::vector<Services> services;
   std::vector<std::shared_ptr<SharedSecretParty>> parties;
   for (const Instance& instance : instances) {
-    parties.push_back(NewParty(*folder, instance));
-    services.push_back({instance,
-                        ndk::SharedRefBase::make<KeyMintDevice>(folder, instance, parties.back()),
-                        ndk::SharedRefBase::make<RemotelyProvisionedComponent>(folder, instance),
-                        ndk::SharedRefBase::make<SharedSecretService>(parties.back())});
+    const auto party = parties.emplace_back(NewParty(*folder, instance));
+    services.push_back({instance, ndk::SharedRefBase::make<KeyMintDevice>(folder, instance, party),
+                        NewComponent(folder, instance),
+                        ndk::SharedRefBase::make<SharedSecretService>(party)});
   }
   Negotiate(parties);
   return services;

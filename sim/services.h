@@ -14,7 +14,7 @@ namespace orx_sim {
 struct Services {
   Instance instance;
   std::shared_ptr<KeyMintDevice> keymint;
-  std::shared_ptr<RemotelyProvisionedComponent> remotely_provisioned;
+  std::shared_ptr<RemotelyProvisionedComponent> remotely_provisioned;  // null: not offered
   std::shared_ptr<SharedSecretService> shared_secret;
 };
 

@@ -18,9 +18,7 @@ namespace {
 
 struct Row {
   const char* title;
-  const char* profile;
-  std::vector<std::string> settings;
-  std::vector<std::string> faults;
+  std::vector<std::string> changes;  // settings, properties and faults of a "dual-sim" device
   int (*check)();
   int result;
   const char* last_message;
@@ -29,237 +27,135 @@ struct Row {
 constexpr uint32_t kAllIds = 0x1ff;
 
 template <bool strongbox, bool relaxed>
-int Attestation() {
+int Attest() {
   return ORX_validate_attestation(true, kAllIds, relaxed, strongbox);
 }
+constexpr auto kTee = Attest<false, false>;
+constexpr auto kTeeRelaxed = Attest<false, true>;
+constexpr auto kStrongBox = Attest<true, false>;
+constexpr auto kStrongBoxRelaxed = Attest<true, true>;
 
-template <bool strongbox>
 int Model() {
-  return ORX_validate_attestation_model("Simulated Dual", true, strongbox);
+  return ORX_validate_attestation_model("Simulated Dual", true, true);
 }
-
-int UnknownModel() {
-  return ORX_validate_attestation_model("Nobody's", true, false);
+int AnothersModel() {
+  return ORX_validate_attestation_model("Another's", true, false);
 }
 
 template <bool strongbox>
-int RemotelyProvisioned() {
+int Remote() {
   return ORX_validate_attestation_ids(true, kAllIds, false, strongbox);
 }
+constexpr auto kBinding = ORX_eSE_RoT_binding_check;
+constexpr auto kNegotiation = ORX_eSE_SharedSecret_negotiation_check;
 
-constexpr auto kTee = Attestation<false, false>;
-constexpr auto kTeeRelaxed = Attestation<false, true>;
-constexpr auto kStrongBox = Attestation<true, false>;
-constexpr auto kStrongBoxRelaxed = Attestation<true, true>;
-
-constexpr char kRootOk[] = "ATTEST: Root cert  has subject name: /serialNumber=f92009e853b6b045\n";
+constexpr char kExpectedRoot[] =
+    "ATTEST: Root cert  has subject name: /serialNumber=f92009e853b6b045\n";
 constexpr char kOtherRoot[] =
     "ATTEST: Root cert name didnot match expected: /serialNumber=f92009e853b6b045\n";
+constexpr char kNewerRoot[] =
+    "attestation-root=/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
+constexpr char kBadChain[] = "ATTEST: attest key cert chain invalid";
+constexpr char kBadId[] = "ATTEST: attestation fails with device ID";
+constexpr char kUnequal[] = "The calculated shared secret is different";
 
 const Row kRows[] = {
-    {"Tee", "dual-sim", {}, {}, kTee, 0, kRootOk},
-    {"TeeOfASingleSimDevice", "single-sim", {}, {}, kTee, 0, kRootOk},
-    {"TeeWithoutFactoryKeys",
-     "dual-sim",
+    {"Tee", {}, kTee, 0, kExpectedRoot},
+    {"WithoutFactoryKeys",
      {"attestation=none"},
-     {},
      kTee,
      1,
      "ATTEST: could not generate a valid attestation key. Reason: "
      "ATTESTATION_KEYS_NOT_PROVISIONED"},
-    {"TeeUnderTheNewerRoot",
-     "dual-sim",
-     {"attestation-root=/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US"},
-     {},
-     kTee,
-     1,
-     "ATTEST: attest key cert chain invalid"},
-    {"TeeUnderTheNewerRootRelaxed",
-     "dual-sim",
-     {"attestation-root=/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US"},
-     {},
-     kTeeRelaxed,
-     0,
-     kOtherRoot},
-    // Validity dates are not part of the check.
-    {"TeeWithExpiredCertificates", "dual-sim", {"attestation-expired=yes"}, {}, kTee, 0, kRootOk},
-    {"TeeWithAnotherSerialNumber",
-     "dual-sim",
-     {"provisioned-ids=serial=X"},
-     {},
-     kTee,
-     1,
-     "ATTEST: attestation fails with device ID"},
-    {"TeeWithADamagedChain",
-     "dual-sim",
-     {},
-     {"generateKey:damaged-leaf@1"},
-     kTee,
-     1,
-     "ATTEST: attest key cert chain invalid"},
-    {"TeeWithAShortChain",
-     "dual-sim",
-     {},
-     {"generateKey:no-root@1"},
-     kTee,
-     1,
-     "ATTEST: attest key cert chain invalid"},
-    {"TeeWithADamagedIdentifierChain",
-     "dual-sim",
-     {},
+    {"NewerRoot", {kNewerRoot}, kTee, 1, kBadChain},
+    {"NewerRootRelaxed", {kNewerRoot}, kTeeRelaxed, 0, kOtherRoot},
+    {"ExpiredIsNotChecked", {"attestation-expired=yes"}, kTee, 0, kExpectedRoot},
+    {"OtherSerialNumber", {"provisioned-ids=serial=X"}, kTee, 1, kBadId},
+    {"DamagedChain", {"generateKey:damaged-leaf@1"}, kTee, 1, kBadChain},
+    {"ShortChain", {"generateKey:no-root@1"}, kTee, 1, kBadChain},
+    {"DamagedIdChain",
      {"generateKey:damaged-leaf@2"},
      kTee,
      1,
      "ATTEST: attested cert chain invalid"},
-    {"StrongBoxRemotelyProvisioned",
-     "dual-sim",
-     {},
-     {},
-     kStrongBox,
-     1,
-     "ATTEST: SB attest key cert chain invalid"},
-    {"StrongBoxRemotelyProvisionedRelaxed", "dual-sim", {}, {}, kStrongBoxRelaxed, 0, kOtherRoot},
-    {"StrongBoxOfTheFactory",
-     "dual-sim",
+    {"RemoteStrongBox", {}, kStrongBox, 1, "ATTEST: SB attest key cert chain invalid"},
+    {"RemoteStrongBoxRelaxed", {}, kStrongBoxRelaxed, 0, kOtherRoot},
+    {"FactoryStrongBox",
      {"strongbox-attestation=factory", "ro.boot.factorysbprov=true"},
-     {},
      kStrongBox,
      0,
-     kRootOk},
-    {"StrongBoxOfTheFactoryWithoutKeys",
-     "dual-sim",
+     kExpectedRoot},
+    {"FactoryStrongBoxWithoutKeys",
      {"ro.boot.factorysbprov=true"},
-     {},
      kStrongBox,
      1,
      "ATTEST: could not generate a valid sb attestation key. Reason: "
      "ATTESTATION_KEYS_NOT_PROVISIONED"},
-    {"Model", "dual-sim", {}, {}, Model<false>, 0, kRootOk},
-    {"ModelOfTheStrongBox", "dual-sim", {}, {}, Model<true>, 0, kOtherRoot},
-    {"ModelOfAnotherDevice",
-     "dual-sim",
-     {},
-     {},
-     UnknownModel,
-     1,
-     "ATTEST: attestation fails with device ID"},
-    {"RemoteKeysOfTheStrongBox",
-     "dual-sim",
-     {},
-     {},
-     RemotelyProvisioned<true>,
+    {"Model", {}, Model, 0, kOtherRoot},
+    {"AnothersModel", {}, AnothersModel, 1, kBadId},
+    {"RemoteKeys", {}, Remote<true>, 0, "Negative Test: return error = -74"},
+    {"RemoteKeysOfTheTee",
+     {"attestation=remote"},
+     Remote<false>,
      0,
      "Negative Test: return error = -74"},
-    {"RemoteKeysOfATeeWithoutFactoryKeys",
-     "dual-sim",
-     {"attestation=none"},
+    {"RemoteBesideFactoryKeys",
      {},
-     RemotelyProvisioned<false>,
-     0,
-     "Negative Test: return error = -74"},
-    {"RemoteKeysBesideFactoryKeys",
-     "dual-sim",
-     {},
-     {},
-     RemotelyProvisioned<false>,
+     Remote<false>,
      1,
      "Need to clear factory attestation keys before shipping"},
-    {"RemoteKeyWithAPointOffTheCurve",
-     "dual-sim",
-     {},
+    {"RemoteKeyOffTheCurve",
      {"generateEcdsaP256KeyPair:damaged"},
-     RemotelyProvisioned<true>,
+     Remote<true>,
      1,
      "Could not extract signing public key from coseKeyData"},
-    {"RemoteKeyCutShort",
-     "dual-sim",
-     {},
+    {"RemoteKeyCut",
      {"generateEcdsaP256KeyPair:cut"},
-     RemotelyProvisioned<true>,
+     Remote<true>,
      1,
      "Could not extract coseKeyData from macedPubKey"},
-    {"RemoteProvisioningAbsent",
-     "dual-sim",
-     {},
-     {"service:strongbox.rkp:absent"},
-     RemotelyProvisioned<true>,
+    {"NoRemoteProvisioning",
+     {"strongbox-attestation=none"},
+     Remote<true>,
      1,
      "Could not obtain the Strongbox rkp service"},
-    {"RootOfTrust",
-     "dual-sim",
-     {},
-     {},
-     ORX_eSE_RoT_binding_check,
-     0,
-     "The eSE provisioning test passed"},
-    {"RootOfTrustOfASwappedStrongBox",
-     "dual-sim",
+    {"Binding", {}, kBinding, 0, "The eSE provisioning test passed"},
+    {"BindingOfASwappedStrongBox",
      {"strongbox-preshared-key=other"},
-     {},
-     ORX_eSE_RoT_binding_check,
+     kBinding,
      1,
      "Send root of trust to Strongbox keymint failed"},
-    {"RootOfTrustOfAnOldTee",
-     "dual-sim",
+    {"DamagedRootOfTrust",
+     {"getRootOfTrust:damaged"},
+     kBinding,
+     1,
+     "Send root of trust to Strongbox keymint failed"},
+    {"BindingOfAnOldTee",
      {"keymint-version=1"},
-     {},
-     ORX_eSE_RoT_binding_check,
+     kBinding,
      1,
      "Test not applicable to TEE KeyMint device before v2"},
-    {"RootOfTrustOfAnOldStrongBox",
-     "dual-sim",
+    {"BindingOfAnOldStrongBox",
      {"strongbox-keymint-version=1"},
-     {},
-     ORX_eSE_RoT_binding_check,
+     kBinding,
      1,
      "Test not applicable to StrongBox KeyMint device before v2"},
-    {"RootOfTrustWithoutStrongBox",
-     "dual-sim",
-     {"strongbox=no"},
-     {},
-     ORX_eSE_RoT_binding_check,
-     1,
-     "Could not obtain the Strongbox keymint service"},
-    {"RootOfTrustUnimplemented",
-     "dual-sim",
-     {},
-     {"getRootOfTrustChallenge:-100"},
-     ORX_eSE_RoT_binding_check,
-     1,
-     "Get challenge from Strongbox keymint failed"},
-    {"SharedSecret",
-     "dual-sim",
-     {},
-     {},
-     ORX_eSE_SharedSecret_negotiation_check,
-     0,
-     "The eSE shared secret negotiation test passed"},
-    {"SharedSecretOfASwappedStrongBox",
-     "dual-sim",
+    {"Negotiation", {}, kNegotiation, 0, "The eSE shared secret negotiation test passed"},
+    {"NegotiationOfASwappedStrongBox",
      {"strongbox-preshared-key=other"},
-     {},
-     ORX_eSE_SharedSecret_negotiation_check,
+     kNegotiation,
      1,
-     "The calculated shared secret is different"},
-    {"SharedSecretCutShort",
-     "dual-sim",
-     {},
-     {"strongbox.computeSharedSecret:cut"},
-     ORX_eSE_SharedSecret_negotiation_check,
-     1,
-     "The calculated shared secret is different"},
-    {"SharedSecretWithAShortSeed",
-     "dual-sim",
-     {},
+     kUnequal},
+    {"DamagedCheckValue", {"computeSharedSecret:damaged@2"}, kNegotiation, 1, kUnequal},
+    {"CutCheckValue", {"strongbox.computeSharedSecret:cut"}, kNegotiation, 1, kUnequal},
+    {"ShortSeed",
      {"default.getSharedSecretParameters:seed=16"},
-     ORX_eSE_SharedSecret_negotiation_check,
+     kNegotiation,
      1,
      "Invalid seed in TEE keymint shared secret parameter"},
-    {"SharedSecretWithALongNonce",
-     "dual-sim",
-     {},
+    {"LongNonce",
      {"strongbox.getSharedSecretParameters:nonce=33"},
-     ORX_eSE_SharedSecret_negotiation_check,
+     kNegotiation,
      1,
      "Invalid nonce in Strongbox keymint shared secret parameter"},
 };
@@ -269,12 +165,13 @@ class AttestDeviceTest : public ::testing::TestWithParam<Row> {
   void SetUp() override {
     android_host::DisableDeviceModule();
     std::string error;
-    const auto device =
-        orx_sim::Device::Create("/mnt/vendor/persist/device", GetParam().profile, &error);
+    const auto device = orx_sim::Device::Create("/mnt/vendor/persist/device", "dual-sim", &error);
     ASSERT_TRUE(device) << error;
-    ASSERT_TRUE(device->folder().Set(GetParam().settings, &error)) << error;
-    for (const std::string& fault : GetParam().faults) {
-      ASSERT_TRUE(device->faults().Add(fault, &error)) << error;
+    for (const std::string& change : GetParam().changes) {
+      const bool is_fault = change.find(':') != std::string::npos;
+      ASSERT_TRUE(is_fault ? device->faults().Add(change, &error)
+                           : device->folder().Set({change}, &error))
+          << error;
     }
     device->Attach();
     const auto get = [&](const char* name) { return device->folder().Get(name); };

@@ -6,6 +6,7 @@
 #include <keymint/authorization_set.h>
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +29,10 @@ class AttestationFixture : public ::testing::Test {
     const MockKeyMintDevice* device;
     std::vector<km::KeyParameter> params;
     std::optional<km::AttestationKey> attest_key;
+
+    bool operator==(const Request& other) const {
+      return device == other.device && params == other.params && attest_key == other.attest_key;
+    }
   };
 
   AttestationFixture() {

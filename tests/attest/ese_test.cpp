@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "support/log_capture.h"
@@ -15,7 +17,6 @@ using orx_test::Bytes;
 using orx_test::MockSharedSecret;
 using orx_test::MockVersionedKeyMint;
 using orx_test::Registered;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::NiceMock;
 using ::testing::Pointee;
@@ -24,12 +25,11 @@ using Status = ::ndk::ScopedAStatus;
 
 using Check = int (*)();
 
-// Runs a check and compares its result and the one line that it writes.
 void Expect(Check check, int result, const std::string& message) {
   orx_test::LogCapture log;
   EXPECT_EQ(check(), result);
   EXPECT_THAT(log.messages(), ElementsAre(message));
-  EXPECT_THAT(log.paths(), Each("src/keymint/ORX_ESE_TEST.cpp"));
+  EXPECT_THAT(log.paths(), ElementsAre("src/keymint/ORX_ESE_TEST.cpp"));
 }
 
 // SecureElementTest numbers the calls that a check makes, and can have one of them fail.
@@ -37,24 +37,26 @@ class SecureElementTest : public ::testing::Test {
  protected:
   ~SecureElementTest() override { android_host::ClearServices(); }
 
-  Status Answer() {
-    if (calls_++ != failing_call_) return Status::ok();
-    if (way_ == 0) return Status::fromServiceSpecificError(-100);
-    if (way_ == 1) return Status::fromStatus(STATUS_DEAD_OBJECT);
-    return Status();  // a service in the same process can answer no status at all
-  }
-
+  // A mock action: puts `*value` in the call's last parameter, or fails.
   template <typename T>
-  Status Answer(T* out, const T& value) {
-    Status status = Answer();
-    if (status.isOk()) *out = value;
-    return status;
+  auto Answers(const T* value) {
+    return [this, value](auto&&... parameters) {
+      if (calls_++ == failing_call_) {
+        // A service in the same process can answer no status at all.
+        return absent_ ? Status() : Status::fromServiceSpecificError(-100);
+      }
+      if constexpr (!std::is_void_v<T>) {
+        *std::get<sizeof...(parameters) - 1>(std::tie(parameters...)) = *value;
+      }
+      return Status::ok();
+    };
   }
 
   // Has each call fail in each way, the messages being theirs in order and last that of a pass.
   void FailEachCall(Check check, const std::vector<std::string>& messages) {
     const int last = static_cast<int>(messages.size()) - 1;
-    for (way_ = 0; way_ < 3; ++way_) {
+    for (const bool absent : {false, true}) {
+      absent_ = absent;
       for (failing_call_ = 0; failing_call_ <= last; ++failing_call_) {
         calls_ = 0;
         Expect(check, failing_call_ == last ? 0 : 1, messages[failing_call_]);
@@ -65,46 +67,34 @@ class SecureElementTest : public ::testing::Test {
 
   int calls_ = 0;
   int failing_call_ = -1;
-  int way_ = 0;
+  bool absent_ = false;
 };
 
 class RootOfTrustTest : public SecureElementTest {
  protected:
   RootOfTrustTest() {
-    ON_CALL(*tee_, getInterfaceVersion).WillByDefault([this](int32_t* version) {
-      return Answer(version, tee_version_);
-    });
-    ON_CALL(*strongbox_, getInterfaceVersion).WillByDefault([this](int32_t* version) {
-      return Answer(version, strongbox_version_);
-    });
-    ON_CALL(*strongbox_, getRootOfTrustChallenge).WillByDefault([this](auto* challenge) {
-      return Answer(challenge, kChallenge);
-    });
-    ON_CALL(*tee_, getRootOfTrust).WillByDefault([this](const auto&, Bytes* root_of_trust) {
-      return Answer(root_of_trust, kRootOfTrust);
-    });
-    ON_CALL(*strongbox_, sendRootOfTrust).WillByDefault([this](const Bytes&) { return Answer(); });
+    ON_CALL(*tee, getInterfaceVersion).WillByDefault(Answers(&tee_version));
+    ON_CALL(*strongbox, getInterfaceVersion).WillByDefault(Answers(&strongbox_version));
+    ON_CALL(*strongbox, getRootOfTrustChallenge).WillByDefault(Answers(&challenge));
+    ON_CALL(*tee, getRootOfTrust).WillByDefault(Answers(&root_of_trust));
+    ON_CALL(*strongbox, sendRootOfTrust).WillByDefault(Answers<void>(nullptr));
   }
 
-  const std::array<uint8_t, 16> kChallenge = {1, 2, 3};
-  const Bytes kRootOfTrust = {4, 5, 6};
-  int32_t tee_version_ = 2;
-  int32_t strongbox_version_ = 2;
-  std::shared_ptr<NiceMock<MockVersionedKeyMint>> tee_ =
+  std::array<uint8_t, 16> challenge = {1, 2, 3};
+  Bytes root_of_trust = {4, 5, 6};
+  int32_t tee_version = 2;
+  int32_t strongbox_version = 2;
+  const std::shared_ptr<NiceMock<MockVersionedKeyMint>> tee =
       Registered<MockVersionedKeyMint>("default");
-  std::shared_ptr<NiceMock<MockVersionedKeyMint>> strongbox_ =
+  const std::shared_ptr<NiceMock<MockVersionedKeyMint>> strongbox =
       Registered<MockVersionedKeyMint>("strongbox");
 };
 
-TEST_F(RootOfTrustTest, PassesOnWhatEachSideAnswers) {
-  const std::array<uint8_t, 16> kCleared = {};
-  EXPECT_CALL(*strongbox_, getRootOfTrustChallenge(Pointee(kCleared)));
-  EXPECT_CALL(*tee_, getRootOfTrust(kChallenge, Pointee(Bytes())));
-  EXPECT_CALL(*strongbox_, sendRootOfTrust(kRootOfTrust));
-  Expect(ORX_eSE_RoT_binding_check, 0, "The eSE provisioning test passed");
-}
-
-TEST_F(RootOfTrustTest, EachFailingCallHasItsLineAndIsTheLast) {
+TEST_F(RootOfTrustTest, PassesOnWhatEachSideAnswersAndStopsAtTheFirstFailure) {
+  EXPECT_CALL(*strongbox, getRootOfTrustChallenge(Pointee(std::array<uint8_t, 16>())))
+      .Times(::testing::AtLeast(1));
+  EXPECT_CALL(*tee, getRootOfTrust(challenge, Pointee(Bytes()))).Times(::testing::AtLeast(1));
+  EXPECT_CALL(*strongbox, sendRootOfTrust(root_of_trust)).Times(::testing::AtLeast(1));
   FailEachCall(
       ORX_eSE_RoT_binding_check,
       {"Check TEE keymint version failed", "Check Strongbox keymint version failed",
@@ -113,78 +103,35 @@ TEST_F(RootOfTrustTest, EachFailingCallHasItsLineAndIsTheLast) {
 }
 
 TEST_F(RootOfTrustTest, AppliesFromVersionTwoOnBothSides) {
-  const struct {
-    int32_t tee;
-    int32_t strongbox;
-    int calls;
-    const char* message;
-  } kCases[] = {
-      {0, 2, 1, "Test not applicable to TEE KeyMint device before v2"},
-      {1, 1, 1, "Test not applicable to TEE KeyMint device before v2"},
-      {2, 1, 2, "Test not applicable to StrongBox KeyMint device before v2"},
-      {3, -1, 2, "Test not applicable to StrongBox KeyMint device before v2"},
-      {2, 3, 5, "The eSE provisioning test passed"},
-      {3, 2, 5, "The eSE provisioning test passed"},
-  };
-  for (const auto& test : kCases) {
-    calls_ = 0;
-    tee_version_ = test.tee;
-    strongbox_version_ = test.strongbox;
-    Expect(ORX_eSE_RoT_binding_check, test.calls == 5 ? 0 : 1, test.message);
-    EXPECT_EQ(calls_, test.calls);
-  }
-}
-
-TEST(RootOfTrustWithoutServiceTest, NamesTheSideThatIsMissing) {
-  android_host::DisableDeviceModule();
-  Expect(ORX_eSE_RoT_binding_check, 1, "Could not obtain the TEE keymint service");
-  Registered<MockVersionedKeyMint>("default");
-  Expect(ORX_eSE_RoT_binding_check, 1, "Could not obtain the Strongbox keymint service");
-
-  // A service of another interface under the name is none.
-  const auto other = Registered<MockSharedSecret>("default");
-  const char kName[] = "android.hardware.security.keymint.IKeyMintDevice/strongbox";
-  ASSERT_EQ(EX_NONE, AServiceManager_addService(other->asBinder().get(), kName));
-  Expect(ORX_eSE_RoT_binding_check, 1, "Could not obtain the Strongbox keymint service");
-  android_host::ClearServices();
+  tee_version = strongbox_version = 1;
+  Expect(ORX_eSE_RoT_binding_check, 1, "Test not applicable to TEE KeyMint device before v2");
+  EXPECT_EQ(calls_, 1);
+  tee_version = 2;
+  Expect(ORX_eSE_RoT_binding_check, 1, "Test not applicable to StrongBox KeyMint device before v2");
 }
 
 class SharedSecretTest : public SecureElementTest {
  protected:
   SharedSecretTest() {
-    ON_CALL(*tee_, getSharedSecretParameters).WillByDefault([this](Parameters* parameters) {
-      return Answer(parameters, tee_parameters_);
-    });
-    ON_CALL(*strongbox_, getSharedSecretParameters).WillByDefault([this](Parameters* parameters) {
-      return Answer(parameters, strongbox_parameters_);
-    });
-    ON_CALL(*tee_, computeSharedSecret).WillByDefault([this](const auto&, Bytes* check_value) {
-      return Answer(check_value, kCheckValue);
-    });
-    ON_CALL(*strongbox_, computeSharedSecret)
-        .WillByDefault([this](const auto&, Bytes* check_value) {
-          return Answer(check_value, strongbox_check_value_);
-        });
+    ON_CALL(*tee, getSharedSecretParameters).WillByDefault(Answers(&tee_parameters));
+    ON_CALL(*strongbox, getSharedSecretParameters).WillByDefault(Answers(&strongbox_parameters));
+    ON_CALL(*tee, computeSharedSecret).WillByDefault(Answers(&tee_value));
+    ON_CALL(*strongbox, computeSharedSecret).WillByDefault(Answers(&strongbox_value));
   }
 
-  const Bytes kCheckValue = Bytes(32, 4);
-  Parameters tee_parameters_ = {{}, Bytes(32, 1)};
-  Parameters strongbox_parameters_ = {Bytes(32, 2), Bytes(32, 3)};
-  Bytes strongbox_check_value_ = kCheckValue;
-  std::shared_ptr<NiceMock<MockSharedSecret>> tee_ = Registered<MockSharedSecret>("default");
-  std::shared_ptr<NiceMock<MockSharedSecret>> strongbox_ =
+  Parameters tee_parameters = {{}, Bytes(32, 1)};
+  Parameters strongbox_parameters = {Bytes(32, 2), Bytes(32, 3)};
+  Bytes tee_value = Bytes(32, 4);
+  Bytes strongbox_value = tee_value;
+  const std::shared_ptr<NiceMock<MockSharedSecret>> tee = Registered<MockSharedSecret>("default");
+  const std::shared_ptr<NiceMock<MockSharedSecret>> strongbox =
       Registered<MockSharedSecret>("strongbox");
 };
 
-TEST_F(SharedSecretTest, GivesBothSidesTheSameListTeeFirst) {
-  const auto list = ElementsAre(tee_parameters_, strongbox_parameters_);
-  EXPECT_CALL(*tee_, computeSharedSecret(list, Pointee(Bytes())));
-  EXPECT_CALL(*strongbox_, computeSharedSecret(list, Pointee(Bytes())));
-  Expect(ORX_eSE_SharedSecret_negotiation_check, 0,
-         "The eSE shared secret negotiation test passed");
-}
-
-TEST_F(SharedSecretTest, EachFailingCallHasItsLineAndIsTheLast) {
+TEST_F(SharedSecretTest, GivesBothSidesTheSameListAndStopsAtTheFirstFailure) {
+  const auto list = ElementsAre(tee_parameters, strongbox_parameters);
+  EXPECT_CALL(*tee, computeSharedSecret(list, Pointee(Bytes()))).Times(::testing::AtLeast(1));
+  EXPECT_CALL(*strongbox, computeSharedSecret(list, Pointee(Bytes()))).Times(::testing::AtLeast(1));
   FailEachCall(ORX_eSE_SharedSecret_negotiation_check,
                {"Get shared secret parameter from TEE keymint failed",
                 "Get shared secret parameter from Strongbox keymint failed",
@@ -194,53 +141,41 @@ TEST_F(SharedSecretTest, EachFailingCallHasItsLineAndIsTheLast) {
 }
 
 TEST_F(SharedSecretTest, ChecksTheSizesThatEachSideAnswers) {
-  const struct {
-    size_t seed;
-    size_t nonce;
-    const char* flaw;  // null for none
-  } kCases[] = {
-      {0, 32, nullptr}, {32, 32, nullptr}, {16, 32, "seed"}, {31, 32, "seed"}, {33, 32, "seed"},
-      {32, 0, "nonce"}, {32, 31, "nonce"}, {0, 33, "nonce"}, {1, 1, "seed"},
-  };
-  const auto check = [&](Parameters* parameters, const std::string& side, int calls) {
-    const Parameters valid = *parameters;
-    for (const auto& test : kCases) {
-      *parameters = {Bytes(test.seed, 7), Bytes(test.nonce, 8)};
-      calls_ = 0;
-      if (test.flaw == nullptr) {
-        Expect(ORX_eSE_SharedSecret_negotiation_check, 0,
-               "The eSE shared secret negotiation test passed");
-      } else {
-        Expect(ORX_eSE_SharedSecret_negotiation_check, 1,
-               std::string("Invalid ") + test.flaw + " in " + side +
-                   " keymint shared secret parameter");
-        EXPECT_EQ(calls_, calls) << "the flaw ends the check";
-      }
+  for (const auto& [parameters, side] :
+       {std::pair(&tee_parameters, "TEE"), {&strongbox_parameters, "Strongbox"}}) {
+    const std::string where = std::string(" in ") + side + " keymint shared secret parameter";
+    for (const size_t size : {1, 31, 33}) {
+      *parameters = {Bytes(size), Bytes(size)};
+      Expect(ORX_eSE_SharedSecret_negotiation_check, 1, "Invalid seed" + where);
+      *parameters = {Bytes(), Bytes(size)};
+      Expect(ORX_eSE_SharedSecret_negotiation_check, 1, "Invalid nonce" + where);
     }
-    *parameters = valid;
-  };
-  check(&tee_parameters_, "TEE", 1);
-  check(&strongbox_parameters_, "Strongbox", 2);
+    *parameters = {Bytes(32), Bytes(32)};
+  }
+  Expect(ORX_eSE_SharedSecret_negotiation_check, 0,
+         "The eSE shared secret negotiation test passed");
 }
 
 TEST_F(SharedSecretTest, ComparesLengthAndBytes) {
-  Bytes longer = kCheckValue, shorter = kCheckValue, other = kCheckValue;
-  longer.push_back(0);
-  shorter.pop_back();
-  other.back() ^= 1;
-  for (const Bytes& value : {longer, shorter, other, Bytes()}) {
-    strongbox_check_value_ = value;
+  for (const Bytes& value : {Bytes(31, 4), Bytes(33, 4), Bytes(32, 5), Bytes()}) {
+    strongbox_value = value;
     Expect(ORX_eSE_SharedSecret_negotiation_check, 1, "The calculated shared secret is different");
   }
 }
 
-TEST(SharedSecretWithoutServiceTest, NamesTheSideThatIsMissing) {
+TEST(MissingServiceTest, IsNamedBySide) {
   android_host::DisableDeviceModule();
+  Expect(ORX_eSE_RoT_binding_check, 1, "Could not obtain the TEE keymint service");
   Expect(ORX_eSE_SharedSecret_negotiation_check, 1,
          "Could not obtain the TEE shared secret service");
-  Registered<MockSharedSecret>("default");
+  Registered<MockVersionedKeyMint>("default");
+  const auto secret = Registered<MockSharedSecret>("default");
   Expect(ORX_eSE_SharedSecret_negotiation_check, 1,
          "Could not obtain the Strongbox shared secret service");
+  // A service of another interface under the name is none.
+  const char kName[] = "android.hardware.security.keymint.IKeyMintDevice/strongbox";
+  ASSERT_EQ(EX_NONE, AServiceManager_addService(secret->asBinder().get(), kName));
+  Expect(ORX_eSE_RoT_binding_check, 1, "Could not obtain the Strongbox keymint service");
   android_host::ClearServices();
 }
 

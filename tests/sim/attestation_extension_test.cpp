@@ -44,22 +44,12 @@ Bytes Sequence(const Bytes& content) {
   return der;
 }
 
-// The whole record of challenge "fun", with these fields in its two lists.
-Bytes Record(int version_hundreds, const std::string& software, const std::string& before_root,
-             const std::string& after_root, uint8_t level) {
-  const Bytes hardware = FromHex(before_root + RootOfTrustField() + after_root);
-  const Bytes soft = FromHex(software);
-  Bytes body = FromHex(version_hundreds == 1   ? "020164"
-                       : version_hundreds == 2 ? "020200c8"
-                                               : "0202012c");
-  const Bytes version = body;
-  const Bytes enumerated = {0x0a, 0x01, level};
-  body.insert(body.end(), enumerated.begin(), enumerated.end());
-  body.insert(body.end(), version.begin(), version.end());
-  body.insert(body.end(), enumerated.begin(), enumerated.end());
-  for (const uint8_t byte : FromHex("0403 66756e 0400")) body.push_back(byte);  // "fun", no id
-  for (const Bytes& list : {soft, hardware}) {
-    const Bytes sequence = Sequence(list);
+// The whole record of a TEE and the challenge "fun", with these fields in its two lists.
+Bytes Record(const std::string& version, const std::string& software,
+             const std::string& before_root, const std::string& after_root) {
+  Bytes body = FromHex(version + "0a0101" + version + "0a0101 0403 66756e 0400");
+  for (const std::string& list : {software, before_root + RootOfTrustField() + after_root}) {
+    const Bytes sequence = Sequence(FromHex(list));
     body.insert(body.end(), sequence.begin(), sequence.end());
   }
   return Sequence(body);
@@ -84,10 +74,10 @@ TEST(AttestationExtensionTest, EncodesTheRecordOfASigningKeyInTagOrderWhateverTh
                               {Tag::PURPOSE, km::KeyPurpose::VERIFY},
                               {Tag::PURPOSE, km::KeyPurpose::SIGN}};
   EXPECT_EQ(EncodeKeyDescription(record),
-            Record(3, "bf854505 0403666565",
+            Record("0202012c", "bf854505 0403666565",
                    "a108 3106020102020103  a203 020103  a304 02020100  aa03 020101  bf837702 0500"
                    "bf853e03 020100",
-                   "bf854205 0203 0316a1", 1));
+                   "bf854205 0203 0316a1"));
 }
 
 TEST(AttestationExtensionTest, EveryFieldTypeHasItsAsn1Type) {
@@ -119,21 +109,16 @@ TEST(AttestationExtensionTest, EveryFieldTypeHasItsAsn1Type) {
   for (const auto& row : rows) {
     AttestationRecord record = Plain();
     record.hardware_enforced = {row.param};
-    EXPECT_EQ(EncodeKeyDescription(record), Record(3, "", row.before_root, row.after_root, 1))
+    EXPECT_EQ(EncodeKeyDescription(record), Record("0202012c", "", row.before_root, row.after_root))
         << row.title;
   }
 }
 
 TEST(AttestationExtensionTest, OlderInterfacesNameTheirVersionAndHaveNoSecondImei) {
-  for (const int version : {1, 2, 3}) {
-    AttestationRecord record = Plain();
-    record.interface_version = version;
-    record.security_level = km::SecurityLevel::STRONGBOX;
-    record.hardware_enforced = {{Tag::ATTESTATION_ID_SECOND_IMEI, Bytes{'1'}}};
-    EXPECT_EQ(EncodeKeyDescription(record),
-              Record(version, "", "", version < 3 ? "" : "bf855303 040131", 2))
-        << version;
-  }
+  AttestationRecord record = Plain();
+  record.interface_version = 2;
+  record.hardware_enforced = {{Tag::ATTESTATION_ID_SECOND_IMEI, Bytes{'1'}}};
+  EXPECT_EQ(EncodeKeyDescription(record), Record("020200c8", "", "", ""));
 }
 
 }  // namespace

@@ -2,20 +2,22 @@
 #include "sim/attestation.h"
 
 #include <gtest/gtest.h>
-#include <openssl/bn.h>
-#include <openssl/bytestring.h>
 #include <openssl/pem.h>
-#include <openssl/rsa.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <thread>
 
+#include "sim/ec_keys.h"
+#include "sim/factory_chain.h"
 #include "simulated_device.h"
+#include "support/hex.h"
 
 namespace orx_sim {
 namespace {
 
 using km::KeyPurpose;
+using orx_test::FromHex;
 using Chain = std::vector<km::Certificate>;
 
 KeyParams Request(KeyPurpose purpose = KeyPurpose::SIGN) {
@@ -68,18 +70,6 @@ std::string RootSubject(const Chain& chain) {
   return OneLine(X509_get_subject_name(Parsed(chain).back().get()));
 }
 
-Bytes NewRsaKey() {
-  const bssl::UniquePtr<BIGNUM> exponent(BN_new());
-  const bssl::UniquePtr<RSA> rsa(RSA_new());
-  const bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
-  bssl::ScopedCBB cbb;
-  EXPECT_TRUE(BN_set_word(exponent.get(), RSA_F4) &&
-              RSA_generate_key_ex(rsa.get(), 2048, exponent.get(), nullptr) &&
-              EVP_PKEY_set1_RSA(key.get(), rsa.get()) && CBB_init(cbb.get(), 2048) &&
-              EVP_marshal_private_key(cbb.get(), key.get()));
-  return Bytes(CBB_data(cbb.get()), CBB_data(cbb.get()) + CBB_len(cbb.get()));
-}
-
 bool Contains(const Bytes& whole, const Bytes& part) {
   return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
 }
@@ -109,14 +99,87 @@ int OpensslVerify(const Chain& chain) {
 
 TEST(AttestationTest, FactoryKeysCertifyAnAttestedKeyWithAChainOfFour) {
   TestDevice device("strongbox-attestation = factory");
+  std::vector<Chain> chains;
   for (Services* services : {&device.tee(), &device.strongbox()}) {
     const auto key = Generated(*services, Attested(Request(KeyPurpose::ATTEST_KEY)));
-    ASSERT_EQ(key.certificateChain.size(), 4u);
-    ExpectLinked(key.certificateChain);
-    EXPECT_EQ(RootSubject(key.certificateChain), "/serialNumber=f92009e853b6b045");
-    EXPECT_EQ(OneLine(X509_get_subject_name(Parsed(key.certificateChain)[0].get())),
-              "/CN=Android Keystore Key");
-    EXPECT_EQ(OpensslVerify(key.certificateChain), 0);
+    chains.push_back(key.certificateChain);
+    ASSERT_EQ(chains.back().size(), 4u);
+    ExpectLinked(chains.back());
+    EXPECT_EQ(RootSubject(chains.back()), "/serialNumber=f92009e853b6b045");
+    EXPECT_EQ(OpensslVerify(chains.back()), 0);
+    EXPECT_TRUE(Contains(Record(key), FromHex("010100 0a0102 0420"))) << "unlocked, unverified";
+  }
+  EXPECT_EQ(chains[0][3], chains[1][3]) << "one root";
+  EXPECT_NE(chains[0][1], chains[1][1]) << "keys of their own";
+}
+
+TEST(AttestationTest, RecordListsWhatTheDeviceEnforcesAndWhatTheCallerSays) {
+  TestDevice device("os-patch-level = 202401\nboot-patch-level = 20240105");
+  const KeyParams params =
+      With(Attested(Request()),
+           {{Tag::INCLUDE_UNIQUE_ID, true},
+            Param<km::KeyParameterValue::dateTime>(Tag::CREATION_DATETIME, int64_t{1000})});
+  const Bytes record = Record(Generated(device.tee(), params));
+  for (const char* field : {
+           "0202012c 0a0101 0202012c 0a0101 0403 66756e 0410",  // version, level, challenge, id
+           "3011 bf853d04 020203e8 bf854505 0403666565 30",     // software-enforced list
+           "a105 3103 020102",                                  // purpose
+           "a304 02020100",                                     // size
+           "bf853e03 020100",                                   // origin
+           "bf854205 02030316a1",                               // OS patch level
+           "bf854f06 02040134d6e9",                             // boot patch level
+       }) {
+    EXPECT_TRUE(Contains(record, FromHex(field))) << field;
+  }
+  EXPECT_EQ(Record(Generated(device.tee(), params)), record) << "the unique id must be constant";
+  device.Boot({"keymint-version=1"});
+  EXPECT_TRUE(Contains(Record(Generated(device.tee(), Attested(Request()))),
+                       FromHex("020164 0a0101 020164 0a0101")));
+}
+
+TEST(AttestationTest, GenerateKeyChecksItsParameters) {
+  TestDevice device;
+  const KeyParams ec = Request();
+  const KeyParams bare_ec = RequestOf(km::Algorithm::EC, KeyPurpose::SIGN);
+  const KeyParams rsa = RequestOf(km::Algorithm::RSA, KeyPurpose::SIGN);
+  const KeyParams aes = {{Tag::ALGORITHM, km::Algorithm::AES}};
+  const auto size = [](int bits) { return UintParam(Tag::KEY_SIZE, bits); };
+  const auto curve = [](km::EcCurve value) { return km::KeyParameter{Tag::EC_CURVE, value}; };
+  const km::KeyParameter f4 = UlongParam(Tag::RSA_PUBLIC_EXPONENT, 65537);
+  constexpr auto kOk = ErrorCode::OK;
+  constexpr auto kSize = ErrorCode::UNSUPPORTED_KEY_SIZE;
+  constexpr auto kCurve = ErrorCode::UNSUPPORTED_EC_CURVE;
+  struct {
+    const char* title;
+    KeyParams params;
+    ErrorCode tee;
+    ErrorCode strongbox;
+  } const rows[] = {
+      {"no algorithm", {}, ErrorCode::UNSUPPORTED_ALGORITHM, ErrorCode::UNSUPPORTED_ALGORITHM},
+      {"no curve", With(bare_ec, {size(256)}), kCurve, kCurve},
+      {"size of another curve", With(ec, {size(384)}), ErrorCode::INVALID_ARGUMENT,
+       ErrorCode::INVALID_ARGUMENT},
+      {"P-521", With(bare_ec, {curve(km::EcCurve::P_521)}), kOk, kCurve},
+      {"25519", With(bare_ec, {curve(km::EcCurve::CURVE_25519)}), kCurve, kCurve},
+      {"no purpose", Without(ec, Tag::PURPOSE), kOk, kOk},
+      {"attests and signs", With(ec, {{Tag::PURPOSE, KeyPurpose::ATTEST_KEY}}),
+       ErrorCode::INCOMPATIBLE_PURPOSE, ErrorCode::INCOMPATIBLE_PURPOSE},
+      {"early boot", With(ec, {{Tag::EARLY_BOOT_ONLY, true}}), ErrorCode::EARLY_BOOT_ENDED,
+       ErrorCode::EARLY_BOOT_ENDED},
+      {"unique attestation", With(Attested(ec), {{Tag::DEVICE_UNIQUE_ATTESTATION, true}}),
+       ErrorCode::INVALID_ARGUMENT, ErrorCode::CANNOT_ATTEST_IDS},
+      {"RSA without size", With(rsa, {f4}), kSize, kSize},
+      {"RSA without exponent", With(rsa, {size(2048)}), ErrorCode::INVALID_ARGUMENT,
+       ErrorCode::INVALID_ARGUMENT},
+      {"RSA-1024", With(rsa, {f4, size(1024)}), kSize, kSize},
+      {"AES without size", aes, kSize, kSize},
+      {"AES ignores attestation", With(aes, {size(128), Text(Tag::ATTESTATION_CHALLENGE, "fun")}),
+       kOk, kOk},
+      {"AES-192", With(aes, {size(192)}), kOk, kSize},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Generate(device.tee(), row.params), row.tee) << row.title;
+    EXPECT_EQ(Generate(device.strongbox(), row.params), row.strongbox) << row.title;
   }
 }
 
@@ -129,141 +192,6 @@ TEST(AttestationTest, AGivenAttestationKeyCertifiesWithOneCertificate) {
   whole.insert(whole.end(), parent.certificateChain.begin(), parent.certificateChain.end());
   ExpectLinked(whole);
   EXPECT_EQ(OpensslVerify(whole), 0);
-}
-
-TEST(AttestationTest, WithoutChallengeTheOnlyCertificateIsTheKeysOwn) {
-  TestDevice device;
-  for (const KeyParams& params :
-       {Request(), Request(KeyPurpose::ATTEST_KEY),
-        With(Request(), {Text(Tag::ATTESTATION_APPLICATION_ID, "fee"),
-                         Text(Tag::ATTESTATION_ID_BRAND, "not the device's")})}) {
-    const auto key = Generated(device.strongbox(), params);
-    ASSERT_EQ(key.certificateChain.size(), 1u);
-    ExpectLinked(key.certificateChain);
-    EXPECT_EQ(Record(key), Bytes());
-  }
-  EXPECT_EQ(Generated(device.tee(), {{Tag::ALGORITHM, km::Algorithm::AES},
-                                     UintParam(Tag::KEY_SIZE, 128),
-                                     Text(Tag::ATTESTATION_CHALLENGE, "fun")})
-                .certificateChain,
-            Chain());
-}
-
-TEST(AttestationTest, EveryRecordSaysUnlockedAndUnverified) {
-  TestDevice device("strongbox-attestation = factory");
-  Bytes mark = {0x01, 0x01, 0x00, 0x0a, 0x01, 0x02};  // deviceLocked false, state unverified
-  mark.insert(mark.end(), {0x04, 0x20});
-  for (Services* services : {&device.tee(), &device.strongbox()}) {
-    EXPECT_TRUE(Contains(Record(Generated(*services, Attested(Request()))), mark));
-  }
-}
-
-TEST(AttestationTest, RecordListsWhatTheDeviceEnforcesAndWhatTheCallerSays) {
-  TestDevice device("os-patch-level = 202401\nboot-patch-level = 20240105");
-  const auto key = Generated(
-      device.tee(), With(Attested(Request()), {Param<km::KeyParameterValue::dateTime>(
-                                                  Tag::CREATION_DATETIME, int64_t{1000})}));
-  const Bytes record = Record(key);
-  struct {
-    const char* title;
-    Bytes field;
-  } const rows[] = {
-      {"version 300, TEE, challenge",
-       {0x02, 0x02, 0x01, 0x2c, 0x0a, 0x01, 0x01, 0x02, 0x02, 0x01, 0x2c,
-        0x0a, 0x01, 0x01, 0x04, 0x03, 'f',  'u',  'n',  0x04, 0x00}},
-      {"creation date and application in the software list",
-       {0x30, 0x11, 0xbf, 0x85, 0x3d, 0x04, 0x02, 0x02, 0x03, 0xe8,
-        0xbf, 0x85, 0x45, 0x05, 0x04, 0x03, 'f',  'e',  'e',  0x30}},
-      {"purpose SIGN", {0xa1, 0x05, 0x31, 0x03, 0x02, 0x01, 0x02}},
-      {"size of the curve", {0xa3, 0x04, 0x02, 0x02, 0x01, 0x00}},
-      {"origin", {0xbf, 0x85, 0x3e, 0x03, 0x02, 0x01, 0x00}},
-      {"OS patch level", {0xbf, 0x85, 0x42, 0x05, 0x02, 0x03, 0x03, 0x16, 0xa1}},
-      {"boot patch level", {0xbf, 0x85, 0x4f, 0x06, 0x02, 0x04, 0x01, 0x34, 0xd6, 0xe9}},
-  };
-  for (const auto& row : rows) EXPECT_TRUE(Contains(record, row.field)) << row.title;
-  device.Boot({"keymint-version=1"});
-  EXPECT_TRUE(Contains(Record(Generated(device.tee(), Attested(Request()))),
-                       {0x02, 0x01, 0x64, 0x0a, 0x01, 0x01, 0x02, 0x01, 0x64}));
-}
-
-TEST(AttestationTest, UniqueIdDependsOnApplicationAndPeriod) {
-  TestDevice device;
-  const auto unique_id = [&](const std::string& application, int64_t created) {
-    const KeyParams params =
-        With(Request(), {Text(Tag::ATTESTATION_CHALLENGE, "fun"),
-                         Text(Tag::ATTESTATION_APPLICATION_ID, application),
-                         {Tag::INCLUDE_UNIQUE_ID, true},
-                         Param<km::KeyParameterValue::dateTime>(Tag::CREATION_DATETIME, created)});
-    const Bytes record = Record(Generated(device.tee(), params));
-    const Bytes before = {0x04, 0x03, 'f', 'u', 'n', 0x04, 0x10};
-    const auto found = std::search(record.begin(), record.end(), before.begin(), before.end());
-    EXPECT_NE(found, record.end());
-    return Bytes(found + 7, found + 23);
-  };
-  constexpr int64_t kPeriod = 2592000000;
-  const Bytes id = unique_id("a", 5 * kPeriod);
-  EXPECT_EQ(unique_id("a", 6 * kPeriod - 1), id);
-  EXPECT_NE(unique_id("a", 6 * kPeriod), id);
-  EXPECT_NE(unique_id("b", 5 * kPeriod), id);
-}
-
-TEST(AttestationTest, GenerateKeyChecksItsParameters) {
-  TestDevice device("strongbox-attestation = factory");
-  const KeyParams ec = Request();
-  const KeyParams rsa = RequestOf(km::Algorithm::RSA, KeyPurpose::SIGN);
-  const KeyParams aes = {{Tag::ALGORITHM, km::Algorithm::AES}};
-  const auto curve = [&](km::EcCurve value) {
-    return With(Without(ec, Tag::EC_CURVE), {{Tag::EC_CURVE, value}});
-  };
-  const auto size = [](const KeyParams& params, int bits) {
-    return With(params, {UintParam(Tag::KEY_SIZE, bits)});
-  };
-  const km::KeyParameter f4 = UlongParam(Tag::RSA_PUBLIC_EXPONENT, 65537);
-  struct {
-    const char* title;
-    KeyParams params;
-    ErrorCode tee;
-    ErrorCode strongbox;
-  } const rows[] = {
-      {"no algorithm", Without(ec, Tag::ALGORITHM), ErrorCode::UNSUPPORTED_ALGORITHM,
-       ErrorCode::UNSUPPORTED_ALGORITHM},
-      {"no curve", size(Without(ec, Tag::EC_CURVE), 256), ErrorCode::UNSUPPORTED_EC_CURVE,
-       ErrorCode::UNSUPPORTED_EC_CURVE},
-      {"P-256", size(ec, 256), ErrorCode::OK, ErrorCode::OK},
-      {"size of another curve", size(ec, 384), ErrorCode::INVALID_ARGUMENT,
-       ErrorCode::INVALID_ARGUMENT},
-      {"P-224", curve(km::EcCurve::P_224), ErrorCode::OK, ErrorCode::UNSUPPORTED_EC_CURVE},
-      {"P-521", curve(km::EcCurve::P_521), ErrorCode::OK, ErrorCode::UNSUPPORTED_EC_CURVE},
-      {"curve 25519", curve(km::EcCurve::CURVE_25519), ErrorCode::UNSUPPORTED_EC_CURVE,
-       ErrorCode::UNSUPPORTED_EC_CURVE},
-      {"no purpose", Without(ec, Tag::PURPOSE), ErrorCode::OK, ErrorCode::OK},
-      {"attestation key that also signs", With(ec, {{Tag::PURPOSE, KeyPurpose::ATTEST_KEY}}),
-       ErrorCode::INCOMPATIBLE_PURPOSE, ErrorCode::INCOMPATIBLE_PURPOSE},
-      {"no first date", Without(ec, Tag::CERTIFICATE_NOT_BEFORE), ErrorCode::MISSING_NOT_BEFORE,
-       ErrorCode::MISSING_NOT_BEFORE},
-      {"no last date", Without(ec, Tag::CERTIFICATE_NOT_AFTER), ErrorCode::MISSING_NOT_AFTER,
-       ErrorCode::MISSING_NOT_AFTER},
-      {"too early boot", With(ec, {{Tag::EARLY_BOOT_ONLY, true}}), ErrorCode::EARLY_BOOT_ENDED,
-       ErrorCode::EARLY_BOOT_ENDED},
-      {"unique attestation", With(Attested(ec), {{Tag::DEVICE_UNIQUE_ATTESTATION, true}}),
-       ErrorCode::INVALID_ARGUMENT, ErrorCode::CANNOT_ATTEST_IDS},
-      {"RSA without size", With(rsa, {f4}), ErrorCode::UNSUPPORTED_KEY_SIZE,
-       ErrorCode::UNSUPPORTED_KEY_SIZE},
-      {"RSA without exponent", size(rsa, 2048), ErrorCode::INVALID_ARGUMENT,
-       ErrorCode::INVALID_ARGUMENT},
-      {"RSA of 2048 bits", size(With(rsa, {f4}), 2048), ErrorCode::OK, ErrorCode::OK},
-      {"RSA of 1024 bits", size(With(rsa, {f4}), 1024), ErrorCode::UNSUPPORTED_KEY_SIZE,
-       ErrorCode::UNSUPPORTED_KEY_SIZE},
-      {"AES without size", aes, ErrorCode::UNSUPPORTED_KEY_SIZE, ErrorCode::UNSUPPORTED_KEY_SIZE},
-      {"AES of 192 bits", size(aes, 192), ErrorCode::OK, ErrorCode::UNSUPPORTED_KEY_SIZE},
-      {"AES of 256 bits", size(aes, 256), ErrorCode::OK, ErrorCode::OK},
-      {"AES of 512 bits", size(aes, 512), ErrorCode::UNSUPPORTED_KEY_SIZE,
-       ErrorCode::UNSUPPORTED_KEY_SIZE},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Generate(device.tee(), row.params), row.tee) << row.title;
-    EXPECT_EQ(Generate(device.strongbox(), row.params), row.strongbox) << row.title;
-  }
 }
 
 TEST(AttestationTest, ChallengeAttestationKeyAndApplicationIdDecide) {
@@ -311,13 +239,15 @@ TEST(AttestationTest, ImportedKeysAreAttestedUnderTheSameRulesButForOneCode) {
   TestDevice device;
   const auto attest_key =
       AsAttestationKey(Generated(device.tee(), Request(KeyPurpose::ATTEST_KEY)));
-  const KeyParams params = RequestOf(km::Algorithm::RSA, KeyPurpose::SIGN);
-  const Bytes pkcs8 = NewRsaKey();
+  const KeyParams params = Request();
   const auto import = [&](const KeyParams& request,
                           const std::optional<km::AttestationKey>& attestation_key) {
+    KeyParams complete = request;
+    SecretBytes pkcs8;
+    EXPECT_EQ(GenerateEc(false, &complete, &pkcs8), ErrorCode::OK);
     km::KeyCreationResult result;
-    const ErrorCode code = CodeOf(device.tee().keymint->importKey(request, km::KeyFormat::PKCS8,
-                                                                  pkcs8, attestation_key, &result));
+    const ErrorCode code = CodeOf(device.tee().keymint->importKey(
+        request, km::KeyFormat::PKCS8, {pkcs8.begin(), pkcs8.end()}, attestation_key, &result));
     return std::make_pair(code, result.certificateChain.size());
   };
   EXPECT_EQ(import(params, {}), std::make_pair(ErrorCode::OK, size_t{1}));
@@ -328,53 +258,42 @@ TEST(AttestationTest, ImportedKeysAreAttestedUnderTheSameRulesButForOneCode) {
 
 TEST(AttestationTest, AttestationKeyMustBeUsableAndMadeForIt) {
   TestDevice device;
-  Services& tee = device.tee();
-  const auto usable = AsAttestationKey(Generated(tee, Request(KeyPurpose::ATTEST_KEY)));
-  const auto signing = AsAttestationKey(Generated(tee, Request()));
-  const auto symmetric = AsAttestationKey(Generated(tee, {{Tag::ALGORITHM, km::Algorithm::AES},
-                                                          UintParam(Tag::KEY_SIZE, 128),
-                                                          {Tag::PURPOSE, KeyPurpose::ATTEST_KEY}}));
-  const auto strongbox =
-      AsAttestationKey(Generated(device.strongbox(), Request(KeyPurpose::ATTEST_KEY)));
+  const auto made = [](Services& services, const KeyParams& params) {
+    return AsAttestationKey(Generated(services, params));
+  };
   const KeyParams owner = {Text(Tag::APPLICATION_ID, "me")};
-  auto owned = AsAttestationKey(Generated(tee, With(Request(KeyPurpose::ATTEST_KEY), owner)));
-  auto owned_and_presented = owned;
-  owned_and_presented.attestKeyParams = owner;
-  auto nameless = usable;
-  nameless.issuerSubjectName.clear();
-  auto misnamed = usable;
-  misnamed.issuerSubjectName = {1, 2, 3};
-  auto damaged = usable;
-  damaged.keyBlob.back() ^= 1;
-  auto empty = usable;
-  empty.keyBlob.clear();
+  const auto usable = made(device.tee(), Request(KeyPurpose::ATTEST_KEY));
+  const auto owned = made(device.tee(), With(Request(KeyPurpose::ATTEST_KEY), owner));
+  const auto symmetric = made(device.tee(), {{Tag::ALGORITHM, km::Algorithm::AES},
+                                             UintParam(Tag::KEY_SIZE, 128),
+                                             {Tag::PURPOSE, KeyPurpose::ATTEST_KEY}});
+  const Bytes name = DefaultSubjectName();
+  const Bytes cut(usable.keyBlob.begin(), usable.keyBlob.end() - 1);
   struct {
     const char* title;
     km::AttestationKey key;
     ErrorCode code;
   } const rows[] = {
       {"usable", usable, ErrorCode::OK},
-      {"signing key", signing, ErrorCode::INCOMPATIBLE_PURPOSE},
+      {"signing key", made(device.tee(), Request()), ErrorCode::INCOMPATIBLE_PURPOSE},
       {"symmetric key", symmetric, ErrorCode::INCOMPATIBLE_PURPOSE},
-      {"no issuer", nameless, ErrorCode::INVALID_ARGUMENT},
-      {"issuer is no Name", misnamed, ErrorCode::INVALID_ISSUER_SUBJECT},
-      {"of the other instance", strongbox, ErrorCode::INVALID_KEY_BLOB},
-      {"damaged", damaged, ErrorCode::INVALID_KEY_BLOB},
-      {"empty blob", empty, ErrorCode::INVALID_KEY_BLOB},
+      {"no issuer", {usable.keyBlob, {}, {}}, ErrorCode::INVALID_ARGUMENT},
+      {"issuer is no Name", {usable.keyBlob, {}, {1, 2}}, ErrorCode::INVALID_ISSUER_SUBJECT},
+      {"of the other instance", made(device.strongbox(), Request(KeyPurpose::ATTEST_KEY)),
+       ErrorCode::INVALID_KEY_BLOB},
+      {"cut", {cut, {}, name}, ErrorCode::INVALID_KEY_BLOB},
+      {"empty blob", {{}, {}, name}, ErrorCode::INVALID_KEY_BLOB},
       {"owner not presented", owned, ErrorCode::INVALID_KEY_BLOB},
-      {"owner presented", owned_and_presented, ErrorCode::OK},
+      {"owner presented", {owned.keyBlob, owner, name}, ErrorCode::OK},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(Generate(tee, Attested(Request()), row.key), row.code) << row.title;
+    EXPECT_EQ(Generate(device.tee(), Attested(Request()), row.key), row.code) << row.title;
   }
   device.Boot({"os-patch-level=209901"});
   EXPECT_EQ(Generate(device.tee(), Attested(Request()), usable), ErrorCode::KEY_REQUIRES_UPGRADE);
 }
 
-constexpr struct {
-  Tag tag;
-  const char* value;
-} kOwnIds[] = {
+const std::pair<Tag, std::string> kOwnIds[] = {
     {Tag::ATTESTATION_ID_BRAND, "acme"},
     {Tag::ATTESTATION_ID_DEVICE, "phone"},
     {Tag::ATTESTATION_ID_PRODUCT, "phone_eu"},
@@ -386,71 +305,39 @@ constexpr struct {
     {Tag::ATTESTATION_ID_SECOND_IMEI, "490154203237526"},
 };
 
-TEST(AttestationTest, OwnIdentifiersAreAttestedOneByOneAndTogether) {
+TEST(AttestationTest, OwnIdentifiersAreAttestedAndForeignOnesFailTheWholeRequest) {
   TestDevice device;
   KeyParams all = Attested(Request());
-  for (const auto& id : kOwnIds) {
-    const km::KeyParameter param = Text(id.tag, id.value);
-    const auto key = Generated(device.tee(), With(Attested(Request()), {param}));
-    const std::string value = id.value;
-    EXPECT_TRUE(Contains(Record(key), Bytes(value.begin(), value.end()))) << id.value;
-    EXPECT_FALSE(Has(key.keyCharacteristics.at(0).authorizations, id.tag)) << id.value;
-    all.push_back(param);
+  for (const auto& [tag, value] : kOwnIds) {
+    const km::KeyParameter own = Text(tag, value);
+    const auto key = Generated(device.tee(), With(Attested(Request()), {own}));
+    EXPECT_TRUE(Contains(Record(key), Bytes(value.begin(), value.end()))) << value;
+    EXPECT_FALSE(Has(key.keyCharacteristics.at(0).authorizations, tag)) << value;
+    for (const std::string& foreign : {value + " ", value.substr(1), value + '\0', std::string()}) {
+      EXPECT_EQ(Generate(device.tee(), With(all, {Text(tag, foreign)})),
+                ErrorCode::CANNOT_ATTEST_IDS)
+          << foreign;
+    }
+    all.push_back(own);
   }
   EXPECT_EQ(Generate(device.tee(), all), ErrorCode::OK);
 }
 
-TEST(AttestationTest, ForeignIdentifiersFailTheWholeRequest) {
-  TestDevice device;
-  for (const auto& id : kOwnIds) {
-    for (const std::string& value : {std::string(id.value) + " ", std::string(id.value).substr(1),
-                                     std::string(id.value) + '\0', std::string()}) {
-      const KeyParams params = With(Attested(Request()), {Text(id.tag, value)});
-      EXPECT_EQ(Generate(device.tee(), params), ErrorCode::CANNOT_ATTEST_IDS) << value;
-    }
-  }
-  const KeyParams right_and_wrong =
-      With(Attested(Request()),
-           {Text(Tag::ATTESTATION_ID_BRAND, "acme"), Text(Tag::ATTESTATION_ID_MODEL, "Phone 2")});
-  EXPECT_EQ(Generate(device.tee(), right_and_wrong), ErrorCode::CANNOT_ATTEST_IDS);
-}
-
-TEST(AttestationTest, IdentifiersAreThoseThatTheFactoryWrote) {
-  const KeyParams brand = With(Attested(Request()), {Text(Tag::ATTESTATION_ID_BRAND, "acme")});
-  const KeyParams model = With(Attested(Request()), {Text(Tag::ATTESTATION_ID_MODEL, "Phone 1")});
-  const KeyParams old_model =
-      With(Attested(Request()), {Text(Tag::ATTESTATION_ID_MODEL, "Phone 0")});
+TEST(AttestationTest, IdentifiersAreThoseThatTheFactoryWroteUntilTheyAreDestroyed) {
   TestDevice device("provisioned-ids = model=Phone 0,brand=");
-  EXPECT_EQ(Generate(device.tee(), brand), ErrorCode::CANNOT_ATTEST_IDS) << "never written";
-  EXPECT_EQ(Generate(device.tee(), model), ErrorCode::CANNOT_ATTEST_IDS) << "written differently";
-  EXPECT_EQ(Generate(device.tee(), old_model), ErrorCode::OK);
+  const auto attest = [&](Tag tag, const char* value) {
+    return Generate(device.tee(), With(Attested(Request()), {Text(tag, value)}));
+  };
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "acme"), ErrorCode::CANNOT_ATTEST_IDS);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_MODEL, "Phone 1"), ErrorCode::CANNOT_ATTEST_IDS);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_MODEL, "Phone 0"), ErrorCode::OK);
   // Below API level 34 the names stand in other properties.
   device.Boot({"provisioned-ids=", "ro.product.first_api_level=33", "ro.product.brand=elder"});
-  EXPECT_EQ(Generate(device.tee(), brand), ErrorCode::CANNOT_ATTEST_IDS);
-  EXPECT_EQ(
-      Generate(device.tee(), With(Attested(Request()), {Text(Tag::ATTESTATION_ID_BRAND, "elder")})),
-      ErrorCode::OK);
-}
-
-TEST(AttestationTest, DestroyedIdentifiersStayDestroyed) {
-  TestDevice device;
-  const KeyParams params = With(Attested(Request()), {Text(Tag::ATTESTATION_ID_BRAND, "acme")});
-  EXPECT_EQ(Generate(device.tee(), params), ErrorCode::OK);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), ErrorCode::OK);
   EXPECT_TRUE(device.strongbox().keymint->destroyAttestationIds().isOk());
-  EXPECT_EQ(Generate(device.tee(), params), ErrorCode::CANNOT_ATTEST_IDS);
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), ErrorCode::CANNOT_ATTEST_IDS);
   device.Boot();
-  EXPECT_EQ(Generate(device.tee(), params), ErrorCode::CANNOT_ATTEST_IDS);
-  EXPECT_EQ(Generate(device.tee(), Attested(Request())), ErrorCode::OK);
-}
-
-TEST(AttestationTest, ADeviceWithoutFactoryKeysAttestsOnlyWithGivenOnes) {
-  TestDevice device("attestation = none");
-  for (Services* services : {&device.tee(), &device.strongbox()}) {
-    const auto attest_key = AsAttestationKey(Generated(*services, Request(KeyPurpose::ATTEST_KEY)));
-    EXPECT_EQ(Generate(*services, Attested(Request())),
-              ErrorCode::ATTESTATION_KEYS_NOT_PROVISIONED);
-    EXPECT_EQ(Generate(*services, Attested(Request()), attest_key), ErrorCode::OK);
-  }
+  EXPECT_EQ(attest(Tag::ATTESTATION_ID_BRAND, "elder"), ErrorCode::CANNOT_ATTEST_IDS);
 }
 
 TEST(AttestationTest, FactoryChainIsKeptPrivatelyUntilItsSettingsChange) {
@@ -466,29 +353,25 @@ TEST(AttestationTest, FactoryChainIsKeptPrivatelyUntilItsSettingsChange) {
   struct stat status {};
   ASSERT_EQ(stat(device.folder().File("attestation.pem").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600u);
-
-  const std::string newer_root = "/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
-  device.Boot({"attestation-root=" + newer_root});
-  const Chain under_newer_root = Generated(device.tee(), Attested(Request())).certificateChain;
-  EXPECT_EQ(RootSubject(under_newer_root), newer_root);
-  EXPECT_EQ(OpensslVerify(under_newer_root), 0);
-
   device.Boot({"attestation-expired=yes"});
-  const Chain expired = Generated(device.tee(), Attested(Request())).certificateChain;
+  const Chain expired = above();
   ExpectLinked(expired);
   EXPECT_NE(OpensslVerify(expired), 0);
-  for (const size_t index : {1, 2}) {
-    EXPECT_LT(X509_cmp_current_time(X509_get0_notAfter(Parsed(expired)[index].get())), 0);
-  }
 }
 
-TEST(AttestationTest, BothEnvironmentsStandUnderOneRootWithKeysOfTheirOwn) {
-  TestDevice device("strongbox-attestation = factory");
-  const Chain tee = Generated(device.tee(), Attested(Request())).certificateChain;
-  const Chain strongbox = Generated(device.strongbox(), Attested(Request())).certificateChain;
-  EXPECT_EQ(tee.back(), strongbox.back());
-  EXPECT_NE(tee[1], strongbox[1]);
-  EXPECT_NE(tee[2], strongbox[2]);
+TEST(AttestationTest, AllWhoComeFirstGetTheSameFactoryChain) {
+  TestDevice device;
+  std::vector<std::vector<Bytes>> chains(8);
+  std::vector<std::thread> threads;
+  for (auto& chain : chains) {
+    threads.emplace_back([&device, &chain] {
+      std::string error;
+      chain = OpenFactoryChain(device.folder().path(), "default", {}, &error).certificates;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(chains[0].size(), 3u);
+  EXPECT_EQ(chains, std::vector<std::vector<Bytes>>(chains.size(), chains[0]));
 }
 
 TEST(AttestationTest, ADamagedChainFileIsNotReplacedSilently) {

@@ -31,16 +31,11 @@ km::KeyCreationResult NewKey(Services& services, const KeyParams& params) {
   return key;
 }
 
-ErrorCode Begin(Services& services, const Bytes& blob, KeyPurpose purpose, const KeyParams& params,
-                km::BeginResult* begun) {
-  return CodeOf(services.keymint->begin(purpose, blob, params, {}, begun));
-}
-
 // Signs `message`, given to the device in two parts.
 Bytes Sign(Services& services, const Bytes& blob, Digest digest, const Bytes& message) {
   km::BeginResult begun;
-  EXPECT_EQ(Begin(services, blob, KeyPurpose::SIGN, {{Tag::DIGEST, digest}}, &begun),
-            ErrorCode::OK);
+  EXPECT_TRUE(
+      services.keymint->begin(KeyPurpose::SIGN, blob, {{Tag::DIGEST, digest}}, {}, &begun).isOk());
   Bytes nothing, signature;
   const Bytes first(message.begin(), message.begin() + 1), rest(message.begin() + 1, message.end());
   EXPECT_TRUE(begun.operation->update(first, {}, {}, &nothing).isOk());
@@ -73,80 +68,76 @@ TEST(EcKeysTest, SignsMessagesAndBareDigests) {
 }
 
 TEST(EcKeysTest, BeginChecksPurposeAndDigest) {
-  TestDevice device;
-  const Bytes blob =
-      NewKey(device.tee(), With(SigningRequest(), {{Tag::PURPOSE, KeyPurpose::VERIFY}})).keyBlob;
-  const Bytes attest_key = NewKey(device.tee(), EcRequest(KeyPurpose::ATTEST_KEY)).keyBlob;
+  const Key key = [] {
+    Key made;
+    made.authorizations = SigningRequest();
+    return made;
+  }();
   const km::KeyParameter sha256 = {Tag::DIGEST, Digest::SHA_2_256};
   struct {
-    const char* title;
-    const Bytes& blob;
     KeyPurpose purpose;
     KeyParams params;
     ErrorCode code;
   } const rows[] = {
-      {"signs", blob, KeyPurpose::SIGN, {sha256}, ErrorCode::OK},
-      {"no digest", blob, KeyPurpose::SIGN, {}, ErrorCode::UNSUPPORTED_DIGEST},
-      {"two digests", blob, KeyPurpose::SIGN, {sha256, sha256}, ErrorCode::UNSUPPORTED_DIGEST},
-      {"digest of another key",
-       blob,
-       KeyPurpose::SIGN,
-       {{Tag::DIGEST, Digest::SHA1}},
-       ErrorCode::INCOMPATIBLE_DIGEST},
-      {"public operation", blob, KeyPurpose::VERIFY, {sha256}, ErrorCode::UNSUPPORTED_PURPOSE},
-      {"purpose of another key", blob, KeyPurpose::DECRYPT, {}, ErrorCode::INCOMPATIBLE_PURPOSE},
-      {"attestation key", attest_key, KeyPurpose::SIGN, {sha256}, ErrorCode::INCOMPATIBLE_PURPOSE},
-      {"no operation", attest_key, KeyPurpose::ATTEST_KEY, {}, ErrorCode::UNSUPPORTED_PURPOSE},
+      {KeyPurpose::SIGN, {sha256}, ErrorCode::OK},
+      {KeyPurpose::SIGN, {}, ErrorCode::UNSUPPORTED_DIGEST},
+      {KeyPurpose::SIGN, {sha256, sha256}, ErrorCode::UNSUPPORTED_DIGEST},
+      {KeyPurpose::SIGN, {{Tag::DIGEST, Digest::SHA1}}, ErrorCode::INCOMPATIBLE_DIGEST},
+      {KeyPurpose::VERIFY, {sha256}, ErrorCode::UNSUPPORTED_PURPOSE},
   };
   for (const auto& row : rows) {
-    km::BeginResult begun;
-    EXPECT_EQ(Begin(device.tee(), row.blob, row.purpose, row.params, &begun), row.code)
-        << row.title;
-    if (begun.operation != nullptr) {
-      EXPECT_TRUE(begun.operation->abort().isOk());
-    }
+    Digest digest{};
+    EXPECT_EQ(CheckEcBegin({key, row.purpose, row.params}, &digest), row.code);
   }
 }
 
 TEST(EcKeysTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
-  TestDevice device;
   const Bytes p256 = NewPkcs8(EcCurve::P_256);
   const Bytes p384 = NewPkcs8(EcCurve::P_384);
-  const KeyParams silent = RequestOf(km::Algorithm::EC, KeyPurpose::SIGN);
   struct {
     const char* title;
-    KeyParams params;
     km::KeyFormat format;
     Bytes data;
+    KeyParams params;
     ErrorCode tee;
     ErrorCode strongbox;
   } const rows[] = {
-      {"nothing said", silent, km::KeyFormat::PKCS8, p256, ErrorCode::OK, ErrorCode::OK},
-      {"larger curve", silent, km::KeyFormat::PKCS8, p384, ErrorCode::OK,
-       ErrorCode::UNSUPPORTED_EC_CURVE},
-      {"other curve", With(silent, {{Tag::EC_CURVE, EcCurve::P_384}}), km::KeyFormat::PKCS8, p256,
-       ErrorCode::IMPORT_PARAMETER_MISMATCH, ErrorCode::IMPORT_PARAMETER_MISMATCH},
-      {"other size", With(silent, {UintParam(Tag::KEY_SIZE, 384)}), km::KeyFormat::PKCS8, p256,
-       ErrorCode::IMPORT_PARAMETER_MISMATCH, ErrorCode::IMPORT_PARAMETER_MISMATCH},
-      {"raw", silent, km::KeyFormat::RAW, p256, ErrorCode::INCOMPATIBLE_KEY_FORMAT,
+      {"P-256", km::KeyFormat::PKCS8, p256, {}, ErrorCode::OK, ErrorCode::OK},
+      {"P-384", km::KeyFormat::PKCS8, p384, {}, ErrorCode::OK, ErrorCode::UNSUPPORTED_EC_CURVE},
+      {"curve",
+       km::KeyFormat::PKCS8,
+       p256,
+       {{Tag::EC_CURVE, EcCurve::P_384}},
+       ErrorCode::IMPORT_PARAMETER_MISMATCH,
+       ErrorCode::IMPORT_PARAMETER_MISMATCH},
+      {"size",
+       km::KeyFormat::PKCS8,
+       p256,
+       {UintParam(Tag::KEY_SIZE, 384)},
+       ErrorCode::IMPORT_PARAMETER_MISMATCH,
+       ErrorCode::IMPORT_PARAMETER_MISMATCH},
+      {"raw",
+       km::KeyFormat::RAW,
+       p256,
+       {},
+       ErrorCode::INCOMPATIBLE_KEY_FORMAT,
        ErrorCode::INCOMPATIBLE_KEY_FORMAT},
       {"garbage",
-       silent,
        km::KeyFormat::PKCS8,
        {1, 2, 3},
+       {},
        ErrorCode::INVALID_ARGUMENT,
        ErrorCode::INVALID_ARGUMENT},
   };
   for (const auto& row : rows) {
-    for (Services* services : {&device.tee(), &device.strongbox()}) {
-      km::KeyCreationResult result;
-      EXPECT_EQ(CodeOf(services->keymint->importKey(row.params, row.format, row.data, {}, &result)),
-                services->instance.IsStrongBox() ? row.strongbox : row.tee)
-          << row.title;
-      if (result.keyBlob.empty()) continue;
-      const KeyParams& enforced = result.keyCharacteristics.at(0).authorizations;
-      EXPECT_TRUE(Has(enforced, Tag::KEY_SIZE) && Has(enforced, Tag::EC_CURVE));
-      EXPECT_EQ(result.certificateChain.size(), 1u);
+    for (const bool strongbox : {false, true}) {
+      KeyParams params = row.params;
+      SecretBytes material;
+      const ErrorCode code = ImportEc(row.format, row.data, strongbox, &params, &material);
+      EXPECT_EQ(code, strongbox ? row.strongbox : row.tee) << row.title;
+      if (code != ErrorCode::OK) continue;
+      EXPECT_EQ(Bytes(material.begin(), material.end()), row.data);
+      EXPECT_TRUE(Has(params, Tag::KEY_SIZE) && Has(params, Tag::EC_CURVE)) << row.title;
     }
   }
 }

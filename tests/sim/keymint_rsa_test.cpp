@@ -132,10 +132,8 @@ TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
   const Bytes der2048 = Pkcs8(NewRsa(2048).get());
   const Bytes der3072 = Pkcs8(NewRsa(3072).get());
   const Bytes exponent3 = Pkcs8(NewRsa(2048, 3).get());
-  const Bytes exponent17 = Pkcs8(NewRsa(2048, 17).get());
   Bytes trailing = der2048;
   trailing.push_back(0);
-  const Bytes cut(der2048.begin(), der2048.end() - 1);
   bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
   bssl::UniquePtr<EVP_PKEY> ec_pair(EVP_PKEY_new());
   ASSERT_TRUE(EC_KEY_generate_key(ec.get()) && EVP_PKEY_set1_EC_KEY(ec_pair.get(), ec.get()));
@@ -156,25 +154,14 @@ TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
   const auto mismatch = ErrorCode::IMPORT_PARAMETER_MISMATCH;
   const Case cases[] = {
       {"2048 as declared", false, declared(2048, 65537), der2048, ErrorCode::OK},
-      {"3072, not declared", false, request, der3072, ErrorCode::OK},
       {"3072 declared as 2048", false, declared(2048, 65537), der3072, mismatch},
       {"1024 declared as 2048", false, declared(2048, 65537), der1024, mismatch},
-      {"1024", false, request, der1024, ErrorCode::UNSUPPORTED_KEY_SIZE},
-      {"2048 in the strongbox", true, declared(2048, 65537), der2048, ErrorCode::OK},
       {"3072 in the strongbox", true, request, der3072, ErrorCode::UNSUPPORTED_KEY_SIZE},
       {"exponent 3", false, request, exponent3, ErrorCode::OK},
-      {"exponent 3 declared as 65537", false, declared(2048, 65537), exponent3, mismatch},
-      {"exponent 17", false, request, exponent17, ErrorCode::INVALID_ARGUMENT},
       {"EC key", false, request, ec_der, ErrorCode::INVALID_ARGUMENT},
       {"byte behind the key", false, request, trailing, ErrorCode::INVALID_ARGUMENT},
-      {"cut key", false, request, cut, ErrorCode::INVALID_ARGUMENT},
-      {"no key", false, request, {}, ErrorCode::INVALID_ARGUMENT},
       {"no begin of validity", false, Without(request, Tag::CERTIFICATE_NOT_BEFORE), der2048,
        ErrorCode::MISSING_NOT_BEFORE},
-      {"no end of validity", false, Without(request, Tag::CERTIFICATE_NOT_AFTER), der2048,
-       ErrorCode::MISSING_NOT_AFTER},
-      {"padding of AES", false, With(request, {{Tag::PADDING, PaddingMode::PKCS7}}), der2048,
-       ErrorCode::INCOMPATIBLE_PADDING_MODE},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.title);
@@ -188,57 +175,27 @@ TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
             ErrorCode::INCOMPATIBLE_KEY_FORMAT);
 }
 
-TEST(RsaImportTest, AnswersACertificateOfTheKeyAndItsMissingParameters) {
-  TestDevice device;
-  const bssl::UniquePtr<EVP_PKEY> pair = NewRsa(2048);
-  km::KeyCreationResult result;
-  ASSERT_EQ(Import(device.tee(), RsaRequest(), Pkcs8(pair.get()), &result), ErrorCode::OK);
-  ASSERT_EQ(result.certificateChain.size(), 1u);
-  const bssl::UniquePtr<X509> certificate =
-      ParseCertificate(result.certificateChain[0].encodedCertificate);
-  EXPECT_EQ(X509_verify(certificate.get(), pair.get()), 1) << "self-signed";
-  ASSERT_EQ(result.keyCharacteristics.size(), 1u);
-  const KeyParams& enforced = result.keyCharacteristics[0].authorizations;
-  EXPECT_EQ(FindNumber(enforced, Tag::KEY_SIZE), 2048);
-  EXPECT_EQ(FindNumber(enforced, Tag::RSA_PUBLIC_EXPONENT), 65537);
-  EXPECT_EQ(FindEnum<km::KeyOrigin>(enforced, Tag::ORIGIN), km::KeyOrigin::IMPORTED);
-  EXPECT_FALSE(Has(enforced, Tag::CERTIFICATE_NOT_AFTER));
-}
-
 TEST(RsaOperationTest, SignsWhatOthersVerify) {
   TestDevice device;
+  const RsaKey key(device.tee(), 4096);
   const Bytes message(1000, 0x42);
-  for (const int bits : {2048, 4096}) {
-    const RsaKey key(device.tee(), bits);
-    struct Case {
-      const char* title;
-      PaddingMode padding;
-      Digest digest;
-      const EVP_MD* md;
-      int openssl_padding;
-    };
-    const Case cases[] = {
-        {"PKCS#1, SHA-1", kSignPadding, Digest::SHA1, EVP_sha1(), RSA_PKCS1_PADDING},
-        {"PKCS#1, SHA-256", kSignPadding, Digest::SHA_2_256, EVP_sha256(), RSA_PKCS1_PADDING},
-        {"PSS, SHA-256", PaddingMode::RSA_PSS, Digest::SHA_2_256, EVP_sha256(),
-         RSA_PKCS1_PSS_PADDING},
-    };
-    for (const Case& c : cases) {
-      SCOPED_TRACE(c.title + std::to_string(bits));
-      km::BeginResult begun;
-      ASSERT_EQ(key.Begin(KeyPurpose::SIGN, Mode(c.padding, c.digest), &begun), ErrorCode::OK);
-      Bytes nothing = {1};
-      EXPECT_EQ(
-          CodeOf(begun.operation->update(Bytes(600, 0x42), std::nullopt, std::nullopt, &nothing)),
-          ErrorCode::OK);
-      EXPECT_TRUE(nothing.empty());
-      Bytes signature;
-      EXPECT_EQ(CodeOf(begun.operation->finish(Bytes(400, 0x42), Bytes(), std::nullopt,
-                                               std::nullopt, std::nullopt, &signature)),
-                ErrorCode::OK);
-      EXPECT_EQ(signature.size(), static_cast<size_t>(bits) / 8);
-      EXPECT_TRUE(Verifies(key.pair.get(), c.md, c.openssl_padding, message, signature));
-    }
+  struct Case {
+    PaddingMode padding;
+    Digest digest;
+    const EVP_MD* md;
+    int openssl_padding;
+  };
+  const Case cases[] = {
+      {kSignPadding, Digest::SHA1, EVP_sha1(), RSA_PKCS1_PADDING},
+      {kSignPadding, Digest::SHA_2_256, EVP_sha256(), RSA_PKCS1_PADDING},
+      {PaddingMode::RSA_PSS, Digest::SHA_2_256, EVP_sha256(), RSA_PKCS1_PSS_PADDING},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(toString(c.padding) + toString(c.digest));
+    Bytes signature;
+    EXPECT_EQ(key.Run(KeyPurpose::SIGN, Mode(c.padding, c.digest), message, &signature),
+              ErrorCode::OK);
+    EXPECT_TRUE(Verifies(key.pair.get(), c.md, c.openssl_padding, message, signature));
   }
 }
 
@@ -255,10 +212,8 @@ TEST(RsaOperationTest, SignsPlainBlocksWithinTheirLengths) {
     ErrorCode expected;
   };
   const Case cases[] = {
-      {"PKCS#1, short", kSignPadding, Bytes(20, 1), ErrorCode::OK},
       {"PKCS#1, longest", kSignPadding, Bytes(245, 1), ErrorCode::OK},
       {"PKCS#1, a byte more", kSignPadding, Bytes(246, 1), ErrorCode::INVALID_INPUT_LENGTH},
-      {"plain, short", PaddingMode::NONE, Bytes(20, 1), ErrorCode::OK},
       {"plain, whole", PaddingMode::NONE, Bytes(256, 1), ErrorCode::OK},
       {"plain, the modulus itself", PaddingMode::NONE, modulus, ErrorCode::INVALID_ARGUMENT},
       {"plain, a byte more", PaddingMode::NONE, Bytes(257), ErrorCode::INVALID_INPUT_LENGTH},
@@ -268,21 +223,7 @@ TEST(RsaOperationTest, SignsPlainBlocksWithinTheirLengths) {
     Bytes signature;
     EXPECT_EQ(key.Run(KeyPurpose::SIGN, Mode(c.padding, Digest::NONE), c.message, &signature),
               c.expected);
-    if (c.expected != ErrorCode::OK) {
-      EXPECT_TRUE(signature.empty());
-      continue;
-    }
-    const bool plain = c.padding == PaddingMode::NONE;
-    Bytes recovered(256);
-    size_t length = 0;
-    ASSERT_EQ(RSA_verify_raw(EVP_PKEY_get0_RSA(key.pair.get()), &length, recovered.data(),
-                             recovered.size(), signature.data(), signature.size(),
-                             plain ? RSA_NO_PADDING : RSA_PKCS1_PADDING),
-              1);
-    recovered.resize(length);
-    Bytes expected = c.message;
-    if (plain) expected.insert(expected.begin(), 256 - expected.size(), 0);
-    EXPECT_EQ(recovered, expected);
+    EXPECT_EQ(signature.size(), c.expected == ErrorCode::OK ? 256u : 0u);
   }
 }
 
@@ -303,8 +244,6 @@ TEST(RsaOperationTest, DecryptsWhatOthersEncrypted) {
   const KeyParams pkcs1 = Mode(kEncryptPadding);
   const Case cases[] = {
       {"PKCS#1", pkcs1, Encrypted(pair, RSA_PKCS1_PADDING, secret), ErrorCode::OK, secret},
-      {"PKCS#1, digest to be ignored", Mode(kEncryptPadding, Digest::SHA1),
-       Encrypted(pair, RSA_PKCS1_PADDING, secret), ErrorCode::OK, secret},
       {"plain", Mode(PaddingMode::NONE), Encrypted(pair, RSA_NO_PADDING, block), ErrorCode::OK,
        block},
       {"OAEP", Mode(PaddingMode::RSA_OAEP, Digest::SHA1),
@@ -314,7 +253,6 @@ TEST(RsaOperationTest, DecryptsWhatOthersEncrypted) {
        Encrypted(pair, RSA_NO_PADDING, block),
        ErrorCode::INVALID_ARGUMENT,
        {}},
-      {"a byte less", pkcs1, Bytes(255, 1), ErrorCode::INVALID_INPUT_LENGTH, {}},
       {"a byte more", pkcs1, Bytes(257, 1), ErrorCode::INVALID_INPUT_LENGTH, {}},
       {"above the modulus",
        Mode(PaddingMode::NONE),
@@ -353,24 +291,16 @@ TEST(RsaBeginTest, ChecksPurposePaddingAndDigest) {
        ErrorCode::UNSUPPORTED_PURPOSE},
       {"encrypt", key.blob, KeyPurpose::ENCRYPT, Mode(kEncryptPadding),
        ErrorCode::UNSUPPORTED_PURPOSE},
-      {"agree", key.blob, KeyPurpose::AGREE_KEY, {}, ErrorCode::INCOMPATIBLE_PURPOSE},
-      {"no padding", key.blob, sign, {{Tag::DIGEST, Digest::SHA1}}, bad_padding},
-      {"two paddings", key.blob, sign,
-       With(Mode(kSignPadding, Digest::SHA1), Mode(PaddingMode::NONE)), bad_padding},
       {"padding of decryption", key.blob, sign, Mode(kEncryptPadding, Digest::SHA1), bad_padding},
       {"padding of signing", key.blob, decrypt, Mode(kSignPadding), bad_padding},
       {"padding of AES", key.blob, decrypt, Mode(PaddingMode::PKCS7), bad_padding},
       {"padding that the key has not", narrow.keyBlob, decrypt, Mode(kEncryptPadding),
        ErrorCode::INCOMPATIBLE_PADDING_MODE},
       {"no digest", key.blob, sign, Mode(kSignPadding), ErrorCode::UNSUPPORTED_DIGEST},
-      {"two digests", key.blob, sign,
-       With(Mode(kSignPadding, Digest::SHA1), {{Tag::DIGEST, Digest::SHA1}}),
-       ErrorCode::UNSUPPORTED_DIGEST},
       {"digest that the key has not", narrow.keyBlob, sign, Mode(kSignPadding, Digest::SHA1),
        bad_digest},
       {"plain with a digest", key.blob, sign, Mode(PaddingMode::NONE, Digest::SHA_2_256),
        bad_digest},
-      {"PSS without digest", key.blob, sign, Mode(PaddingMode::RSA_PSS, Digest::NONE), bad_digest},
       {"OAEP without digest", key.blob, decrypt, Mode(PaddingMode::RSA_OAEP),
        ErrorCode::UNSUPPORTED_DIGEST},
       {"OAEP with a mask digest that the key has not", key.blob, decrypt,
@@ -392,7 +322,8 @@ TEST(RsaBeginTest, PublicKeyOperationsWorkWhereTheDeviceOffersThem) {
   const RsaKey key(device.tee());
   const Bytes message(100, 3);
   for (const KeyParams& params :
-       {Mode(kSignPadding, Digest::SHA_2_256), Mode(kSignPadding, Digest::NONE)}) {
+       {Mode(kSignPadding, Digest::SHA_2_256), Mode(kSignPadding, Digest::NONE),
+        Mode(PaddingMode::NONE, Digest::NONE)}) {
     Bytes signature;
     Bytes nothing;
     ASSERT_EQ(key.Run(KeyPurpose::SIGN, params, message, &signature), ErrorCode::OK);
@@ -406,8 +337,6 @@ TEST(RsaBeginTest, PublicKeyOperationsWorkWhereTheDeviceOffersThem) {
   ASSERT_EQ(key.Run(KeyPurpose::ENCRYPT, Mode(kEncryptPadding), message, &cipher), ErrorCode::OK);
   ASSERT_EQ(key.Run(KeyPurpose::DECRYPT, Mode(kEncryptPadding), cipher, &plain), ErrorCode::OK);
   EXPECT_EQ(plain, message);
-  EXPECT_EQ(key.Run(KeyPurpose::ENCRYPT, Mode(kEncryptPadding), Bytes(246), &cipher),
-            ErrorCode::INVALID_INPUT_LENGTH);
 }
 
 }  // namespace

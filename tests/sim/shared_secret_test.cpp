@@ -4,7 +4,6 @@
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <gtest/gtest.h>
 
-#include "simulated_device.h"
 #include "support/hex.h"
 
 namespace orx_sim {
@@ -54,16 +53,6 @@ TEST(SharedSecretTest, DerivesTheKnownSecretsAndCheckValues) {
   }
 }
 
-TEST(SharedSecretTest, PartiesAgreeExactlyWhenTheirPresharedKeysAreEqual) {
-  const SecretBytes other_key(kLength, 9);
-  for (const bool same : {true, false}) {
-    const auto tee = NewService(kZeroKey, {});
-    const auto strongbox = NewService(same ? kZeroKey : other_key, Bytes(kLength, 5));
-    const Parameters parameters = {ParametersOf(*tee), ParametersOf(*strongbox)};
-    EXPECT_EQ(CheckValue(*tee, parameters) == CheckValue(*strongbox, parameters), same);
-  }
-}
-
 TEST(SharedSecretTest, NonceIsConstantUntilTheNextBootAndTheSeedBeyond) {
   const Bytes seed(kLength, 5);
   const auto party = NewService(kZeroKey, seed);
@@ -97,19 +86,6 @@ TEST(SharedSecretTest, AListWithoutTheOwnParametersIsRefusedAndKeepsTheSecret) {
   EXPECT_EQ(party->secret(), secret);
   CheckValue(*service, {foreign, party->parameters()});
   EXPECT_NE(party->secret(), secret);
-}
-
-TEST(SharedSecretTest, InstancesOfADeviceAgreeUnlessTheStrongBoxIsAnothers) {
-  TestDevice device;
-  for (const bool same : {true, false}) {
-    device.Boot({std::string("strongbox-preshared-key=") + (same ? "shared" : "other")});
-    ss::ISharedSecret& tee = *device.tee().shared_secret;
-    ss::ISharedSecret& strongbox = *device.strongbox().shared_secret;
-    const Parameters parameters = {ParametersOf(tee), ParametersOf(strongbox)};
-    EXPECT_EQ(parameters[0].seed.size(), 0u);
-    EXPECT_EQ(parameters[1].seed.size(), kLength);
-    EXPECT_EQ(CheckValue(tee, parameters) == CheckValue(strongbox, parameters), same);
-  }
 }
 
 }  // namespace

@@ -37,8 +37,6 @@ bool Fails(const char* name) {
 ORX_TEST_FAILING(X509*, nullptr, d2i_X509, (X509 * *out, const uint8_t** in, long length),
                  (out, in, length))
 ORX_TEST_FAILING(int, failing_result, X509_verify, (X509 * cert, EVP_PKEY* key), (cert, key))
-ORX_TEST_FAILING(char*, nullptr, X509_NAME_oneline, (const X509_NAME* name, char* out, int size),
-                 (name, out, size))
 ORX_TEST_FAILING(X509_NAME*, nullptr, X509_NAME_new, (), ())
 ORX_TEST_FAILING(int, failing_result, X509_NAME_add_entry_by_txt,
                  (X509_NAME * name, const char* field, int type, const unsigned char* bytes,
