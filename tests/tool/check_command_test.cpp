@@ -44,13 +44,23 @@ TEST_F(CheckCommandTest, AHealthyDeviceWithAFactoryProvisionedStrongBoxPasses) {
   EXPECT_EQ(report_["summary"]["failed"].asInt(), 0);
 }
 
+TEST_F(CheckCommandTest, FactoryChecksDoNotApplyWhereKeysAreProvisionedRemotely) {
+  profile_ = "remote-only";
+  const std::vector<std::string> rows = Rows({"--keep-going"});
+  EXPECT_EQ(rows[2], "attestation/tee N/A ATTEST-REMOTE");
+  EXPECT_EQ(rows[4], "model/tee N/A ATTEST-REMOTE");
+  EXPECT_EQ(rows[7], "rkp-ids/tee PASS OK");
+  EXPECT_EQ(report_["summary"]["exit_code"].asInt(), 0);
+}
+
 TEST_F(CheckCommandTest, ADeviceWithoutStrongBoxModemAndPropertiesTellsItApart) {
   profile_ = "bare";
   const std::vector<std::string> rows = Rows({"--keep-going"});
   EXPECT_EQ(rows[1], "root-of-trust/both N/A STRONGBOX-ABSENT");
-  EXPECT_EQ(rows[2], "attestation/tee N/A ATTEST-REMOTE");
-  EXPECT_EQ(rows[7], "rkp-ids/tee ENV PROPERTY-MISSING");
-  EXPECT_EQ(report_["summary"]["exit_code"].asInt(), 4);
+  EXPECT_EQ(rows[2], "attestation/tee FAIL KM-KEYS-NOT-PROVISIONED");
+  EXPECT_EQ(rows[4], "model/tee ENV PROPERTY-MISSING");
+  EXPECT_EQ(rows[7], "rkp-ids/tee N/A RKP-ABSENT");
+  EXPECT_EQ(report_["summary"]["exit_code"].asInt(), 1);
 }
 
 TEST_F(CheckCommandTest, ASwappedStrongBoxFailsAndEndsTheRun) {
@@ -136,7 +146,7 @@ TEST_F(CheckCommandTest, SingleChecksTellVerdictCodeAndLine) {
        "SECURE_HW_COMMUNICATION_FAILED"},
       {"",
        "modem:silent",
-       {"attestation", "--ids", "imei", "--timeout", "1"},
+       {"attestation", "--ids", "imei", "--timeout", "3"},
        "FAIL",
        5,
        "TIMED-OUT",

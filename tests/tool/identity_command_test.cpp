@@ -83,17 +83,17 @@ TEST_F(IdentityCommandTest, AModemThatClosesIsTold) {
 
 TEST_F(IdentityCommandTest, TimeoutEndsACallThatBlocksWithoutEnd) {
   faults_ = {"modem:silent"};
-  const ProgramResult result = Orx({"imei", "--timeout", "1"});
+  const ProgramResult result = Orx({"imei", "--timeout", "3"});
   EXPECT_EQ(result.exit_code, 5);
   EXPECT_THAT(result.err, HasSubstr("[TIMED-OUT]"));
   EXPECT_THAT(result.err, HasSubstr("No response timeout is set"));
-  EXPECT_EQ(OrxJson("failure", {"imei", "--timeout", "1"})["exit_code"].asInt(), 5);
+  EXPECT_EQ(OrxJson("failure", {"imei", "--timeout", "3"})["exit_code"].asInt(), 5);
 }
 
 TEST_F(IdentityCommandTest, ATerminalShowsTheAttempts) {
   SetDevice("modem=no");
   options_.terminal = true;
-  const ProgramResult result = Orx({"imei", "--timeout", "2"});
+  const ProgramResult result = Orx({"imei", "--timeout", "4"});
   EXPECT_EQ(result.exit_code, 5);
   EXPECT_THAT(result.err, HasSubstr("modem: attempt 1 of 30"));
   EXPECT_THAT(result.err, HasSubstr("modem: attempt 2 of 30"));
