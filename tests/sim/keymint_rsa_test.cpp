@@ -86,17 +86,6 @@ KeyParams Mode(PaddingMode padding, Digest digest) {
   return {{Tag::PADDING, padding}, {Tag::DIGEST, digest}};
 }
 
-Bytes Encrypted(EVP_PKEY* key, int padding, const Bytes& message) {
-  bssl::UniquePtr<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new(key, nullptr));
-  Bytes cipher(static_cast<size_t>(EVP_PKEY_size(key)));
-  size_t length = cipher.size();
-  EXPECT_TRUE(
-      EVP_PKEY_encrypt_init(context.get()) == 1 &&
-      EVP_PKEY_CTX_set_rsa_padding(context.get(), padding) == 1 &&
-      EVP_PKEY_encrypt(context.get(), cipher.data(), &length, message.data(), message.size()) == 1);
-  return cipher;
-}
-
 TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
   TestDevice device;
   const Bytes der2048 = Pkcs8(NewRsa(2048).get());
@@ -141,68 +130,38 @@ TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
             ErrorCode::INCOMPATIBLE_KEY_FORMAT);
 }
 
-TEST(RsaOperationTest, SignsPlainBlocksWithinTheirLengths) {
+TEST(RsaOperationTest, TakesBlocksWithinTheirLengthsAndTheModulus) {
   TestDevice device;
   const RsaKey key(device.tee());
+  const KeyParams plain = Mode(PaddingMode::NONE, Digest::NONE);
+  const KeyParams padded = Mode(kSignPadding, Digest::NONE);
   struct Case {
     const char* title;
-    PaddingMode padding;
-    Bytes message;
+    KeyPurpose purpose;
+    const KeyParams& params;
+    Bytes block;
     ErrorCode expected;
-  };
-  const Case cases[] = {
-      {"PKCS#1, longest", kSignPadding, Bytes(245, 1), ErrorCode::OK},
-      {"PKCS#1, a byte more", kSignPadding, Bytes(246, 1), ErrorCode::INVALID_INPUT_LENGTH},
-      {"plain, whole", PaddingMode::NONE, Bytes(256, 1), ErrorCode::OK},
-      {"plain, above the modulus", PaddingMode::NONE, Bytes(256, 0xff),
-       ErrorCode::INVALID_ARGUMENT},
-      {"plain, a byte more", PaddingMode::NONE, Bytes(257), ErrorCode::INVALID_INPUT_LENGTH},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.title);
-    Bytes signature;
-    EXPECT_EQ(key.Run(KeyPurpose::SIGN, Mode(c.padding, Digest::NONE), c.message, &signature),
-              c.expected);
-    EXPECT_EQ(signature.size(), c.expected == ErrorCode::OK ? 256u : 0u);
-  }
-}
-
-TEST(RsaOperationTest, DecryptsWhatOthersEncrypted) {
-  TestDevice device;
-  const RsaKey key(device.tee());
-  const Bytes secret = {'s', 'e', 'c', 'r', 'e', 't'};
-  Bytes block(256, 7);
-  block[0] = 0;
-  EVP_PKEY* const pair = key.pair.get();
-  struct Case {
-    const char* title;
-    KeyParams params;
-    Bytes cipher;
-    ErrorCode expected;
-    Bytes plain;
   };
   const KeyParams pkcs1 = Mode(kEncryptPadding);
+  const KeyPurpose sign = KeyPurpose::SIGN;
+  const KeyPurpose decrypt = KeyPurpose::DECRYPT;
+  const auto bad_length = ErrorCode::INVALID_INPUT_LENGTH;
   const Case cases[] = {
-      {"PKCS#1", pkcs1, Encrypted(pair, RSA_PKCS1_PADDING, secret), ErrorCode::OK, secret},
-      {"OAEP", Mode(PaddingMode::RSA_OAEP, Digest::SHA1),
-       Encrypted(pair, RSA_PKCS1_OAEP_PADDING, secret), ErrorCode::OK, secret},
-      {"wrong padding",
-       pkcs1,
-       Encrypted(pair, RSA_NO_PADDING, block),
-       ErrorCode::INVALID_ARGUMENT,
-       {}},
-      {"a byte more", pkcs1, Bytes(257, 1), ErrorCode::INVALID_INPUT_LENGTH, {}},
-      {"above the modulus",
-       Mode(PaddingMode::NONE),
-       Bytes(256, 0xff),
-       ErrorCode::INVALID_ARGUMENT,
-       {}},
+      {"longest with padding", sign, padded, Bytes(245, 1), ErrorCode::OK},
+      {"a byte more", sign, padded, Bytes(246, 1), bad_length},
+      {"whole block", sign, plain, Bytes(256, 1), ErrorCode::OK},
+      {"above the modulus", sign, plain, Bytes(256, 0xff), ErrorCode::INVALID_ARGUMENT},
+      {"longer than the key", sign, plain, Bytes(257), bad_length},
+      {"cipher shorter than the key", decrypt, pkcs1, Bytes(255, 1), bad_length},
+      {"cipher longer than the key", decrypt, pkcs1, Bytes(257, 1), bad_length},
+      {"cipher of no padded message", decrypt, pkcs1, Bytes(256), ErrorCode::INVALID_ARGUMENT},
+      {"cipher above the modulus", decrypt, plain, Bytes(256, 0xff), ErrorCode::INVALID_ARGUMENT},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.title);
-    Bytes plain;
-    EXPECT_EQ(key.Run(KeyPurpose::DECRYPT, c.params, c.cipher, &plain), c.expected);
-    EXPECT_EQ(plain, c.plain);
+    Bytes output;
+    EXPECT_EQ(key.Run(c.purpose, c.params, c.block, &output), c.expected);
+    EXPECT_EQ(output.size(), c.expected == ErrorCode::OK ? 256u : 0u);
   }
 }
 
@@ -266,11 +225,14 @@ TEST(RsaBeginTest, PublicKeyOperationsWorkWhereTheDeviceOffersThem) {
     EXPECT_EQ(key.Run(KeyPurpose::VERIFY, params, message, &nothing, signature),
               ErrorCode::VERIFICATION_FAILED);
   }
-  Bytes cipher;
-  Bytes plain;
-  ASSERT_EQ(key.Run(KeyPurpose::ENCRYPT, Mode(kEncryptPadding), message, &cipher), ErrorCode::OK);
-  ASSERT_EQ(key.Run(KeyPurpose::DECRYPT, Mode(kEncryptPadding), cipher, &plain), ErrorCode::OK);
-  EXPECT_EQ(plain, message);
+  for (const KeyParams& params :
+       {Mode(kEncryptPadding), Mode(PaddingMode::RSA_OAEP, Digest::SHA1)}) {
+    Bytes cipher;
+    Bytes plain;
+    EXPECT_EQ(key.Run(KeyPurpose::ENCRYPT, params, message, &cipher), ErrorCode::OK);
+    EXPECT_EQ(key.Run(KeyPurpose::DECRYPT, params, cipher, &plain), ErrorCode::OK);
+    EXPECT_EQ(plain, message);
+  }
 }
 
 }  // namespace
