@@ -2,38 +2,29 @@
 #include "support/scripted_modem.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <utility>
+#include <algorithm>
 
 namespace orx_test {
 namespace {
 
-constexpr size_t kHeader = 8;
-
 std::string ReadBytes(int fd, size_t count) {
   std::string bytes(count, '\0');
-  size_t done = 0;
-  while (done < count) {
-    const ssize_t received = recv(fd, &bytes[done], count - done, 0);
-    if (received <= 0) break;
-    done += static_cast<size_t>(received);
-  }
-  bytes.resize(done);
+  bytes.resize(std::max<ssize_t>(recv(fd, &bytes[0], count, MSG_WAITALL), 0));
   return bytes;
 }
 
 }  // namespace
 
 std::string ReadModemRequest(int client) {
-  std::string bytes = ReadBytes(client, kHeader);
-  int32_t length = 0;
-  if (bytes.size() == kHeader) memcpy(&length, &bytes[4], sizeof(length));
-  return bytes + ReadBytes(client, static_cast<size_t>(length));
+  const std::string header = ReadBytes(client, 8);
+  uint32_t length = 0;
+  if (header.size() == 8) memcpy(&length, &header[4], sizeof(length));
+  return header + ReadBytes(client, length);
 }
 
 int ListenAsModem() {
@@ -45,13 +36,8 @@ int ListenAsModem() {
   return listener;
 }
 
-void WaitForHangUp(int client) {
-  pollfd ready = {client, POLLRDHUP, 0};
-  EXPECT_EQ(poll(&ready, 1, -1), 1);
-}
-
 ScriptedModem::ScriptedModem(Script script)
-    : listener_(ListenAsModem()), thread_([this, script = std::move(script)] {
+    : listener_(ListenAsModem()), thread_([this, script] {
         for (int client = 0; (client = accept(listener_, nullptr, nullptr)) >= 0; close(client)) {
           script(client);
         }
@@ -73,10 +59,9 @@ ScriptedModem::Script ScriptedModem::Answers(std::string text) {
 ScriptedModem::Script ScriptedModem::ByCommand(std::map<std::string, std::string> answers) {
   return [answers](int client) {
     const std::string request = ReadModemRequest(client);
-    if (request.size() <= kHeader) return;
-    const auto found = answers.find(request.substr(kHeader));
-    if (found == answers.end()) return;
-    send(client, found->second.data(), found->second.size(), MSG_NOSIGNAL);
+    for (const auto& [command, text] : answers) {
+      if (request.substr(8) == command) send(client, text.data(), text.size(), MSG_NOSIGNAL);
+    }
   };
 }
 

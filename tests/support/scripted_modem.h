@@ -10,15 +10,13 @@ namespace orx_test {
 
 // ScriptedModem listens at the library's modem socket, /dev/socket/rild-oem, and plays a script on
 // a thread of its own for each client, one after the other; the client is closed when the script
-// returns. Tests whose modem only has to answer use ByCommand().
+// returns. Tests whose modem only has to answer use Answers() or ByCommand().
 class ScriptedModem {
  public:
   using Script = std::function<void(int client)>;
 
   explicit ScriptedModem(Script script);
   ~ScriptedModem();
-  ScriptedModem(const ScriptedModem&) = delete;
-  ScriptedModem& operator=(const ScriptedModem&) = delete;
 
   // Answers reads a whole request and sends `text`.
   static Script Answers(std::string text);
@@ -32,11 +30,8 @@ class ScriptedModem {
 };
 
 // ListenAsModem returns a socket that listens where the library's modem socket is and that nobody
-// serves: up to 64 clients connect and wait. The caller closes it.
+// serves: up to 64 clients connect and wait.
 int ListenAsModem();
-
-// WaitForHangUp returns when the client has closed its end.
-void WaitForHangUp(int client);
 
 // ReadModemRequest reads one request and returns its bytes; fewer when the client ends before.
 std::string ReadModemRequest(int client);
