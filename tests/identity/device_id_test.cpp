@@ -12,7 +12,6 @@
 namespace orx_test {
 namespace {
 
-using ::testing::Each;
 using ::testing::ElementsAre;
 
 constexpr char kLevel[] = "ro.product.first_api_level";
@@ -66,10 +65,9 @@ TEST_F(DeviceId, PrintsNullForWhatIsRemovedAfterTheCheck) {
 }
 
 TEST_F(DeviceId, APropertyNameIsCutAt39Characters) {
-  const std::string key(40, 'k');
-  properties_.Set(("ro.product." + key).substr(0, 39), "read");
+  properties_.Set("ro.product." + std::string(39 - 11, 'k'), "read");
   char value[92] = {};
-  EXPECT_EQ(ORX_get_property(key.c_str(), value), 0);
+  EXPECT_EQ(ORX_get_property(std::string(40, 'k').c_str(), value), 0);
   EXPECT_STREQ(value, "read");
 }
 
@@ -106,7 +104,6 @@ TEST_F(DeviceId, TheCheckReadsAllSixAndRefreshesTheGettersBuffers) {
                                            "Failed to get prop:ro.product.vendor.name",
                                            "Failed to get prop:ro.product.vendor.device",
                                            "Failed to get prop:ro.product.vendor.model"));
-  EXPECT_THAT(log_.paths(), Each("src/ORX_DEVICE_ID.cpp"));
 }
 
 }  // namespace

@@ -23,7 +23,6 @@
 namespace orx_test {
 namespace {
 
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -42,7 +41,6 @@ const std::string kRead =
     "Attempt to read at response.\nFD_ISSET to read at response.\n"
     "Attepmting to read 3072 bytes from #.\n";
 const std::string kFailedWith = "Error getting AT response for status = ";
-const std::string kFailedAttempt = "Connect to AT command engine with 1 fails\n";
 
 int sigpipes = 0;
 
@@ -102,7 +100,6 @@ void TakeAnswer(int fd) {
 }
 
 TEST_F(ModemChannel, AnExchangeLogsEveryStep) {
-  const auto nothing = [](int) {};
   const auto stop_sending = [](int fd) { shutdown(fd, SHUT_WR); };
   const struct {
     const char* title;
@@ -112,14 +109,14 @@ TEST_F(ModemChannel, AnExchangeLogsEveryStep) {
     int result;
     std::string log;
   } rows[] = {
-      {"answered", "Done", nothing, ScriptedModem::Answers(kImei), 0,
+      {"answered", "(none)", nullptr, ScriptedModem::Answers(kImei), 0,
        kOpen + kSent + kRead +
            "AT data receive is 490154203237518, data length is 15\n"
            "Total response: 490154203237518\nAT  success!\nDone, status= 0\nClosed socket = # \n"},
       {"send fails", "start AT", stop_sending, InterruptUntilHangUp, -1,
        "Failed writing -1 bytes to fd #. errno = 32 (Broken pipe)\n"
        "Sending AT failed, status = -1\nDone, status= -1\nClosed socket = # \n"},
-      {"wait interrupted", "Done", nothing, InterruptUntilHangUp, -1,
+      {"wait interrupted", "(none)", nullptr, InterruptUntilHangUp, -1,
        kSent + "Select failed, select_status = -1\n" + kFailedWith + "-1\n"},
       {"receive interrupted", "Attepmting", TakeAnswer, AnswerAndStay, -2,
        kOpen + kSent + kRead + "fail to receive data from target socket. errno = 4\n" +
@@ -153,7 +150,6 @@ TEST_F(ModemChannel, ARequestIsCountLengthAndCommandOnAConnectionOfItsOwn) {
   ASSERT_EQ(Ask(), 0);
   EXPECT_EQ(request, std::string("\x01\0\0\0\x12\0\0\0TCATSEND,0,AT+CGSN", 26));
   EXPECT_EQ(response_, std::string(kImei) + "-") << "no terminator";
-  EXPECT_THAT(log_.paths(), Each("src/mtk/at_Get_ModemIDs.cpp"));
 }
 
 TEST_F(ModemChannel, WithoutADaemonThirtyAttemptsPauseASecondAndKeepTheCopyOfTheCommand) {
@@ -166,8 +162,8 @@ TEST_F(ModemChannel, WithoutADaemonThirtyAttemptsPauseASecondAndKeepTheCopyOfThe
   std::string log = "Establishing connection...\n";
   for (int attempt = 1; attempt <= 30; ++attempt) {
     log += "socket_fd =  -1 \nAttempting to connect to socket -1 \n";
-    log += "Failed to disable the blocking mode\nConnect to AT command engine with ";
-    log += std::to_string(attempt) + " fails\n";
+    log += "Failed to disable the blocking mode\n";
+    log += "Connect to AT command engine with " + std::to_string(attempt) + " fails\n";
   }
   EXPECT_EQ(Log(), log + " -- Unable to establish connection with AT engine after try 30 times\n");
   EXPECT_EQ(Sleeps(), std::vector<unsigned>(29, 1));
@@ -177,7 +173,7 @@ TEST_F(ModemChannel, ASocketOnDescriptorZeroIsClosedAndCountsAsFailed) {
   ListenAsModem();
   close(STDIN_FILENO);
   EXPECT_EQ(Ask(), -1);
-  EXPECT_THAT(Log(), HasSubstr("socket_fd =  0 \n" + kFailedAttempt));
+  EXPECT_THAT(Log(), HasSubstr("socket_fd =  0 \nConnect to AT command engine with 1 fails\n"));
   EXPECT_EQ(dup(STDERR_FILENO), STDIN_FILENO) << "the last one is closed too";
 }
 
