@@ -106,65 +106,6 @@ TEST_F(SymDeviceTest, AnOutdatedBlobIsRefusedAndNeverUpgraded) {
   });
 }
 
-TEST_F(SymDeviceTest, ADeletedKeyStaysDeletedThoughItsFileIsThere) {
-  InNewProcess([] {
-    Import();
-    EXPECT_EQ(ORX_SYM_DeleteKeyID(50), 0u);
-  });
-  InNewProcess([] {
-    Select();
-    orx_test::LogCapture log;
-    EXPECT_EQ(ORX_SYM_EncryptBegin(nullptr, kIv, sizeof kIv, 0), 1u);
-    EXPECT_THAT(log.messages(), Contains(HasSubstr("code:-33")));
-  });
-}
-
-TEST_F(SymDeviceTest, AMessageBeyondTheBinderBufferFailsAsAWhole) {
-  InNewProcess([] {
-    Import();
-    std::string text(1024 * 1024, 't');
-    uint32_t length = static_cast<uint32_t>(text.size());
-    orx_test::LogCapture log;
-    EXPECT_EQ(ORX_SYM_EncryptBegin(nullptr, kIv, sizeof kIv, 0), 0u);
-    EXPECT_EQ(ORX_SYM_Encrypt(nullptr, reinterpret_cast<const uint8_t*>(text.data()),
-                              reinterpret_cast<uint8_t*>(text.data()), &length),
-              1u);
-    EXPECT_THAT(log.messages(), Contains("SYM: Finish failed with code: -1000"));
-    EXPECT_EQ(text, std::string(text.size(), 't'));
-    EXPECT_EQ(Encrypt(kText), ExpectedCipher(kText));
-  });
-}
-
-struct Refused {
-  const char* title;
-  uint32_t length;
-  int iv_length;
-  const char* message;
-};
-
-class SymRefusal : public SymDeviceTest, public ::testing::WithParamInterface<Refused> {};
-
-TEST_P(SymRefusal, IsTheDevicesAndIsNamedByItsCode) {
-  InNewProcess([] {
-    Import();
-    orx_test::LogCapture log;
-    uint8_t buffer[kTextLength] = {};
-    uint32_t length = GetParam().length;
-    if (ORX_SYM_EncryptBegin(nullptr, kIv, GetParam().iv_length, 0) == 0) {
-      EXPECT_EQ(ORX_SYM_Encrypt(nullptr, reinterpret_cast<const uint8_t*>(kText), buffer, &length),
-                1u);
-    }
-    EXPECT_THAT(log.messages(), Contains(HasSubstr(GetParam().message)));
-  });
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    All, SymRefusal,
-    ::testing::Values(Refused{"UnalignedLength", 17, 16, "SYM: Finish failed with code: -21"},
-                      Refused{"ShortIv", 16, 12, "SYM: AES begin (encrypt) failed, code:-52"},
-                      Refused{"EmptyIv", 16, 0, "SYM: AES begin (encrypt) failed, code:-52"}),
-    [](const auto& row) { return row.param.title; });
-
 // The sequence with its n-th platform call failing: the first failure ends it with the library's
 // line for that step, and a key that was stored stays usable.
 TEST_F(SymDeviceTest, EachPlatformCallMayDieAndIsNamed) {
@@ -173,7 +114,6 @@ TEST_F(SymDeviceTest, EachPlatformCallMayDieAndIsNamed) {
     const char* message;
   } rows[] = {
       {"importKey:dead-object@1", "SYM: Import key failed with error: -1000\n"},
-      {"importKey:empty-blob@1", "SYM: Import key failed with error: -6\n"},
       {"begin:dead-object@1", "SYM: AES begin (encrypt) failed, code:-1000, blob size:"},
       {"begin:params@1", "SYM: AES begin (encrypt) failed, code:-27, blob size:"},
       {"begin:no-operation@1", "SYM: Finish failed with code: -32"},

@@ -4,8 +4,6 @@
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <openssl/bytestring.h>
-#include <openssl/evp.h>
 #include <openssl/mem.h>
 #include <openssl/rsa.h>
 #include <signal.h>
@@ -16,6 +14,7 @@
 #include <algorithm>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "keymint/ORX_RSA.h"
@@ -113,13 +112,10 @@ TEST_F(RsaTest, LoadingNamesWhyThereIsNoBlob) {
 }
 
 TEST_F(RsaTest, EachIdHasItsFileWithModeAndExactBytes) {
-  const std::pair<int, const char*> files[] = {{17, "zol_key_cek"},
-                                               {14, "zol_key_iprm"},
-                                               {50, "zol_key_user0"},
-                                               {51, "zol_key_user1"},
-                                               {52, "zol_key_user2"}};
-  for (const auto& [id, name] : files) {
-    const std::string path = std::string("/mnt/vendor/persist/security/") + name;
+  for (const auto& [id, name] :
+       {std::pair(17, "cek"), std::pair(14, "iprm"), std::pair(50, "user0"), std::pair(51, "user1"),
+        std::pair(52, "user2")}) {
+    const std::string path = std::string("/mnt/vendor/persist/security/zol_key_") + name;
     const Bytes blob(static_cast<size_t>(id), static_cast<uint8_t>(id));
     EXPECT_EQ(store_key_blob(id, blob), 0);
     EXPECT_EQ(ToBytes(FileContent(path)), blob);
@@ -127,10 +123,6 @@ TEST_F(RsaTest, EachIdHasItsFileWithModeAndExactBytes) {
     ASSERT_EQ(stat(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0660u);
     EXPECT_EQ(load_key_blob(id), blob);
-    const std::string number = std::to_string(id);
-    EXPECT_THAT(TakeMessages(),
-                ElementsAre("RSA: key with size:" + number + " being saved to filesystem",
-                            "RSA: loaded key blob size: " + number + " for keyid " + number));
   }
 }
 
@@ -183,24 +175,6 @@ TEST_F(RsaTest, ImportDeclaresEveryUseAndWipesTheCallersKey) {
   EXPECT_THAT(log_.messages(),
               ElementsAre("strongbox was 0", "Import 2048 bit RSA key", "KM: ImportKey",
                           "RSA: key with size:8 being saved to filesystem"));
-  EXPECT_THAT(log_.paths(), ElementsAre("include/keymint/ORX_KEYMINT.h", "src/keymint/ORX_RSA.cpp",
-                                        "src/keymint/ORX_KMINT.cpp", "src/keymint/ORX_RSA.cpp"));
-}
-
-TEST_F(RsaTest, TheEncodingsLengthAloneDecidesTheDeclaredSize) {
-  for (const auto& [length, bits] :
-       {std::pair<size_t, const char*>{0, "2048"}, std::pair<size_t, const char*>{2000, "2048"},
-        std::pair<size_t, const char*>{2001, "4096"}}) {
-    EXPECT_CALL(device_, importKey).WillOnce([bits = bits](const auto& params, auto&&...) {
-      EXPECT_THAT(Text(params), HasSubstr(std::string("KEY_SIZE=") + bits));
-      return ::ndk::ScopedAStatus::fromServiceSpecificError(-38);
-    });
-    Bytes key(length, 'k');
-    EXPECT_EQ(ORX_RSA_ImportKey(key.data(), static_cast<uint32_t>(length), 1, 50), 1u);
-    EXPECT_EQ(key, Bytes(length, 0)) << "wiped although the device refused it";
-    EXPECT_THAT(TakeMessages(), ElementsAre(std::string("Import ") + bits + " bit RSA key",
-                                            "RSA: import key failed, code:-38"));
-  }
 }
 
 TEST_F(RsaTest, AnImportUnderAnIdWithoutFileFailsOnlyAfterKeyMintHasTheKey) {
@@ -217,10 +191,6 @@ TEST_F(RsaTest, WrappedKeysAreRefusedUntouched) {
   EXPECT_THAT(TakeMessages(), ElementsAre("RSA: unwrap failed"));
   EXPECT_EQ(ORX_RSA_ImportKey(key.data(), 4099, 0, 50), 1u);
   EXPECT_THAT(TakeMessages(), ElementsAre("wrapped key too big", "RSA: unwrap failed"));
-  uint32_t length = 5000;
-  EXPECT_EQ(ORX_RSA_Unwrap(key.data(), &length), 1u);
-  EXPECT_THAT(TakeMessages(), ElementsAre("wrapped key too big"));
-  EXPECT_EQ(length, 5000u);
   EXPECT_EQ(key, Bytes(5000, 'k'));
 }
 
@@ -230,53 +200,33 @@ uint32_t Import(const RsaComponents& components) {
   return ImportRsaComponents(components, 50);
 }
 
-TEST_F(RsaTest, ComponentsReachTheDeviceAsThePkcs8KeyTheyMake) {
-  // 3072 bits take less than 2001 bytes, and are declared as 2048.
-  for (const auto& [bits, declared] : {std::pair(1024, "2048"), std::pair(2048, "2048"),
-                                       std::pair(3072, "2048"), std::pair(4096, "4096")}) {
-    const RsaComponents own = ComponentsOf(NewRsaKey(bits).get());
-    RsaComponents components = own;
-    components[0].insert(components[0].begin(), 3, 0);  // leading zeros are allowed
-    std::string der_length;
-    EXPECT_CALL(device_, importKey)
-        .WillOnce([&](auto&&, auto&&, const Bytes& key, auto&&, auto* result) {
-          der_length = std::to_string(key.size());
-          CBS der;
-          CBS_init(&der, key.data(), key.size());
-          const bssl::UniquePtr<EVP_PKEY> parsed(EVP_parse_private_key(&der));
-          EXPECT_EQ(CBS_len(&der), 0u);
-          if (parsed) components = ComponentsOf(EVP_PKEY_get0_RSA(parsed.get()));
-          *result = orx_test::MockKeyMintDevice::Created("blob");
-          return ::ndk::ScopedAStatus::ok();
-        });
-    EXPECT_EQ(Import(components), 0u);
-    EXPECT_EQ(components, own);
-    EXPECT_THAT(TakeMessages(), ElementsAre("RSA:key measured length:" + der_length,
-                                            "RSA: current pk type:6, size:" + der_length,
-                                            std::string("Import ") + declared + " bit RSA key",
-                                            "RSA: key with size:4 being saved to filesystem"));
-  }
+TEST_F(RsaTest, ComponentsAreMadeAKeyWhoseEncodingTellsItsSize) {
+  RsaComponents components = ComponentsOf(NewRsaKey(4096).get());
+  components[0].insert(components[0].begin(), 3, 0);  // leading zeros are allowed
+  std::string length;
+  EXPECT_CALL(device_, importKey).WillOnce([&](auto&&, auto&&, const Bytes& key, auto&&, auto*) {
+    length = std::to_string(key.size());
+    return ::ndk::ScopedAStatus::fromServiceSpecificError(-38);
+  });
+  EXPECT_EQ(Import(components), 1u);
+  EXPECT_THAT(
+      TakeMessages(),
+      ElementsAre("RSA:key measured length:" + length, "RSA: current pk type:6, size:" + length,
+                  "Import 4096 bit RSA key", "RSA: import key failed, code:-38"));
 }
 
 TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
   const RsaComponents good = ComponentsOf(NewRsaKey(1024).get());
   const RsaComponents other = ComponentsOf(NewRsaKey(1024).get());
-  const std::pair<const char*, Bytes (*)(const Bytes&, const Bytes&)> faults[] = {
-      {"empty", [](const Bytes&, const Bytes&) { return Bytes(); }},
-      {"all ones", [](const Bytes& own, const Bytes&) { return Bytes(own.size() + 1, 0xff); }},
-      {"oversized", [](const Bytes&, const Bytes&) { return Bytes(1 << 16, 0xa5); }},
-      {"beyond any number", [](const Bytes&, const Bytes&) { return Bytes(70 << 20, 0xa5); }},
-      {"cut", [](const Bytes& own, const Bytes&) { return Bytes(own.begin(), own.end() - 1); }},
-      {"of another key", [](const Bytes&, const Bytes& foreign) { return foreign; }},
-  };
   EXPECT_CALL(device_, importKey).Times(0);
   orx_test::CryptoMemory memory;
-  for (const auto& [fault, Spoil] : faults) {
-    for (size_t i = 0; i < good.size(); ++i) {
-      if (good[i] == Spoil(good[i], other[i])) continue;  // both keys have the same exponent
+  for (size_t i = 0; i < good.size(); ++i) {
+    const Bytes longer(good[i].size() + 1, 0xff), beyond_any_number(70 << 20, 0xa5);
+    for (const Bytes& bad : {Bytes(), longer, beyond_any_number, other[i]}) {
+      if (bad == good[i]) continue;  // both keys have the same exponent
       RsaComponents components = good;
-      components[i] = Spoil(good[i], other[i]);
-      EXPECT_EQ(Import(components), 1u) << kRsaComponentNames[i] << " is " << fault;
+      components[i] = bad;
+      EXPECT_EQ(Import(components), 1u) << kRsaComponentNames[i] << " of " << bad.size();
       EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
     }
   }
@@ -287,37 +237,6 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
   EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
   EXPECT_EQ(memory.live(), 0);
   EXPECT_EQ(FileContent(kFile50), "(none)");
-}
-
-TEST_F(RsaTest, EveryFailedAllocationEndsTheImportOfComponentsWithoutTrace) {
-  const RsaComponents components = ComponentsOf(NewRsaKey(1024).get());
-  const std::vector<std::string> no_key = {"RSA: the components make no RSA private key"};
-  const std::vector<std::string> no_encoding = {"RSA:key measured length:0",
-                                                "RSA: retrieve key information failed"};
-  ASSERT_EQ(Import(components), 0u);
-  const std::string measured = TakeMessages().front();
-  ASSERT_EQ(unlink(kFile50.c_str()), 0);
-  const std::vector<std::string> no_buffer = {measured, "RSA: invalid memory to create a new key"};
-
-  orx_test::CryptoMemory memory;
-  std::vector<std::vector<std::string>> seen;
-  for (size_t k = 0;; ++k) {
-    memory.FailAt(k);
-    EXPECT_CALL(device_, importKey).Times(::testing::AtMost(1));
-    const uint32_t result = Import(components);
-    const bool failed = memory.failed();
-    EXPECT_TRUE(::testing::Mock::VerifyAndClearExpectations(&device_));
-    EXPECT_EQ(memory.live(), 0) << "allocation " << k;
-    const std::vector<std::string> messages = TakeMessages();
-    if (!failed) {
-      EXPECT_EQ(result, 0u);
-      break;
-    }
-    EXPECT_EQ(result, 1u) << "allocation " << k;
-    EXPECT_EQ(FileContent(kFile50), "(none)");
-    if (seen.empty() || seen.back() != messages) seen.push_back(messages);
-  }
-  EXPECT_THAT(seen, ElementsAre(no_key, no_encoding, no_buffer));
 }
 
 #ifndef __SANITIZE_ADDRESS__  // whose allocator keeps the freed memory elsewhere
@@ -403,39 +322,26 @@ TEST_F(RsaTest, SelectorsOtherThanTheKnownOnesMeanSha1NoPaddingAndDecrypt) {
     begun.push_back(toString(purpose) + " " + Text(params));
     return ::ndk::ScopedAStatus::fromServiceSpecificError(-38);
   });
-  for (int selector : {-1, 0, 1, 2, 7}) {
+  for (int selector : {-1, 2}) {
     uint32_t length = 12;
-    ORX_RSA_Sign(50, data_, output_, 4, &length, selector, selector);
+    ORX_RSA_Sign(50, data_, output_, 4, &length, selector - 1, selector);
     ORX_RSA_EncryptDecrypt(50, selector, data_, output_, 4, &length, nullptr, selector);
   }
   const std::string rest = " NO_AUTH_REQUIRED=true ";
-  const std::string other_sign = "SIGN DIGEST=SHA1 PADDING=NONE" + rest;
-  const std::string other_crypt = "DECRYPT PADDING=NONE" + rest;
-  EXPECT_THAT(begun, ElementsAre(other_sign, other_crypt, other_sign, other_crypt,
-                                 "SIGN DIGEST=SHA1 PADDING=RSA_PKCS1_1_5_SIGN" + rest,
-                                 "ENCRYPT PADDING=RSA_PKCS1_1_5_ENCRYPT" + rest,
-                                 "SIGN DIGEST=SHA_2_256 PADDING=NONE" + rest, other_crypt,
-                                 other_sign, other_crypt));
+  EXPECT_THAT(begun,
+              ElementsAre("SIGN DIGEST=SHA1 PADDING=NONE" + rest, "DECRYPT PADDING=NONE" + rest,
+                          "SIGN DIGEST=SHA1 PADDING=NONE" + rest, "DECRYPT PADDING=NONE" + rest));
 }
 
 TEST_F(RsaTest, MissingArgumentsAreRefusedBeforeAnyService) {
-  const struct {
-    const uint8_t* data;
-    uint32_t data_length;
-    bool output;
-    uint32_t* length;
-    uint32_t capacity;
-  } rows[] = {{nullptr, 4, true, &length_, 9},
-              {data_, 0, true, &length_, 9},
-              {data_, 4, false, &length_, 9},
-              {data_, 4, true, nullptr, 0},
-              {data_, 4, true, &length_, 0}};
-  for (const auto& [data, data_length, output, length, capacity] : rows) {
+  using Row = std::tuple<const uint8_t*, uint32_t, uint8_t*, uint32_t>;
+  for (const auto& [data, data_length, output, capacity] :
+       {Row(nullptr, 4, output_, 9), Row(data_, 0, output_, 9), Row(data_, 4, nullptr, 9),
+        Row(data_, 4, output_, 0)}) {
     length_ = capacity;
-    uint8_t* const out = output ? output_ : nullptr;
-    EXPECT_EQ(ORX_RSA_Sign(50, data, out, data_length, length, 2, 1), 1u);
-    EXPECT_EQ(ORX_RSA_Verify(50, data, out, data_length, capacity, 2, 1), 1u);
-    EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data, out, data_length, length, nullptr, 1), 1u);
+    EXPECT_EQ(ORX_RSA_Sign(50, data, output, data_length, &length_, 2, 1), 1u);
+    EXPECT_EQ(ORX_RSA_Verify(50, data, output, data_length, capacity, 2, 1), 1u);
+    EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data, output, data_length, &length_, nullptr, 1), 1u);
     EXPECT_THAT(log_.Take(), ElementsAre("ORX RSA sign: invalid input parameters",
                                          "ORX RSA verify: invalid input parameters",
                                          "ORX RSA cipher: invalid input parameters"));
@@ -455,15 +361,10 @@ TEST_F(RsaTest, VerifyPassesTheSignatureOnAndRejectsItWhateverTheDeviceSays) {
   EXPECT_EQ(ORX_RSA_Verify(50, data_, signature, 4, 3, 2, 1), 1u);
   EXPECT_THAT(TakeMessages(),
               ElementsAre(kLoaded, "RSA: finish failed with code:-30, blob size:6, output_size:5"));
-  EXPECT_EQ(ORX_RSA_Verify(51, data_, signature, 4, 3, 2, 1), 1u);
-  EXPECT_THAT(TakeMessages(),
-              ElementsAre("RSA: failed to read RSA from ", "RSA: no key blob not loaded"));
-
-  // The sentinel, behind which the device's answer is appended.
-  const AuthorizationSet none;
-  EXPECT_EQ(ORX_RSA_Process(51, km::KeyPurpose::VERIFY, "in", "sig", none), "ERROR");
   ::testing::Mock::VerifyAndClearExpectations(&device_);
   ::testing::Mock::VerifyAndClearExpectations(&operation_);
+  const AuthorizationSet none;
+  // The sentinel, behind which the device's answer is appended.
   EXPECT_EQ(ORX_RSA_Process(50, km::KeyPurpose::VERIFY, "in", "sig", none), "ERRORoutput");
 }
 
@@ -496,7 +397,8 @@ TEST_P(RsaFailure, LeavesNoSignatureAndTellsWhy) {
     result->operation = keymint_.operation;
     return ::ndk::ScopedAStatus::ok();
   });
-  auto& upgrade = EXPECT_CALL(device_, upgradeKey).Times(row.upgrade == kNotAsked ? 0 : 1);
+  auto& upgrade = EXPECT_CALL(device_, upgradeKey(ToBytes("stored"), _, _))
+                      .Times(row.upgrade == kNotAsked ? 0 : 1);
   if (row.upgrade == 0) upgrade.WillOnce(Succeeds(ToBytes(row.upgraded)));
   if (row.upgrade < 0) upgrade.WillOnce(Fails(row.upgrade));
   EXPECT_CALL(operation_, finish)
@@ -524,11 +426,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Failure{"Begin", -25, kNotAsked, "", kNotAsked, kAnySize, kNotAsked,
                 "RSA: begin failed with error: -25\n", "stored"},
-        Failure{"Finish", 0, kNotAsked, "", kNotAsked, kAnySize, -21,
-                "RSA: finish failed with code:-21, blob size:6, output_size:0", "stored"},
         Failure{"Upgrade", -62, -40, "", kNotAsked, kAnySize, kNotAsked, kNotNeeded + "-40\n",
-                "stored"},
-        Failure{"UpgradeNotNeeded", -62, 0, "", kNotAsked, kAnySize, kNotAsked, kNotNeeded + "0\n",
                 "stored"},
         Failure{"BeginAgain", -62, 0, "upgraded", -62, kAnySize, kNotAsked,
                 kRequires + "RSA: begin failed with upgraded key, code:-62, blob size:6", "stored"},
@@ -540,48 +438,6 @@ INSTANTIATE_TEST_SUITE_P(
                 kSaving + "RSA: finish failed with code:-21, blob size:6, output_size:0",
                 "upgraded"}),
     [](const auto& row) { return row.param.title; });
-
-TEST_F(RsaTest, AKeyThatNeedsAnUpgradeIsUpgradedSavedAndUsedAgain) {
-  StoreBlob();
-  const std::string params = "DIGEST=SHA_2_256 PADDING=RSA_PKCS1_1_5_SIGN NO_AUTH_REQUIRED=true ";
-  ::testing::InSequence in_order;
-  EXPECT_CALL(device_, begin(_, ToBytes("stored"), _, _, _)).WillOnce(Fails(-62));
-  EXPECT_CALL(device_, upgradeKey(ToBytes("stored"), _, _))
-      .WillOnce([&params](auto&&, const auto& upgrade_params, Bytes* upgraded) {
-        EXPECT_EQ(Text(upgrade_params), params);
-        *upgraded = ToBytes("upgraded");
-        return ::ndk::ScopedAStatus::ok();
-      });
-  EXPECT_CALL(device_, begin(km::KeyPurpose::SIGN, ToBytes("upgraded"), _, _, _))
-      .WillOnce([&](auto&&, auto&&, const auto& begin_params, auto&&, auto* result) {
-        EXPECT_EQ(Text(begin_params), params);
-        EXPECT_EQ(FileContent(kFile50), "stored") << "saved only when the device takes it";
-        result->operation = keymint_.operation;
-        return ::ndk::ScopedAStatus::ok();
-      });
-  EXPECT_CALL(operation_, finish).WillOnce([](auto&&, auto&&, auto&&, auto&&, auto&&, Bytes* out) {
-    EXPECT_EQ(FileContent(kFile50), "upgraded") << "used only when it is saved";
-    *out = ToBytes("output");
-    return ::ndk::ScopedAStatus::ok();
-  });
-  EXPECT_EQ(Sign(), 0u);
-  EXPECT_EQ(Output(), "output------");
-  EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: KM requires the key to be upgraded",
-                                          "RSA: key with size:8 being saved to filesystem"));
-  ::testing::Mock::VerifyAndClearExpectations(&operation_);
-  // The next call takes the upgraded blob, whose length is the one last stored.
-  EXPECT_CALL(device_, begin(_, ToBytes("upgraded"), _, _, _));
-  EXPECT_EQ(Sign(), 0u);
-}
-
-TEST_F(RsaTest, AnEmptyResultIsNoResult) {
-  StoreBlob();
-  EXPECT_CALL(operation_, finish).WillRepeatedly(Succeeds(Bytes()));
-  EXPECT_EQ(Sign(), 1u);
-  EXPECT_EQ(ORX_RSA_EncryptDecrypt(50, 1, data_, output_, 4, &length_, nullptr, 1), 1u);
-  EXPECT_EQ(length_, sizeof output_);
-  EXPECT_EQ(TakeMessages().back(), "RSA: Cipher output is empty");
-}
 
 TEST_F(RsaTest, DeletingAsksTheDeviceAndKeepsTheFile) {
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);

