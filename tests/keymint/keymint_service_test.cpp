@@ -112,16 +112,6 @@ TEST_F(KeyMintServiceTest, TheGeneratedChainMustFitTheAlgorithmAndIsHandedOutEit
   }
 }
 
-TEST_F(KeyMintServiceTest, AnEmptyBlobOnSuccessIsRefusedAndNothingHandedOut) {
-  LetGenerate({}, 1);
-  EXPECT_EQ(Generate(Builder().EcdsaKey(256)), -6);
-  EXPECT_THAT(characteristics_, IsEmpty());
-  EXPECT_THAT(chain_, IsEmpty());
-
-  EXPECT_CALL(*keymint_.device, importKey).WillOnce(Succeeds(km::KeyCreationResult()));
-  EXPECT_EQ(Import(&blob_), -6);
-}
-
 TEST_F(KeyMintServiceTest, ImportKeyEmptiesItsOutputsAndSendsTheRawBytes) {
   EXPECT_CALL(*keymint_.device, importKey(Builder().AesKey(128).vector_data(), km::KeyFormat::RAW,
                                           Bytes{'k', 0, 'y'}, ::testing::Eq(std::nullopt), _))
