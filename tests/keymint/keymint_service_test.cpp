@@ -104,6 +104,7 @@ TEST_F(KeyMintServiceTest, TheGeneratedChainMustFitTheAlgorithmAndIsHandedOutEit
       {wrong_type, 1, -33, symmetric}};
   for (const auto& [params, certificates, result, last_message] : rows) {
     LetGenerate(kBlob, certificates);
+    blob_.clear();
     EXPECT_EQ(Generate(params), result);
     EXPECT_EQ(blob_, kBlob);
     EXPECT_THAT(characteristics_, SizeIs(1));

@@ -27,7 +27,6 @@ using orx_test::Text;
 using ::testing::_;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::NiceMock;
 using Bytes = std::vector<uint8_t>;
 
@@ -281,15 +280,6 @@ TEST_F(SymTest, DestroyingTheContextClearsTheSelectionButNotTheBlob) {
   int id = 0;
   EXPECT_EQ(ORX_SYM_GetIDFromContext(context_, &id), 1u);
   EXPECT_THAT(log_.messages(), ElementsAre("SYM: current key id is invalid"));
-}
-
-TEST_F(SymTest, WhatIsNotSupportedSaysSoAndWhatIsEmptySucceeds) {
-  uint32_t length = 16;
-  uint8_t output[16] = {};
-  EXPECT_EQ(ORX_SYM_Decrypt_Wrapper(context_, kIv, output, &length), 1u);
-  EXPECT_EQ(ORX_SYM_EncryptEnd(context_), 0u);
-  EXPECT_EQ(ORX_SYM_DecryptEnd(context_), 0u);
-  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST(SymWithoutDeviceTest, EveryCallFailsAndTheServiceIsNotLookedUpAgain) {
