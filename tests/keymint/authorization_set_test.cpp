@@ -11,7 +11,6 @@ namespace android::hardware::keymint::ORX {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using Builder = AuthorizationSetBuilder;
 
 std::vector<std::string> Texts(const AuthorizationSet& set) {
@@ -105,16 +104,6 @@ TEST(AuthorizationSetTest, UnionIsSortedWithoutDuplicatesAlsoWithItself) {
   set.Union(set);
   EXPECT_THAT(Texts(set), ElementsAre("PURPOSE keyPurpose: ENCRYPT", "PURPOSE keyPurpose: DECRYPT",
                                       "PURPOSE keyPurpose: SIGN", "PURPOSE keyPurpose: VERIFY"));
-}
-
-TEST(AuthorizationSetTest, SubtractRemovesOnlyWholeMatches) {
-  Builder set;
-  set.SigningKey().EncryptionKey();
-  set.Subtract(Builder().Digest(km::Digest::NONE).Authorization(TAG_PURPOSE, km::KeyPurpose::SIGN));
-  EXPECT_THAT(Texts(set), ElementsAre("PURPOSE keyPurpose: ENCRYPT", "PURPOSE keyPurpose: DECRYPT",
-                                      "PURPOSE keyPurpose: VERIFY"));
-  set.Subtract(set);
-  EXPECT_THAT(set, IsEmpty());
 }
 
 }  // namespace

@@ -104,22 +104,13 @@ TEST_F(KeyMintServiceTest, TheGeneratedChainMustFitTheAlgorithmAndIsHandedOutEit
       {wrong_type, 1, -33, symmetric}};
   for (const auto& [params, certificates, result, last_message] : rows) {
     LetGenerate(kBlob, certificates);
+    blob_.clear();
     EXPECT_EQ(Generate(params), result);
     EXPECT_EQ(blob_, kBlob);
     EXPECT_THAT(characteristics_, SizeIs(1));
     EXPECT_THAT(chain_, SizeIs(certificates));
     EXPECT_EQ(log_.Take().back(), last_message);
   }
-}
-
-TEST_F(KeyMintServiceTest, AnEmptyBlobOnSuccessIsRefusedAndNothingHandedOut) {
-  LetGenerate({}, 1);
-  EXPECT_EQ(Generate(Builder().EcdsaKey(256)), -6);
-  EXPECT_THAT(characteristics_, IsEmpty());
-  EXPECT_THAT(chain_, IsEmpty());
-
-  EXPECT_CALL(*keymint_.device, importKey).WillOnce(Succeeds(km::KeyCreationResult()));
-  EXPECT_EQ(Import(&blob_), -6);
 }
 
 TEST_F(KeyMintServiceTest, ImportKeyEmptiesItsOutputsAndSendsTheRawBytes) {

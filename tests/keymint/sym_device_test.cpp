@@ -94,18 +94,6 @@ TEST_F(SymDeviceTest, TwoProcessesUseOneDeviceAtOnce) {
   ExpectSuccess(other);
 }
 
-TEST_F(SymDeviceTest, AnOutdatedBlobIsRefusedAndNeverUpgraded) {
-  InNewProcess([] { Import(); });
-  Set("os-patch-level=203012");
-  InNewProcess([] {
-    Select();
-    orx_test::LogCapture log;
-    EXPECT_EQ(ORX_SYM_EncryptBegin(nullptr, kIv, sizeof kIv, 0), 1u);
-    EXPECT_THAT(log.messages(),
-                Contains(HasSubstr("SYM: AES begin (encrypt) failed, code:-62, blob size:")));
-  });
-}
-
 // The sequence with its n-th platform call failing: the first failure ends it with the library's
 // line for that step, and a key that was stored stays usable.
 TEST_F(SymDeviceTest, EachPlatformCallMayDieAndIsNamed) {
@@ -115,8 +103,6 @@ TEST_F(SymDeviceTest, EachPlatformCallMayDieAndIsNamed) {
   } rows[] = {
       {"importKey:dead-object@1", "SYM: Import key failed with error: -1000\n"},
       {"begin:dead-object@1", "SYM: AES begin (encrypt) failed, code:-1000, blob size:"},
-      {"begin:params@1", "SYM: AES begin (encrypt) failed, code:-27, blob size:"},
-      {"begin:no-operation@1", "SYM: Finish failed with code: -32"},
       {"finish:null-status@1", "SYM: Finish failed with code: -1000"},
       {"deleteKey:-49@1", "SYM: delete key failed: -49"},
   };

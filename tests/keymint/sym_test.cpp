@@ -27,7 +27,6 @@ using orx_test::Text;
 using ::testing::_;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::NiceMock;
 using Bytes = std::vector<uint8_t>;
 
@@ -196,21 +195,6 @@ TEST_F(SymTest, SelectingChecksIdContextTableAndFileInThisOrder) {
   EXPECT_NE(context_, nullptr);
 }
 
-TEST_F(SymTest, BeginSendsModeIvAndPadding) {
-  ASSERT_EQ(Import(), 0u);
-  EXPECT_CALL(*device_, begin(km::KeyPurpose::DECRYPT, blob_, _, _, _))
-      .WillOnce([](auto&&, auto&&, const auto& params, auto&&, auto*) {
-        EXPECT_EQ(Text(params),
-                  "BLOCK_MODE=CBC NONCE=[9, 8, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0] "
-                  "PADDING=NONE ");
-        return ScopedAStatus::ok();
-      });
-  log_.Clear();
-  EXPECT_EQ(ORX_SYM_DecryptBegin(context_, kIv, 16, 1), 0u);
-  EXPECT_THAT(SymMessages(), ElementsAre("SYM: Begin with keyid=50, mode:1",
-                                         "SYM: AES begin (decrypt) operation OK"));
-}
-
 TEST_F(SymTest, BeginChecksSelectionIvAndModeInThisOrder) {
   EXPECT_CALL(*device_, begin).Times(0);
   EXPECT_EQ(ORX_SYM_EncryptBegin(context_, nullptr, 16, 2), 1u);
@@ -238,13 +222,15 @@ TEST_F(SymTest, ANegativeIvLengthIsAnEmptyNonceAndARefusedBeginIsNotUpgraded) {
 TEST_F(SymTest, FinishCopiesAtMostTheInputLengthAndLeavesTheLengthAlone) {
   ASSERT_EQ(Import(), 0u);
   for (const auto& [produced, copied] : {std::pair(16, 16), std::pair(0, 0), std::pair(48, 32)}) {
+    log_.Clear();
     ASSERT_EQ(Begin(), 0u);
+    EXPECT_THAT(SymMessages(), ElementsAre("SYM: Begin with keyid=50, mode:0",
+                                           "SYM: AES begin (encrypt) operation OK"));
     EXPECT_CALL(*operation_, finish(::testing::Optional(Bytes(32, 'i')), _, _, _, _, _))
         .WillOnce(orx_test::Succeeds(Bytes(static_cast<size_t>(produced), 'o')));
     const Bytes input(32, 'i');
     std::string output(64, '-');
     uint32_t length = 32;
-    log_.Clear();
     EXPECT_EQ(
         ORX_SYM_Encrypt(context_, input.data(), reinterpret_cast<uint8_t*>(output.data()), &length),
         0u);
@@ -294,15 +280,6 @@ TEST_F(SymTest, DestroyingTheContextClearsTheSelectionButNotTheBlob) {
   int id = 0;
   EXPECT_EQ(ORX_SYM_GetIDFromContext(context_, &id), 1u);
   EXPECT_THAT(log_.messages(), ElementsAre("SYM: current key id is invalid"));
-}
-
-TEST_F(SymTest, WhatIsNotSupportedSaysSoAndWhatIsEmptySucceeds) {
-  uint32_t length = 16;
-  uint8_t output[16] = {};
-  EXPECT_EQ(ORX_SYM_Decrypt_Wrapper(context_, kIv, output, &length), 1u);
-  EXPECT_EQ(ORX_SYM_EncryptEnd(context_), 0u);
-  EXPECT_EQ(ORX_SYM_DecryptEnd(context_), 0u);
-  EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST(SymWithoutDeviceTest, EveryCallFailsAndTheServiceIsNotLookedUpAgain) {

@@ -112,6 +112,7 @@ TEST(HashTest, EveryFailureIsNamedAndRecoveredFromWithoutALeak) {
   memory.FailAt(1);
   EXPECT_EQ(hash(), 1u);
   EXPECT_EQ(memory.live(), 0);
+  EXPECT_EQ(ORX_HASH_Update(0, "abc", 3), 1u);
   EXPECT_EQ(hash() + hash(), 0u);
   EXPECT_THAT(log.Take(), ElementsAre("EVP_DigestInit_ex failed", "openssl_ctx NULL",
                                       "Warning context not released!"));

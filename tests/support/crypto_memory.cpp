@@ -5,8 +5,6 @@
 #include <openssl/mem.h>
 #include <stdlib.h>
 
-#include <algorithm>
-
 namespace {
 
 constexpr size_t kNever = ~size_t{0};
@@ -16,7 +14,6 @@ struct Counters {
   size_t fail_at = kNever;
   bool failed = false;
   size_t allocations = 0;
-  size_t largest = 0;
   ptrdiff_t live = 0;
 } counters;
 
@@ -31,7 +28,6 @@ size_t* HeaderOf(void* memory) {
 extern "C" {
 
 __attribute__((visibility("default"))) void* OPENSSL_memory_alloc(size_t size) {
-  counters.largest = std::max(counters.largest, size);
   // Null for no bytes would be no failure to the crypto library.
   if (size != 0 && counters.allocations++ == counters.fail_at) {
     counters.failed = true;
@@ -80,10 +76,6 @@ bool CryptoMemory::failed() const {
 
 size_t CryptoMemory::allocations() const {
   return counters.allocations;
-}
-
-size_t CryptoMemory::largest() const {
-  return counters.largest;
 }
 
 ptrdiff_t CryptoMemory::live() const {

@@ -25,9 +25,6 @@ class CryptoMemory {
   // allocations returns how many were asked for since FailAt() or construction.
   size_t allocations() const;
 
-  // largest returns the size in bytes of the largest one asked for since construction.
-  size_t largest() const;
-
   // live returns how many more were allocated than freed since construction. Empties the thread's
   // error queue, which owns memory too.
   ptrdiff_t live() const;
