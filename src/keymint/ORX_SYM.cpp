@@ -198,21 +198,21 @@ uint32_t ORX_Process_AES_Begin(const unsigned char* iv, int iv_length, int mode,
 uint32_t ORX_Process_AES_Finish(const unsigned char* input, unsigned char* output,
                                 unsigned int* length) {
   ORX_LOG("SYM: Operation with key id=%d", current_key_id);
-  const std::string input_bytes(reinterpret_cast<const char*>(input), *length);
+  const Wiped<std::string> input_bytes(reinterpret_cast<const char*>(input), *length);
   InitSymKeymintService();
   if (input == nullptr || output == nullptr) {
     ORX_LOG("SYM: Invalid input parameters");
     return 1;
   }
 
-  std::string produced;
-  const int result = symmetric_service->Finish(input_bytes, "", &produced);
+  Wiped<std::string> produced;
+  const int result = symmetric_service->Finish(*input_bytes, "", &*produced);
   if (result != 0) {
     ORX_LOG("SYM: Finish failed with code: %d", result);
     return 1;
   }
-  ORX_LOG("SYM: Finish with output size: %d", static_cast<int>(produced.size()));
-  memcpy(output, produced.data(), std::min<size_t>(produced.size(), *length));
+  ORX_LOG("SYM: Finish with output size: %d", static_cast<int>((*produced).size()));
+  memcpy(output, (*produced).data(), std::min<size_t>((*produced).size(), *length));
   return 0;
 }
 
