@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "device_module.h"
+#include "host/device_module.h"
 
 #include <android_host/host.h>
 #include <dlfcn.h>

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-#include "device_module.h"
+#include "host/device_module.h"
 
 // The value is in libbase's map; this holds what that map does not offer. Entries are never
 // removed, as callers keep pointers to them.

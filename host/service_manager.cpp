@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "device_module.h"
+#include "host/device_module.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include <utility>
 
-#include "sim/channel.h"
+#include "sim/channel/channel.h"
 #include "sim/services.h"
 
 namespace orx_sim {

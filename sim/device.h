@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "sim/device_folder.h"
-#include "sim/faults.h"
-#include "sim/instance.h"
+#include "sim/base/device_folder.h"
+#include "sim/base/instance.h"
+#include "sim/channel/faults.h"
 
 namespace orx_sim {
 

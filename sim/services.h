@@ -4,9 +4,9 @@
 #include <memory>
 #include <vector>
 
-#include "sim/keymint_device.h"
-#include "sim/remotely_provisioned.h"
-#include "sim/shared_secret.h"
+#include "sim/attestation/remotely_provisioned.h"
+#include "sim/keymint/keymint_device.h"
+#include "sim/negotiation/shared_secret.h"
 
 namespace orx_sim {
 

@@ -8,10 +8,10 @@
 
 #include <filesystem>
 
-#include "sim/device_folder.h"
-#include "sim/faults.h"
-#include "sim/modem.h"
-#include "sim/settings.h"
+#include "sim/base/device_folder.h"
+#include "sim/base/settings.h"
+#include "sim/channel/faults.h"
+#include "sim/modem/modem.h"
 #include "sim/tool/run.h"
 
 namespace orx_sim {

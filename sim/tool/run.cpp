@@ -17,10 +17,10 @@
 
 #include <filesystem>
 
-#include "sim/device_folder.h"
-#include "sim/faults.h"
-#include "sim/files.h"
-#include "sim/modem.h"
+#include "sim/base/device_folder.h"
+#include "sim/base/files.h"
+#include "sim/channel/faults.h"
+#include "sim/modem/modem.h"
 #include "sim/tool/sandbox.h"
 
 extern "C" int android_host_device_attach(void);

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/hex.h"
+#include "tests/support/hex.h"
 
 namespace {
 

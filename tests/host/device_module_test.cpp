@@ -27,18 +27,18 @@ bool HasClock() {
 }
 
 TEST(DeviceModule, IsLoadedByTheFirstPropertyRead) {
-  setenv("ANDROID_HOST_DEVICE", GOOD_MODULE, 1);
+  setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
   EXPECT_EQ(DeviceProperty(), "module");
   EXPECT_TRUE(HasClock());
 }
 
 TEST(DeviceModule, IsLoadedByTheFirstServiceLookUp) {
-  setenv("ANDROID_HOST_DEVICE", GOOD_MODULE, 1);
+  setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
   EXPECT_TRUE(HasClock());
 }
 
 TEST(DeviceModule, IsNotLoadedOnceDisabled) {
-  setenv("ANDROID_HOST_DEVICE", GOOD_MODULE, 1);
+  setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
   android_host::DisableDeviceModule();
   EXPECT_FALSE(HasClock());
   EXPECT_EQ(DeviceProperty(), "none");
@@ -50,7 +50,7 @@ TEST(DeviceModule, FailureLeavesAnEmptyDevice) {
       {"/nonexistent/device.so",
        "android_host: no device: cannot load the module /nonexistent/device.so: "},
       {"libc.so.6", "undefined symbol: android_host_device_attach\n"},
-      {FAILING_MODULE, " failed to attach (7)\n"},
+      {ORX_TEST_FOLDER "/libfailing_device_module.so", " failed to attach (7)\n"},
   };
   for (const auto& [module, says] : kCases) {
     SCOPED_TRACE(module);

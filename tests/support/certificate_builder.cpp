@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/certificate_builder.h"
+#include "tests/support/certificate_builder.h"
 
 #include <android-base/logging.h>
 #include <openssl/bn.h>

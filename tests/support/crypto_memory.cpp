@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/crypto_memory.h"
+#include "tests/support/crypto_memory.h"
 
 #include <openssl/err.h>
 #include <openssl/mem.h>

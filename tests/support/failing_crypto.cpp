@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/failing_crypto.h"
+#include "tests/support/failing_crypto.h"
 
 #include <dlfcn.h>
 #include <openssl/digest.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/failing_fsync.h"
+#include "tests/support/failing_fsync.h"
 
 #include <errno.h>
 #include <sys/syscall.h>

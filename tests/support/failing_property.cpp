@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/failing_property.h"
+#include "tests/support/failing_property.h"
 
 #include <cutils/properties.h>
 #include <dlfcn.h>

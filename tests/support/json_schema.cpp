@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/json_schema.h"
+#include "tests/support/json_schema.h"
 
 #include <algorithm>
 #include <memory>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/log_capture.h"
+#include "tests/support/log_capture.h"
 
 #include <android/log.h>
 #include <string.h>

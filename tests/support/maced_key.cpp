@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/maced_key.h"
+#include "tests/support/maced_key.h"
 
 #include <cppbor.h>
 #include <openssl/ec.h>

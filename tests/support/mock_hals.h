@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "support/mock_keymint.h"
+#include "tests/support/mock_keymint.h"
 
 namespace orx_test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/run_program.h"
+#include "tests/support/run_program.h"
 
 #include <fcntl.h>
 #include <poll.h>

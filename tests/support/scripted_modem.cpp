@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "support/scripted_modem.h"
+#include "tests/support/scripted_modem.h"
 
 #include <gtest/gtest.h>
 #include <string.h>

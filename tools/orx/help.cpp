@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "help.h"
+#include "tools/orx/help.h"
 
 #include <ctype.h>
 
-#include "commands.h"
+#include "tools/orx/commands/commands.h"
 
 namespace orx_tool {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "args.h"
+#include "tools/orx/cli/args.h"
 
 namespace orx_tool {
 

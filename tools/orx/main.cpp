@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
-#include "commands.h"
-#include "files.h"
-#include "help.h"
-#include "library_log.h"
-#include "supervisor.h"
+#include "tools/orx/cli/files.h"
+#include "tools/orx/cli/supervisor.h"
+#include "tools/orx/commands/commands.h"
+#include "tools/orx/diagnosis/library_log.h"
+#include "tools/orx/help.h"
 
 namespace orx_tool {
 namespace {

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/attestation/attestation_extension.h"
+
+#include <gtest/gtest.h>
+
+#include "sim/base/bytes.h"
+#include "sim/keys/key_parameters.h"
+#include "tests/support/hex.h"
+
+namespace orx_sim {
+namespace {
+
+using orx_test::FromHex;
+
+using km::KeyParameter;
+using km::Tag;
+using Value = km::KeyParameterValue;
+
+const char kZeros32[] = "0000000000000000000000000000000000000000000000000000000000000000";
+
+KeyParameter Uint(Tag tag, int32_t value) {
+  return {tag, Value::make<Value::integer>(value)};
+}
+KeyParameter Ulong(Tag tag, int64_t value) {
+  return {tag, Value::make<Value::longInteger>(value)};
+}
+KeyParameter Date(Tag tag, int64_t value) {
+  return {tag, Value::make<Value::dateTime>(value)};
+}
+KeyParameter Flag(Tag tag) {
+  return {tag, true};
+}
+
+// The root of trust as every record of a simulated device has it: unlocked, unverified.
+std::string RootOfTrustField() {
+  return std::string("bf85404c304a 0420") + kZeros32 + "010100 0a0102 0420" + kZeros32;
+}
+
+Bytes Sequence(const Bytes& content) {
+  Bytes der = {0x30};
+  if (content.size() > 127) der.push_back(0x81);
+  der.push_back(static_cast<uint8_t>(content.size()));
+  der.insert(der.end(), content.begin(), content.end());
+  return der;
+}
+
+// The whole record of a TEE and the challenge "fun", with these fields in its two lists.
+Bytes Record(const std::string& version, const std::string& software,
+             const std::string& before_root, const std::string& after_root) {
+  Bytes body = FromHex(version + "0a0101" + version + "0a0101 0403 66756e 0400");
+  for (const std::string& list : {software, before_root + RootOfTrustField() + after_root}) {
+    const Bytes sequence = Sequence(FromHex(list));
+    body.insert(body.end(), sequence.begin(), sequence.end());
+  }
+  return Sequence(body);
+}
+
+AttestationRecord Plain() {
+  AttestationRecord record;
+  record.security_level = km::SecurityLevel::TRUSTED_ENVIRONMENT;
+  record.challenge = {'f', 'u', 'n'};
+  return record;
+}
+
+TEST(AttestationExtensionTest, EncodesTheRecordOfASigningKeyInTagOrderWhateverTheInputOrder) {
+  AttestationRecord record = Plain();
+  record.software_enforced = {{Tag::ATTESTATION_APPLICATION_ID, Bytes{'f', 'e', 'e'}}};
+  record.hardware_enforced = {{Tag::ORIGIN, km::KeyOrigin::GENERATED},
+                              Uint(Tag::OS_PATCHLEVEL, 202401),
+                              Flag(Tag::NO_AUTH_REQUIRED),
+                              {Tag::EC_CURVE, km::EcCurve::P_256},
+                              Uint(Tag::KEY_SIZE, 256),
+                              {Tag::ALGORITHM, km::Algorithm::EC},
+                              {Tag::PURPOSE, km::KeyPurpose::VERIFY},
+                              {Tag::PURPOSE, km::KeyPurpose::SIGN}};
+  EXPECT_EQ(EncodeKeyDescription(record),
+            Record("0202012c", "bf854505 0403666565",
+                   "a108 3106020102020103  a203 020103  a304 02020100  aa03 020101  bf837702 0500"
+                   "bf853e03 020100",
+                   "bf854205 0203 0316a1"));
+}
+
+TEST(AttestationExtensionTest, EveryFieldTypeHasItsAsn1Type) {
+  struct {
+    const char* title;
+    KeyParameter param;
+    const char* before_root;
+    const char* after_root;
+  } const rows[] = {
+      {"set of one", {Tag::DIGEST, km::Digest::SHA_2_256}, "a505 3103 020104", ""},
+      {"padding", {Tag::PADDING, km::PaddingMode::RSA_PKCS1_1_5_SIGN}, "a605 3103 020105", ""},
+      {"unsigned 64 bits", Ulong(Tag::RSA_PUBLIC_EXPONENT, 65537), "bf814805 0203010001", ""},
+      {"exponent beyond int64", Ulong(Tag::RSA_PUBLIC_EXPONENT, -1),
+       "bf81480b 020900ffffffffffffffff", ""},
+      {"authenticators: any",
+       {Tag::USER_AUTH_TYPE, km::HardwareAuthenticatorType::ANY},
+       "bf837807 020500ffffffff",
+       ""},
+      {"date", Date(Tag::ACTIVE_DATETIME, 1000), "bf831004 020203e8", ""},
+      {"flag", Flag(Tag::ROLLBACK_RESISTANCE), "bf822f02 0500", ""},
+      {"octets", {Tag::ATTESTATION_ID_BRAND, Bytes{'a', 'c'}}, "", "bf854604 04026163"},
+      {"second IMEI", {Tag::ATTESTATION_ID_SECOND_IMEI, Bytes{'1'}}, "", "bf855303 040131"},
+      {"boot patch level", Uint(Tag::BOOT_PATCHLEVEL, 20240105), "", "bf854f06 02040134d6e9"},
+      {"wrapped import only", {Tag::BLOCK_MODE, km::BlockMode::CBC}, "", ""},
+      {"never attested", {Tag::APPLICATION_ID, Bytes{1}}, "", ""},
+      {"flag that is false", {Tag::NO_AUTH_REQUIRED, false}, "", ""},
+      {"value of another type", {Tag::KEY_SIZE, Bytes{1}}, "", ""},
+  };
+  for (const auto& row : rows) {
+    AttestationRecord record = Plain();
+    record.hardware_enforced = {row.param};
+    EXPECT_EQ(EncodeKeyDescription(record), Record("0202012c", "", row.before_root, row.after_root))
+        << row.title;
+  }
+}
+
+TEST(AttestationExtensionTest, OlderInterfacesNameTheirVersionAndHaveNoSecondImei) {
+  AttestationRecord record = Plain();
+  record.interface_version = 2;
+  record.hardware_enforced = {{Tag::ATTESTATION_ID_SECOND_IMEI, Bytes{'1'}}};
+  EXPECT_EQ(EncodeKeyDescription(record), Record("020200c8", "", "", ""));
+}
+
+}  // namespace
+}  // namespace orx_sim

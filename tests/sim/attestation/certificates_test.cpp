@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/attestation/certificates.h"
+
+#include <gtest/gtest.h>
+
+#include "sim/keymint/ec_keys.h"
+#include "tests/sim/simulated_device.h"
+#include "tests/support/hex.h"
+
+namespace orx_sim {
+namespace {
+
+using km::KeyParameter;
+using km::KeyPurpose;
+using orx_test::FromHex;
+
+// CN=signer, as a PrintableString: an encoder of today would choose another string type.
+const Bytes kSignerName = FromHex("3011310f300d06035504031306 7369676e6572");
+
+bssl::UniquePtr<EVP_PKEY> NewKey() {
+  KeyParams params = {{Tag::EC_CURVE, km::EcCurve::P_256}};
+  SecretBytes material;
+  EXPECT_EQ(GenerateEc(false, &params, &material), ErrorCode::OK);
+  return ParsePrivateKey(material.data(), material.size());
+}
+
+KeyParams Dates(int64_t not_before, int64_t not_after) {
+  using Value = km::KeyParameterValue;
+  return {Param<Value::dateTime>(Tag::CERTIFICATE_NOT_BEFORE, not_before),
+          Param<Value::dateTime>(Tag::CERTIFICATE_NOT_AFTER, not_after)};
+}
+
+KeyParams Purposes(const std::vector<KeyPurpose>& purposes) {
+  KeyParams params = Dates(0, 0);
+  for (const KeyPurpose purpose : purposes) params.push_back({Tag::PURPOSE, purpose});
+  return params;
+}
+
+Bytes Encoded(X509_NAME* name) {
+  Bytes der(static_cast<size_t>(i2d_X509_NAME(name, nullptr)));
+  uint8_t* cursor = der.data();
+  i2d_X509_NAME(name, &cursor);
+  return der;
+}
+
+class CertificatesTest : public ::testing::Test {
+ protected:
+  // The certificate of a request that must be accepted.
+  bssl::UniquePtr<X509> Certify(const KeyParams& params) {
+    Bytes der;
+    EXPECT_EQ(CertifyOwnKey(params, key_.get(), &der), ErrorCode::OK);
+    return ParseCertificate(der);
+  }
+
+  bssl::UniquePtr<EVP_PKEY> key_ = NewKey();
+};
+
+TEST_F(CertificatesTest, DatesAreUtcTimeUpTo2049AndGeneralizedTimeAfterwards) {
+  for (const auto& [milliseconds, text] : {std::make_pair(int64_t{1999}, "700101000001Z"),
+                                           {2524607999999, "491231235959Z"},
+                                           {2524608000000, "20500101000000Z"},
+                                           {253402300799999, "99991231235959Z"}}) {
+    const auto certificate = Certify(Dates(milliseconds, milliseconds));
+    for (const ASN1_TIME* time :
+         {X509_get0_notBefore(certificate.get()), X509_get0_notAfter(certificate.get())}) {
+      const auto* data = reinterpret_cast<const char*>(ASN1_STRING_get0_data(time));
+      EXPECT_EQ(std::string(data, static_cast<size_t>(ASN1_STRING_length(time))), text);
+      EXPECT_EQ(ASN1_STRING_type(time) == V_ASN1_UTCTIME, milliseconds < 2524608000000);
+    }
+  }
+}
+
+TEST_F(CertificatesTest, PurposesDecideKeyUsageAuthorityAndWhoSigns) {
+  struct {
+    std::vector<KeyPurpose> purposes;
+    const char* key_usage;
+    bool authority;
+    bool is_signed;
+  } const rows[] = {
+      {{KeyPurpose::SIGN, KeyPurpose::VERIFY}, "03020780", false, true},
+      {{KeyPurpose::SIGN, KeyPurpose::DECRYPT}, "03020490", false, true},
+      {{KeyPurpose::DECRYPT, KeyPurpose::ENCRYPT}, "03020410", false, false},
+      {{KeyPurpose::WRAP_KEY}, "03020520", false, false},
+      {{KeyPurpose::AGREE_KEY}, "03020308", false, false},
+      {{KeyPurpose::ATTEST_KEY}, "03020204", true, true},
+      {{KeyPurpose::VERIFY}, "", false, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.key_usage);
+    const auto certificate = Certify(Purposes(row.purposes));
+    EXPECT_EQ(Extension(certificate.get(), "2.5.29.15"), FromHex(row.key_usage));
+    EXPECT_EQ(Extension(certificate.get(), "2.5.29.19"),
+              FromHex(row.authority ? "30030101ff" : ""));
+    const ASN1_BIT_STRING* signature = nullptr;
+    X509_get0_signature(&signature, nullptr, certificate.get());
+    EXPECT_EQ(ASN1_STRING_length(signature) > 0, row.is_signed);
+    EXPECT_EQ(X509_verify(certificate.get(), key_.get()) == 1, row.is_signed);
+  }
+}
+
+TEST_F(CertificatesTest, NamesAndSerialAreTakenOctetForOctet) {
+  const auto signer = NewKey();
+  for (const Bytes& serial : {Bytes{0x00}, Bytes{0x00, 0xff}, Bytes{0xff}, Bytes(130, 0x22)}) {
+    const KeyParams params =
+        With(Purposes({KeyPurpose::SIGN}), {BlobParam(Tag::CERTIFICATE_SUBJECT, kSignerName),
+                                            BlobParam(Tag::CERTIFICATE_SERIAL, serial)});
+    Bytes der;
+    ASSERT_EQ(
+        CertifyAttestedKey(params, key_.get(), {signer.get(), kSignerName}, FromHex("3000"), &der),
+        ErrorCode::OK);
+    const auto certificate = ParseCertificate(der);
+    EXPECT_EQ(Encoded(X509_get_issuer_name(certificate.get())), kSignerName);
+    EXPECT_EQ(Encoded(X509_get_subject_name(certificate.get())), kSignerName);
+    EXPECT_EQ(Extension(certificate.get(), kAttestationOid), FromHex("3000"));
+    EXPECT_EQ(X509_verify(certificate.get(), signer.get()), 1);
+    uint8_t* encoded = nullptr;
+    const int length = i2d_ASN1_INTEGER(X509_get_serialNumber(certificate.get()), &encoded);
+    EXPECT_EQ(Bytes(encoded + length - serial.size(), encoded + length), serial);
+    OPENSSL_free(encoded);
+  }
+}
+
+constexpr ErrorCode kArgument = ErrorCode::INVALID_ARGUMENT;
+constexpr ErrorCode kIssuer = ErrorCode::INVALID_ISSUER_SUBJECT;
+
+TEST_F(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
+  const KeyParams good = Purposes({KeyPurpose::SIGN});
+  const auto with = [&](Tag tag, const char* hex) {
+    return With(good, {BlobParam(tag, FromHex(hex))});
+  };
+  struct {
+    const char* title;
+    KeyParams params;
+    Bytes issuer;
+    ErrorCode code;
+  } const rows[] = {
+      {"no Name", with(Tag::CERTIFICATE_SUBJECT, "010203"), kSignerName, kArgument},
+      {"bytes after the Name", with(Tag::CERTIFICATE_SUBJECT, "300000"), kSignerName, kArgument},
+      {"empty serial", with(Tag::CERTIFICATE_SERIAL, ""), kSignerName, kArgument},
+      {"needless zero", with(Tag::CERTIFICATE_SERIAL, "0001"), kSignerName, kArgument},
+      {"no dates", {}, kSignerName, ErrorCode::MISSING_NOT_BEFORE},
+      {"no end", {good[0]}, kSignerName, ErrorCode::MISSING_NOT_AFTER},
+      {"year 10000", Dates(0, 253402300800000), kSignerName, kArgument},
+      {"last millisecond", Dates(0, -1), kSignerName, kArgument},
+      {"empty issuer", good, {}, kIssuer},
+      {"issuer is no Name", good, {0x31, 0x00}, kIssuer},
+  };
+  for (const auto& row : rows) {
+    Bytes der = {1};
+    EXPECT_EQ(
+        CertifyAttestedKey(row.params, key_.get(), {key_.get(), row.issuer}, FromHex("3000"), &der),
+        row.code)
+        << row.title;
+    EXPECT_EQ(der, Bytes{1}) << row.title;
+  }
+}
+
+}  // namespace
+}  // namespace orx_sim

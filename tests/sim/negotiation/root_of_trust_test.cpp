@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/negotiation/root_of_trust.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/sim/simulated_device.h"
+#include "tests/support/hex.h"
+
+namespace orx_sim {
+namespace {
+
+using orx_test::FromHex;
+
+HmacKey Key(uint8_t fill) {
+  HmacKey key;
+  key.fill(fill);
+  return key;
+}
+
+RootOfTrust Root() {
+  RootOfTrust root;
+  root.boot_patch_level = 20240105;
+  return root;
+}
+
+TEST(RootOfTrustTest, EncodesTheKnownStructure) {
+  RootOfTrustChallenge challenge;
+  for (size_t i = 0; i < challenge.size(); ++i) challenge[i] = static_cast<uint8_t>(i);
+  const std::vector<uint8_t> expected = FromHex(
+      "d1 84 43a10105 a0 584f d99c41 85"
+      "5820 0000000000000000000000000000000000000000000000000000000000000000 f4 02"
+      "5820 0000000000000000000000000000000000000000000000000000000000000000 1a0134d6e9"
+      "5820 327d03c66c91d86daa4e116b4a7d77f37dd0072bb386df87aa6f2c8a9949b90c");
+  ASSERT_EQ(expected.size(), 122u);
+  EXPECT_EQ(EncodeRootOfTrust(Root(), challenge, Key(0x0b)), expected);
+}
+
+TEST(RootOfTrustTest, IsAcceptedOncePerChallengeUnderTheRightKey) {
+  RootOfTrustReceiver receiver;
+  EXPECT_FALSE(receiver.Accept(EncodeRootOfTrust(Root(), {}, Key(1)), Key(1)))
+      << "there is no challenge yet";
+  const auto first = EncodeRootOfTrust(Root(), receiver.NewChallenge(), Key(1));
+  EXPECT_FALSE(receiver.Accept(first, Key(2)));
+  EXPECT_TRUE(receiver.Accept(first, Key(1))) << "a refusal must not spend the challenge";
+  EXPECT_FALSE(receiver.Accept(first, Key(1))) << "the challenge is spent";
+  receiver.NewChallenge();
+  EXPECT_FALSE(receiver.Accept(first, Key(1))) << "the answer to an earlier challenge";
+}
+
+TEST(RootOfTrustTest, EveryFlippedBitAndEveryTruncationIsRefused) {
+  RootOfTrustReceiver receiver;
+  const auto message = EncodeRootOfTrust(Root(), receiver.NewChallenge(), Key(1));
+  for (size_t bit = 0; bit < 8 * message.size(); ++bit) {
+    auto changed = message;
+    changed[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
+    EXPECT_FALSE(receiver.Accept(changed, Key(1))) << "bit " << bit;
+  }
+  for (size_t length = 0; length < message.size(); ++length) {
+    EXPECT_FALSE(receiver.Accept({message.data(), message.data() + length}, Key(1))) << length;
+  }
+  auto longer = message;
+  longer.push_back(0);
+  EXPECT_FALSE(receiver.Accept(longer, Key(1)));
+  EXPECT_TRUE(receiver.Accept(message, Key(1)));
+}
+
+TEST(RootOfTrustTest, EachInstanceLacksTheOthersMethods) {
+  TestDevice device;
+  RootOfTrustChallenge challenge{};
+  std::vector<uint8_t> root;
+  EXPECT_EQ(CodeOf(device.tee().keymint->getRootOfTrustChallenge(&challenge)),
+            ErrorCode::UNIMPLEMENTED);
+  EXPECT_EQ(CodeOf(device.tee().keymint->sendRootOfTrust({})), ErrorCode::UNIMPLEMENTED);
+  EXPECT_EQ(CodeOf(device.strongbox().keymint->getRootOfTrust(challenge, &root)),
+            ErrorCode::UNIMPLEMENTED);
+  EXPECT_EQ(CodeOf(device.strongbox().keymint->sendRootOfTrust({})),
+            ErrorCode::VERIFICATION_FAILED);
+}
+
+TEST(CborWriterTest, UsesTheShortestHeads) {
+  for (const auto& [value, encoding] : {std::make_pair(int64_t{0}, "00"),
+                                        {23, "17"},
+                                        {24, "1818"},
+                                        {255, "18ff"},
+                                        {256, "190100"},
+                                        {65535, "19ffff"},
+                                        {65536, "1a00010000"},
+                                        {4294967295, "1affffffff"},
+                                        {4294967296, "1b0000000100000000"},
+                                        {-1, "20"},
+                                        {-24, "37"},
+                                        {-25, "3818"},
+                                        {-70000, "3a0001116f"},
+                                        {INT64_MIN, "3b7fffffffffffffff"}}) {
+    EXPECT_EQ(CborWriter().Integer(value).Take(), FromHex(encoding)) << value;
+  }
+}
+
+}  // namespace
+}  // namespace orx_sim

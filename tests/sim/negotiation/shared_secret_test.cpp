@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/negotiation/shared_secret.h"
+
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/hex.h"
+
+namespace orx_sim {
+namespace {
+
+using orx_test::FromHex;
+
+using Parameters = std::vector<ss::SharedSecretParameters>;
+
+constexpr size_t kLength = 32;
+const SecretBytes kZeroKey(kLength, 0);
+
+std::shared_ptr<SharedSecretService> NewService(const SecretBytes& key, const Bytes& seed) {
+  return ndk::SharedRefBase::make<SharedSecretService>(
+      std::make_shared<SharedSecretParty>(key, seed));
+}
+
+ss::SharedSecretParameters ParametersOf(ss::ISharedSecret& service) {
+  ss::SharedSecretParameters parameters;
+  EXPECT_TRUE(service.getSharedSecretParameters(&parameters).isOk());
+  return parameters;
+}
+
+Bytes CheckValue(ss::ISharedSecret& service, const Parameters& parameters) {
+  Bytes value;
+  EXPECT_TRUE(service.computeSharedSecret(parameters, &value).isOk());
+  return value;
+}
+
+TEST(SharedSecretTest, DerivesTheKnownSecretsAndCheckValues) {
+  const ss::SharedSecretParameters tee{{}, Bytes(kLength, 1)};
+  const ss::SharedSecretParameters strongbox{Bytes(kLength, 2), Bytes(kLength, 3)};
+  struct {
+    Parameters parameters;
+    const char* secret;
+    const char* check_value;
+  } const rows[] = {{{tee, strongbox},
+                     "b2941252d52e5d3eea87c4e3cd7ca35e024d303fe3f92eae95afde65a25dbe27",
+                     "c3cebfb6efb33fd791f38b2bfbdf5b9375bd805eaf62783fbe2a4474dafb5814"},
+                    {{strongbox, tee},
+                     "8146486bb325788a3f71e43e4c456db98cca3b9e30eb5befb13c3fb2b5e4fd4c",
+                     "68f9bd0ac7a96d508b67e68e21d62688eed9b5c835af14b200009a59e296a336"}};
+  for (const auto& row : rows) {
+    const HmacKey secret = DeriveSharedSecret(kZeroKey, row.parameters);
+    EXPECT_EQ(Bytes(secret.begin(), secret.end()), FromHex(row.secret));
+    EXPECT_EQ(SharedSecretCheckValue(secret), FromHex(row.check_value));
+  }
+}
+
+TEST(SharedSecretTest, NonceIsConstantUntilTheNextBootAndTheSeedBeyond) {
+  const Bytes seed(kLength, 5);
+  const auto party = NewService(kZeroKey, seed);
+  const auto first = ParametersOf(*party);
+  EXPECT_EQ(first.nonce.size(), kLength);
+  EXPECT_EQ(first.seed, seed);
+  EXPECT_EQ(ParametersOf(*party), first);
+  const auto after_boot = ParametersOf(*NewService(kZeroKey, seed));
+  EXPECT_EQ(after_boot.seed, seed);
+  EXPECT_NE(after_boot.nonce, first.nonce);
+}
+
+TEST(SharedSecretTest, AListWithoutTheOwnParametersIsRefusedAndKeepsTheSecret) {
+  const auto party = std::make_shared<SharedSecretParty>(kZeroKey, Bytes());
+  const auto service = ndk::SharedRefBase::make<SharedSecretService>(party);
+  EXPECT_FALSE(party->secret().has_value());
+  CheckValue(*service, {party->parameters()});
+  const auto secret = party->secret();
+  ASSERT_TRUE(secret.has_value());
+
+  auto foreign = party->parameters();
+  foreign.nonce[31] ^= 1;
+  for (const Parameters& parameters : {Parameters{}, Parameters{foreign}}) {
+    Bytes value = {1};
+    const auto status = service->computeSharedSecret(parameters, &value);
+    EXPECT_EQ(status.getServiceSpecificError(),
+              static_cast<int32_t>(
+                  ::aidl::android::hardware::security::keymint::ErrorCode::INVALID_ARGUMENT));
+    EXPECT_EQ(value, Bytes{1});
+  }
+  EXPECT_EQ(party->secret(), secret);
+  CheckValue(*service, {foreign, party->parameters()});
+  EXPECT_NE(party->secret(), secret);
+}
+
+}  // namespace
+}  // namespace orx_sim

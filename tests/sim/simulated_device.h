@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <gtest/gtest.h>
+#include <openssl/bn.h>
+#include <openssl/ec_key.h>
+#include <openssl/mem.h>
+#include <openssl/nid.h>
+#include <openssl/x509.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sim/base/files.h"
+#include "sim/keys/key_params.h"
+#include "sim/services.h"
+
+namespace orx_sim {
+
+// TestDevice is a device in a folder that goes away with it, made of lines of settings; properties
+// are those of a current phone.
+class TestDevice {
+ public:
+  explicit TestDevice(const std::string& settings = "") {
+    std::string pattern = ::testing::TempDir() + "/device.XXXXXX";
+    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
+    parent_ = pattern;
+    std::ofstream(parent_ + "/test.profile")
+        << "imei = 490154203237518\nsecond-imei = 490154203237526\nmeid = A0000000002329\n"
+        << settings
+        << "\n[build.prop]\nro.product.first_api_level=34\nro.product.vendor.brand=acme\n"
+        << "ro.product.vendor.device=phone\nro.product.vendor.name=phone_eu\n"
+        << "ro.product.vendor.manufacturer=ACME\nro.product.vendor.model=Phone 1\n"
+        << "ro.vendor.boot.serialno=S1\n";
+    std::string error;
+    EXPECT_TRUE(DeviceFolder::Create(parent_ + "/device", parent_ + "/test.profile", &error))
+        << error;
+    Boot();
+  }
+  ~TestDevice() { RemoveTree(parent_); }
+  TestDevice(const TestDevice&) = delete;
+  TestDevice& operator=(const TestDevice&) = delete;
+
+  // Boot opens the folder and starts the services afresh, after changes to the settings.
+  void Boot(const std::vector<std::string>& settings = {}) {
+    std::string error;
+    folder_ = DeviceFolder::Open(parent_ + "/device", &error);
+    ASSERT_TRUE(folder_) << error;
+    ASSERT_TRUE(folder_->Set(settings, &error)) << error;
+    services_ = StartServices(folder_);
+  }
+
+  Services& tee() { return services_.at(0); }
+  Services& strongbox() { return services_.at(1); }
+  DeviceFolder& folder() { return *folder_; }
+
+ private:
+  std::string parent_;
+  std::shared_ptr<DeviceFolder> folder_;
+  std::vector<Services> services_;
+};
+
+// The error code of a status, 0 if it is OK.
+inline ErrorCode CodeOf(const ndk::ScopedAStatus& status) {
+  return status.isOk() ? ErrorCode::OK : static_cast<ErrorCode>(status.getServiceSpecificError());
+}
+
+// Calls of KeyMint, which leave their outputs alone when they fail.
+inline ErrorCode Import(Services& services, const KeyParams& params, km::KeyFormat format,
+                        const Bytes& data, km::KeyCreationResult* result) {
+  const ErrorCode code =
+      CodeOf(services.keymint->importKey(params, format, data, std::nullopt, result));
+  EXPECT_TRUE(code == ErrorCode::OK || *result == km::KeyCreationResult());
+  return code;
+}
+inline ErrorCode Begin(Services& services, km::KeyPurpose purpose, const Bytes& blob,
+                       const KeyParams& params, km::BeginResult* result) {
+  const ErrorCode code =
+      CodeOf(services.keymint->begin(purpose, blob, params, std::nullopt, result));
+  EXPECT_EQ(result->operation == nullptr, code != ErrorCode::OK);
+  return code;
+}
+inline ErrorCode Finish(const std::shared_ptr<km::IKeyMintOperation>& operation, const Bytes& input,
+                        Bytes* output, const Bytes& signature = {}) {
+  return CodeOf(
+      operation->finish(input, signature, std::nullopt, std::nullopt, std::nullopt, output));
+}
+inline ErrorCode Operate(Services& services, km::KeyPurpose purpose, const Bytes& blob,
+                         const KeyParams& params, const Bytes& input, Bytes* output,
+                         const Bytes& signature = {}) {
+  km::BeginResult begun;
+  const ErrorCode code = Begin(services, purpose, blob, params, &begun);
+  return code == ErrorCode::OK ? Finish(begun.operation, input, output, signature) : code;
+}
+
+inline bssl::UniquePtr<X509> ParseCertificate(const Bytes& der) {
+  const uint8_t* cursor = der.data();
+  bssl::UniquePtr<X509> certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
+  EXPECT_TRUE(certificate);
+  EXPECT_EQ(cursor, der.data() + der.size());
+  return certificate;
+}
+
+// The octets inside an extension, empty if it is not there.
+inline Bytes Extension(X509* certificate, const char* oid) {
+  const bssl::UniquePtr<ASN1_OBJECT> object(OBJ_txt2obj(oid, 1));
+  const int index = X509_get_ext_by_OBJ(certificate, object.get(), -1);
+  if (index < 0) return {};
+  const ASN1_STRING* const value = X509_EXTENSION_get_data(X509_get_ext(certificate, index));
+  const uint8_t* const data = ASN1_STRING_get0_data(value);
+  return Bytes(data, data + ASN1_STRING_length(value));
+}
+inline constexpr char kAttestationOid[] = "1.3.6.1.4.1.11129.2.1.17";
+
+// The public key of a MACed COSE_Key of P-256 in canonical form, null if the coordinates are no
+// point of the curve.
+inline bssl::UniquePtr<EVP_PKEY> PublicKeyOf(const Bytes& maced_key) {
+  const bssl::UniquePtr<BIGNUM> x(BN_bin2bn(&maced_key.at(18), 32, nullptr));
+  const bssl::UniquePtr<BIGNUM> y(BN_bin2bn(&maced_key.at(53), 32, nullptr));
+  const bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
+  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
+  if (!EC_KEY_set_public_key_affine_coordinates(ec.get(), x.get(), y.get()) ||
+      !EVP_PKEY_set1_EC_KEY(key.get(), ec.get())) {
+    return nullptr;
+  }
+  return key;
+}
+
+// Parameters of an EC P-256 key with this purpose, valid without end.
+inline KeyParams EcRequest(km::KeyPurpose purpose) {
+  return {
+      {Tag::ALGORITHM, km::Algorithm::EC},
+      {Tag::EC_CURVE, km::EcCurve::P_256},
+      {Tag::PURPOSE, purpose},
+      {Tag::DIGEST, km::Digest::SHA_2_256},
+      {Tag::NO_AUTH_REQUIRED, true},
+      Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_BEFORE, int64_t{0}),
+      Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_AFTER, int64_t{253402300799000})};
+}
+
+inline KeyParams With(KeyParams params, const KeyParams& more) {
+  params.insert(params.end(), more.begin(), more.end());
+  return params;
+}
+inline KeyParams Without(KeyParams params, Tag tag) {
+  Remove(&params, tag);
+  return params;
+}
+
+// The same for a key of another algorithm, without its size.
+inline KeyParams RequestOf(km::Algorithm algorithm, km::KeyPurpose purpose) {
+  KeyParams params = Without(Without(EcRequest(purpose), Tag::EC_CURVE), Tag::ALGORITHM);
+  params.push_back({Tag::ALGORITHM, algorithm});
+  return params;
+}
+
+// What makes a request one for attestation.
+inline KeyParams Attested(const KeyParams& params) {
+  return With(params, {{Tag::ATTESTATION_CHALLENGE, Bytes{'f', 'u', 'n'}},
+                       {Tag::ATTESTATION_APPLICATION_ID, Bytes{'f', 'e', 'e'}}});
+}
+
+// The DER of CN=Android Keystore Key, the subject of every generated key.
+inline Bytes DefaultSubjectName() {
+  Bytes name = {0x30, 0x1f, 0x31, 0x1d, 0x30, 0x1b, 0x06, 0x03, 0x55, 0x04, 0x03, 0x0c, 0x14};
+  for (const char c : std::string("Android Keystore Key")) name.push_back(static_cast<uint8_t>(c));
+  return name;
+}
+
+}  // namespace orx_sim

@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <errno.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "src/keymint/ORX_SYM.h"
+#include "tests/support/failing_fsync.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mock_keymint.h"
+
+namespace android::hardware::keymint::ORX {
+namespace {
+
+using ::ndk::ScopedAStatus;
+using orx_test::Fails;
+using orx_test::SucceedsWithoutResult;
+using orx_test::Text;
+using ::testing::_;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::NiceMock;
+using Bytes = std::vector<uint8_t>;
+
+constexpr char kFile50[] = "/mnt/vendor/persist/security/zol_key_user0";
+constexpr uint8_t kKey[16] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
+                              0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
+constexpr uint8_t kIv[16] = {9, 8, 7};
+
+bool Exists(const char* path) {
+  struct stat status;
+  return lstat(path, &status) == 0;
+}
+
+mode_t ModeOf(const char* path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path, &status), 0);
+  return status.st_mode & 07777;
+}
+
+off_t SizeOf(const char* path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path, &status), 0);
+  return status.st_size;
+}
+
+class SymTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    umask(0);
+    // The library's symmetric service keeps the device until the process ends.
+    ::testing::Mock::AllowLeak(device_.get());
+    ::testing::Mock::AllowLeak(operation_.get());
+    ON_CALL(*device_, importKey).WillByDefault([this](auto&&, auto&&, auto&&, auto&&, auto* out) {
+      out->keyBlob = blob_;
+      return ScopedAStatus::ok();
+    });
+  }
+  void TearDown() override {
+    ::testing::Mock::VerifyAndClear(device_.get());
+    ::testing::Mock::VerifyAndClear(operation_.get());
+  }
+
+  uint32_t Import(int key_id = 50) {
+    return ORX_SYM_ImportProtectedKey(0, key_id, kKey, sizeof kKey, &context_);
+  }
+  uint32_t Begin() { return ORX_SYM_EncryptBegin(context_, kIv, sizeof kIv, 0); }
+
+  // The lines of the call alone, without those of the KeyMint client.
+  std::vector<std::string> SymMessages() {
+    std::vector<std::string> messages;
+    for (const std::string& message : log_.messages()) {
+      if (message.rfind("SYM: ", 0) == 0) messages.push_back(message);
+    }
+    log_.Clear();
+    return messages;
+  }
+
+  orx_test::MockKeyMint keymint_;
+  const std::shared_ptr<NiceMock<orx_test::MockKeyMintDevice>> device_ = keymint_.device;
+  const std::shared_ptr<NiceMock<orx_test::MockOperation>> operation_ = keymint_.operation;
+  Bytes blob_ = Bytes(300, 0x5a);
+  ORX_SYM_CONTEXT* context_ = reinterpret_cast<ORX_SYM_CONTEXT*>(&blob_);
+  orx_test::LogCapture log_;
+};
+
+TEST_F(SymTest, ImportAsksForAnAesCbcKeyStoresItsBlobAndSelectsIt) {
+  EXPECT_CALL(*device_, importKey)
+      .WillOnce([this](const auto& params, km::KeyFormat format, const Bytes& key,
+                       const auto& attestation_key, auto* out) {
+        EXPECT_EQ(Text(params),
+                  "NO_AUTH_REQUIRED=true CALLER_NONCE=true ALGORITHM=AES KEY_SIZE=128 "
+                  "PURPOSE=ENCRYPT PURPOSE=DECRYPT BLOCK_MODE=CBC PADDING=NONE ");
+        EXPECT_EQ(format, km::KeyFormat::RAW);
+        EXPECT_EQ(key, Bytes(kKey, kKey + sizeof kKey));
+        EXPECT_FALSE(attestation_key);
+        out->keyBlob = blob_;
+        return ScopedAStatus::ok();
+      });
+  EXPECT_EQ(Import(), 0u);
+  EXPECT_EQ(context_, nullptr);
+  EXPECT_EQ(current_key_blob_, blob_);
+  EXPECT_EQ(ModeOf(kFile50), 0666u);
+  EXPECT_EQ(orx_test::FsyncCalls(), 1);
+  int id = 0;
+  EXPECT_EQ(ORX_SYM_GetIDFromContext(context_, &id), 0u);
+  EXPECT_EQ(id, 50);
+  EXPECT_THAT(
+      log_.messages(),
+      ElementsAre("SYM: Importing key for keyid=50", "Create symmetric keymint service instance",
+                  "strongbox was 0", "KM: ImportKey", "SYM: Importing key with len: 300",
+                  "SYM: Key blob size: 300 for 50 is loaded ok"));
+}
+
+TEST_F(SymTest, ImportChecksItsArgumentsInOrderBeforeKeyMintIsAsked) {
+  const struct {
+    int key_type, key_id;
+    const uint8_t* key;
+    int length;
+    ORX_SYM_CONTEXT** context;
+    const char* message;
+  } rows[] = {{1, 0, kKey, 15, &context_, "SYM: No symmetric key to import"},
+              {1, 50, nullptr, 15, &context_, "SYM: No symmetric key to import"},
+              {1, 50, kKey, 15, nullptr, "SYM: No symmetric key to import"},
+              {1, 50, kKey, 32, &context_, "SYM: Invalid key length 32 for id 50"},
+              {1, 50, kKey, 16, &context_, "SYM: Key algorithm or size 1"}};
+  EXPECT_CALL(*device_, importKey).Times(0);
+  for (const auto& [key_type, key_id, key, length, context, message] : rows) {
+    EXPECT_EQ(ORX_SYM_ImportProtectedKey(key_type, key_id, key, length, context), 1u);
+    EXPECT_EQ(SymMessages().back(), message);
+  }
+}
+
+TEST_F(SymTest, ImportUnderAnIdWithoutFileFailsOnlyAfterKeyMintHasTheKey) {
+  EXPECT_CALL(*device_, importKey);
+  EXPECT_EQ(Import(99), 1u);
+  EXPECT_THAT(SymMessages(), ElementsAre("SYM: Importing key for keyid=99",
+                                         "SYM: Could not find a repository for keyid=99"));
+}
+
+TEST_F(SymTest, AStoreThatFailsLeavesNoFile) {
+  const std::pair<int, std::string> rows[] = {
+      {EINVAL, "SYM: Current file system does not support sync"},
+      {EROFS, "SYM: Current file system does not support sync"},
+      {EIO, "SYM: Failed to fsync "}};
+  for (const auto& [error, message] : rows) {
+    orx_test::FailFsync(error);
+    EXPECT_EQ(Import(), error == EIO ? 1u : 0u);
+    EXPECT_THAT(SymMessages(), Contains(message));
+    EXPECT_EQ(Exists(kFile50), error != EIO);
+  }
+  const char target[] = "/mnt/vendor/persist/security/elsewhere";
+  close(open(target, O_CREAT | O_WRONLY, 0600));
+  ASSERT_EQ(symlink(target, kFile50), 0);
+  EXPECT_EQ(Import(), 1u);
+  EXPECT_EQ(SizeOf(target), 0);
+  EXPECT_FALSE(Exists(kFile50));
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit limit = {100, RLIM_INFINITY};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  EXPECT_EQ(Import(), 1u);
+  EXPECT_THAT(SymMessages(), Contains("SYM: Fail to store key blob to filesystem"));
+  EXPECT_FALSE(Exists(kFile50));
+}
+
+TEST_F(SymTest, AFileOfAnotherLengthIsRefusedAndTheSelectionStays) {
+  ASSERT_EQ(Import(), 0u);
+  ASSERT_EQ(Import(51), 0u);
+  ASSERT_EQ(truncate(kFile50, 299), 0);
+  log_.Clear();
+  EXPECT_EQ(ORX_SYM_GetContextForID(&context_, 50), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("SYM: Failed to load correct keyblob"));
+  int id = 0;
+  EXPECT_EQ(ORX_SYM_GetIDFromContext(nullptr, &id), 0u);
+  EXPECT_EQ(id, 51);
+}
+
+TEST_F(SymTest, SelectingChecksIdContextTableAndFileInThisOrder) {
+  EXPECT_EQ(ORX_SYM_GetContextForID(nullptr, 0), 1u);
+  EXPECT_EQ(ORX_SYM_GetContextForID(nullptr, 99), 1u);
+  EXPECT_EQ(ORX_SYM_GetContextForID(&context_, 99), 1u);
+  EXPECT_EQ(ORX_SYM_GetContextForID(&context_, 17), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("SYM: Invalid key id", "SYM: Invalid crypto context",
+                                           "SYM: keyid=99 not found from the key list",
+                                           "SYM: Failed to read key blob from "
+                                           "/mnt/vendor/persist/security/zol_key_cek"));
+  EXPECT_NE(context_, nullptr);
+}
+
+TEST_F(SymTest, BeginChecksSelectionIvAndModeInThisOrder) {
+  EXPECT_CALL(*device_, begin).Times(0);
+  EXPECT_EQ(ORX_SYM_EncryptBegin(context_, nullptr, 16, 2), 1u);
+  EXPECT_THAT(SymMessages(), ElementsAre("SYM: Begin with keyid=0, mode:2", "SYM: No key loaded"));
+  ASSERT_EQ(Import(), 0u);
+  log_.Clear();
+  EXPECT_EQ(ORX_SYM_EncryptBegin(context_, nullptr, 16, 2), 1u);
+  EXPECT_EQ(ORX_SYM_EncryptBegin(context_, kIv, 16, 2), 1u);
+  EXPECT_THAT(SymMessages(),
+              ElementsAre("SYM: Begin with keyid=50, mode:2", "SYM: Invalid initial vector",
+                          "SYM: Begin with keyid=50, mode:2", "SYM: Unsupported key mode"));
+}
+
+TEST_F(SymTest, ANegativeIvLengthIsAnEmptyNonceAndARefusedBeginIsNotUpgraded) {
+  ASSERT_EQ(Import(), 0u);
+  EXPECT_CALL(*device_, begin).WillOnce([](auto&&, auto&&, const auto& params, auto&&, auto*) {
+    EXPECT_EQ(Text(params), "BLOCK_MODE=CBC NONCE=[] PADDING=NONE ");
+    return ScopedAStatus::fromServiceSpecificError(-62);
+  });
+  EXPECT_CALL(*device_, upgradeKey).Times(0);
+  EXPECT_EQ(ORX_SYM_EncryptBegin(context_, kIv, -1, 0), 1u);
+  EXPECT_THAT(SymMessages(), Contains("SYM: AES begin (encrypt) failed, code:-62, blob size:300"));
+}
+
+TEST_F(SymTest, FinishCopiesAtMostTheInputLengthAndLeavesTheLengthAlone) {
+  ASSERT_EQ(Import(), 0u);
+  for (const auto& [produced, copied] : {std::pair(16, 16), std::pair(0, 0), std::pair(48, 32)}) {
+    log_.Clear();
+    ASSERT_EQ(Begin(), 0u);
+    EXPECT_THAT(SymMessages(), ElementsAre("SYM: Begin with keyid=50, mode:0",
+                                           "SYM: AES begin (encrypt) operation OK"));
+    EXPECT_CALL(*operation_, finish(::testing::Optional(Bytes(32, 'i')), _, _, _, _, _))
+        .WillOnce(orx_test::Succeeds(Bytes(static_cast<size_t>(produced), 'o')));
+    const Bytes input(32, 'i');
+    std::string output(64, '-');
+    uint32_t length = 32;
+    EXPECT_EQ(
+        ORX_SYM_Encrypt(context_, input.data(), reinterpret_cast<uint8_t*>(output.data()), &length),
+        0u);
+    EXPECT_EQ(length, 32u);
+    EXPECT_EQ(output, std::string(copied, 'o') + std::string(64 - copied, '-'));
+    EXPECT_THAT(SymMessages(),
+                ElementsAre("SYM: Operation with key id=50",
+                            "SYM: Finish with output size: " + std::to_string(produced)));
+  }
+}
+
+TEST_F(SymTest, FinishNamesNullBuffers) {
+  ASSERT_EQ(Import(), 0u);
+  ASSERT_EQ(Begin(), 0u);
+  log_.Clear();
+  uint8_t output[16];
+  uint32_t none = 0, length = 16;
+  EXPECT_EQ(ORX_SYM_Decrypt(context_, nullptr, output, &none), 1u);
+  EXPECT_EQ(ORX_SYM_Decrypt(context_, kIv, nullptr, &length), 1u);
+  EXPECT_THAT(SymMessages(),
+              ElementsAre("SYM: Operation with key id=50", "SYM: Invalid input parameters",
+                          "SYM: Operation with key id=50", "SYM: Invalid input parameters"));
+}
+
+TEST_F(SymTest, OnlyTheSelectedKeyIsDeletedAndItsFileStays) {
+  ASSERT_EQ(Import(), 0u);
+  log_.Clear();
+  EXPECT_CALL(*device_, deleteKey).Times(0);
+  EXPECT_EQ(ORX_SYM_DeleteKeyID(51), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("SYM: Deleting key for keyid=51"));
+  ::testing::Mock::VerifyAndClearExpectations(device_.get());
+
+  EXPECT_CALL(*device_, deleteKey(blob_)).WillOnce(SucceedsWithoutResult());
+  EXPECT_EQ(ORX_SYM_DeleteKeyID(50), 0u);
+  EXPECT_EQ(current_key_blob_.capacity(), 0u);
+  EXPECT_TRUE(Exists(kFile50));
+  int id = -1;
+  EXPECT_EQ(ORX_SYM_GetIDFromContext(context_, &id), 1u);
+  EXPECT_EQ(id, -1);
+}
+
+TEST_F(SymTest, DestroyingTheContextClearsTheSelectionButNotTheBlob) {
+  ASSERT_EQ(Import(), 0u);
+  EXPECT_EQ(ORX_SYM_DestroyContext(context_), 0u);
+  EXPECT_EQ(current_key_blob_, blob_);
+  log_.Clear();
+  int id = 0;
+  EXPECT_EQ(ORX_SYM_GetIDFromContext(context_, &id), 1u);
+  EXPECT_THAT(log_.messages(), ElementsAre("SYM: current key id is invalid"));
+}
+
+TEST(SymWithoutDeviceTest, EveryCallFailsAndTheServiceIsNotLookedUpAgain) {
+  android_host::DisableDeviceModule();
+  orx_test::LogCapture log;
+  ORX_SYM_CONTEXT* context = nullptr;
+  EXPECT_EQ(ORX_SYM_ImportProtectedKey(0, 50, kKey, sizeof kKey, &context), 1u);
+  EXPECT_EQ(log.messages().back(), "SYM: Import key failed with error: -32\n");
+
+  // A service that appears later does not help this process: the first look-up is kept.
+  orx_test::MockKeyMint late;
+  EXPECT_CALL(*late.device, importKey).Times(0);
+  EXPECT_EQ(ORX_SYM_ImportProtectedKey(0, 50, kKey, sizeof kKey, &context), 1u);
+}
+
+}  // namespace
+}  // namespace android::hardware::keymint::ORX

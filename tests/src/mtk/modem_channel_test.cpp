@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: Apache-2.0
+// ORX_communicate_with_modem() and ORX_read_socket() on real sockets. The log lines mark the steps,
+// so a test acts between two of them through the log.
+#include <ctype.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <orx/device.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/support/counted_sleep.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/scripted_modem.h"
+
+namespace orx_test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+constexpr char kCommand[] = "TCATSEND,0,AT+CGSN";
+constexpr char kImei[] = "490154203237518";
+
+// What is logged, with # for the socket's descriptor.
+const std::string kOpen =
+    "Establishing connection...\nsocket_fd =  # \nAttempting to connect to socket # \n";
+const std::string kSent =
+    "Successfully connected!\nProcessing commands...\n"
+    "start AT req command: TCATSEND,0,AT+CGSN \nSuccessfully sent 18 byte(s) AT CMD to fd # \n"
+    "Receive response from server connection #, timeout = 0\n"
+    "No response timeout is set, wait util the data is received\n";
+const std::string kRead =
+    "Attempt to read at response.\nFD_ISSET to read at response.\n"
+    "Attepmting to read 3072 bytes from #.\n";
+const std::string kFailedWith = "Error getting AT response for status = ";
+
+int sigpipes = 0;
+
+class ModemChannel : public ::testing::Test {
+ protected:
+  ModemChannel() {
+    struct sigaction action = {};
+    action.sa_handler = [](int signal) { sigpipes += signal == SIGPIPE ? 1 : 0; };
+    sigaction(SIGPIPE, &action, nullptr);
+    sigaction(SIGUSR1, &action, nullptr);
+    // Descriptors from 70 on stand out in the log.
+    while (dup(STDERR_FILENO) < 69) {
+    }
+  }
+
+  int Ask(const std::string& command = kCommand, int errno_before = 0) {
+    log_.Clear();
+    errno = errno_before;  // logging keeps it as it is
+    return ORX_communicate_with_modem(command.c_str(), response_);
+  }
+
+  std::string Log() {
+    std::string log;
+    for (const std::string& message : log_.messages()) log += message + "\n";
+    for (size_t i = 0; i + 2 < log.size(); ++i) {
+      const bool descriptor = log[i] == ' ' && log[i + 1] >= '7' && log[i + 1] <= '9';
+      if (descriptor && isdigit(log[i + 2]) != 0) log.replace(i + 1, 2, "#");
+    }
+    return log;
+  }
+
+  // Calls `action` with the socket when a message that starts with `step` is logged.
+  void At(const std::string& step, std::function<void(int fd)> action) {
+    log_.OnMessage([step, action, socket = -1](const std::string& message) mutable {
+      sscanf(message.c_str(), "socket_fd =  %d", &socket);
+      if (message.rfind(step, 0) == 0) action(socket);
+    });
+  }
+
+  char response_[4096] = {};
+  LogCapture log_;
+};
+
+const pthread_t kCaller = pthread_self();
+
+// Keeps the client waiting, with a signal every 50 ms, until it has closed its end.
+void InterruptUntilHangUp(int client) {
+  pollfd ready = {client, POLLRDHUP, 0};
+  while (poll(&ready, 1, 50) == 0) pthread_kill(kCaller, SIGUSR1);
+}
+
+void AnswerAndStay(int client) {
+  ScriptedModem::Answers(kImei)(client);
+  InterruptUntilHangUp(client);
+}
+
+// Takes the answer away between the wait and the receive, so that the receive has to wait itself.
+void TakeAnswer(int fd) {
+  char taken[16];
+  EXPECT_EQ(recv(fd, taken, sizeof(taken), MSG_DONTWAIT), 15);
+}
+
+TEST_F(ModemChannel, AnExchangeLogsEveryStep) {
+  const auto stop_sending = [](int fd) { shutdown(fd, SHUT_WR); };
+  const struct {
+    const char* title;
+    const char* step;
+    std::function<void(int fd)> action;
+    ScriptedModem::Script modem;
+    int result;
+    std::string log;
+  } rows[] = {
+      {"answered", "(none)", nullptr, ScriptedModem::Answers(kImei), 0,
+       kOpen + kSent + kRead +
+           "AT data receive is 490154203237518, data length is 15\n"
+           "Total response: 490154203237518\nAT  success!\nDone, status= 0\nClosed socket = # \n"},
+      {"send fails", "start AT", stop_sending, InterruptUntilHangUp, -1,
+       "Failed writing -1 bytes to fd #. errno = 32 (Broken pipe)\n"
+       "Sending AT failed, status = -1\nDone, status= -1\nClosed socket = # \n"},
+      {"wait interrupted", "(none)", nullptr, InterruptUntilHangUp, -1,
+       kSent + "Select failed, select_status = -1\n" + kFailedWith + "-1\n"},
+      {"receive interrupted", "Attepmting", TakeAnswer, AnswerAndStay, -2,
+       kOpen + kSent + kRead + "fail to receive data from target socket. errno = 4\n" +
+           "FD_ISSET to read at response, fail\n" + kFailedWith + "-2\n" +
+           "Done, status= -2\nClosed socket = # \n"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.title);
+    ScriptedModem modem(row.modem);
+    At(row.step, row.action);
+    EXPECT_EQ(Ask(), row.result);
+    EXPECT_THAT(Log(), HasSubstr(row.log));
+  }
+  EXPECT_EQ(sigpipes, 1);
+}
+
+TEST_F(ModemChannel, ANullOrEmptyCommandOpensNothing) {
+  EXPECT_EQ(ORX_communicate_with_modem(nullptr, response_), -3);
+  EXPECT_EQ(ORX_communicate_with_modem("", response_), -3);
+  EXPECT_EQ(Log(), "Error. Requested AT command is null.\nError. Requested AT command is null.\n");
+}
+
+TEST_F(ModemChannel, ARequestIsCountLengthAndCommandOnAConnectionOfItsOwn) {
+  std::string request;
+  ScriptedModem modem([&](int client) {
+    request = ReadModemRequest(client);
+    send(client, kImei, 15, 0);
+    EXPECT_EQ(recv(client, &request[0], 1, MSG_PEEK), 0) << "closed, with nothing behind";
+  });
+  response_[15] = '-';
+  ASSERT_EQ(Ask(), 0);
+  EXPECT_EQ(request, std::string("\x01\0\0\0\x12\0\0\0TCATSEND,0,AT+CGSN", 26));
+  EXPECT_EQ(response_, std::string(kImei) + "-") << "no terminator";
+}
+
+TEST_F(ModemChannel, WithoutADaemonThirtyAttemptsPauseASecondAndKeepTheCopyOfTheCommand) {
+  const std::string command(1 << 20, 'A');
+  [[maybe_unused]] const size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
+  EXPECT_EQ(Ask(command), -1);
+#ifndef __SANITIZE_ADDRESS__  // its heap is not counted here
+  EXPECT_GE(mallinfo2().uordblks + mallinfo2().hblkhd, before + command.size());
+#endif
+  std::string log = "Establishing connection...\n";
+  for (int attempt = 1; attempt <= 30; ++attempt) {
+    log += "socket_fd =  -1 \nAttempting to connect to socket -1 \n";
+    log += "Failed to disable the blocking mode\n";
+    log += "Connect to AT command engine with " + std::to_string(attempt) + " fails\n";
+  }
+  EXPECT_EQ(Log(), log + " -- Unable to establish connection with AT engine after try 30 times\n");
+  EXPECT_EQ(Sleeps(), std::vector<unsigned>(29, 1));
+}
+
+TEST_F(ModemChannel, ASocketOnDescriptorZeroIsClosedAndCountsAsFailed) {
+  ListenAsModem();
+  close(STDIN_FILENO);
+  EXPECT_EQ(Ask(), -1);
+  EXPECT_THAT(Log(), HasSubstr("socket_fd =  0 \nConnect to AT command engine with 1 fails\n"));
+  EXPECT_EQ(dup(STDERR_FILENO), STDIN_FILENO) << "the last one is closed too";
+}
+
+TEST_F(ModemChannel, WhileConnectingTheOnlyFlagIsNonBlockingThenTheOldOnesAreBack) {
+  ScriptedModem modem(ScriptedModem::Answers(kImei));
+  std::vector<int> flags;
+  At("", [&](int fd) {
+    const std::string step = log_.messages().back().substr(0, 10);
+    if (step == "Attempting") fcntl(fd, F_SETFL, O_APPEND);
+    if (step == "waiting fo" || step == "Processing") flags.push_back(fcntl(fd, F_GETFL));
+  });
+  EXPECT_EQ(Ask(kCommand, EPERM), 0);
+  EXPECT_THAT(flags, ElementsAre(O_RDWR | O_NONBLOCK, O_RDWR | O_APPEND));
+  EXPECT_THAT(Log(), HasSubstr("waiting for connection. errno = 1 (Operation not permitted)\n"
+                               "Using timeout of 1000 milliseconds\n"
+                               "Waiting for connect() to finish\nSuccessfully connected!\n"));
+}
+
+TEST_F(ModemChannel, WithoutAResponseBufferTheCallNeverReturnsOnceAnAnswerHasCome) {
+  const auto ask = [] {
+    ScriptedModem modem(ScriptedModem::Answers(kImei));
+    alarm(1);
+    ORX_communicate_with_modem(kCommand, nullptr);
+  };
+  EXPECT_EXIT(ask(), ::testing::KilledBySignal(SIGALRM), "");
+}
+
+// Each packet of no bytes is one empty receive.
+TEST(ReadSocket, GivesUpAtTheTenthEmptyReceiveAndAtEagain) {
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends), 0);
+  const auto expect = [&](int empty_receives, int result, const std::string& message) {
+    while (empty_receives-- > 0) ASSERT_EQ(send(ends[1], "", 0, 0), 0);
+    if (result == 0) send(ends[1], "123456789", 9, 0);
+    const LogCapture log;
+    char buffer[16] = {};
+    EXPECT_EQ(ORX_read_socket(ends[0], 8, buffer), result);
+    EXPECT_EQ(log.messages().back(), message);
+  };
+  expect(9, 0, "AT data receive is 12345678, data length is 8");
+  expect(10, -1, "Read Failed, over number of retries.");
+  expect(9, -2, "fail to receive data from target socket. errno = 11");
+  // With data unread: the first receive is ECONNRESET and does not count, the next ones are empty.
+  send(ends[0], "unread", 6, 0);
+  close(ends[1]);
+  expect(0, -1, "Read Failed, over number of retries.");
+}
+
+}  // namespace
+}  // namespace orx_test

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <openssl/aes.h>
+#include <sys/stat.h>
+
+#include "tests/tools/orx/tool_fixture.h"
+
+namespace orx_tool {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr const char kKeyHex[] = "000102030405060708090a0b0c0d0e0f";
+constexpr size_t kPiece = 512 * 1024;
+
+class CipherCommandTest : public ToolTest {
+ protected:
+  void ImportKey() {
+    const ProgramResult result = Orx({"key", "import", "50", "--hex", kKeyHex});
+    ASSERT_EQ(result.exit_code, 0) << result.err;
+  }
+
+  static std::string Pattern(size_t size) {
+    std::string text(size, 0);
+    for (size_t i = 0; i < size; ++i) text[i] = static_cast<char>(i * 31 + i / 251);
+    return text;
+  }
+
+  // AES-128-CBC of the padded text under the IV, by the crypto library alone.
+  static std::string Reference(std::string text, std::string iv) {
+    const size_t padding = 16 - text.size() % 16;
+    text.append(padding, static_cast<char>(padding));
+    uint8_t key_bytes[16];
+    for (uint8_t i = 0; i < 16; ++i) key_bytes[i] = i;
+    AES_KEY key;
+    AES_set_encrypt_key(key_bytes, 128, &key);
+    std::string result(text.size(), 0);
+    AES_cbc_encrypt(reinterpret_cast<const uint8_t*>(text.data()),
+                    reinterpret_cast<uint8_t*>(result.data()), text.size(), &key,
+                    reinterpret_cast<uint8_t*>(iv.data()), AES_ENCRYPT);
+    return result;
+  }
+
+  std::string Encrypted(const std::string& text) {
+    Write(work("text"), text);
+    EXPECT_EQ(Orx({"encrypt", "50", "-i", work("text"), "-o", work("cipher")}).exit_code, 0);
+    return Read(work("cipher"));
+  }
+};
+
+TEST_F(CipherCommandTest, EncryptsAsPlainCbcAndDecryptsInANewProcess) {
+  ImportKey();
+  for (const size_t size : {size_t{0}, size_t{1}, size_t{15}, size_t{16}, size_t{17}, kPiece - 1,
+                            kPiece, kPiece + 1, 3 * kPiece + 5}) {
+    SCOPED_TRACE(size);
+    const std::string text = Pattern(size);
+    const std::string cipher = Encrypted(text);
+    ASSERT_GE(cipher.size(), 32u);
+    EXPECT_TRUE(cipher.substr(16) == Reference(text, cipher.substr(0, 16)));
+    EXPECT_EQ(Orx({"decrypt", "50", "-i", work("cipher"), "-o", work("back")}).exit_code, 0);
+    EXPECT_TRUE(Read(work("back")) == text);
+  }
+}
+
+TEST_F(CipherCommandTest, UsesANewIvEachTime) {
+  ImportKey();
+  EXPECT_NE(Encrypted("text").substr(0, 16), Encrypted("text").substr(0, 16));
+}
+
+TEST_F(CipherCommandTest, RunsThroughStandardStreams) {
+  ImportKey();
+  options_.input = Pattern(100000);
+  const ProgramResult encrypted = Orx({"encrypt", "50"});
+  ASSERT_EQ(encrypted.exit_code, 0) << encrypted.err;
+  options_.input = encrypted.out;
+  EXPECT_TRUE(Orx({"decrypt", "50"}).out == Pattern(100000));
+}
+
+TEST_F(CipherCommandTest, WithoutPaddingTakesWholeBlocksOnly) {
+  ImportKey();
+  Write(work("text"), std::string(32, 'x'));
+  const std::vector<std::string> encrypt = {"encrypt",    "50", "--no-padding", "-i",
+                                            work("text"), "-o", work("cipher")};
+  ASSERT_EQ(Orx(encrypt).exit_code, 0);
+  EXPECT_EQ(Read(work("cipher")).size(), 48u);
+  EXPECT_EQ(Orx({"decrypt", "50", "--no-padding", "-i", work("cipher")}).out, std::string(32, 'x'));
+
+  Write(work("text"), std::string(33, 'x'));
+  std::filesystem::remove(work("cipher"));
+  const ProgramResult odd = Orx(encrypt);
+  EXPECT_EQ(odd.exit_code, 1);
+  EXPECT_THAT(odd.err, HasSubstr("INPUT-NOT-ALIGNED"));
+  EXPECT_FALSE(Exists(work("cipher")));
+}
+
+TEST_F(CipherCommandTest, DecryptedFilesArePrivate) {
+  ImportKey();
+  Encrypted("text");
+  ASSERT_EQ(Orx({"decrypt", "50", "-i", work("cipher"), "-o", work("back")}).exit_code, 0);
+  struct stat status = {};
+  ASSERT_EQ(stat(work("back").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+struct DamageCase {
+  const char* title;
+  std::string (*damage)(std::string cipher);
+  const char* code;
+};
+
+TEST_F(CipherCommandTest, DamagedCiphertextGetsOneLineAndLeavesNoOutput) {
+  ImportKey();
+  const std::string cipher = Encrypted(Pattern(100));
+  const DamageCase cases[] = {
+      {"empty", [](std::string) { return std::string(); }, "CIPHERTEXT-LENGTH"},
+      {"part of the IV", [](std::string c) { return c.substr(0, 15); }, "CIPHERTEXT-LENGTH"},
+      {"the IV alone", [](std::string c) { return c.substr(0, 16); }, "CIPHERTEXT-LENGTH"},
+      {"cut within a block", [](std::string c) { return c.substr(0, 60); }, "CIPHERTEXT-LENGTH"},
+      {"a byte too many", [](std::string c) { return c + "x"; }, "CIPHERTEXT-LENGTH"},
+      {"cut at a block", [](std::string c) { return c.substr(0, 64); }, "PADDING-WRONG"},
+      {"last block's padding flipped",
+       [](std::string c) {
+         c[c.size() - 17] = static_cast<char>(c[c.size() - 17] ^ 0x80);
+         return c;
+       },
+       "PADDING-WRONG"}};
+  for (const DamageCase& c : cases) {
+    SCOPED_TRACE(c.title);
+    Write(work("bad"), c.damage(cipher));
+    const ProgramResult result =
+        Orx({"decrypt", "50", "-q", "-i", work("bad"), "-o", work("back")});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr(c.code));
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_FALSE(Exists(work("back")));
+  }
+}
+
+TEST_F(CipherCommandTest, AFailureInALaterPieceLeavesTheOldOutput) {
+  ImportKey();
+  Write(work("text"), Pattern(2 * kPiece));
+  Write(work("cipher"), "old");
+  faults_ = {"begin:-62@2"};
+  const ProgramResult result = Orx({"encrypt", "50", "-i", work("text"), "-o", work("cipher")});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, AllOf(HasSubstr("[KM-KEY-OUTDATED]"), HasSubstr("KEY_REQUIRES_UPGRADE"),
+                                HasSubstr("library: SYM: AES begin (encrypt) failed, code:-62"),
+                                HasSubstr("try: ")));
+  EXPECT_EQ(Read(work("cipher")), "old");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(work("")), {}), 3);
+}
+
+TEST_F(CipherCommandTest, AFullDiskIsTold) {
+  ImportKey();
+  options_.input = "text";
+  const ProgramResult result = Orx({"encrypt", "50", "-o", "/dev/full"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, HasSubstr("No space left"));
+}
+
+TEST_F(CipherCommandTest, ShowsABarOnATerminalOnly) {
+  ImportKey();
+  Write(work("text"), Pattern(2 * kPiece));
+  const std::vector<std::string> words = {"encrypt", "50", "-i", work("text"), "-o", work("out")};
+  EXPECT_THAT(Orx(words).err, IsEmpty());
+  options_.terminal = true;
+  EXPECT_THAT(Orx(words).err, HasSubstr("] 1.0 MB of 1.0 MB"));
+  EXPECT_THAT(Orx({"encrypt", "50", "-q", "-i", work("text"), "-o", work("out")}).err, IsEmpty());
+}
+
+TEST_F(CipherCommandTest, AnswersInJson) {
+  ImportKey();
+  Write(work("text"), "text");
+  const Json::Value answer =
+      OrxJson("answer", {"encrypt", "50", "-i", work("text"), "-o", work("cipher")});
+  EXPECT_EQ(answer["bytes_in"].asInt(), 4);
+  EXPECT_EQ(answer["bytes_out"].asInt(), 32);
+  const Json::Value failure = OrxJson("failure", {"encrypt", "51", "-i", work("text"), "-o", "x"});
+  EXPECT_EQ(failure["error"]["code"].asString(), "KEY-SLOT-EMPTY");
+  EXPECT_EQ(OrxJson("failure", {"encrypt", "50"})["error"]["code"].asString(), "USAGE");
+}
+
+TEST_F(CipherCommandTest, VerboseShowsTheLibrarysLog) {
+  const ProgramResult result = Orx({"-v", "key", "import", "50", "--hex", kKeyHex});
+  EXPECT_THAT(result.err, HasSubstr("ORX src/keymint/ORX_SYM.cpp:"));
+  EXPECT_THAT(result.err, HasSubstr(": SYM: Importing key for keyid=50\n"));
+  EXPECT_THAT(Orx({"key", "import", "50", "--hex", kKeyHex}).err, Not(HasSubstr("ORX ")));
+}
+
+}  // namespace
+}  // namespace orx_tool

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <openssl/sha.h>
+
+#include "tests/tools/orx/tool_fixture.h"
+
+namespace orx_tool {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class DataCommandTest : public ToolTest {
+ protected:
+  // Direct runs the program without a device, on this test's own empty folder.
+  ProgramResult Direct(const std::vector<std::string>& words) {
+    std::vector<std::string> argv = {ORX_PROGRAM};
+    argv.insert(argv.end(), words.begin(), words.end());
+    return orx_test::RunProgram(argv, options_);
+  }
+};
+
+constexpr const char kFolder[] = "/mnt/vendor/persist/security/";
+
+TEST_F(DataCommandTest, HashPrintsWhatTheSystemsToolsPrint) {
+  // A name that has to be escaped, and more than one piece.
+  const std::vector<std::string> names = {work("empty"), work("a\nb\\c"), work("large")};
+  Write(names[0], "");
+  Write(names[1], "abc");
+  Write(names[2], std::string(3 * 1024 * 1024 + 7, 'x'));
+  for (const char* algorithm : {"sha1", "sha256", "sha512"}) {
+    std::vector<std::string> ours = {"hash", algorithm};
+    std::vector<std::string> theirs = {std::string(algorithm) + "sum"};
+    for (auto* words : {&ours, &theirs}) words->insert(words->end(), names.begin(), names.end());
+    EXPECT_EQ(Direct(ours).out, orx_test::RunProgram(theirs).out);
+  }
+}
+
+TEST_F(DataCommandTest, HashGoesOnAfterAMissingFile) {
+  Write(work("file"), "abc");
+  const ProgramResult result = Direct({"hash", "sha1", work("no"), work("file"), work("nor")});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.out, StartsWith("a9993e364706816aba3e25717850c26c9cd0d89d  "));
+  EXPECT_THAT(result.err, HasSubstr(work("no")));
+  EXPECT_THAT(result.err, HasSubstr(work("nor")));
+  EXPECT_EQ(Direct({"hash", "md5", work("file")}).exit_code, 2);
+}
+
+std::string Sha1(const std::string& text) {
+  std::string digest(SHA_DIGEST_LENGTH, 0);
+  SHA1(reinterpret_cast<const uint8_t*>(text.data()), text.size(),
+       reinterpret_cast<uint8_t*>(digest.data()));
+  return digest;
+}
+
+TEST_F(DataCommandTest, KdfDerivesInBothModes) {
+  using std::string_literals::operator""s;
+  Write(work("z"), "secret");
+  Write(work("info"), "info");
+  const std::string counted = Sha1("secret\0\0\0\1info"s) + Sha1("secret\0\0\0\2info"s);
+  const std::string plain = Sha1("secretinfo") + Sha1("secretinfo");
+  std::vector<std::string> words = {"kdf", "--secret", work("z"),  "--info", work("info"),
+                                    "-n",  "25",       "--format", "raw"};
+  EXPECT_EQ(Direct(words).out, counted.substr(0, 25));
+  words.insert(words.end(), {"--mode", "plain"});
+  EXPECT_EQ(Direct(words).out, plain.substr(0, 25));
+}
+
+struct KdfError {
+  std::vector<std::string> words;
+  int exit_code;
+  const char* code;
+};
+
+TEST_F(DataCommandTest, KdfNamesWhatIsWrong) {
+  const KdfError cases[] = {
+      {{"kdf", "--secret-hex", "01"}, 2, "--length"},
+      {{"kdf", "--secret-hex", "01", "-n", "0"}, 2, "--length"},
+      {{"kdf", "-n", "1"}, 2, "give the secret"},
+      {{"kdf", "--secret-hex", "0", "-n", "1"}, 2, "--secret-hex is not hexadecimal"},
+      {{"kdf", "--secret-hex", "01", "-n", "1", "--mode", "x"}, 2, "--mode takes"},
+      {{"kdf", "--secret-hex", "01", "-n", "1", "--format", "x"}, 2, "--format takes"},
+      {{"kdf", "--secret-hex", "01", "-n", "1", "--hash", "sha256"}, 1, "[KDF-ALGORITHM]"}};
+  for (const KdfError& c : cases) {
+    const ProgramResult result = Direct(c.words);
+    EXPECT_EQ(result.exit_code, c.exit_code) << c.code;
+    EXPECT_THAT(result.err, HasSubstr(c.code));
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+TEST_F(DataCommandTest, RandomGivesAsManyBytesAsAsked) {
+  for (const size_t count : {size_t{1}, size_t{49152}, size_t{49153}, size_t{200000}}) {
+    const std::string number = std::to_string(count);
+    EXPECT_EQ(Direct({"random", number, "--format", "raw"}).out.size(), count);
+    EXPECT_EQ(Direct({"random", number}).out.size(), 2 * count + 1);
+    EXPECT_EQ(Direct({"random", number, "--format", "base64"}).out.size(), (count + 2) / 3 * 4 + 1);
+  }
+  EXPECT_NE(Direct({"random", "16"}).out, Direct({"random", "16"}).out);
+  for (const char* count : {"0", "-1", "x"})
+    EXPECT_EQ(Direct({"random", "--", count}).exit_code, 2);
+}
+
+TEST_F(DataCommandTest, StoreKeepsBytesAndGivesThemBackInEveryForm) {
+  options_.input = std::string("a\0b", 3);
+  ASSERT_EQ(Direct({"store", "put", "7"}).exit_code, 0);
+  options_.input.clear();
+  EXPECT_EQ(Read(std::string(kFolder) + "7.bin"), std::string("a\0b", 3));
+  EXPECT_EQ(Direct({"store", "size", "7"}).out, "3\n");
+  EXPECT_EQ(Direct({"store", "get", "7"}).out, std::string("a\0b", 3));
+  EXPECT_EQ(Direct({"store", "get", "7", "--format", "hex"}).out, "610062\n");
+  EXPECT_EQ(Direct({"store", "get", "7", "--format", "base64"}).out, "YQBi\n");
+  EXPECT_EQ(Direct({"store", "rm", "7"}).exit_code, 0);
+  EXPECT_FALSE(Exists(std::string(kFolder) + "7.bin"));
+  for (const char* command : {"get", "size", "rm"}) {
+    const ProgramResult result = Direct({"store", command, "7"});
+    EXPECT_EQ(result.exit_code, 1) << command;
+    EXPECT_THAT(result.err, HasSubstr("[STORE-EMPTY]"));
+  }
+}
+
+TEST_F(DataCommandTest, StoreTakesLargeAndNegativeNumbersAndEmptyContent) {
+  ASSERT_EQ(Direct({"store", "put", "--", "-3"}).exit_code, 0);
+  EXPECT_TRUE(Exists(std::string(kFolder) + "-3.bin"));
+  EXPECT_EQ(Direct({"store", "get", "--", "-3"}).out, "");
+  const std::string large(300000, 'x');
+  Write(work("large"), large);
+  ASSERT_EQ(Direct({"store", "put", "2147483647", "-i", work("large")}).exit_code, 0);
+  EXPECT_TRUE(Direct({"store", "get", "2147483647"}).out == large);
+  EXPECT_EQ(Direct({"store", "get", "2147483648"}).exit_code, 2);
+}
+
+TEST_F(DataCommandTest, StoreKeepsTheOldContentWhenTheInputCannotBeRead) {
+  Write(std::string(kFolder) + "7.bin", "old");
+  EXPECT_EQ(Direct({"store", "put", "7", "-i", work("no")}).exit_code, 1);
+  EXPECT_EQ(Read(std::string(kFolder) + "7.bin"), "old");
+}
+
+TEST_F(DataCommandTest, StoreLeavesNothingHalfWrittenOnAFullDisk) {
+  std::filesystem::create_symlink("/dev/full", std::string(kFolder) + "7.bin");
+  options_.input = "text";
+  const ProgramResult result = Direct({"store", "put", "7"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, HasSubstr("[STORE-IO]"));
+  EXPECT_FALSE(std::filesystem::is_symlink(std::string(kFolder) + "7.bin"));
+}
+
+TEST_F(DataCommandTest, AResultIsNoSuccessWhenNobodyTakesIt) {
+  // The reader is gone before the answer comes.
+  const std::string orx = ORX_PROGRAM;
+  const ProgramResult result = orx_test::RunProgram(
+      {"bash", "-c",
+       orx + " explain >/dev/full; echo $?; " + orx + " random 10 >/dev/full; echo $?"});
+  EXPECT_EQ(result.out, "1\n1\n");
+  EXPECT_THAT(result.err, HasSubstr("[OUTPUT-FAILED]"));
+}
+
+TEST_F(DataCommandTest, JsonIsJsonWhateverTheBytes) {
+  const std::string name = work("\xff\"\n");
+  Write(name, "abc");
+  const Json::Value answer = orx_test::ParseJson(Direct({"hash", "sha1", name, "--json"}).out);
+  EXPECT_EQ(answer["digests"][0]["hex"].asString(), "a9993e364706816aba3e25717850c26c9cd0d89d");
+}
+
+struct UsageCase {
+  std::vector<std::string> words;
+  const char* line;
+};
+
+TEST_F(DataCommandTest, UsageErrorsGetOneLine) {
+  const UsageCase cases[] = {{{}, "a command is needed"},
+                             {{"frobnicate"}, "unknown command 'frobnicate'"},
+                             {{"key"}, "'key' needs one of its commands"},
+                             {{"key", "frobnicate"}, "'key' needs one of its commands"},
+                             {{"store", "size"}, "it needs NUMBER"},
+                             {{"store", "size", "1", "2"}, "unexpected argument '2'"},
+                             {{"random", "1", "--frobnicate"}, "unknown or ambiguous option"},
+                             {{"random", "1", "--timeout", "0"}, "--timeout takes"}};
+  for (const UsageCase& c : cases) {
+    const ProgramResult result = Direct(c.words);
+    EXPECT_EQ(result.exit_code, 2) << c.line;
+    EXPECT_THAT(result.err, HasSubstr(c.line));
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+TEST_F(DataCommandTest, EveryLevelHasHelp) {
+  const std::string all = Direct({"--help"}).out;
+  EXPECT_EQ(Direct({"help"}).out, all);
+  size_t commands = 0;
+  // Each line of the command list names a command whose own help begins with its usage.
+  for (size_t at = all.find("\n  "); at != std::string::npos && at < all.find("Options of every");
+       at = all.find("\n  ", at + 1)) {
+    const size_t end = all.find_first_of("\n", at + 1);
+    const std::string line = all.substr(at + 3, end - at - 3);
+    const std::string name = line.substr(0, line.find("  "));
+    std::vector<std::string> words = {"help"};
+    const bool two_words = islower(static_cast<unsigned char>(name[name.find(' ') + 1])) != 0;
+    words.push_back(name.substr(0, name.find(' ')));
+    if (name.find(' ') != std::string::npos && two_words) {
+      words.push_back(name.substr(words[1].size() + 1,
+                                  name.find(' ', words[1].size() + 1) - words[1].size() - 1));
+    }
+    const ProgramResult help = Direct(words);
+    EXPECT_EQ(help.exit_code, 0) << line;
+    EXPECT_THAT(help.out, StartsWith("usage: orx " + words[1])) << line;
+    ++commands;
+  }
+  EXPECT_GE(commands, 25u);
+  EXPECT_THAT(Direct({"key", "--help"}).out, HasSubstr("key import"));
+}
+
+}  // namespace
+}  // namespace orx_tool

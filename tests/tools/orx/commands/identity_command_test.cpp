@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/tools/orx/tool_fixture.h"
+
+namespace orx_tool {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char kImei[] = "490154203237518";
+
+class IdentityCommandTest : public ToolTest {};
+
+TEST_F(IdentityCommandTest, PrintsWhatADualSimDeviceIs) {
+  EXPECT_EQ(Orx({"ids"}).out,
+            "Device IDs for attestation:\n Model:Simulated Dual\n Product:simulated_dual\n"
+            " Device:simulated\n Serial:SIM0000000000001\n Manufacturer:orx\n Brand:orx\n");
+  const Json::Value ids = OrxJson("answer", {"ids"});
+  EXPECT_EQ(ids["serial"].asString(), "SIM0000000000001");
+  EXPECT_TRUE(ids["dual_sim"].asBool());
+  EXPECT_EQ(Orx({"imei"}).out, std::string(kImei) + "\n");
+  EXPECT_EQ(Orx({"imei2"}).out, "490154203237526\n");
+  EXPECT_EQ(Orx({"uid"}).out, "0123456789abcdef0000000000000000\n");
+  EXPECT_EQ(OrxJson("answer", {"uid"})["raw"].asString(), "0123456789abcdef");
+  EXPECT_EQ(OrxJson("answer", {"mode"})["mode"].asInt(), 1);
+  EXPECT_EQ(Orx({"modem", "AT+CGSN"}).out, std::string(kImei) + "\n");
+  EXPECT_THAT(Orx({"modem", "--raw", "AT+CGSN"}).out, HasSubstr("ERROR"));
+}
+
+TEST_F(IdentityCommandTest, RecordsMaskWhatNamesTheDevice) {
+  const std::string masked = Orx({"records"}).out;
+  EXPECT_THAT(masked, HasSubstr("Simulated Dual"));
+  EXPECT_THAT(masked, HasSubstr("49*************"));
+  EXPECT_THAT(masked, Not(HasSubstr(kImei)));
+  const Json::Value shown = OrxJson("answer", {"records", "--show-ids"})["records"];
+  ASSERT_EQ(shown.size(), 7u);
+  EXPECT_EQ(shown[6]["tag"].asInt(), 714);
+  EXPECT_EQ(shown[6]["value"].asString(), kImei);
+}
+
+TEST_F(IdentityCommandTest, NamesEveryMissingProperty) {
+  profile_ = "bare";
+  const ProgramResult result = Orx({"ids"});
+  EXPECT_EQ(result.exit_code, 4);
+  EXPECT_EQ(result.out, "Device ID properties not ok\n");
+  for (const char* name : {"ro.vendor.boot.serialno", "ro.product.vendor.model"}) {
+    EXPECT_THAT(result.err, HasSubstr(name));
+  }
+  EXPECT_EQ(OrxJson("failure", {"ids"})["error"]["code"].asString(), "PROPERTY-MISSING");
+  EXPECT_THAT(Orx({"uid"}).err, HasSubstr("no unique id"));
+}
+
+struct AnswerCase {
+  const char* fault;
+  const char* command;
+  const char* explanation;
+};
+
+TEST_F(IdentityCommandTest, ExplainsOddAnswersOfTheModem) {
+  profile_ = "single-sim";
+  const AnswerCase cases[] = {{"modem:echo", "imei", "repeats the command"},
+                              {"modem:trailing-ok", "imei", "ends with OK"},
+                              {"modem:quoted", "imei", "has quotes"},
+                              {"modem:meid-letters", "meid", "hexadecimal letters"},
+                              {"modem:too-long", "imei", "instead of 15"}};
+  for (const AnswerCase& c : cases) {
+    SCOPED_TRACE(c.fault);
+    faults_ = {c.fault};
+    const ProgramResult result = Orx({c.command});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr(c.explanation));
+    EXPECT_THAT(result.err, HasSubstr("library: "));
+    EXPECT_EQ(result.out, "");
+  }
+}
+
+TEST_F(IdentityCommandTest, AModemThatClosesIsTold) {
+  faults_ = {"modem:close"};
+  const ProgramResult result = Orx({"imei"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_THAT(result.err, HasSubstr("[MODEM-EXCHANGE]"));
+}
+
+TEST_F(IdentityCommandTest, TimeoutEndsACallThatBlocksWithoutEnd) {
+  faults_ = {"modem:silent"};
+  const ProgramResult result = Orx({"imei", "--timeout", "3"});
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_THAT(result.err, HasSubstr("[TIMED-OUT]"));
+  EXPECT_THAT(result.err, HasSubstr("No response timeout is set"));
+  EXPECT_EQ(OrxJson("failure", {"imei", "--timeout", "3"})["exit_code"].asInt(), 5);
+}
+
+TEST_F(IdentityCommandTest, ATerminalShowsTheAttempts) {
+  SetDevice("modem=no");
+  options_.terminal = true;
+  const ProgramResult result = Orx({"imei", "--timeout", "4"});
+  EXPECT_EQ(result.exit_code, 5);
+  EXPECT_THAT(result.err, HasSubstr("modem: attempt 1 of 30"));
+  EXPECT_THAT(result.err, HasSubstr("modem: attempt 2 of 30"));
+}
+
+TEST_F(IdentityCommandTest, AKeyboardInterruptEndsWith130) {
+  SetDevice("modem=no");
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{"imei", "-v"}, {"imei", "-v", "--timeout", "50"}}) {
+    options_.signal_when_shown = "Connect to AT command engine with 1 fails";
+    EXPECT_EQ(Orx(words).exit_code, 130);
+  }
+}
+
+}  // namespace
+}  // namespace orx_tool

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/diagnosis/modem_answer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace orx_tool {
+namespace {
+
+using testing::HasSubstr;
+
+struct AnswerCase {
+  const char* answer;
+  size_t digits;
+  const char* explanation;  // empty: nothing odd
+};
+
+TEST(ExplainModemAnswerTest, NamesWhatIsOdd) {
+  const AnswerCase cases[] = {{"490154203237518", 15, ""},
+                              {"A0000012345678", 14, "hexadecimal letters"},
+                              {"AT+CGSN\r\n490154203237518", 15, "echo is on"},
+                              {"490154203237518\r\n\r\nOK\r\n", 15, "ends with OK"},
+                              {"\"490154203237518\"", 15, "has quotes"},
+                              {"49015420323751", 15, "without its check digit"},
+                              {"4901542032375187", 15, "with software version"},
+                              {"", 15, "0 digits in a row instead of 15"},
+                              {"+CME ERROR: 3", 15, "answered ERROR"}};
+  for (const AnswerCase& c : cases) {
+    const std::string text = ExplainModemAnswer(c.answer, c.digits);
+    EXPECT_THAT(text, HasSubstr(c.explanation)) << c.answer;
+    EXPECT_EQ(text.empty(), *c.explanation == 0) << c.answer;
+  }
+}
+
+TEST(ModemAnswerTest, IsFoundInTheLog) {
+  EXPECT_FALSE(ModemAnswer({{"", "Attempt to read at response."}}));
+  const auto answer =
+      ModemAnswer({{"", "AT data receive is one\r\ntwo, data length is 8"}, {"", "AT  success!"}});
+  EXPECT_EQ(answer, "one\r\ntwo");
+}
+
+TEST(ModemProgressTest, CountsTheAttempts) {
+  EXPECT_EQ(ModemProgressText("Establishing connection..."), "modem: attempt 1 of 30");
+  EXPECT_EQ(ModemProgressText("Connect to AT command engine with 2 fails"),
+            "modem: attempt 3 of 30");
+  EXPECT_EQ(ModemProgressText("Connect to AT command engine with 30 fails"), "");
+  EXPECT_EQ(ModemProgressText("KM: Begin"), "");
+}
+
+}  // namespace
+}  // namespace orx_tool

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/tools/orx/tool_fixture.h"
+
+namespace orx_tool {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+// Enough for a slow machine; the doctor's own limit is for devices.
+const std::vector<std::string> kDoctor = {"doctor", "--timeout", "60"};
+
+class DoctorCommandTest : public ToolTest {
+ protected:
+  // Problems maps each area with a problem to its code.
+  std::map<std::string, std::string> Problems(const Json::Value& answer) {
+    std::map<std::string, std::string> problems;
+    for (const Json::Value& finding : answer["findings"]) {
+      if (finding["status"].asString() != "PROBLEM") continue;
+      problems[finding["area"].asString()] = finding["code"].asString();
+      EXPECT_NE(finding["advice"].asString(), "");
+      EXPECT_NE(finding["owner"].asString(), "");
+    }
+    return problems;
+  }
+};
+
+TEST_F(DoctorCommandTest, FindsAHealthyDeviceHealthy) {
+  ASSERT_EQ(Orx({"key", "import", "50", "--hex", std::string(32, '0')}).exit_code, 0);
+  const ProgramResult result = Orx(kDoctor);
+  EXPECT_EQ(result.exit_code, 0) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("version 3, TRUSTED_ENVIRONMENT"));
+  EXPECT_THAT(result.out, HasSubstr("-byte blob, AES-128\n"));
+  EXPECT_THAT(result.out, HasSubstr("somebody listens on /dev/socket/rild-oem"));
+  EXPECT_THAT(result.out, Not(HasSubstr("SIM0000000000001")));
+  EXPECT_TRUE(OrxJson("doctor", kDoctor)["healthy"].asBool());
+}
+
+TEST_F(DoctorCommandTest, NamesWhatIsMissingWithItsOwner) {
+  profile_ = "bare";
+  const Json::Value answer = OrxJson("doctor", kDoctor);
+  const auto problems = Problems(answer);
+  EXPECT_EQ(problems.at("modem"), "MODEM-UNREACHABLE");
+  EXPECT_EQ(problems.at("property"), "PROPERTY-MISSING");
+  EXPECT_EQ(problems.count("keymint/tee"), 0u);
+  EXPECT_EQ(Orx(kDoctor).exit_code, 4);
+}
+
+TEST_F(DoctorCommandTest, TellsKeysThatTheDeviceDoesNotOpen) {
+  for (const char* id : {"17", "50", "51"}) {
+    ASSERT_EQ(Orx({"key", "import", id, "--hex", std::string(32, '0')}).exit_code, 0);
+  }
+  const std::string blob = "/mnt/vendor/persist/security/zol_key_";
+  EXPECT_EQ(Simulator({"run", "-q", "--device", work("device"), "--", "bash", "-c",
+                       "echo x >>" + blob + "user0; rm " + blob + "user1; mkdir " + blob + "user1"})
+                .exit_code,
+            0);
+  const auto problems = Problems(OrxJson("doctor", kDoctor));
+  EXPECT_EQ(problems.at("key slot 50"), "KM-BLOB-REFUSED");
+  EXPECT_EQ(problems.at("key slot 51"), "KEY-FILE-UNREADABLE");
+  EXPECT_EQ(problems.count("key slot 17"), 0u);
+  EXPECT_EQ(Orx(kDoctor).exit_code, 1);
+}
+
+TEST_F(DoctorCommandTest, AMissingServiceAndFolderAreEnvironmentFailures) {
+  std::filesystem::remove("/mnt/vendor/persist/security");
+  const ProgramResult result =
+      orx_test::RunProgram({ORX_PROGRAM, "doctor", "--json", "--timeout", "60"});
+  EXPECT_EQ(result.exit_code, 4);
+  const auto problems = Problems(orx_test::ParseJson(result.out));
+  EXPECT_EQ(problems.at("symmetric service"), "KM-SERVICE-MISSING");
+  EXPECT_EQ(problems.at("keymint/tee"), "KM-SERVICE-MISSING");
+  EXPECT_EQ(problems.at("folder"), "PERSIST-MISSING");
+}
+
+TEST_F(DoctorCommandTest, ADeadServiceIsAProblem) {
+  faults_ = {"strongbox.getHardwareInfo:dead-object"};
+  const Json::Value answer = OrxJson("doctor", kDoctor);
+  EXPECT_EQ(Problems(answer).at("keymint/strongbox"), "KM-TRANSPORT");
+}
+
+struct ExplainCase {
+  std::vector<std::string> words;
+  const char* text;
+};
+
+TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
+  const ExplainCase cases[] = {
+      {{"KM-SERVICE-MISSING"}, "log line: Could not obtain the keymint service"},
+      {{"km-service-missing"}, "owner: init and sepolicy"},
+      {{"KEY_REQUIRES_UPGRADE"}, "KM-KEY-OUTDATED (exit code 1)"},
+      {{"--", "-62"}, "KM-KEY-OUTDATED (exit code 1)"},
+      {{"SYM: No key loaded"}, "SYM-NO-KEY"},
+      {{"SYM:", "No", "key", "loaded"}, "SYM-NO-KEY"},
+      {{"11-21 06:31:00.123  812  812 D ORX     : src/keymint/ORX_SYM.cpp:178: SYM: AES begin "
+        "(decrypt) failed, code:-33, blob size:120"},
+       "KM-BLOB-REFUSED"},
+      {{"KM: GenerateKey"}, "no failure"}};
+  for (const ExplainCase& c : cases) {
+    std::vector<std::string> words = {ORX_PROGRAM, "explain"};
+    words.insert(words.end(), c.words.begin(), c.words.end());
+    const ProgramResult result = orx_test::RunProgram(words);
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr(c.text));
+  }
+  EXPECT_EQ(orx_test::RunProgram({ORX_PROGRAM, "explain", "no such thing"}).exit_code, 1);
+  EXPECT_THAT(orx_test::RunProgram({ORX_PROGRAM, "explain"}).out, HasSubstr("\nSS-DIFFERENT"));
+}
+
+}  // namespace
+}  // namespace orx_tool

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/check/attest_key.h"
+
+#include <keymint/ORX_KEYMINT.h>
+#include <sys/system_properties.h>
+
+#include <cstring>
+
+namespace orx_tool {
+
+namespace km = aidl::android::hardware::security::keymint;
+namespace orx = android::hardware::keymint::ORX;
+
+namespace {
+
+orx::AuthorizationSet AttestKeyParameters(bool with_challenge) {
+  orx::AuthorizationSetBuilder builder;
+  builder.EcdsaKey(km::EcCurve::P_256).AttestKey();
+  // A challenge asks for a chain to the factory's root; without one the key certifies itself.
+  if (with_challenge) {
+    builder.AttestationChallenge("orx").AttestationApplicationId("orx");
+  }
+  builder.SetDefaultValidity();
+  return builder;
+}
+
+}  // namespace
+
+bool StrongBoxHasFactoryKeys() {
+  char value[PROP_VALUE_MAX] = {};
+  __system_property_get("ro.boot.factorysbprov", value);
+  return strcmp(value, "true") == 0;
+}
+
+int GenerateAttestKey(bool strongbox, CertificateChain* chain) {
+  orx::KeyMintService service(strongbox);
+  std::vector<uint8_t> blob;
+  std::vector<km::KeyCharacteristics> characteristics;
+  std::vector<km::Certificate> certificates;
+  const bool with_challenge = !strongbox || StrongBoxHasFactoryKeys();
+  const int result = service.GenerateKey(AttestKeyParameters(with_challenge), std::nullopt, &blob,
+                                         &characteristics, &certificates);
+  for (km::Certificate& certificate : certificates) {
+    chain->push_back(std::move(certificate.encodedCertificate));
+  }
+  // The key was made to be looked at only.
+  if (!blob.empty()) service.DeleteKey(&blob, /*keepBlob=*/false);
+  return result;
+}
+
+}  // namespace orx_tool

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include "tools/orx/check/attest_key.h"
+#include "tools/orx/check/certificate.h"
+#include "tools/orx/cli/files.h"
+#include "tools/orx/commands/commands.h"
+#include "tools/orx/diagnosis/library_log.h"
+
+namespace orx_tool {
+namespace {
+
+// ShowChain prints the certificates and adds them to the answer.
+void ShowChain(const CertificateChain& chain, Output& output) {
+  Json::Value certificates(Json::arrayValue);
+  for (size_t i = 0; i < chain.size(); ++i) {
+    const auto certificate = ParseCertificate(chain[i]);
+    output.Text("certificate " + std::to_string(i) + ":");
+    if (certificate == nullptr) {
+      output.Text("  does not parse, " + std::to_string(chain[i].size()) + " bytes");
+      certificates.append(Json::Value());
+      continue;
+    }
+    for (const std::string& line : CertificateLines(certificate.get())) output.Text("  " + line);
+    certificates.append(DescribeCertificate(certificate.get()));
+  }
+  output.answer()["certificates"] = certificates;
+  Json::Value advice(Json::arrayValue);
+  for (const std::string& text : ChainAdvice(chain)) {
+    output.Text("note: " + text);
+    advice.append(text);
+  }
+  output.answer()["advice"] = advice;
+}
+
+bool WriteText(const std::string& path, const std::string& text, std::optional<Problem>* problem) {
+  FileOutput file(path, Privacy::kPublic, problem);
+  return !*problem && file.Write(text.data(), text.size(), problem) && file.Commit(problem);
+}
+
+// WriteChain writes chain.pem and each certificate on its own.
+bool WriteChain(const std::string& folder, const CertificateChain& chain,
+                std::optional<Problem>* problem) {
+  if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+    *problem = MakeProblem("OUTPUT-FAILED", "cannot make " + folder + ": " + strerror(errno));
+    return false;
+  }
+  for (size_t i = 0; i < chain.size(); ++i) {
+    const std::string path = folder + "/cert" + std::to_string(i) + ".pem";
+    if (!WriteText(path, WritePem({chain[i]}), problem)) return false;
+  }
+  return WriteText(folder + "/chain.pem", WritePem(chain), problem);
+}
+
+}  // namespace
+
+int RunChainShow(const Args& args, Output& output) {
+  CertificateChain chain;
+  for (const std::string& path : args.operands()) {
+    std::optional<Problem> problem;
+    const auto read = ReadCertificates(path, &problem);
+    if (!read) return output.Fail(*problem);
+    chain.insert(chain.end(), read->begin(), read->end());
+  }
+  ShowChain(chain, output);
+  return output.Succeed();
+}
+
+int RunAttestKey(const Args& args, Output& output) {
+  if (!args.Has("output")) {
+    return output.Fail(MakeProblem("USAGE", "give a folder for the chain with -o DIR"));
+  }
+  CertificateChain chain;
+  ClearLibraryLog();
+  const int result = GenerateAttestKey(args.Has("strongbox"), &chain);
+  if (result != 0) return output.Fail(DiagnoseKeyMint(LibraryLogLines(), result));
+  std::optional<Problem> problem;
+  if (!WriteChain(args.Get("output"), chain, &problem)) return output.Fail(*problem);
+  ShowChain(chain, output);
+  output.answer()["output"] = args.Get("output");
+  output.Text(std::to_string(chain.size()) + " certificates in " + args.Get("output") +
+              "/chain.pem");
+  return output.Succeed();
+}
+
+}  // namespace orx_tool

@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/cli/files.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace orx_tool {
+namespace {
+
+// How much is read first from an input that does not tell its size.
+constexpr uint64_t kFirstReadBytes = 64UL * 1024;
+
+// The temporary file that a signal handler has to remove; at most one exists at a time.
+char temporary_path[PATH_MAX];
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+void OnSignal(int signal_number) {
+  if (temporary_path[0] != 0) unlink(temporary_path);
+  _exit(128 + signal_number);
+}
+
+// EndingSignalsBlocked keeps the handler from running between the making of a temporary file and
+// the note of its name.
+class EndingSignalsBlocked {
+ public:
+  EndingSignalsBlocked() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal_number : kEndingSignals) sigaddset(&ending, signal_number);
+    sigprocmask(SIG_BLOCK, &ending, &old_mask_);
+  }
+  ~EndingSignalsBlocked() { sigprocmask(SIG_SETMASK, &old_mask_, nullptr); }
+  EndingSignalsBlocked(const EndingSignalsBlocked&) = delete;
+  EndingSignalsBlocked& operator=(const EndingSignalsBlocked&) = delete;
+
+ private:
+  sigset_t old_mask_;
+};
+
+bool IsStandardStream(const std::string& path) {
+  return path.empty() || path == "-";
+}
+
+std::string ResolveLink(const std::string& path) {
+  char resolved[PATH_MAX];
+  return realpath(path.c_str(), resolved) != nullptr ? resolved : path;
+}
+
+bool IsSpecialFile(const std::string& path) {
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+std::string FolderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+void SyncFolder(const std::string& path) {
+  const int fd = open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);  // the file's own bytes are safe already
+  close(fd);
+}
+
+Problem ReadFailure(const std::string& name, int error) {
+  return MakeProblem("INPUT-UNREADABLE", "cannot read " + name + ": " + strerror(error));
+}
+
+}  // namespace
+
+Input::Input(const std::string& path, std::optional<Problem>* problem)
+    : name_(IsStandardStream(path) ? "standard input" : path) {
+  fd_ = IsStandardStream(path) ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat status;
+  if (fd_ < 0 || fstat(fd_, &status) != 0) {
+    *problem = ReadFailure(name_, errno);
+  } else if (S_ISDIR(status.st_mode)) {
+    *problem = ReadFailure(name_, EISDIR);
+  }
+}
+
+Input::~Input() {
+  if (fd_ >= 0) close(fd_);
+}
+
+ssize_t Input::ReadFully(uint8_t* bytes, size_t size, std::optional<Problem>* problem) {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t got = read(fd_, bytes + done, size - done);
+    if (got == 0) break;
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      *problem = ReadFailure(name_, errno);
+      return -1;
+    }
+    done += static_cast<size_t>(got);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+std::optional<uint64_t> Input::size() const {
+  struct stat status;
+  if (fstat(fd_, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return static_cast<uint64_t>(status.st_size);
+}
+
+std::optional<SecretBytes> ReadWhole(const std::string& path, size_t limit,
+                                     std::optional<Problem>* problem) {
+  Input input(path, problem);
+  if (*problem) return std::nullopt;
+  // A size of its own is a hint only: pipes have none, and files may grow. One byte more than
+  // expected shows the end.
+  SecretBytes bytes(std::min<uint64_t>(input.size().value_or(kFirstReadBytes), limit) + 1);
+  size_t size = 0;
+  for (;;) {
+    const ssize_t got = input.ReadFully(bytes.data() + size, bytes.size() - size, problem);
+    if (got < 0) return std::nullopt;
+    size += static_cast<size_t>(got);
+    if (size < bytes.size()) break;
+    if (size > limit) {
+      *problem = MakeProblem("INPUT-TOO-LARGE",
+                             input.name() + " has more than " + std::to_string(limit) + " bytes");
+      return std::nullopt;
+    }
+    SecretBytes larger(std::min(2 * size + 1, limit + 1));
+    memcpy(larger.data(), bytes.data(), size);
+    bytes = std::move(larger);
+  }
+  bytes.Shrink(size);
+  return bytes;
+}
+
+FileOutput::FileOutput(const std::string& path, Privacy privacy, std::optional<Problem>* problem)
+    : name_(IsStandardStream(path) ? "standard output" : path), path_(ResolveLink(path)) {
+  if (IsStandardStream(path)) {
+    fd_ = dup(STDOUT_FILENO);
+  } else if (IsSpecialFile(path_)) {
+    fd_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
+  } else {
+    OpenTemporary(privacy);
+  }
+  if (fd_ < 0) *problem = Failure(errno);
+}
+
+FileOutput::~FileOutput() {
+  if (fd_ >= 0) close(fd_);
+  if (temporary_.empty()) return;
+  unlink(temporary_.c_str());
+  temporary_path[0] = 0;
+}
+
+void FileOutput::OpenTemporary(Privacy privacy) {
+  temporary_ = path_ + ".XXXXXX";
+  if (temporary_.size() >= sizeof(temporary_path)) {
+    temporary_.clear();
+    errno = ENAMETOOLONG;
+    return;
+  }
+  const EndingSignalsBlocked blocked;
+  fd_ = mkostemp(temporary_.data(), O_CLOEXEC);  // mode 0600
+  if (fd_ < 0) {
+    temporary_.clear();
+    return;
+  }
+  memcpy(temporary_path, temporary_.c_str(), temporary_.size() + 1);
+  if (privacy == Privacy::kSecret) return;
+  const mode_t mask = umask(0);
+  umask(mask);
+  fchmod(fd_, 0666 & ~mask);
+}
+
+bool FileOutput::Write(const void* bytes, size_t size, std::optional<Problem>* problem) {
+  const auto* next = static_cast<const uint8_t*>(bytes);
+  while (size > 0) {
+    const ssize_t written = write(fd_, next, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) {
+      *problem = Failure(errno);
+      return false;
+    }
+    next += written;
+    size -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+bool FileOutput::Commit(std::optional<Problem>* problem) {
+  if (temporary_.empty()) return true;
+  if (fsync(fd_) != 0 && errno != EINVAL && errno != EROFS) {
+    *problem = Failure(errno);
+    return false;
+  }
+  if (rename(temporary_.c_str(), path_.c_str()) != 0) {
+    *problem = Failure(errno);
+    return false;
+  }
+  temporary_path[0] = 0;
+  temporary_.clear();
+  SyncFolder(path_);
+  return true;
+}
+
+Problem FileOutput::Failure(int error) const {
+  return MakeProblem("OUTPUT-FAILED", "cannot write " + name_ + ": " + strerror(error));
+}
+
+void RemoveTemporaryOnSignals() {
+  for (const int signal_number : kEndingSignals) {
+    struct sigaction action = {};
+    action.sa_handler = OnSignal;
+    sigaction(signal_number, &action, nullptr);
+  }
+  // A closed pipe is an error of write like others.
+  signal(SIGPIPE, SIG_IGN);
+}
+
+}  // namespace orx_tool

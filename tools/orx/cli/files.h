@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tools/orx/cli/secret.h"
+#include "tools/orx/diagnosis/diagnostics.h"
+
+namespace orx_tool {
+
+// Input reads a file or, for the path "-" or "", standard input.
+class Input {
+ public:
+  // Open returns an object that cannot be read, and sets *problem, when the path cannot be opened.
+  Input(const std::string& path, std::optional<Problem>* problem);
+  ~Input();
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+
+  // ReadFully reads until `size` bytes or the end. Returns the count, or -1 with *problem set.
+  ssize_t ReadFully(uint8_t* bytes, size_t size, std::optional<Problem>* problem);
+  // The file's size where it is a regular file.
+  std::optional<uint64_t> size() const;
+  const std::string& name() const { return name_; }
+
+ private:
+  std::string name_;
+  int fd_;
+};
+
+// ReadWhole reads all of `path` into wiped memory; more than `limit` bytes are refused.
+std::optional<SecretBytes> ReadWhole(const std::string& path, size_t limit,
+                                     std::optional<Problem>* problem);
+
+// Sensitivity of an output: a secret is readable by its owner only.
+enum class Privacy { kPublic, kSecret };
+
+// FileOutput writes a file that appears under its name only when it is whole: the bytes go to a
+// temporary file in the same folder, which Commit syncs and renames. Without Commit, also when the
+// process ends by SIGINT, SIGTERM or SIGHUP, nothing is left behind. The path "-" or "" is standard
+// output, and what is there but no regular file (a device, a pipe) is written directly; neither can
+// be taken back.
+class FileOutput {
+ public:
+  FileOutput(const std::string& path, Privacy privacy, std::optional<Problem>* problem);
+  ~FileOutput();
+  FileOutput(const FileOutput&) = delete;
+  FileOutput& operator=(const FileOutput&) = delete;
+
+  bool Write(const void* bytes, size_t size, std::optional<Problem>* problem);
+  bool Commit(std::optional<Problem>* problem);
+
+ private:
+  void OpenTemporary(Privacy privacy);
+  Problem Failure(int error) const;
+
+  std::string name_;       // for messages
+  std::string path_;       // where the file goes in the end, links resolved
+  std::string temporary_;  // empty when written directly
+  int fd_ = -1;
+};
+
+// RemoveTemporaryOnSignals installs the handlers that FileOutput's promise needs. The process then
+// ends with 128 plus the signal's number.
+void RemoveTemporaryOnSignals();
+
+}  // namespace orx_tool

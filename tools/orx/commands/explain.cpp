@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <stdio.h>
+#include <strings.h>
+
+#include "tools/orx/cli/json_lines.h"
+#include "tools/orx/commands/commands.h"
+
+namespace orx_tool {
+namespace {
+
+std::vector<std::string> MessagesOf(const Reason& reason) {
+  std::vector<std::string> formats;
+  for (const Message& message : Messages()) {
+    if (message.reason == nullptr || strcasecmp(message.reason, reason.code) != 0) continue;
+    std::string format = message.format;
+    format.erase(format.find_last_not_of("\n ") + 1);
+    formats.push_back(format);
+  }
+  return formats;
+}
+
+std::vector<std::string> ErrorsOf(const Reason& reason) {
+  std::vector<std::string> names;
+  for (const KeyMintError& error : KeyMintErrors()) {
+    if (strcasecmp(error.reason, reason.code) != 0) continue;
+    names.push_back(std::string(error.name) + " (" + std::to_string(error.number) + ")");
+  }
+  return names;
+}
+
+int ExplainReason(const Reason& reason, Output& output) {
+  output.answer()["code"] = reason.code;
+  output.answer()["exit_code"] = reason.exit_code;
+  output.answer()["cause"] = reason.cause;
+  output.answer()["advice"] = reason.remedy;
+  output.answer()["owner"] = reason.owner;
+  output.answer()["messages"] = Texts(MessagesOf(reason));
+  output.answer()["keymint_errors"] = Texts(ErrorsOf(reason));
+
+  output.Text(std::string(reason.code) + " (exit code " + std::to_string(reason.exit_code) + ")");
+  output.Text(std::string("  cause: ") + reason.cause);
+  if (*reason.remedy != 0) output.Text(std::string("  try:   ") + reason.remedy);
+  output.Text(std::string("  owner: ") + reason.owner);
+  for (const std::string& name : ErrorsOf(reason)) output.Text("  KeyMint error: " + name);
+  for (const std::string& format : MessagesOf(reason)) output.Text("  log line: " + format);
+  return output.Succeed();
+}
+
+int ExplainMessage(const MessageMatch& match, const std::string& text, Output& output) {
+  if (match.message->reason == nullptr) {
+    output.answer()["code"] = "";
+    output.answer()["cause"] = "a step of the library, no failure";
+    output.Text("A step of the library, no failure: " + text);
+    return output.Succeed();
+  }
+  // The KeyMint error within a message says more than the message.
+  const Problem problem = Diagnose({{"", text}});
+  output.Text("This line: " + problem.cause);
+  return ExplainReason(*FindReason(problem.code), output);
+}
+
+int ListReasons(Output& output) {
+  std::vector<std::vector<std::string>> rows = {{"CODE", "EXIT", "CAUSE"}};
+  Json::Value codes(Json::arrayValue);
+  for (const Reason& reason : Reasons()) {
+    rows.push_back({reason.code, std::to_string(reason.exit_code), reason.cause});
+    codes.append(reason.code);
+  }
+  PrintTable(output, rows);
+  output.answer()["codes"] = codes;
+  return output.Succeed();
+}
+
+std::string Joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
+  return text;
+}
+
+// LibraryMessage finds the message in a line that may carry logcat's columns and the place in the
+// sources in front.
+std::optional<std::pair<MessageMatch, std::string>> LibraryMessage(const std::string& line) {
+  if (auto match = MatchMessage(line)) return std::make_pair(*match, line);
+  for (size_t at = line.find(' '); at != std::string::npos; at = line.find(' ', at + 1)) {
+    const std::string message = SplitLogLine(line.substr(at + 1)).message;
+    if (auto match = MatchMessage(message)) return std::make_pair(*match, message);
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+int RunExplain(const Args& args, Output& output) {
+  if (args.operands().empty()) return ListReasons(output);
+  const std::string text = Joined(args.operands());
+  if (const Reason* reason = FindReason(text)) return ExplainReason(*reason, output);
+  if (const KeyMintError* error = FindKeyMintError(text)) {
+    return ExplainReason(*FindReason(error->reason), output);
+  }
+  if (const auto found = LibraryMessage(text)) {
+    return ExplainMessage(found->first, found->second, output);
+  }
+  return output.Fail(MakeProblem(
+      "EXPLAIN-UNKNOWN", "'" + text + "' is neither a reason code nor a message of the library"));
+}
+
+}  // namespace orx_tool

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <orx/orx.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "tools/orx/cli/encoding.h"
+#include "tools/orx/commands/commands.h"
+#include "tools/orx/diagnosis/library_log.h"
+#include "tools/orx/diagnosis/modem_answer.h"
+
+namespace orx_tool {
+namespace {
+
+// The library receives up to 3072 bytes into the caller's buffer, whatever its size, and
+// terminates nothing.
+constexpr size_t kAnswerBytes = 3072 + 1;
+constexpr uint32_t kSecureMode = 1;
+constexpr const char kAtPrefix[] = "TCATSEND,0,";
+
+// MissingProperties lists the properties that the last calls found missing.
+std::vector<std::string> MissingProperties() {
+  const std::string begin = "Failed to get prop:";
+  std::vector<std::string> names;
+  for (const LogLine& line : LibraryLogLines()) {
+    if (line.message.rfind(begin, 0) != 0) continue;
+    const std::string name = line.message.substr(begin.size());
+    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+  }
+  return names;
+}
+
+Problem IdsProblem() {
+  Problem problem = Diagnose(LibraryLogLines());
+  const std::vector<std::string> missing = MissingProperties();
+  if (problem.code != "PROPERTY-MISSING" || missing.empty()) return problem;
+  problem.cause = "missing or empty properties:";
+  for (const std::string& name : missing) problem.cause += " " + name;
+  return problem;
+}
+
+void SetText(Json::Value* json, const char* name, const char* value) {
+  (*json)[name] = value != nullptr ? Json::Value(value) : Json::Value();
+}
+
+struct ModemIdentifier {
+  const char* name;
+  size_t digits;
+  int (*get)(char* buffer, uint32_t length);
+};
+
+int RunModemIdentifier(const ModemIdentifier& identifier, Output& output) {
+  std::vector<char> buffer(kAnswerBytes, 0);
+  ClearLibraryLog();
+  int result = 0;
+  {
+    const ModemProgress progress(output);
+    result = identifier.get(buffer.data(), static_cast<uint32_t>(buffer.size()));
+  }
+  if (result == 0) {
+    output.answer()[identifier.name] = buffer.data();
+    output.Text(buffer.data());
+    return output.Succeed();
+  }
+  Problem problem = Diagnose(LibraryLogLines());
+  if (const auto answer = ModemAnswer(LibraryLogLines())) {
+    const std::string oddity = ExplainModemAnswer(*answer, identifier.digits);
+    if (!oddity.empty()) {
+      problem.cause = oddity;
+      problem.advice = "The library takes the digits alone; see 'orx modem' for raw answers.";
+    }
+    output.answer()["modem_answer"] = *answer;
+  }
+  return output.Fail(problem);
+}
+
+// Record is one entry of the library's device-ID buffer: two words and a text of 92 bytes.
+struct Record {
+  uint32_t tag;
+  uint32_t length;
+  char value[92];
+};
+static_assert(sizeof(Record) == 100);
+
+constexpr size_t kRecordCapacity = 8;
+
+struct TagName {
+  const char* name;
+  uint32_t number;
+  bool identifies;  // this very device, not its model
+};
+
+constexpr TagName kTagNames[] = {{"brand", 710, false},        {"device", 711, false},
+                                 {"product", 712, false},      {"serial", 713, true},
+                                 {"manufacturer", 716, false}, {"model", 717, false},
+                                 {"imei", 714, true},          {"meid", 715, true}};
+
+TagName FindTag(uint32_t tag) {
+  constexpr uint32_t kTagNumberMask = 0x0fffffff;  // without the type in the upper bits
+  for (const TagName& known : kTagNames) {
+    if (known.number == (tag & kTagNumberMask)) return known;
+  }
+  return {"unknown", tag & kTagNumberMask, true};
+}
+
+}  // namespace
+
+int RunIds(const Args& /*args*/, Output& output) {
+  ClearLibraryLog();
+  const bool complete = ORX_device_id_attestation_properties_ok() == 0;
+  if (!output.json()) {
+    ORX_print_device_ids();
+    return complete ? output.Succeed() : output.Fail(IdsProblem());
+  }
+  if (!complete) return output.Fail(IdsProblem());
+  Json::Value& answer = output.answer();
+  SetText(&answer, "model", ORX_get_model_name());
+  SetText(&answer, "product", ORX_get_product_name());
+  SetText(&answer, "device", ORX_get_device_name());
+  SetText(&answer, "serial", ORX_get_serial());
+  SetText(&answer, "manufacturer", ORX_get_manufacturer_name());
+  SetText(&answer, "brand", ORX_get_brand_name());
+  answer["dual_sim"] = ORX_device_supports_dual_sim() == 0;
+  answer["generic_properties"] = ORX_device_requires_generic_ids() == 1;
+  return output.Succeed();
+}
+
+int RunImei(const Args& /*args*/, Output& output) {
+  return RunModemIdentifier({"imei", 15, ORX_DEVICE_GetImei}, output);
+}
+
+int RunImei2(const Args& /*args*/, Output& output) {
+  return RunModemIdentifier({"imei2", 15, ORX_DEVICE_GetImei2}, output);
+}
+
+int RunMeid(const Args& /*args*/, Output& output) {
+  return RunModemIdentifier({"meid", 14, ORX_DEVICE_GetMeid}, output);
+}
+
+int RunUid(const Args& /*args*/, Output& output) {
+  char* text = nullptr;
+  uint32_t length = 0;
+  ClearLibraryLog();
+  if (ORX_DEVICE_GetUniqueID(&text, &length) != 0) return output.Fail(Diagnose(LibraryLogLines()));
+  const std::string uid(text, length);
+  free(text);
+  uint8_t raw[16];
+  if (ORX_ProcessorRawUID(raw, sizeof(raw)) != 0) return output.Fail(Diagnose(LibraryLogLines()));
+  const bool unset = uid.find_first_not_of('0') == std::string::npos;
+  if (unset) output.Note("note: ro.vendor.boot.uid is missing or all zeros; this is no unique id");
+  output.answer()["uid"] = uid;
+  output.answer()["raw"] = ToHex(raw, 8);
+  output.answer()["unset"] = unset;
+  output.Text(uid);
+  return output.Succeed();
+}
+
+int RunMode(const Args& /*args*/, Output& output) {
+  uint32_t mode = 0;
+  ORX_DEVICE_GetMode(&mode);
+  const bool production = ORX_DEVICE_IsProduction() == 0;
+  output.answer()["mode"] = mode;
+  output.answer()["secure_hardware"] = mode == kSecureMode;
+  output.answer()["production"] = production;
+  output.Text(std::to_string(mode) + " (" +
+              (mode == kSecureMode ? "secure hardware" : "not secure") + ", " +
+              (production ? "production device" : "no production device") + ")");
+  return output.Succeed();
+}
+
+int RunRecords(const Args& args, Output& output) {
+  Record records[kRecordCapacity] = {};
+  uint32_t size = sizeof(records);
+  ClearLibraryLog();
+  int result = 0;
+  {
+    const ModemProgress progress(output);
+    result = ORX_get_attestation_id(reinterpret_cast<uint8_t*>(records), &size);
+  }
+  if (result != 0) return output.Fail(IdsProblem());
+
+  std::vector<std::vector<std::string>> rows = {{"RECORD", "TAG", "NAME", "LENGTH", "VALUE"}};
+  Json::Value list(Json::arrayValue);
+  for (size_t i = 0; i < size / sizeof(Record); ++i) {
+    const TagName tag = FindTag(records[i].tag);
+    const std::string value(records[i].value, strnlen(records[i].value, sizeof(Record::value)));
+    const std::string shown = tag.identifies && !args.Has("show-ids") ? MaskValue(value) : value;
+    rows.push_back({std::to_string(i), std::to_string(tag.number), tag.name,
+                    std::to_string(records[i].length), shown});
+    Json::Value entry(Json::objectValue);
+    entry["tag"] = tag.number;
+    entry["name"] = tag.name;
+    entry["length"] = records[i].length;
+    entry["value"] = shown;
+    list.append(entry);
+  }
+  PrintTable(output, rows);
+  output.answer()["records"] = list;
+  return output.Succeed();
+}
+
+int RunModem(const Args& args, Output& output) {
+  std::string command = args.operands()[0];
+  if (!args.Has("raw") && command.rfind("AT", 0) == 0) command.insert(0, kAtPrefix);
+  std::vector<char> answer(kAnswerBytes, 0);
+  ClearLibraryLog();
+  int result = 0;
+  {
+    const ModemProgress progress(output);
+    result = ORX_communicate_with_modem(command.c_str(), answer.data());
+  }
+  if (result != 0) return output.Fail(Diagnose(LibraryLogLines()));
+  output.answer()["command_sent"] = command;
+  output.answer()["answer"] = answer.data();
+  output.Text(answer.data());
+  return output.Succeed();
+}
+
+}  // namespace orx_tool

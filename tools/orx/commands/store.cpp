@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <orx/orx.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "tools/orx/cli/result_bytes.h"
+#include "tools/orx/commands/commands.h"
+#include "tools/orx/diagnosis/library_log.h"
+#include "tools/orx/diagnosis/slots.h"
+
+namespace orx_tool {
+namespace {
+
+// The store is for small secrets; this keeps a mistaken argument from filling the partition.
+constexpr size_t kMaxStoreBytes = 16UL * 1024 * 1024;
+constexpr size_t kPieceBytes = 3UL * 16384;
+constexpr int kForReading = 0;
+constexpr int kForWriting = 1;
+
+std::string StorePath(int number) {
+  return std::string(kPersistFolder) + "/" + std::to_string(number) + ".bin";
+}
+
+std::optional<int> ParseFileNumber(const std::string& text, std::optional<Problem>* problem) {
+  const auto number = ParseNumber(text, INT32_MIN, INT32_MAX);
+  if (number) return static_cast<int>(*number);
+  *problem = MakeProblem("USAGE", "'" + text + "' is no file number");
+  return std::nullopt;
+}
+
+// StoreFile is the library's one open file, closed in the end.
+class StoreFile {
+ public:
+  StoreFile(int number, int direction) {
+    ClearLibraryLog();
+    open_ = ORX_STORE_Open(number, &handle_, direction) == 0;
+  }
+  ~StoreFile() { Close(); }
+  StoreFile(const StoreFile&) = delete;
+  StoreFile& operator=(const StoreFile&) = delete;
+
+  bool open() const { return open_; }
+  uint32_t handle() const { return handle_; }
+  bool Close() {
+    if (!open_) return true;
+    open_ = false;
+    return ORX_STORE_Close(handle_) == 0;
+  }
+
+ private:
+  uint32_t handle_ = 0;
+  bool open_;
+};
+
+Problem StoreProblem(int number) {
+  return DiagnoseStorage(LibraryLogLines(), StorePath(number));
+}
+
+// CopyOut hands `size` bytes of the open file on.
+bool CopyOut(int number, uint32_t size, ResultBytes* result, std::optional<Problem>* problem) {
+  SecretBytes piece(kPieceBytes);
+  for (uint32_t left = size; left > 0;) {
+    const size_t count = std::min<size_t>(left, piece.size());
+    if (ORX_STORE_Read(piece.data(), 1, count) != 0) {
+      *problem = StoreProblem(number);
+      return false;
+    }
+    if (!result->Write(piece.data(), count, problem)) return false;
+    left -= static_cast<uint32_t>(count);
+  }
+  // The library tells the size in 32 bits; a byte beyond it means that this was not all.
+  if (ORX_STORE_Read(piece.data(), 1, 1) != 0) return true;
+  *problem = MakeProblem("STORE-IO", "the file is larger than the size that the library tells");
+  return false;
+}
+
+// WithStoreFile opens the file of the first operand for reading, and hands its number and size on.
+int WithStoreFile(const Args& args, Output& output,
+                  const std::function<int(int number, uint32_t size)>& use) {
+  std::optional<Problem> problem;
+  const auto number = ParseFileNumber(args.operands()[0], &problem);
+  if (!number) return output.Fail(*problem);
+  StoreFile file(*number, kForReading);
+  uint32_t size = 0;
+  if (!file.open() || ORX_STORE_Size(file.handle(), &size) != 0) {
+    return output.Fail(StoreProblem(*number));
+  }
+  return use(*number, size);
+}
+
+}  // namespace
+
+int RunStorePut(const Args& args, Output& output) {
+  std::optional<Problem> problem;
+  const auto number = ParseFileNumber(args.operands()[0], &problem);
+  if (!number) return output.Fail(*problem);
+  // Read whole before the old content goes: opening for writing truncates.
+  const auto bytes = ReadWhole(args.Get("input"), kMaxStoreBytes, &problem);
+  if (!bytes) return output.Fail(*problem);
+  StoreFile file(*number, kForWriting);
+  if (!file.open()) return output.Fail(StoreProblem(*number));
+  const bool written = ORX_STORE_Write(bytes->data(), 1, bytes->size()) == 0;
+  if (!file.Close() || !written) {
+    const Problem failure = StoreProblem(*number);
+    ORX_STORE_Delete(*number);  // half a secret is worse than none
+    return output.Fail(failure);
+  }
+  output.answer()["file"] = StorePath(*number);
+  output.answer()["size"] = static_cast<Json::UInt64>(bytes->size());
+  output.Text("store " + std::to_string(*number) + ": " + std::to_string(bytes->size()) +
+              " bytes in " + StorePath(*number));
+  return output.Succeed();
+}
+
+int RunStoreGet(const Args& args, Output& output) {
+  return WithStoreFile(args, output, [&](int number, uint32_t size) {
+    std::optional<Problem> problem;
+    ResultBytes result(args, output, Format::kRaw, Privacy::kSecret, &problem);
+    if (problem || !CopyOut(number, size, &result, &problem) || !result.Finish(&problem)) {
+      return output.Fail(*problem);
+    }
+    return output.Succeed();
+  });
+}
+
+int RunStoreSize(const Args& args, Output& output) {
+  return WithStoreFile(args, output, [&](int /*number*/, uint32_t size) {
+    output.answer()["size"] = size;
+    output.Text(std::to_string(size));
+    return output.Succeed();
+  });
+}
+
+int RunStoreRemove(const Args& args, Output& output) {
+  std::optional<Problem> problem;
+  const auto number = ParseFileNumber(args.operands()[0], &problem);
+  if (!number) return output.Fail(*problem);
+  ClearLibraryLog();
+  if (ORX_STORE_Delete(*number) != 0) return output.Fail(StoreProblem(*number));
+  output.answer()["file"] = StorePath(*number);
+  output.Text("store " + std::to_string(*number) + ": removed");
+  return output.Succeed();
+}
+
+}  // namespace orx_tool

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/diagnosis/slots.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include "tools/orx/cli/args.h"
+
+namespace orx_tool {
+namespace {
+
+bool IsFileProblem(const std::string& code) {
+  return code.rfind("KEY-FILE-", 0) == 0 || code.rfind("STORE-", 0) == 0 ||
+         code == "KEY-SLOT-EMPTY";
+}
+
+bool IsWriteProblem(const std::string& code) {
+  return code == "KEY-FILE-UNWRITABLE" || code == "STORE-IO";
+}
+
+bool NoSpaceLeft() {
+  struct statvfs status;
+  if (statvfs(kPersistFolder, &status) != 0) return false;
+  return status.f_bavail == 0 || (status.f_flag & ST_RDONLY) != 0;
+}
+
+Problem WithLine(Problem problem, const std::string& library_line) {
+  problem.library_line = library_line;
+  return problem;
+}
+
+}  // namespace
+
+const Slot* ParseSlot(const std::string& text, std::optional<Problem>* problem) {
+  const auto key_id = ParseNumber(text, INT32_MIN, INT32_MAX);
+  for (const Slot& slot : kSlots) {
+    if (key_id && slot.key_id == *key_id) return &slot;
+  }
+  *problem = MakeProblem("KEY-ID-UNKNOWN",
+                         "key id '" + text + "' has no slot; the ids are 14, 17, 50, 51 and 52");
+  return nullptr;
+}
+
+std::optional<Problem> CheckPersistFolder() {
+  struct stat status;
+  const std::string folder = kPersistFolder;
+  if (stat(kPersistFolder, &status) != 0) {
+    const char* code = errno == EACCES ? "PERSIST-DENIED" : "PERSIST-MISSING";
+    return MakeProblemWithAdvice(code, folder + ": " + strerror(errno));
+  }
+  if (!S_ISDIR(status.st_mode)) {
+    return MakeProblemWithAdvice("PERSIST-MISSING", folder + " is not a folder");
+  }
+  if (access(kPersistFolder, R_OK | X_OK) != 0) {
+    return MakeProblemWithAdvice("PERSIST-DENIED", folder + ": " + strerror(errno));
+  }
+  return std::nullopt;
+}
+
+Problem DiagnoseStorage(const std::vector<LogLine>& lines, const std::string& path) {
+  Problem problem = Diagnose(lines);
+  if (!IsFileProblem(problem.code)) return problem;
+  const std::string& line = problem.library_line;
+  if (auto folder = CheckPersistFolder()) return WithLine(*folder, line);
+
+  struct stat status;
+  const bool exists = lstat(path.c_str(), &status) == 0;
+  const std::string folder = kPersistFolder;
+  if (IsWriteProblem(problem.code)) {
+    if (NoSpaceLeft()) {
+      return WithLine(MakeProblemWithAdvice("PERSIST-FULL", folder + " is full or read-only"),
+                      line);
+    }
+    const bool denied = access(exists ? path.c_str() : kPersistFolder, W_OK) != 0;
+    if (!denied) return problem;
+    return WithLine(MakeProblemWithAdvice("PERSIST-DENIED", "no permission to write " + path),
+                    line);
+  }
+  if (!exists) {
+    const bool store = problem.code.rfind("STORE-", 0) == 0;
+    return WithLine(
+        MakeProblemWithAdvice(store ? "STORE-EMPTY" : "KEY-SLOT-EMPTY", path + " does not exist"),
+        line);
+  }
+  if (access(path.c_str(), R_OK) != 0) {
+    return WithLine(MakeProblemWithAdvice("PERSIST-DENIED", "no permission to read " + path), line);
+  }
+  return problem;
+}
+
+}  // namespace orx_tool

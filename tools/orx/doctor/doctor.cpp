@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/cli/json_lines.h"
+#include "tools/orx/cli/supervisor.h"
+#include "tools/orx/commands/commands.h"
+#include "tools/orx/doctor/doctor_probes.h"
+
+namespace orx_tool {
+namespace {
+
+// The whole look is to be over in two seconds; nothing in it waits for what is not there, so only
+// a service that hangs gets here.
+constexpr double kDeadlineSeconds = 1.8;
+
+Json::Value FindingJson(const Finding& finding) {
+  Json::Value json(Json::objectValue);
+  json["area"] = finding.area;
+  json["status"] = StatusName(finding.status);
+  json["text"] = finding.text;
+  json["code"] = finding.code;
+  json["advice"] = finding.advice;
+  json["owner"] = finding.owner;
+  return json;
+}
+
+int ProbeAll(int fd, bool show_ids) {
+  for (const Probe& probe : Probes()) {
+    Json::Value announcement(Json::objectValue);
+    announcement["probing"] = probe.area;
+    if (!SendLine(fd, announcement)) return kFailed;
+    for (const Finding& finding : probe.run(show_ids)) {
+      if (!SendLine(fd, FindingJson(finding))) return kFailed;
+    }
+  }
+  return kDone;
+}
+
+// What the child did not come to say.
+Json::Value Unfinished(const ChildResult& child, const std::string& area) {
+  const bool late = child.end == ChildResult::End::kTimedOut;
+  Finding finding = MakeFinding(area, late ? "TIMED-OUT" : "LIBRARY-CRASHED",
+                                late ? "does not answer; what comes after was not looked at"
+                                     : "the process that looked at it crashed");
+  finding.owner = "KeyMint service";
+  finding.advice = "Look for the service in logcat; a hung one must be restarted.";
+  return FindingJson(finding);
+}
+
+void ShowFinding(const Json::Value& finding, const Output& output) {
+  output.Text((finding["status"].asString() + "         ").substr(0, 9) +
+              (finding["area"].asString() + std::string(24, ' ')).substr(0, 24) +
+              finding["text"].asString());
+  if (finding["code"].asString().empty() || output.settings().quiet) return;
+  const std::string indent(9, ' ');
+  output.Text(indent + finding["code"].asString() + ": " + finding["advice"].asString() + " (" +
+              finding["owner"].asString() + ")");
+}
+
+int ExitCodeOf(const Json::Value& findings) {
+  int exit_code = kDone;
+  for (const Json::Value& finding : findings) {
+    if (finding["status"].asString() != StatusName(Status::kProblem)) continue;
+    const Reason* reason = FindReason(finding["code"].asString());
+    if (reason != nullptr && reason->exit_code == kEnvironment && exit_code != kFailed) {
+      exit_code = kEnvironment;
+    } else {
+      exit_code = kFailed;
+    }
+  }
+  return exit_code;
+}
+
+}  // namespace
+
+int RunDoctor(const Args& args, Output& output) {
+  const int asked = output.settings().timeout_seconds;
+  const ChildResult child = RunInChild([&](int fd) { return ProbeAll(fd, args.Has("show-ids")); },
+                                       asked > 0 ? asked : kDeadlineSeconds);
+  if (child.end == ChildResult::End::kInterrupted) return 128 + child.status;
+  Json::Value findings(Json::arrayValue);
+  std::string area;
+  for (const Json::Value& line : ParseLines(child.payload)) {
+    if (line.isMember("probing")) {
+      area = line["probing"].asString();
+    } else {
+      findings.append(line);
+    }
+  }
+  if (child.end != ChildResult::End::kExited) findings.append(Unfinished(child, area));
+
+  for (const Json::Value& finding : findings) ShowFinding(finding, output);
+  const int exit_code = ExitCodeOf(findings);
+  output.answer()["findings"] = findings;
+  output.answer()["healthy"] = exit_code == kDone;
+  const int written = output.Succeed();
+  return written != kDone ? written : exit_code;
+}
+
+}  // namespace orx_tool
