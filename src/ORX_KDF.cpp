@@ -10,12 +10,12 @@
 #include <array>
 
 #include "boringssl.h"
+#include "common/secret.h"
 #include "orx_log.h"
-#include "wiped.h"
 
 namespace {
 
-using android::hardware::keymint::ORX::Wiped;
+using orx_common::Wiped;
 
 constexpr uint32_t kWithCounter = 1;
 constexpr size_t kCounterBytes = 4;

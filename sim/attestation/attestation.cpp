@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include "common/certificate.h"
 #include "sim/attestation/attestation_extension.h"
 #include "sim/attestation/certificates.h"
 #include "sim/attestation/device_ids.h"
@@ -39,9 +40,7 @@ KeyParams SoftwareEnforced(const NewKey& key) {
 }
 
 Bytes SubjectOf(const Bytes& der) {
-  const uint8_t* cursor = der.data();
-  const bssl::UniquePtr<X509> certificate(
-      d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
+  const bssl::UniquePtr<X509> certificate = orx_common::ParseCertificate(der);
   if (!certificate) return {};
   X509_NAME* const subject = X509_get_subject_name(certificate.get());
   Bytes name(static_cast<size_t>(std::max(0, i2d_X509_NAME(subject, nullptr))));

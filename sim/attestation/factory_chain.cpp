@@ -11,6 +11,7 @@
 #include <openssl/x509.h>
 #include <unistd.h>
 
+#include "common/certificate.h"
 #include "sim/attestation/certificates.h"
 #include "sim/base/files.h"
 
@@ -101,15 +102,10 @@ bool MakeChain(const std::string& environment, const Authority& root, bool expir
   return true;
 }
 
-bssl::UniquePtr<X509> Parse(const Bytes& der) {
-  const uint8_t* cursor = der.data();
-  return bssl::UniquePtr<X509>(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
-}
-
 // Whether the stored chain is the one that the device's settings ask for now.
 bool MadeWith(const FactoryChain& chain, const FactoryChainSettings& settings) {
-  const bssl::UniquePtr<X509> own = Parse(chain.certificates.front());
-  const bssl::UniquePtr<X509> root = Parse(chain.certificates.back());
+  const bssl::UniquePtr<X509> own = orx_common::ParseCertificate(chain.certificates.front());
+  const bssl::UniquePtr<X509> root = orx_common::ParseCertificate(chain.certificates.back());
   const bssl::UniquePtr<X509_NAME> subject = NameFromOneLine(settings.root_subject);
   if (!own || !root || !subject) return false;
   const bool expired = X509_cmp_current_time(X509_get0_notAfter(own.get())) < 0;
@@ -122,7 +118,7 @@ bool WriteChain(BIO* bio, const FactoryChain& chain) {
     return false;
   }
   for (const Bytes& der : chain.certificates) {
-    const bssl::UniquePtr<X509> certificate = Parse(der);
+    const bssl::UniquePtr<X509> certificate = orx_common::ParseCertificate(der);
     if (!certificate || !PEM_write_bio_X509(bio, certificate.get())) return false;
   }
   return true;

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "boringssl.h"
+#include "common/certificate.h"
 #include "orx_log.h"
 
 namespace android::hardware::keymint::ORX::legacy {
@@ -87,8 +88,7 @@ bool verify_chain(const std::vector<km::Certificate>& chain, unsigned expected_s
 }
 
 bssl::UniquePtr<X509> parse_cert_blob(const std::vector<uint8_t>& blob) {
-  const uint8_t* cursor = blob.data();
-  return bssl::UniquePtr<X509>(d2i_X509(nullptr, &cursor, static_cast<long>(blob.size())));
+  return orx_common::ParseCertificate(blob);
 }
 
 std::string x509NameToStr(X509_NAME* name) {

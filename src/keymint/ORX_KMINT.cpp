@@ -7,7 +7,7 @@
 #define ORX_DEFINE_KEYMINT_CONSTRUCTOR
 #include <keymint/ORX_KEYMINT.h>
 
-#include "wiped.h"
+#include "common/secret.h"
 
 namespace android::hardware::keymint::ORX {
 namespace {
@@ -107,7 +107,7 @@ int KeyMintService::ImportKey(const AuthorizationSet& params, km::KeyFormat form
 
   keyCharacteristics->clear();
   keyBlob->clear();
-  const Wiped<std::vector<uint8_t>> key_bytes(keyData.begin(), keyData.end());
+  const orx_common::Wiped<std::vector<uint8_t>> key_bytes(keyData.begin(), keyData.end());
   km::KeyCreationResult created;
   const auto status =
       device_->importKey(params.vector_data(), format, *key_bytes, std::nullopt, &created);

@@ -18,9 +18,9 @@
 #include <utility>
 
 #include "boringssl.h"
+#include "common/secret.h"
 #include "keymint/key_blob_file.h"
 #include "orx_log.h"
-#include "wiped.h"
 
 namespace android::hardware::keymint::ORX {
 namespace {
@@ -116,7 +116,7 @@ uint32_t ImportComponents(const RsaComponents& components, int key_id) {
 // Imports the PKCS#8 key into KeyMint. Returns KeyMint's error code, with the blob on 0.
 int ImportDer(KeyMintService& service, const uint8_t* der, uint32_t length,
               std::vector<uint8_t>* blob) {
-  const Wiped<std::string> key(reinterpret_cast<const char*>(der), length);
+  const orx_common::Wiped<std::string> key(reinterpret_cast<const char*>(der), length);
   // Judged by the encoding's length, as callers rely on: the key itself is not parsed.
   const uint32_t bits = length <= kLongestDerOf2048Bits ? 2048 : 4096;
   ORX_LOG("Import %d bit RSA key", static_cast<int>(bits));
@@ -153,7 +153,7 @@ uint32_t ImportKey(uint8_t* key, uint32_t length, bool plain, int key_id) {
 }
 
 uint32_t Unwrap(void* buffer, uint32_t* length) {
-  Wiped<std::array<uint8_t, kUnwrapScratchBytes>> scratch;
+  orx_common::Wiped<std::array<uint8_t, kUnwrapScratchBytes>> scratch;
   if (*length > kUnwrapScratchBytes) {
     ORX_LOG("wrapped key too big");
     return 1;
@@ -280,8 +280,8 @@ uint32_t EncryptDecrypt(int key_id, int padding, const uint8_t* input, uint8_t* 
           .Authorization(TAG_NO_AUTH_REQUIRED);
   const bool encrypt = direction == kDirectionEncrypt;
   ORX_LOG("RSA: process with operation:%s", encrypt ? "Encrypt" : "Decrypt");
-  const Wiped<std::string> message(reinterpret_cast<const char*>(input), input_length);
-  const Wiped<std::string> produced(ORX_RSA_Process(
+  const orx_common::Wiped<std::string> message(reinterpret_cast<const char*>(input), input_length);
+  const orx_common::Wiped<std::string> produced(ORX_RSA_Process(
       key_id, encrypt ? km::KeyPurpose::ENCRYPT : km::KeyPurpose::DECRYPT, *message, "", params));
   if ((*produced).empty()) {
     ORX_LOG("RSA: Cipher output is empty");

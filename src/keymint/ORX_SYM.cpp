@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <string>
 
+#include "common/secret.h"
 #include "keymint/key_blob_file.h"
 #include "orx_log.h"
-#include "wiped.h"
 
 namespace android::hardware::keymint::ORX {
 
@@ -48,8 +48,8 @@ bool StoreKeyBlob(KeyRepositoryEntry& entry, const std::vector<uint8_t>& blob) {
 
 // Imports the key into KeyMint. Returns its blob, or an empty vector.
 std::vector<uint8_t> ImportAesKey(const uint8_t* key, int key_length) {
-  const Wiped<std::string> key_bytes(reinterpret_cast<const char*>(key),
-                                     static_cast<size_t>(key_length));
+  const orx_common::Wiped<std::string> key_bytes(reinterpret_cast<const char*>(key),
+                                                 static_cast<size_t>(key_length));
   const AuthorizationSet params = AuthorizationSetBuilder()
                                       .Authorization(TAG_NO_AUTH_REQUIRED)
                                       .Authorization(TAG_CALLER_NONCE)
@@ -198,14 +198,14 @@ uint32_t ORX_Process_AES_Begin(const unsigned char* iv, int iv_length, int mode,
 uint32_t ORX_Process_AES_Finish(const unsigned char* input, unsigned char* output,
                                 unsigned int* length) {
   ORX_LOG("SYM: Operation with key id=%d", current_key_id);
-  const Wiped<std::string> input_bytes(reinterpret_cast<const char*>(input), *length);
+  const orx_common::Wiped<std::string> input_bytes(reinterpret_cast<const char*>(input), *length);
   InitSymKeymintService();
   if (input == nullptr || output == nullptr) {
     ORX_LOG("SYM: Invalid input parameters");
     return 1;
   }
 
-  Wiped<std::string> produced;
+  orx_common::Wiped<std::string> produced;
   const int result = symmetric_service->Finish(*input_bytes, "", &*produced);
   if (result != 0) {
     ORX_LOG("SYM: Finish failed with code: %d", result);

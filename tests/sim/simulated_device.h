@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "common/certificate.h"
 #include "sim/base/files.h"
 #include "sim/keys/key_params.h"
 #include "sim/services.h"
@@ -98,10 +99,10 @@ inline ErrorCode Operate(Services& services, km::KeyPurpose purpose, const Bytes
 }
 
 inline bssl::UniquePtr<X509> ParseCertificate(const Bytes& der) {
-  const uint8_t* cursor = der.data();
-  bssl::UniquePtr<X509> certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
+  const uint8_t* end = nullptr;
+  bssl::UniquePtr<X509> certificate = orx_common::ParseCertificate(der, &end);
   EXPECT_TRUE(certificate);
-  EXPECT_EQ(cursor, der.data() + der.size());
+  EXPECT_EQ(end, der.data() + der.size());
   return certificate;
 }
 

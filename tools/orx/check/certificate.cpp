@@ -91,11 +91,6 @@ std::string RootAdvice(const X509* root) {
 
 }  // namespace
 
-bssl::UniquePtr<X509> ParseCertificate(const std::vector<uint8_t>& der) {
-  const uint8_t* cursor = der.data();
-  return bssl::UniquePtr<X509>(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
-}
-
 std::optional<CertificateChain> ReadCertificates(const std::string& path,
                                                  std::optional<Problem>* problem) {
   const auto file = ReadWhole(path, kFileLimit, problem);
@@ -103,7 +98,7 @@ std::optional<CertificateChain> ReadCertificates(const std::string& path,
   const bool pem = memmem(file->data(), file->size(), "-----BEGIN ", 11) != nullptr;
   auto chain = pem ? ReadPem(*file) : CertificateChain{{file->data(), file->data() + file->size()}};
   bool parsed = !chain->empty();
-  for (const auto& der : *chain) parsed = parsed && ParseCertificate(der) != nullptr;
+  for (const auto& der : *chain) parsed = parsed && orx_common::ParseCertificate(der) != nullptr;
   if (parsed) return chain;
   *problem = MakeProblem("CERTIFICATE-FORMAT", path + " holds no readable X.509 certificate");
   return std::nullopt;
@@ -172,7 +167,7 @@ std::vector<std::string> CertificateLines(const X509* certificate) {
 std::vector<std::string> ChainAdvice(const CertificateChain& chain) {
   std::vector<std::string> advice;
   for (size_t i = 0; i < chain.size(); ++i) {
-    const auto certificate = ParseCertificate(chain[i]);
+    const auto certificate = orx_common::ParseCertificate(chain[i]);
     const std::string which = "certificate " + std::to_string(i) + " of the chain ";
     if (certificate == nullptr) {
       advice.push_back(which + "does not parse");

@@ -8,13 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "common/certificate.h"
 #include "tools/orx/check/attest_key.h"
 #include "tools/orx/diagnosis/diagnostics.h"
 
 namespace orx_tool {
-
-// ParseCertificate reads one X.509 certificate (RFC 5280) in DER; null when it does not parse.
-bssl::UniquePtr<X509> ParseCertificate(const std::vector<uint8_t>& der);
 
 // ReadCertificates reads a file of certificates, PEM or one in DER.
 std::optional<CertificateChain> ReadCertificates(const std::string& path,

@@ -16,7 +16,7 @@ namespace {
 void ShowChain(const CertificateChain& chain, Output& output) {
   Json::Value certificates(Json::arrayValue);
   for (size_t i = 0; i < chain.size(); ++i) {
-    const auto certificate = ParseCertificate(chain[i]);
+    const auto certificate = orx_common::ParseCertificate(chain[i]);
     output.Text("certificate " + std::to_string(i) + ":");
     if (certificate == nullptr) {
       output.Text("  does not parse, " + std::to_string(chain[i].size()) + " bytes");

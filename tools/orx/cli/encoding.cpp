@@ -39,7 +39,7 @@ std::optional<SecretBytes> ParseHex(const std::string& text) {
     ++digits;
   }
   if (digits % 2 != 0) return std::nullopt;
-  bytes.Shrink(digits / 2);
+  bytes.resize(digits / 2);
   return bytes;
 }
 

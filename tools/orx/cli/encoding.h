@@ -5,9 +5,11 @@
 #include <optional>
 #include <string>
 
-#include "tools/orx/cli/secret.h"
+#include "common/secret.h"
 
 namespace orx_tool {
+
+using orx_common::SecretBytes;
 
 // ToHex gives lower-case hexadecimal text.
 std::string ToHex(const uint8_t* bytes, size_t size);

@@ -136,7 +136,7 @@ std::optional<SecretBytes> ReadWhole(const std::string& path, size_t limit,
     memcpy(larger.data(), bytes.data(), size);
     bytes = std::move(larger);
   }
-  bytes.Shrink(size);
+  bytes.resize(size);
   return bytes;
 }
 

@@ -7,10 +7,12 @@
 #include <optional>
 #include <string>
 
-#include "tools/orx/cli/secret.h"
+#include "common/secret.h"
 #include "tools/orx/diagnosis/diagnostics.h"
 
 namespace orx_tool {
+
+using orx_common::SecretBytes;
 
 // Input reads a file or, for the path "-" or "", standard input.
 class Input {

@@ -5,10 +5,12 @@
 #include <optional>
 #include <string>
 
-#include "tools/orx/cli/secret.h"
+#include "common/secret.h"
 #include "tools/orx/diagnosis/diagnostics.h"
 
 namespace orx_tool {
+
+using orx_common::SecretBytes;
 
 // RsaPrivateKey is an RSA key in PKCS#8 DER (RFC 5208).
 struct RsaPrivateKey {
