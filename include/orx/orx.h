@@ -44,6 +44,20 @@
  * on it.
  */
 
+/*
+ * ORX_VERSION_MAJOR, _MINOR and _PATCH are the version of these headers and of the library that they
+ * came with (semantic versioning: a program built against one runs with every later one of the same
+ * major number, which is that of the shared library's name on Linux, liborx.so.1).
+ * ORX_VERSION_STRING is the same as text. This is the one place where the version is written.
+ */
+#define ORX_VERSION_MAJOR 1
+#define ORX_VERSION_MINOR 0
+#define ORX_VERSION_PATCH 0
+#define ORX_VERSION_TEXT_(major, minor, patch) #major "." #minor "." #patch
+#define ORX_VERSION_TEXT(major, minor, patch) ORX_VERSION_TEXT_(major, minor, patch)
+#define ORX_VERSION_STRING \
+  ORX_VERSION_TEXT(ORX_VERSION_MAJOR, ORX_VERSION_MINOR, ORX_VERSION_PATCH)
+
 #include <orx/attest.h>
 #include <orx/device.h>
 #include <orx/ese.h>

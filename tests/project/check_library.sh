@@ -34,7 +34,12 @@ for member in 'KeyMintService::KeyMintService(bool)' 'KeyMintService::GetReturnE
   grep -qF "$member" <<<"$classes" || fail "not exported: $member"
 done
 
+version() { sed -n "s/^#define ORX_VERSION_$1 //p" "$source/include/orx/orx.h"; }
+
 dynamic=$(readelf -Wd "$library")
+grep -q "soname: \[liborx.so.$(version MAJOR)\]" <<<"$dynamic" || fail "not named by its major version"
+[[ $(readlink -f "$library") == *.so.$(version MAJOR).$(version MINOR).$(version PATCH) ]] ||
+  fail "the file does not carry the version of orx.h"
 grep -q 'BIND_NOW' <<<"$dynamic" || fail "not linked with -z now"
 grep -q 'TEXTREL' <<<"$dynamic" && fail "has text relocations"
 segments=$(readelf -Wl "$library")
