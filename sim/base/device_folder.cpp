@@ -14,8 +14,6 @@
 
 #include <algorithm>
 
-#include "sim/base/files.h"
-
 namespace orx_sim {
 namespace {
 
@@ -35,21 +33,24 @@ std::string Hex(const KeyId& id) {
   return text;
 }
 
-bool WriteRootKey(const std::string& path, std::string* error) {
+bool WriteRootKey(const std::string& path, Lifetime lifetime, std::string* error) {
   SecretBytes key(kRootKeyBytes);
   if (RAND_bytes(key.data(), key.size()) != 1) {
     *error = "no random numbers";
     return false;
   }
-  return WriteNewFile(path, {reinterpret_cast<const char*>(key.data()), key.size()}, error);
+  return WriteNewFile(path, {reinterpret_cast<const char*>(key.data()), key.size()}, lifetime,
+                      error);
 }
 
-bool Fill(const std::string& folder, const Profile& profile, std::string* error) {
+bool Fill(const std::string& folder, const Profile& profile, Lifetime lifetime,
+          std::string* error) {
   const std::string conf = "profile = " + profile.name + "\n" + profile.settings;
-  return WriteNewFile(folder + "/" + kConf, conf, error) &&
-         WriteNewFile(folder + "/" + kBuildProp, profile.build_prop, error) &&
-         WriteNewFile(folder + "/" + kDeletedKeys, "", error) &&
-         MakeFolder(folder + "/persist", error) && WriteRootKey(folder + "/" + kRootKey, error);
+  return WriteNewFile(folder + "/" + kConf, conf, lifetime, error) &&
+         WriteNewFile(folder + "/" + kBuildProp, profile.build_prop, lifetime, error) &&
+         WriteNewFile(folder + "/" + kDeletedKeys, "", lifetime, error) &&
+         MakeFolder(folder + "/persist", error) &&
+         WriteRootKey(folder + "/" + kRootKey, lifetime, error);
 }
 
 // A folder that anybody else could read or change would be no secure hardware.
@@ -132,7 +133,8 @@ bool Apply(const DeviceFolder& folder, const std::string& assignment, Texts* tex
 }  // namespace
 
 std::shared_ptr<DeviceFolder> DeviceFolder::Create(const std::string& path,
-                                                   const std::string& profile, std::string* error) {
+                                                   const std::string& profile, std::string* error,
+                                                   Lifetime lifetime) {
   Profile content;
   if (!LoadProfile(profile, &content, error)) return nullptr;
   std::string temporary = path + ".XXXXXX";
@@ -140,7 +142,7 @@ std::shared_ptr<DeviceFolder> DeviceFolder::Create(const std::string& path,
     *error = Reason(path);
     return nullptr;
   }
-  const bool filled = Fill(temporary, content, error);
+  const bool filled = Fill(temporary, content, lifetime, error);
   if (filled && rename(temporary.c_str(), path.c_str()) == 0) return Open(path, error);
   if (filled) *error = Reason(path);
   RemoveTree(temporary);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sim/base/bytes.h"
+#include "sim/base/files.h"
 #include "sim/base/settings.h"
 
 namespace orx_sim {
@@ -33,9 +34,10 @@ using KeyId = std::array<uint8_t, 16>;
 class DeviceFolder {
  public:
   // Create makes the folder from a profile, all or nothing. Open opens one. Both return null with
-  // the reason in `*error`.
+  // the reason in `*error`. A folder that is thrown away after use is not synced to the disk.
   static std::shared_ptr<DeviceFolder> Create(const std::string& path, const std::string& profile,
-                                              std::string* error);
+                                              std::string* error,
+                                              Lifetime lifetime = Lifetime::kKept);
   static std::shared_ptr<DeviceFolder> Open(const std::string& path, std::string* error);
 
   const std::string& path() const { return path_; }

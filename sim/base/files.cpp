@@ -28,10 +28,11 @@ bool Fail(const std::string& path, std::string* error) {
   return false;
 }
 
-// Writes and syncs; on failure the file is removed again.
-bool Fill(const unique_fd& fd, const std::string& path, std::string_view content,
+// Writes and syncs what is kept; on failure the file is removed again.
+bool Fill(const unique_fd& fd, const std::string& path, std::string_view content, Lifetime lifetime,
           std::string* error) {
-  if (android::base::WriteFully(fd, content.data(), content.size()) && fsync(fd.get()) == 0) {
+  if (android::base::WriteFully(fd, content.data(), content.size()) &&
+      (lifetime == Lifetime::kThrownAway || fsync(fd.get()) == 0)) {
     return true;
   }
   Fail(path, error);
@@ -45,17 +46,18 @@ bool ReadFile(const std::string& path, std::string* content, std::string* error)
   return android::base::ReadFileToString(path, content) || Fail(path, error);
 }
 
-bool WriteNewFile(const std::string& path, std::string_view content, std::string* error) {
+bool WriteNewFile(const std::string& path, std::string_view content, Lifetime lifetime,
+                  std::string* error) {
   const unique_fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!fd.ok()) return Fail(path, error);
-  return Fill(fd, path, content, error);
+  return Fill(fd, path, content, lifetime, error);
 }
 
 bool ReplaceFile(const std::string& path, std::string_view content, std::string* error) {
   std::string temporary = path + ".XXXXXX";
   const unique_fd fd(mkostemp(temporary.data(), O_CLOEXEC));
   if (!fd.ok()) return Fail(path, error);
-  if (!Fill(fd, temporary, content, error)) return false;
+  if (!Fill(fd, temporary, content, Lifetime::kKept, error)) return false;
   if (rename(temporary.c_str(), path.c_str()) == 0) return true;
   Fail(path, error);
   unlink(temporary.c_str());

@@ -11,8 +11,12 @@ namespace orx_sim {
 // ReadFile returns false with the reason in `*error`, which names the path.
 bool ReadFile(const std::string& path, std::string* content, std::string* error);
 
+// Lifetime says whether what is written must outlive a crash of the machine.
+enum class Lifetime { kKept, kThrownAway };
+
 // WriteNewFile makes a file of mode 0600 that must not exist yet.
-bool WriteNewFile(const std::string& path, std::string_view content, std::string* error);
+bool WriteNewFile(const std::string& path, std::string_view content, Lifetime lifetime,
+                  std::string* error);
 
 // ReplaceFile puts new content in the place of a file at once: whoever reads sees the old or the
 // new one, also after a crash.
