@@ -45,8 +45,11 @@ std::string ProgramHelp() {
   std::string text =
       "usage: orx [OPTION]... COMMAND [ARGUMENT]...\n\n"
       "Keys in the secure hardware, small secrets, identifiers and self-tests of an Android\n"
-      "device, through liborx.so.\n\nCommands (each takes --help):\n";
-  for (const Command& command : Commands()) text += Aligned(Usage(command), command.summary);
+      "device, through liborx.so. Each command takes --help.\n";
+  for (const CommandGroup& group : CommandGroups()) {
+    text += std::string("\n") + group.title + "\n";
+    for (const Command& command : group.commands) text += Aligned(Usage(command), command.summary);
+  }
   text += OptionLines("Options of every command:", GlobalOptions());
   text +=
       "      --version             show the version\n"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/orx/cli/args.h"
+#include "tools/orx/cli/command.h"
 
 namespace orx_tool {
 

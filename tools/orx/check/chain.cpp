@@ -5,8 +5,8 @@
 
 #include "tools/orx/check/attest_key.h"
 #include "tools/orx/check/certificate.h"
+#include "tools/orx/check/check_commands.h"
 #include "tools/orx/cli/files.h"
-#include "tools/orx/commands/commands.h"
 #include "tools/orx/diagnosis/library_log.h"
 
 namespace orx_tool {
@@ -54,8 +54,6 @@ bool WriteChain(const std::string& folder, const CertificateChain& chain,
   return WriteText(folder + "/chain.pem", WritePem(chain), problem);
 }
 
-}  // namespace
-
 int RunChainShow(const Args& args, Output& output) {
   CertificateChain chain;
   for (const std::string& path : args.operands()) {
@@ -83,6 +81,33 @@ int RunAttestKey(const Args& args, Output& output) {
   output.Text(std::to_string(chain.size()) + " certificates in " + args.Get("output") +
               "/chain.pem");
   return output.Succeed();
+}
+
+constexpr Option kStrongBoxOption = {"strongbox", 0, nullptr,
+                                     "the StrongBox instance (default: TEE)"};
+
+}  // namespace
+
+std::vector<Command> ChainCommands() {
+  return {
+      {"chain show",
+       "FILE...",
+       1,
+       kAnyNumber,
+       "print certificates readably",
+       "Takes PEM or DER. Android attestation records are decoded.\n",
+       {},
+       RunChainShow},
+      {"attest-key",
+       "",
+       0,
+       0,
+       "have KeyMint make an attestation key and write its chain",
+       "Writes DIR/chain.pem and each certificate as DIR/certN.pem, the key's own first. The key\n"
+       "is deleted again.\n",
+       {kStrongBoxOption, {"output", 'o', "DIR", "the folder, made if it is missing"}},
+       RunAttestKey},
+  };
 }
 
 }  // namespace orx_tool

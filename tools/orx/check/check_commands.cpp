@@ -5,12 +5,12 @@
 
 #include "tools/orx/check/attest_key.h"
 #include "tools/orx/check/check.h"
+#include "tools/orx/check/check_commands.h"
 #include "tools/orx/check/check_plan.h"
 #include "tools/orx/check/check_report.h"
 #include "tools/orx/cli/files.h"
+#include "tools/orx/cli/modem_progress.h"
 #include "tools/orx/cli/progress.h"
-#include "tools/orx/commands/commands.h"
-#include "tools/orx/diagnosis/modem_answer.h"
 
 namespace orx_tool {
 namespace {
@@ -154,8 +154,6 @@ int RunPlan(const std::vector<Check>& plan, const Args& args, Output& output) {
   return runner.Finish(/*single=*/false, static_cast<int>(plan.size() - done));
 }
 
-}  // namespace
-
 int RunCheckAttestation(const Args& args, Output& output) {
   return RunWithIdentifiers(args, output, [&](uint32_t mask) {
     return AttestationCheck(Instance(args), mask, args.Has("relaxed"));
@@ -186,6 +184,86 @@ int RunCheckAll(const Args& args, Output& output) {
   const std::string error = ParseIdentifiers(args.Get("ids", "all"), &identifiers);
   if (!error.empty()) return output.Fail(MakeProblem("USAGE", error));
   return RunPlan(MakePlan(IdentifierMask(identifiers), args.Has("relaxed")), args, output);
+}
+
+constexpr Option kStrongBoxOption = {"strongbox", 0, nullptr,
+                                     "the StrongBox instance (default: TEE)"};
+constexpr Option kRelaxed = {"relaxed", 0, nullptr, "accept chains to another attestation root"};
+constexpr Option kIds = {"ids", 0, "LIST",
+                         "brand,device,product,serial,manufacturer,model,imei,imei2,meid or all"};
+constexpr Option kKeepGoingIds = {"keep-going", 0, nullptr,
+                                  "with --ids: one run for each, to see all that fail"};
+constexpr Option kJunit = {"junit", 0, "FILE", "write the result as JUnit XML"};
+constexpr const char kCheckDetails[] =
+    "Prints PASS, FAIL, N/A (does not apply to this device) or ENV (something that the check "
+    "needs\n"
+    "is missing), the name, the seconds and a code; then the reason and what to look at next.\n";
+constexpr bool kHandlesTimeout = true;
+
+}  // namespace
+
+std::vector<Command> CheckCommands() {
+  return {
+      {"check attestation",
+       "",
+       0,
+       0,
+       "self-test: can the device attest keys and its identifiers",
+       kCheckDetails,
+       {kStrongBoxOption, kRelaxed, kIds, kKeepGoingIds, kJunit},
+       RunCheckAttestation,
+       kHandlesTimeout},
+      {"check model",
+       "NAME",
+       1,
+       1,
+       "self-test: can the device attest this model name",
+       kCheckDetails,
+       {kStrongBoxOption, kRelaxed, kJunit},
+       RunCheckModel,
+       kHandlesTimeout},
+      {"check rkp-ids",
+       "",
+       0,
+       0,
+       "self-test: attestation with remotely provisioned keys",
+       kCheckDetails,
+       {kStrongBoxOption, kIds, kKeepGoingIds, kJunit},
+       RunCheckRkpIds,
+       kHandlesTimeout},
+      {"check root-of-trust",
+       "",
+       0,
+       0,
+       "self-test: is the StrongBox bound to the TEE",
+       kCheckDetails,
+       {kJunit},
+       RunCheckRootOfTrust,
+       kHandlesTimeout},
+      {"check shared-secret",
+       "",
+       0,
+       0,
+       "self-test: do TEE and StrongBox agree on a secret",
+       kCheckDetails,
+       {kJunit},
+       RunCheckSharedSecret,
+       kHandlesTimeout},
+      {"check all",
+       "",
+       0,
+       0,
+       "run every self-test and print one table",
+       "Stops at the first failure. Exit code 0 only if nothing failed: 1 when a check failed, 4\n"
+       "when one could not be made for lack of its environment. Checks that do not apply to the\n"
+       "device do not count. --timeout holds for each check.\n",
+       {kRelaxed,
+        {"ids", 0, "LIST", "identifiers to attest, as for check attestation (default: all)"},
+        {"keep-going", 0, nullptr, "run the rest after a failure"},
+        kJunit},
+       RunCheckAll,
+       kHandlesTimeout},
+  };
 }
 
 }  // namespace orx_tool

@@ -62,6 +62,7 @@ const std::vector<Option>& GlobalOptions() {
   static const auto& options = *new std::vector<Option>{
       {"help", 'h', nullptr, "show this help"},
       {"verbose", 'v', nullptr, "show the library's log on standard error"},
+      {"show-ids", 0, nullptr, "show serial number, IMEI and MEID in full"},
       {"quiet", 'q', nullptr, "nothing but the result"},
       {"json", 0, nullptr, "answer in JSON alone on standard output"},
       {"timeout", 0, "SECONDS", "give up after that time, with exit code 5"},

@@ -8,8 +8,6 @@
 
 namespace orx_tool {
 
-class Output;
-
 // Option is one option of a command: `--name` and, where `letter` is set, `-letter`. `value` is the
 // placeholder that the help shows for its value; null makes it a flag.
 struct Option {
@@ -33,20 +31,6 @@ class Args {
  private:
   std::map<std::string, std::string> values_;
   std::vector<std::string> operands_;
-};
-
-// Command is one row of the command table. `name` may be two words ("key import"); a name that is
-// the first word of others is never a command itself.
-struct Command {
-  const char* name;
-  const char* operands;  // as the usage line shows them
-  size_t min_operands;
-  size_t max_operands;
-  const char* summary;
-  const char* details;  // further help text, may be empty
-  std::vector<Option> options;
-  int (*run)(const Args& args, Output& output);
-  bool handles_timeout = false;  // the command bounds its library calls itself
 };
 
 // Options that every command takes.

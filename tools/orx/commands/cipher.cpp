@@ -6,10 +6,11 @@
 
 #include "tools/orx/cli/files.h"
 #include "tools/orx/cli/progress.h"
-#include "tools/orx/commands/commands.h"
+#include "tools/orx/commands/command_tables.h"
+#include "tools/orx/commands/common_options.h"
 #include "tools/orx/commands/padding.h"
+#include "tools/orx/commands/slot_argument.h"
 #include "tools/orx/diagnosis/library_log.h"
-#include "tools/orx/diagnosis/slots.h"
 
 namespace orx_tool {
 namespace {
@@ -206,14 +207,37 @@ int RunCipher(Direction direction, const Args& args, Output& output) {
   return output.Succeed();
 }
 
-}  // namespace
-
 int RunEncrypt(const Args& args, Output& output) {
   return RunCipher(Direction::kEncrypt, args, output);
 }
 
 int RunDecrypt(const Args& args, Output& output) {
   return RunCipher(Direction::kDecrypt, args, output);
+}
+
+}  // namespace
+
+std::vector<Command> CipherCommands() {
+  return {
+      {"encrypt",
+       "ID",
+       1,
+       1,
+       "encrypt with the AES key of a slot",
+       "AES-128-CBC with PKCS#7 padding. The output is the random IV, 16 bytes, and then the\n"
+       "ciphertext. Any length goes through in constant memory.\n",
+       {kInput, kOutput, {"no-padding", 0, nullptr, "the input is a multiple of 16 bytes"}},
+       RunEncrypt},
+      {"decrypt",
+       "ID",
+       1,
+       1,
+       "decrypt what encrypt wrote",
+       "A file named with -o appears only when everything was decrypted and the padding is right.\n"
+       "On standard output text comes out before the end is seen: mind the exit code.\n",
+       {kInput, kOutput, {"no-padding", 0, nullptr, "the text was encrypted without padding"}},
+       RunDecrypt},
+  };
 }
 
 }  // namespace orx_tool

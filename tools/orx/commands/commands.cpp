@@ -1,287 +1,43 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/orx/commands/commands.h"
 
+#include "tools/orx/check/check_commands.h"
+#include "tools/orx/commands/command_tables.h"
+#include "tools/orx/doctor/doctor.h"
+
 namespace orx_tool {
 namespace {
 
-constexpr size_t kAnyNumber = SIZE_MAX;
+std::vector<Command> Joined(std::initializer_list<std::vector<Command>> tables) {
+  std::vector<Command> commands;
+  for (const auto& table : tables) commands.insert(commands.end(), table.begin(), table.end());
+  return commands;
+}
 
-const Option kInput = {"input", 'i', "FILE", "read FILE (default: standard input)"};
-const Option kOutput = {"output", 'o', "FILE", "write FILE (default: standard output)"};
-const Option kFormat = {"format", 0, "FORMAT", "raw, hex or base64 (default: raw)"};
-const Option kTextFormat = {"format", 0, "FORMAT", "raw, hex or base64 (default: hex)"};
-const Option kDigest = {"digest", 0, "NAME", "sha256 (default) or sha1"};
-const Option kPadding = {"padding", 0, "NAME", "pkcs1 (default) or none"};
-const Option kShowIds = {"show-ids", 0, nullptr, "show serial number, IMEI and MEID in full"};
-
-const Option kStrongBox = {"strongbox", 0, nullptr, "the StrongBox instance (default: TEE)"};
-
-const Option kRelaxed = {"relaxed", 0, nullptr, "accept chains to another attestation root"};
-const Option kIds = {"ids", 0, "LIST",
-                     "brand,device,product,serial,manufacturer,model,imei,imei2,meid or all"};
-const Option kKeepGoingIds = {"keep-going", 0, nullptr,
-                              "with --ids: one run for each, to see all that fail"};
-const Option kJunit = {"junit", 0, "FILE", "write the result as JUnit XML"};
-
-constexpr bool kHandlesTimeout = true;
-constexpr const char kCheckDetails[] =
-    "Prints PASS, FAIL, N/A (does not apply to this device) or ENV (something that the check "
-    "needs\n"
-    "is missing), the name, the seconds and a code; then the reason and what to look at next.\n";
-
-constexpr const char kModemDetails[] =
-    "Asks the modem daemon. Without one the library tries 30 times, about half a minute; a daemon\n"
-    "that accepts but does not answer blocks without end: use --timeout.\n";
+std::vector<Command> AllCommands() {
+  std::vector<Command> commands;
+  for (const CommandGroup& group : CommandGroups()) {
+    commands.insert(commands.end(), group.commands.begin(), group.commands.end());
+  }
+  return commands;
+}
 
 }  // namespace
 
-const std::vector<Command>& Commands() {
-  static const auto& commands = *new std::vector<Command>{
-      {"key import",
-       "ID",
-       1,
-       1,
-       "import a key into the secure hardware",
-       "The ids are 14, 17, 50, 51 and 52. A key in the slot is replaced. Keys on the command "
-       "line\n"
-       "are seen by other users of the machine; files are not.\n",
-       {{"aes", 0, "FILE", "AES-128 key: a file of 16 raw bytes"},
-        {"hex", 0, "HEX", "AES-128 key: 32 hex digits"},
-        {"pkcs8", 0, "FILE", "RSA private key: PKCS#8 or PKCS#1, DER or PEM"},
-        {"rsa-components", 0, "FILE", "RSA private key: its eight numbers as text"}},
-       RunKeyImport},
-      {"key delete",
-       "ID",
-       1,
-       1,
-       "delete a key in the secure hardware",
-       "The key blob file stays in its slot but is of no more use; --file removes it too.\n",
-       {{"rsa", 0, nullptr, "the slot holds an RSA key (default: an AES key)"},
-        {"file", 0, nullptr, "remove the key blob file as well"}},
-       RunKeyDelete},
-      {"key list", "", 0, 0, "show which slots hold a key blob", "", {}, RunKeyList},
-      {"encrypt",
-       "ID",
-       1,
-       1,
-       "encrypt with the AES key of a slot",
-       "AES-128-CBC with PKCS#7 padding. The output is the random IV, 16 bytes, and then the\n"
-       "ciphertext. Any length goes through in constant memory.\n",
-       {kInput, kOutput, {"no-padding", 0, nullptr, "the input is a multiple of 16 bytes"}},
-       RunEncrypt},
-      {"decrypt",
-       "ID",
-       1,
-       1,
-       "decrypt what encrypt wrote",
-       "A file named with -o appears only when everything was decrypted and the padding is right.\n"
-       "On standard output text comes out before the end is seen: mind the exit code.\n",
-       {kInput, kOutput, {"no-padding", 0, nullptr, "the text was encrypted without padding"}},
-       RunDecrypt},
-      {"sign",
-       "ID",
-       1,
-       1,
-       "sign with the RSA key of a slot",
-       "The whole input goes to KeyMint in one call, less than 1 MiB.\n",
-       {kInput, kOutput, kFormat, kDigest, kPadding},
-       RunSign},
-      {"verify",
-       "ID",
-       1,
-       1,
-       "ask the library to verify a signature",
-       "The library's Verify rejects every signature by design. To check one, use the public key\n"
-       "outside KeyMint: openssl dgst -sha256 -verify PUBLIC.pem -signature SIGNATURE FILE\n",
-       {kInput, {"signature", 's', "FILE", "the signature, raw"}, kDigest, kPadding},
-       RunVerify},
-      {"rsa-encrypt",
-       "ID",
-       1,
-       1,
-       "encrypt with the RSA key of a slot",
-       "Most devices refuse this: public-key operations belong outside KeyMint.\n",
-       {kInput, kOutput, kFormat, kPadding},
-       RunRsaEncrypt},
-      {"rsa-decrypt",
-       "ID",
-       1,
-       1,
-       "decrypt with the RSA key of a slot",
-       "",
-       {kInput, kOutput, kFormat, kPadding},
-       RunRsaDecrypt},
-      {"hash",
-       "sha1|sha256|sha512 [FILE]...",
-       1,
-       kAnyNumber,
-       "print digests as sha256sum does",
-       "Without a file, or for -, standard input.\n",
-       {},
-       RunHash},
-      {"kdf",
-       "",
-       0,
-       0,
-       "derive a key from a shared secret (ANSI X9.63)",
-       "Mode counter is X9.63 with SHA-1 up to 5100 bytes; mode plain repeats one block. The\n"
-       "library always fails with sha256.\n",
-       {{"secret", 0, "FILE", "the shared secret Z"},
-        {"secret-hex", 0, "HEX", "the shared secret Z"},
-        {"info", 0, "FILE", "other info"},
-        {"info-hex", 0, "HEX", "other info"},
-        {"length", 'n', "BYTES", "bytes to derive"},
-        {"mode", 0, "MODE", "counter (default) or plain"},
-        {"hash", 0, "NAME", "sha1 (default) or sha256"},
-        kOutput,
-        kTextFormat},
-       RunKdf},
-      {"random", "BYTES", 1, 1, "print random bytes", "", {kOutput, kTextFormat}, RunRandom},
-      {"store put",
-       "NUMBER",
-       1,
-       1,
-       "write a file of the secure store",
-       "A negative number goes after --.\n",
-       {kInput},
-       RunStorePut},
-      {"store get",
-       "NUMBER",
-       1,
-       1,
-       "read a file of the secure store",
-       "",
-       {kOutput, kFormat},
-       RunStoreGet},
-      {"store size",
-       "NUMBER",
-       1,
-       1,
-       "print the size of a file of the secure store",
-       "",
-       {},
-       RunStoreSize},
-      {"store rm", "NUMBER", 1, 1, "remove a file of the secure store", "", {}, RunStoreRemove},
-      {"ids", "", 0, 0, "print the identifiers that the device attests", "", {}, RunIds},
-      {"imei", "", 0, 0, "print the IMEI", kModemDetails, {}, RunImei},
-      {"imei2", "", 0, 0, "print the second IMEI", kModemDetails, {}, RunImei2},
-      {"meid", "", 0, 0, "print the MEID", kModemDetails, {}, RunMeid},
-      {"uid", "", 0, 0, "print the unique hardware id", "", {}, RunUid},
-      {"mode", "", 0, 0, "print the secure-hardware mode", "", {}, RunMode},
-      {"records",
-       "",
-       0,
-       0,
-       "print the device-ID records that KeyMint is asked to attest",
-       kModemDetails,
-       {kShowIds},
-       RunRecords},
-      {"modem",
-       "COMMAND",
-       1,
-       1,
-       "send one AT command to the modem and print its answer",
-       "A command that begins with AT is sent as TCATSEND,0,AT..., the form that the modem daemon\n"
-       "expects; --raw sends it as it is.\n",
-       {{"raw", 0, nullptr, "send the command as it is"}},
-       RunModem},
-      {"check attestation",
-       "",
-       0,
-       0,
-       "self-test: can the device attest keys and its identifiers",
-       kCheckDetails,
-       {kStrongBox, kRelaxed, kIds, kKeepGoingIds, kShowIds, kJunit},
-       RunCheckAttestation,
-       kHandlesTimeout},
-      {"check model",
-       "NAME",
-       1,
-       1,
-       "self-test: can the device attest this model name",
-       kCheckDetails,
-       {kStrongBox, kRelaxed, kShowIds, kJunit},
-       RunCheckModel,
-       kHandlesTimeout},
-      {"check rkp-ids",
-       "",
-       0,
-       0,
-       "self-test: attestation with remotely provisioned keys",
-       kCheckDetails,
-       {kStrongBox, kIds, kKeepGoingIds, kShowIds, kJunit},
-       RunCheckRkpIds,
-       kHandlesTimeout},
-      {"check root-of-trust",
-       "",
-       0,
-       0,
-       "self-test: is the StrongBox bound to the TEE",
-       kCheckDetails,
-       {kShowIds, kJunit},
-       RunCheckRootOfTrust,
-       kHandlesTimeout},
-      {"check shared-secret",
-       "",
-       0,
-       0,
-       "self-test: do TEE and StrongBox agree on a secret",
-       kCheckDetails,
-       {kShowIds, kJunit},
-       RunCheckSharedSecret,
-       kHandlesTimeout},
-      {"check all",
-       "",
-       0,
-       0,
-       "run every self-test and print one table",
-       "Stops at the first failure. Exit code 0 only if nothing failed: 1 when a check failed, 4\n"
-       "when one could not be made for lack of its environment. Checks that do not apply to the\n"
-       "device do not count. --timeout holds for each check.\n",
-       {kRelaxed,
-        {"ids", 0, "LIST", "identifiers to attest, as for check attestation (default: all)"},
-        {"keep-going", 0, nullptr, "run the rest after a failure"},
-        kShowIds,
-        kJunit},
-       RunCheckAll,
-       kHandlesTimeout},
-      {"chain show",
-       "FILE...",
-       1,
-       kAnyNumber,
-       "print certificates readably",
-       "Takes PEM or DER. Android attestation records are decoded.\n",
-       {},
-       RunChainShow},
-      {"attest-key",
-       "",
-       0,
-       0,
-       "have KeyMint make an attestation key and write its chain",
-       "Writes DIR/chain.pem and each certificate as DIR/certN.pem, the key's own first. The key\n"
-       "is deleted again.\n",
-       {kStrongBox, {"output", 'o', "DIR", "the folder, made if it is missing"}},
-       RunAttestKey},
-      {"doctor",
-       "",
-       0,
-       0,
-       "look at everything that the library needs of the device",
-       "Takes less than two seconds, changes nothing and waits for nothing that is not there.\n"
-       "Exit code 0 when all is well, 4 when something is missing, 1 for other problems.\n",
-       {kShowIds},
-       RunDoctor,
-       kHandlesTimeout},
-      {"explain",
-       "[CODE|MESSAGE]",
-       0,
-       kAnyNumber,
-       "explain a reason code or a log line",
-       "Takes a reason code, a KeyMint error by name or number (after --), or a line of the\n"
-       "library's log as logcat shows it. Without one it lists all codes.\n",
-       {},
-       RunExplain},
+const std::vector<CommandGroup>& CommandGroups() {
+  static const auto& groups = *new std::vector<CommandGroup>{
+      {"Keys in the secure hardware", Joined({KeyCommands(), CipherCommands(), RsaCommands()})},
+      {"Digests, derived keys, random bytes", Joined({HashCommands(), DeriveCommands()})},
+      {"Small secrets in files", StoreCommands()},
+      {"What this device is", IdentityCommands()},
+      {"Self-tests and attestation", Joined({CheckCommands(), ChainCommands()})},
+      {"When something fails", Joined({DoctorCommands(), ExplainCommands()})},
   };
+  return groups;
+}
+
+const std::vector<Command>& Commands() {
+  static const auto& commands = *new std::vector<Command>(AllCommands());
   return commands;
 }
 

@@ -4,7 +4,8 @@
 #include <algorithm>
 
 #include "tools/orx/cli/result_bytes.h"
-#include "tools/orx/commands/commands.h"
+#include "tools/orx/commands/command_tables.h"
+#include "tools/orx/commands/common_options.h"
 #include "tools/orx/diagnosis/library_log.h"
 
 namespace orx_tool {
@@ -47,8 +48,6 @@ uint32_t ReadChoice(const Args& args, const char* option, const char* first, uin
   }
   return second_value;
 }
-
-}  // namespace
 
 int RunKdf(const Args& args, Output& output) {
   std::optional<Problem> problem;
@@ -104,6 +103,31 @@ int RunRandom(const Args& args, Output& output) {
   }
   if (!result.Finish(&problem)) return output.Fail(*problem);
   return output.Succeed();
+}
+
+}  // namespace
+
+std::vector<Command> DeriveCommands() {
+  return {
+      {"kdf",
+       "",
+       0,
+       0,
+       "derive a key from a shared secret (ANSI X9.63)",
+       "Mode counter is X9.63 with SHA-1 up to 5100 bytes; mode plain repeats one block. The\n"
+       "library always fails with sha256.\n",
+       {{"secret", 0, "FILE", "the shared secret Z"},
+        {"secret-hex", 0, "HEX", "the shared secret Z"},
+        {"info", 0, "FILE", "other info"},
+        {"info-hex", 0, "HEX", "other info"},
+        {"length", 'n', "BYTES", "bytes to derive"},
+        {"mode", 0, "MODE", "counter (default) or plain"},
+        {"hash", 0, "NAME", "sha1 (default) or sha256"},
+        kOutput,
+        kTextFormat},
+       RunKdf},
+      {"random", "BYTES", 1, 1, "print random bytes", "", {kOutput, kTextFormat}, RunRandom},
+  };
 }
 
 }  // namespace orx_tool

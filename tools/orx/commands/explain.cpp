@@ -3,7 +3,7 @@
 #include <strings.h>
 
 #include "tools/orx/cli/json_lines.h"
-#include "tools/orx/commands/commands.h"
+#include "tools/orx/commands/command_tables.h"
 
 namespace orx_tool {
 namespace {
@@ -88,8 +88,6 @@ std::optional<std::pair<MessageMatch, std::string>> LibraryMessage(const std::st
   return std::nullopt;
 }
 
-}  // namespace
-
 int RunExplain(const Args& args, Output& output) {
   if (args.operands().empty()) return ListReasons(output);
   const std::string text = Joined(args.operands());
@@ -102,6 +100,22 @@ int RunExplain(const Args& args, Output& output) {
   }
   return output.Fail(MakeProblem(
       "EXPLAIN-UNKNOWN", "'" + text + "' is neither a reason code nor a message of the library"));
+}
+
+}  // namespace
+
+std::vector<Command> ExplainCommands() {
+  return {
+      {"explain",
+       "[CODE|MESSAGE]",
+       0,
+       kAnyNumber,
+       "explain a reason code or a log line",
+       "Takes a reason code, a KeyMint error by name or number (after --), or a line of the\n"
+       "library's log as logcat shows it. Without one it lists all codes.\n",
+       {},
+       RunExplain},
+  };
 }
 
 }  // namespace orx_tool

@@ -4,7 +4,7 @@
 
 #include "tools/orx/cli/encoding.h"
 #include "tools/orx/cli/files.h"
-#include "tools/orx/commands/commands.h"
+#include "tools/orx/commands/command_tables.h"
 #include "tools/orx/diagnosis/library_log.h"
 
 namespace orx_tool {
@@ -77,8 +77,6 @@ std::string ChecksumLine(const std::string& digest, const std::string& name) {
   return (escaped == name ? "" : "\\") + digest + "  " + escaped;
 }
 
-}  // namespace
-
 int RunHash(const Args& args, Output& output) {
   const Algorithm* algorithm = FindAlgorithm(args.operands()[0]);
   if (algorithm == nullptr) {
@@ -109,6 +107,21 @@ int RunHash(const Args& args, Output& output) {
   output.answer()["algorithm"] = algorithm->name;
   output.answer()["digests"] = digests;
   return output.Succeed();
+}
+
+}  // namespace
+
+std::vector<Command> HashCommands() {
+  return {
+      {"hash",
+       "sha1|sha256|sha512 [FILE]...",
+       1,
+       kAnyNumber,
+       "print digests as sha256sum does",
+       "Without a file, or for -, standard input.\n",
+       {},
+       RunHash},
+  };
 }
 
 }  // namespace orx_tool

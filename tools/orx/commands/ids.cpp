@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <aidl/android/hardware/security/keymint/Tag.h>
 #include <orx/orx.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -7,16 +8,20 @@
 #include <algorithm>
 
 #include "tools/orx/cli/encoding.h"
-#include "tools/orx/commands/commands.h"
+#include "tools/orx/cli/modem_progress.h"
+#include "tools/orx/commands/command_tables.h"
 #include "tools/orx/diagnosis/library_log.h"
 #include "tools/orx/diagnosis/modem_answer.h"
 
 namespace orx_tool {
+
+namespace km = aidl::android::hardware::security::keymint;
+
 namespace {
 
-// The library receives up to 3072 bytes into the caller's buffer, whatever its size, and
+// The library receives up to that many bytes into the caller's buffer, whatever its size, and
 // terminates nothing.
-constexpr size_t kAnswerBytes = 3072 + 1;
+constexpr size_t kAnswerBytes = ORX_MODEM_RESPONSE_MAX + 1;
 constexpr uint32_t kSecureMode = 1;
 constexpr const char kAtPrefix[] = "TCATSEND,0,";
 
@@ -85,27 +90,29 @@ struct Record {
 static_assert(sizeof(Record) == 100);
 
 constexpr size_t kRecordCapacity = 8;
+constexpr uint32_t kTagNumberMask = 0x0fffffff;  // without the type in the upper bits
 
 struct TagName {
   const char* name;
-  uint32_t number;
+  km::Tag tag;
   bool identifies;  // this very device, not its model
 };
 
-constexpr TagName kTagNames[] = {{"brand", 710, false},        {"device", 711, false},
-                                 {"product", 712, false},      {"serial", 713, true},
-                                 {"manufacturer", 716, false}, {"model", 717, false},
-                                 {"imei", 714, true},          {"meid", 715, true}};
+constexpr TagName kTagNames[] = {{"brand", km::Tag::ATTESTATION_ID_BRAND, false},
+                                 {"device", km::Tag::ATTESTATION_ID_DEVICE, false},
+                                 {"product", km::Tag::ATTESTATION_ID_PRODUCT, false},
+                                 {"serial", km::Tag::ATTESTATION_ID_SERIAL, true},
+                                 {"manufacturer", km::Tag::ATTESTATION_ID_MANUFACTURER, false},
+                                 {"model", km::Tag::ATTESTATION_ID_MODEL, false},
+                                 {"imei", km::Tag::ATTESTATION_ID_IMEI, true},
+                                 {"meid", km::Tag::ATTESTATION_ID_MEID, true}};
 
 TagName FindTag(uint32_t tag) {
-  constexpr uint32_t kTagNumberMask = 0x0fffffff;  // without the type in the upper bits
   for (const TagName& known : kTagNames) {
-    if (known.number == (tag & kTagNumberMask)) return known;
+    if (known.tag == static_cast<km::Tag>(tag)) return known;
   }
-  return {"unknown", tag & kTagNumberMask, true};
+  return {"unknown", static_cast<km::Tag>(tag), true};
 }
-
-}  // namespace
 
 int RunIds(const Args& /*args*/, Output& output) {
   ClearLibraryLog();
@@ -187,10 +194,11 @@ int RunRecords(const Args& args, Output& output) {
     const TagName tag = FindTag(records[i].tag);
     const std::string value(records[i].value, strnlen(records[i].value, sizeof(Record::value)));
     const std::string shown = tag.identifies && !args.Has("show-ids") ? MaskValue(value) : value;
-    rows.push_back({std::to_string(i), std::to_string(tag.number), tag.name,
+    const uint32_t number = records[i].tag & kTagNumberMask;
+    rows.push_back({std::to_string(i), std::to_string(number), tag.name,
                     std::to_string(records[i].length), shown});
     Json::Value entry(Json::objectValue);
-    entry["tag"] = tag.number;
+    entry["tag"] = number;
     entry["name"] = tag.name;
     entry["length"] = records[i].length;
     entry["value"] = shown;
@@ -216,6 +224,40 @@ int RunModem(const Args& args, Output& output) {
   output.answer()["answer"] = answer.data();
   output.Text(answer.data());
   return output.Succeed();
+}
+
+constexpr const char kModemDetails[] =
+    "Asks the modem daemon. Without one the library tries 30 times, about half a minute; a daemon\n"
+    "that accepts but does not answer blocks without end: use --timeout.\n";
+
+}  // namespace
+
+std::vector<Command> IdentityCommands() {
+  return {
+      {"ids", "", 0, 0, "print the identifiers that the device attests", "", {}, RunIds},
+      {"imei", "", 0, 0, "print the IMEI", kModemDetails, {}, RunImei},
+      {"imei2", "", 0, 0, "print the second IMEI", kModemDetails, {}, RunImei2},
+      {"meid", "", 0, 0, "print the MEID", kModemDetails, {}, RunMeid},
+      {"uid", "", 0, 0, "print the unique hardware id", "", {}, RunUid},
+      {"mode", "", 0, 0, "print the secure-hardware mode", "", {}, RunMode},
+      {"records",
+       "",
+       0,
+       0,
+       "print the device-ID records that KeyMint is asked to attest",
+       kModemDetails,
+       {},
+       RunRecords},
+      {"modem",
+       "COMMAND",
+       1,
+       1,
+       "send one AT command to the modem and print its answer",
+       "A command that begins with AT is sent as TCATSEND,0,AT..., the form that the modem daemon\n"
+       "expects; --raw sends it as it is.\n",
+       {{"raw", 0, nullptr, "send the command as it is"}},
+       RunModem},
+  };
 }
 
 }  // namespace orx_tool

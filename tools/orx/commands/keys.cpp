@@ -8,10 +8,10 @@
 #include "tools/orx/cli/encoding.h"
 #include "tools/orx/cli/file_text.h"
 #include "tools/orx/cli/files.h"
-#include "tools/orx/commands/commands.h"
+#include "tools/orx/commands/command_tables.h"
 #include "tools/orx/commands/rsa_key.h"
+#include "tools/orx/commands/slot_argument.h"
 #include "tools/orx/diagnosis/library_log.h"
-#include "tools/orx/diagnosis/slots.h"
 
 namespace orx_tool {
 namespace {
@@ -109,8 +109,6 @@ bool DeleteAesKey(int key_id) {
   return ORX_SYM_GetContextForID(&context, key_id) == 0 && ORX_SYM_DeleteKeyID(key_id) == 0;
 }
 
-}  // namespace
-
 int RunKeyImport(const Args& args, Output& output) {
   std::optional<Problem> problem;
   const Slot* slot = ParseSlot(args.operands()[0], &problem);
@@ -163,6 +161,36 @@ int RunKeyList(const Args& /*args*/, Output& output) {
   output.answer()["folder"] = kPersistFolder;
   output.answer()["slots"] = slots;
   return output.Succeed();
+}
+
+}  // namespace
+
+std::vector<Command> KeyCommands() {
+  return {
+      {"key import",
+       "ID",
+       1,
+       1,
+       "import a key into the secure hardware",
+       "The ids are 14, 17, 50, 51 and 52. A key in the slot is replaced. Keys on the command "
+       "line\n"
+       "are seen by other users of the machine; files are not.\n",
+       {{"aes", 0, "FILE", "AES-128 key: a file of 16 raw bytes"},
+        {"hex", 0, "HEX", "AES-128 key: 32 hex digits"},
+        {"pkcs8", 0, "FILE", "RSA private key: PKCS#8 or PKCS#1, DER or PEM"},
+        {"rsa-components", 0, "FILE", "RSA private key: its eight numbers as text"}},
+       RunKeyImport},
+      {"key delete",
+       "ID",
+       1,
+       1,
+       "delete a key in the secure hardware",
+       "The key blob file stays in its slot but is of no more use; --file removes it too.\n",
+       {{"rsa", 0, nullptr, "the slot holds an RSA key (default: an AES key)"},
+        {"file", 0, nullptr, "remove the key blob file as well"}},
+       RunKeyDelete},
+      {"key list", "", 0, 0, "show which slots hold a key blob", "", {}, RunKeyList},
+  };
 }
 
 }  // namespace orx_tool

@@ -2,9 +2,10 @@
 #include <orx/orx.h>
 
 #include "tools/orx/cli/result_bytes.h"
-#include "tools/orx/commands/commands.h"
+#include "tools/orx/commands/command_tables.h"
+#include "tools/orx/commands/common_options.h"
+#include "tools/orx/commands/slot_argument.h"
 #include "tools/orx/diagnosis/library_log.h"
-#include "tools/orx/diagnosis/slots.h"
 
 namespace orx_tool {
 namespace {
@@ -72,8 +73,6 @@ int RunRsaCipher(int direction, const Args& args, Output& output) {
   return WriteResult(args, output, result.data(), size, Format::kRaw, privacy);
 }
 
-}  // namespace
-
 int RunSign(const Args& args, Output& output) {
   std::optional<Problem> problem;
   const auto request = ReadRequest(args, &problem);
@@ -120,6 +119,49 @@ int RunRsaEncrypt(const Args& args, Output& output) {
 
 int RunRsaDecrypt(const Args& args, Output& output) {
   return RunRsaCipher(kDirectionDecrypt, args, output);
+}
+
+constexpr Option kDigest = {"digest", 0, "NAME", "sha256 (default) or sha1"};
+constexpr Option kPadding = {"padding", 0, "NAME", "pkcs1 (default) or none"};
+
+}  // namespace
+
+std::vector<Command> RsaCommands() {
+  return {
+      {"sign",
+       "ID",
+       1,
+       1,
+       "sign with the RSA key of a slot",
+       "The whole input goes to KeyMint in one call, less than 1 MiB.\n",
+       {kInput, kOutput, kFormat, kDigest, kPadding},
+       RunSign},
+      {"verify",
+       "ID",
+       1,
+       1,
+       "ask the library to verify a signature",
+       "The library's Verify rejects every signature by design. To check one, use the public key\n"
+       "outside KeyMint: openssl dgst -sha256 -verify PUBLIC.pem -signature SIGNATURE FILE\n",
+       {kInput, {"signature", 's', "FILE", "the signature, raw"}, kDigest, kPadding},
+       RunVerify},
+      {"rsa-encrypt",
+       "ID",
+       1,
+       1,
+       "encrypt with the RSA key of a slot",
+       "Most devices refuse this: public-key operations belong outside KeyMint.\n",
+       {kInput, kOutput, kFormat, kPadding},
+       RunRsaEncrypt},
+      {"rsa-decrypt",
+       "ID",
+       1,
+       1,
+       "decrypt with the RSA key of a slot",
+       "",
+       {kInput, kOutput, kFormat, kPadding},
+       RunRsaDecrypt},
+  };
 }
 
 }  // namespace orx_tool

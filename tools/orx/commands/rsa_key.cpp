@@ -99,7 +99,7 @@ std::optional<RsaPrivateKey> ReadRsaPrivateKey(const std::string& path,
   const auto file = ReadWhole(path, kKeyFileLimit, problem);
   if (!file) return std::nullopt;
   if (Contains(*file, "ENCRYPTED")) {
-    *problem = MakeProblem("KEY-FORMAT", path + " is encrypted; take its password off first");
+    *problem = MakeProblem("KEY-FORMAT", path + " is encrypted; decrypt it first");
     return std::nullopt;
   }
   const auto key = ParseKey(*file);

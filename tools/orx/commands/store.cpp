@@ -5,7 +5,8 @@
 #include <functional>
 
 #include "tools/orx/cli/result_bytes.h"
-#include "tools/orx/commands/commands.h"
+#include "tools/orx/commands/command_tables.h"
+#include "tools/orx/commands/common_options.h"
 #include "tools/orx/diagnosis/library_log.h"
 #include "tools/orx/diagnosis/slots.h"
 
@@ -89,8 +90,6 @@ int WithStoreFile(const Args& args, Output& output,
   return use(*number, size);
 }
 
-}  // namespace
-
 int RunStorePut(const Args& args, Output& output) {
   std::optional<Problem> problem;
   const auto number = ParseFileNumber(args.operands()[0], &problem);
@@ -141,6 +140,38 @@ int RunStoreRemove(const Args& args, Output& output) {
   output.answer()["file"] = StorePath(*number);
   output.Text("store " + std::to_string(*number) + ": removed");
   return output.Succeed();
+}
+
+}  // namespace
+
+std::vector<Command> StoreCommands() {
+  return {
+      {"store put",
+       "NUMBER",
+       1,
+       1,
+       "write a file of the secure store",
+       "A negative number goes after --.\n",
+       {kInput},
+       RunStorePut},
+      {"store get",
+       "NUMBER",
+       1,
+       1,
+       "read a file of the secure store",
+       "",
+       {kOutput, kFormat},
+       RunStoreGet},
+      {"store size",
+       "NUMBER",
+       1,
+       1,
+       "print the size of a file of the secure store",
+       "",
+       {},
+       RunStoreSize},
+      {"store rm", "NUMBER", 1, 1, "remove a file of the secure store", "", {}, RunStoreRemove},
+  };
 }
 
 }  // namespace orx_tool

@@ -26,9 +26,6 @@ constexpr std::array<Slot, 5> kSlots = {{{17, "zol_key_cek"},
                                          {51, "zol_key_user1"},
                                          {52, "zol_key_user2"}}};
 
-// ParseSlot finds the slot of a key id given as text; *problem says what is wrong with it.
-const Slot* ParseSlot(const std::string& text, std::optional<Problem>* problem);
-
 // CheckPersistFolder says why the folder cannot be used, if so.
 std::optional<Problem> CheckPersistFolder();
 

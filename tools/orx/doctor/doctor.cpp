@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/doctor/doctor.h"
 #include "tools/orx/cli/json_lines.h"
 #include "tools/orx/cli/supervisor.h"
-#include "tools/orx/commands/commands.h"
 #include "tools/orx/doctor/doctor_probes.h"
 
 namespace orx_tool {
@@ -69,8 +69,6 @@ int ExitCodeOf(const Json::Value& findings) {
   return exit_code;
 }
 
-}  // namespace
-
 int RunDoctor(const Args& args, Output& output) {
   const int asked = output.settings().timeout_seconds;
   const ChildResult child = RunInChild([&](int fd) { return ProbeAll(fd, args.Has("show-ids")); },
@@ -93,6 +91,25 @@ int RunDoctor(const Args& args, Output& output) {
   output.answer()["healthy"] = exit_code == kDone;
   const int written = output.Succeed();
   return written != kDone ? written : exit_code;
+}
+
+constexpr bool kHandlesTimeout = true;
+
+}  // namespace
+
+std::vector<Command> DoctorCommands() {
+  return {
+      {"doctor",
+       "",
+       0,
+       0,
+       "look at everything that the library needs of the device",
+       "Takes less than two seconds, changes nothing and waits for nothing that is not there.\n"
+       "Exit code 0 when all is well, 4 when something is missing, 1 for other problems.\n",
+       {},
+       RunDoctor,
+       kHandlesTimeout},
+  };
 }
 
 }  // namespace orx_tool

@@ -39,13 +39,5 @@ TEST(ModemAnswerTest, IsFoundInTheLog) {
   EXPECT_EQ(answer, "one\r\ntwo");
 }
 
-TEST(ModemProgressTest, CountsTheAttempts) {
-  EXPECT_EQ(ModemProgressText("Establishing connection..."), "modem: attempt 1 of 30");
-  EXPECT_EQ(ModemProgressText("Connect to AT command engine with 2 fails"),
-            "modem: attempt 3 of 30");
-  EXPECT_EQ(ModemProgressText("Connect to AT command engine with 30 fails"), "");
-  EXPECT_EQ(ModemProgressText("KM: Begin"), "");
-}
-
 }  // namespace
 }  // namespace orx_tool
