@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "tools/orx/cli/files.h"
+#include "tools/orx/cli/signals.h"
 #include "tools/orx/cli/supervisor.h"
 #include "tools/orx/commands/commands.h"
 #include "tools/orx/diagnosis/library_log.h"
@@ -76,7 +76,9 @@ std::string ReadSettings(const Args& args, Settings* settings) {
 int RunWithTimeout(const Command& command, const Args& args, Output& output) {
   ShareLastLogLine();
   const int seconds = output.settings().timeout_seconds;
-  const ChildResult result = RunInChild([&](int) { return command.run(args, output); }, seconds);
+  ChildWatch watch;
+  watch.seconds = seconds;
+  const ChildResult result = RunInChild([&](int) { return command.run(args, output); }, watch);
   switch (result.end) {
     case ChildResult::End::kExited:
       return result.status;
@@ -108,7 +110,7 @@ int RunCommand(const Command& command, const Words& words, Args args) {
   if (!error.empty()) return UsageError(words, command.name, error);
 
   StartLibraryLog(settings.verbose);
-  RemoveTemporaryOnSignals();
+  StartSignals();
   Output output(settings, command.name);
   if (settings.timeout_seconds > 0 && !command.handles_timeout) {
     return RunWithTimeout(command, args, output);

@@ -213,8 +213,10 @@ const char* VerdictName(Verdict verdict) {
 CheckResult RunCheck(const Check& check, const CheckSettings& settings, bool* interrupted) {
   const auto start = Clock::now();
   ShareLastLogLine();
-  const ChildResult child = RunInChild(
-      [&](int fd) { return RunInThisProcess(check, settings, fd); }, settings.timeout_seconds);
+  ChildWatch watch;
+  watch.seconds = settings.timeout_seconds;
+  const ChildResult child =
+      RunInChild([&](int fd) { return RunInThisProcess(check, settings, fd); }, watch);
   *interrupted = child.end == ChildResult::End::kInterrupted;
   CheckResult result = NewResult(check);
   const std::vector<Json::Value> lines = ParseLines(child.payload);

@@ -4,7 +4,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
-#include <signal.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -12,38 +11,13 @@
 
 #include <algorithm>
 
+#include "tools/orx/cli/signals.h"
+
 namespace orx_tool {
 namespace {
 
 // How much is read first from an input that does not tell its size.
 constexpr uint64_t kFirstReadBytes = 64UL * 1024;
-
-// The temporary file that a signal handler has to remove; at most one exists at a time.
-char temporary_path[PATH_MAX];
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
-
-void OnSignal(int signal_number) {
-  if (temporary_path[0] != 0) unlink(temporary_path);
-  _exit(128 + signal_number);
-}
-
-// EndingSignalsBlocked keeps the handler from running between the making of a temporary file and
-// the note of its name.
-class EndingSignalsBlocked {
- public:
-  EndingSignalsBlocked() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int signal_number : kEndingSignals) sigaddset(&ending, signal_number);
-    sigprocmask(SIG_BLOCK, &ending, &old_mask_);
-  }
-  ~EndingSignalsBlocked() { sigprocmask(SIG_SETMASK, &old_mask_, nullptr); }
-  EndingSignalsBlocked(const EndingSignalsBlocked&) = delete;
-  EndingSignalsBlocked& operator=(const EndingSignalsBlocked&) = delete;
-
- private:
-  sigset_t old_mask_;
-};
 
 bool IsStandardStream(const std::string& path) {
   return path.empty() || path == "-";
@@ -156,23 +130,25 @@ FileOutput::~FileOutput() {
   if (fd_ >= 0) close(fd_);
   if (temporary_.empty()) return;
   unlink(temporary_.c_str());
-  temporary_path[0] = 0;
+  RemoveOnSignal(nullptr);
 }
 
 void FileOutput::OpenTemporary(Privacy privacy) {
   temporary_ = path_ + ".XXXXXX";
-  if (temporary_.size() >= sizeof(temporary_path)) {
-    temporary_.clear();
-    errno = ENAMETOOLONG;
-    return;
-  }
   const EndingSignalsBlocked blocked;
   fd_ = mkostemp(temporary_.data(), O_CLOEXEC);  // mode 0600
   if (fd_ < 0) {
     temporary_.clear();
     return;
   }
-  memcpy(temporary_path, temporary_.c_str(), temporary_.size() + 1);
+  if (!RemoveOnSignal(temporary_.c_str())) {
+    close(fd_);
+    unlink(temporary_.c_str());
+    temporary_.clear();
+    fd_ = -1;
+    errno = ENAMETOOLONG;
+    return;
+  }
   if (privacy == Privacy::kSecret) return;
   const mode_t mask = umask(0);
   umask(mask);
@@ -204,7 +180,7 @@ bool FileOutput::Commit(std::optional<Problem>* problem) {
     *problem = Failure(errno);
     return false;
   }
-  temporary_path[0] = 0;
+  RemoveOnSignal(nullptr);
   temporary_.clear();
   SyncFolder(path_);
   return true;
@@ -212,16 +188,6 @@ bool FileOutput::Commit(std::optional<Problem>* problem) {
 
 Problem FileOutput::Failure(int error) const {
   return MakeProblem("OUTPUT-FAILED", "cannot write " + name_ + ": " + strerror(error));
-}
-
-void RemoveTemporaryOnSignals() {
-  for (const int signal_number : kEndingSignals) {
-    struct sigaction action = {};
-    action.sa_handler = OnSignal;
-    sigaction(signal_number, &action, nullptr);
-  }
-  // A closed pipe is an error of write like others.
-  signal(SIGPIPE, SIG_IGN);
 }
 
 }  // namespace orx_tool

@@ -66,8 +66,4 @@ class FileOutput {
   int fd_ = -1;
 };
 
-// RemoveTemporaryOnSignals installs the handlers that FileOutput's promise needs. The process then
-// ends with 128 plus the signal's number.
-void RemoveTemporaryOnSignals();
-
 }  // namespace orx_tool

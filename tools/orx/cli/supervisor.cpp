@@ -2,11 +2,9 @@
 #include "tools/orx/cli/supervisor.h"
 
 #include <errno.h>
-#include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -14,67 +12,18 @@
 
 #include <algorithm>
 
+#include "tools/orx/cli/signals.h"
+
 namespace orx_tool {
 namespace {
 
-constexpr double kGraceSeconds = 0.5;
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
-
-volatile sig_atomic_t ending_signal = 0;
-
-void NoteSignal(int signal_number) {
-  ending_signal = signal_number;
-}
+constexpr double kLongSeconds = 3600;  // of a wait without an end of its own
 
 double Now() {
   timespec now;
   clock_gettime(CLOCK_MONOTONIC, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
-
-// SignalGuard blocks the ending signals and notes them; only WaitReadable lets them in, so that
-// none is missed between a look at ending_signal and the wait.
-class SignalGuard {
- public:
-  SignalGuard() {
-    ending_signal = 0;
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (const int number : kEndingSignals) sigaddset(&ending, number);
-    sigprocmask(SIG_BLOCK, &ending, &old_mask_);
-    struct sigaction note = {};
-    note.sa_handler = NoteSignal;
-    for (size_t i = 0; i < std::size(kEndingSignals); ++i) {
-      sigaction(kEndingSignals[i], &note, &old_actions_[i]);
-    }
-  }
-  ~SignalGuard() { Restore(); }
-  SignalGuard(const SignalGuard&) = delete;
-  SignalGuard& operator=(const SignalGuard&) = delete;
-
-  void Restore() {
-    for (size_t i = 0; i < std::size(kEndingSignals); ++i) {
-      sigaction(kEndingSignals[i], &old_actions_[i], nullptr);
-    }
-    sigprocmask(SIG_SETMASK, &old_mask_, nullptr);
-  }
-
-  // WaitReadable returns whether `fd` has data or its end; false after `seconds` (negative: never)
-  // or a signal.
-  bool WaitReadable(int fd, double seconds) const {
-    pollfd waited = {fd, POLLIN, 0};
-    timespec timeout = {};
-    if (seconds >= 0) {
-      timeout.tv_sec = static_cast<time_t>(seconds);
-      timeout.tv_nsec = static_cast<long>((seconds - static_cast<double>(timeout.tv_sec)) * 1e9);
-    }
-    return ppoll(&waited, 1, seconds < 0 ? nullptr : &timeout, &old_mask_) > 0;
-  }
-
- private:
-  sigset_t old_mask_;
-  struct sigaction old_actions_[std::size(kEndingSignals)];
-};
 
 // Drain reads what is there. Returns false at the end of the data.
 bool Drain(int fd, std::string* payload) {
@@ -84,33 +33,70 @@ bool Drain(int fd, std::string* payload) {
   return got > 0 || (got < 0 && errno == EINTR);
 }
 
-// Collect reads until the child closes its end. Returns how that came about.
-ChildResult::End Collect(const SignalGuard& signals, int fd, double seconds, std::string* payload) {
-  const double deadline = Now() + seconds;
-  for (;;) {
-    const double left = seconds > 0 ? std::max(deadline - Now(), 0.0) : -1;
-    if (signals.WaitReadable(fd, left)) {
-      if (!Drain(fd, payload)) return ChildResult::End::kExited;
-    } else if (ending_signal != 0) {
-      return ChildResult::End::kInterrupted;
-    } else if (seconds > 0 && Now() >= deadline) {
-      return ChildResult::End::kTimedOut;
+// Collector reads what the child writes until it closes its end.
+class Collector {
+ public:
+  Collector(const SignalHold& signals, int fd, const ChildWatch& watch, std::string* payload)
+      : signals_(signals), fd_(fd), watch_(watch), payload_(*payload) {}
+
+  // Collect returns how the reading ended.
+  ChildResult::End Collect() {
+    for (;;) {
+      const double now = Now() - start_;
+      if (watch_.seconds > 0 && now >= watch_.seconds) return ChildResult::End::kTimedOut;
+      if (signals_.Wait(fd_, SecondsToWait(now))) {
+        if (!Drain(fd_, &payload_)) return ChildResult::End::kExited;
+        HandOnLines();
+      } else if (signals_.Noted() != 0) {
+        return ChildResult::End::kInterrupted;
+      }
+      Pulse();
     }
   }
-}
 
-void EndChild(const SignalGuard& signals, pid_t child, int fd) {
+ private:
+  double SecondsToWait(double now) const {
+    double seconds = watch_.seconds > 0 ? watch_.seconds - now : kLongSeconds;
+    if (watch_.on_pulse) seconds = std::min(seconds, std::max(next_pulse_ - now, 0.0));
+    return seconds;
+  }
+
+  void HandOnLines() {
+    for (size_t end = payload_.find('\n', handed_on_); end != std::string::npos;
+         end = payload_.find('\n', handed_on_)) {
+      if (watch_.on_line) watch_.on_line(payload_.substr(handed_on_, end - handed_on_));
+      handed_on_ = end + 1;
+    }
+  }
+
+  void Pulse() {
+    const double now = Now() - start_;
+    if (!watch_.on_pulse || now < next_pulse_) return;
+    watch_.on_pulse(now);
+    next_pulse_ += watch_.pulse_seconds;
+  }
+
+  const SignalHold& signals_;
+  const int fd_;
+  const ChildWatch& watch_;
+  std::string& payload_;
+  const double start_ = Now();
+  double next_pulse_ = watch_.pulse_seconds;
+  size_t handed_on_ = 0;
+};
+
+void EndChild(const SignalHold& signals, pid_t child, int fd, double grace_seconds) {
   kill(child, SIGTERM);
   std::string ignored;
-  const double deadline = Now() + kGraceSeconds;
-  while (Now() < deadline && signals.WaitReadable(fd, kGraceSeconds)) {
-    if (!Drain(fd, &ignored)) return;
+  const double deadline = Now() + grace_seconds;
+  for (double left = grace_seconds; left > 0; left = deadline - Now()) {
+    if (signals.Wait(fd, left) && !Drain(fd, &ignored)) return;
   }
   kill(child, SIGKILL);
 }
 
-[[noreturn]] void RunChild(SignalGuard& signals, const std::function<int(int)>& work, int fd) {
-  signals.Restore();
+[[noreturn]] void RunChild(const std::function<int(int)>& work, int fd) {
+  SignalHold::LetGo();
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   const int code = work(fd);
   fflush(stdout);
@@ -119,28 +105,34 @@ void EndChild(const SignalGuard& signals, pid_t child, int fd) {
 
 }  // namespace
 
-ChildResult RunInChild(const std::function<int(int fd)>& work, double seconds) {
+ChildResult RunInChild(const std::function<int(int fd)>& work, const ChildWatch& watch) {
   ChildResult result;
   int ends[2];
   fflush(stdout);
   fflush(stderr);
   if (pipe(ends) != 0) return {ChildResult::End::kCrashed, 0, ""};
-  SignalGuard signals;
+  const SignalHold signals;
   const pid_t child = fork();
   if (child == 0) {
     close(ends[0]);
-    RunChild(signals, work, ends[1]);
+    RunChild(work, ends[1]);
   }
   close(ends[1]);
   if (child > 0) {
-    result.end = Collect(signals, ends[0], seconds, &result.payload);
-    if (result.end != ChildResult::End::kExited) EndChild(signals, child, ends[0]);
+    result.end = Collector(signals, ends[0], watch, &result.payload).Collect();
+    if (result.end != ChildResult::End::kExited) {
+      EndChild(signals, child, ends[0], watch.grace_seconds);
+    };
   }
   close(ends[0]);
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child) return {ChildResult::End::kCrashed, 0, ""};
+  // A terminal sends its signal to both, so the child may be gone before this process looks.
+  if (result.end == ChildResult::End::kExited && signals.Noted() != 0) {
+    result.end = ChildResult::End::kInterrupted;
+  }
   if (result.end == ChildResult::End::kInterrupted) {
-    result.status = ending_signal;
+    result.status = signals.Noted();
   } else if (result.end == ChildResult::End::kExited) {
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : WTERMSIG(status);
     if (WIFSIGNALED(status)) result.end = ChildResult::End::kCrashed;

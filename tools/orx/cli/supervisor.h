@@ -14,11 +14,20 @@ struct ChildResult {
   std::string payload;  // what the child wrote to its descriptor, also when it did not end well
 };
 
+// ChildWatch is what the parent does meanwhile.
+struct ChildWatch {
+  double grace_seconds = 0.5;                            // between SIGTERM and SIGKILL
+  double seconds = 0;                                    // the child's time; 0: no limit
+  std::function<void(const std::string& line)> on_line;  // each whole line that the child wrote
+  double pulse_seconds = 5;                              // on_pulse is called each time so many
+  std::function<void(double seconds)> on_pulse;          // have passed, with the whole count
+};
+
 // RunInChild runs `work` in a forked process and gives it a descriptor to answer on; its result is
-// the exit code. The child ends with SIGTERM, and SIGKILL half a second later, when `seconds` have
-// passed (0: never) or this process is told to end by SIGINT, SIGTERM or SIGHUP.
+// the exit code. The child is ended by SIGTERM, then by SIGKILL, when its time has
+// passed or this process is told to end (see signals.h).
 //
 // Nothing that talks to binder may have run in this process before: binder does not survive a fork.
-ChildResult RunInChild(const std::function<int(int fd)>& work, double seconds);
+ChildResult RunInChild(const std::function<int(int fd)>& work, const ChildWatch& watch);
 
 }  // namespace orx_tool

@@ -71,8 +71,10 @@ int ExitCodeOf(const Json::Value& findings) {
 
 int RunDoctor(const Args& args, Output& output) {
   const int asked = output.settings().timeout_seconds;
-  const ChildResult child = RunInChild([&](int fd) { return ProbeAll(fd, args.Has("show-ids")); },
-                                       asked > 0 ? asked : kDeadlineSeconds);
+  ChildWatch watch;
+  watch.seconds = asked > 0 ? asked : kDeadlineSeconds;
+  const ChildResult child =
+      RunInChild([&](int fd) { return ProbeAll(fd, args.Has("show-ids")); }, watch);
   if (child.end == ChildResult::End::kInterrupted) return 128 + child.status;
   Json::Value findings(Json::arrayValue);
   std::string area;

@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tools/orx/cli/signals.h"
+
 namespace orx_tool {
 namespace {
 
@@ -71,7 +73,7 @@ TEST_F(FileOutputTest, LeavesTheOldFileWithoutCommit) {
 TEST_F(FileOutputTest, IsRemovedWhenTheProcessIsInterrupted) {
   const pid_t child = fork();
   if (child == 0) {
-    RemoveTemporaryOnSignals();
+    StartSignals();
     std::optional<Problem> problem;
     FileOutput file(path_, Privacy::kPublic, &problem);
     raise(SIGINT);

@@ -1,63 +1,107 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/orx/cli/supervisor.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <unistd.h>
+
+#include "tools/orx/cli/signals.h"
 
 namespace orx_tool {
 namespace {
 
 using End = ChildResult::End;
 
-int Say(int fd, const char* text) {
-  return write(fd, text, 2) == 2 ? 0 : 1;
+constexpr double kForEver = 60;
+
+int Say(int fd, const std::string& text) {
+  return write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : 1;
 }
 
-TEST(RunInChildTest, HandsOnTheExitCodeAndTheAnswer) {
-  const ChildResult result = RunInChild([](int fd) { return Say(fd, "ok") + 7; }, 30);
-  EXPECT_EQ(result.end, End::kExited);
-  EXPECT_EQ(result.status, 7);
-  EXPECT_EQ(result.payload, "ok");
+ChildWatch Within(double seconds) {
+  ChildWatch watch;
+  watch.seconds = seconds;
+  watch.grace_seconds = 0.02;
+  return watch;
 }
 
-TEST(RunInChildTest, TellsACrashFromAnExit) {
-  const ChildResult result = RunInChild(
+struct EndCase {
+  const char* title;
+  std::function<int(int fd)> work;  // after it has said "ok"
+  double seconds;
+  End end;
+  int status;
+};
+
+TEST(RunInChildTest, TellsHowTheChildEndedAndKeepsItsAnswer) {
+  StartSignals();
+  const auto block = [] {
+    for (;;) pause();
+    return 0;
+  };
+  const EndCase cases[] = {
+      {"exit", [](int) { return 7; }, kForEver, End::kExited, 7},
+      {"crash", [](int) { return raise(SIGUSR1); }, kForEver, End::kCrashed, SIGUSR1},
+      {"blocks and heeds no SIGTERM",
+       [&](int) {
+         signal(SIGTERM, SIG_IGN);
+         return block();
+       },
+       0.02, End::kTimedOut, 0},
+      {"this process is interrupted",
+       [&](int) {
+         kill(getppid(), SIGHUP);
+         return block();
+       },
+       kForEver, End::kInterrupted, SIGHUP},
+      {"the terminal interrupts both",
+       [&](int) {
+         kill(getppid(), SIGINT);
+         kill(getpid(), SIGINT);
+         return block();
+       },
+       kForEver, End::kInterrupted, SIGINT}};
+  for (const EndCase& c : cases) {
+    SCOPED_TRACE(c.title);
+    const ChildResult result =
+        RunInChild([&](int fd) { return Say(fd, "ok") + c.work(fd); }, Within(c.seconds));
+    EXPECT_EQ(result.end, c.end);
+    EXPECT_EQ(result.status, c.status);
+    EXPECT_EQ(result.payload, "ok");
+  }
+}
+
+TEST(RunInChildTest, HandsOnWholeLinesAndPulsesMeanwhile) {
+  std::vector<std::string> seen;
+  ChildWatch watch = Within(kForEver);
+  watch.on_line = [&](const std::string& line) { seen.push_back(line); };
+  watch.pulse_seconds = 0.01;
+  bool pulsed = false;
+  watch.on_pulse = [&](double) { pulsed = true; };
+  RunInChild(
       [](int fd) {
-        signal(SIGUSR1, SIG_DFL);
-        Say(fd, "ok");
-        return raise(SIGUSR1);
+        Say(fd, "one\ntw");
+        usleep(30000);
+        return Say(fd, "o\nrest");
       },
-      30);
-  EXPECT_EQ(result.end, End::kCrashed);
-  EXPECT_EQ(result.status, SIGUSR1);
-  EXPECT_EQ(result.payload, "ok");
+      watch);
+  EXPECT_THAT(seen, testing::ElementsAre("one", "two"));
+  EXPECT_TRUE(pulsed);
 }
 
-TEST(RunInChildTest, EndsAChildThatBlocksForEverAndKeepsItsAnswer) {
-  const ChildResult result = RunInChild(
-      [](int fd) {
-        signal(SIGTERM, SIG_IGN);
-        Say(fd, "ok");
-        for (;;) pause();
-        return 0;
-      },
-      0.2);
-  EXPECT_EQ(result.end, End::kTimedOut);
-  EXPECT_EQ(result.payload, "ok");
-}
-
-TEST(RunInChildTest, EndsTheChildWhenItIsInterruptedItself) {
-  const ChildResult result = RunInChild(
-      [](int) {
-        kill(getppid(), SIGINT);
-        for (;;) pause();
-        return 0;
-      },
-      30);
-  EXPECT_EQ(result.end, End::kInterrupted);
-  EXPECT_EQ(result.status, SIGINT);
+TEST(SignalsTest, AHoldNotesTheSignalAndAnIgnoredOneStaysIgnored) {
+  signal(SIGHUP, SIG_IGN);
+  StartSignals();
+  const SignalHold hold;
+  raise(SIGHUP);
+  EXPECT_EQ(hold.Noted(), 0);
+  {
+    const SignalHold inner;
+    raise(SIGTERM);
+  }
+  EXPECT_EQ(hold.Noted(), SIGTERM);
 }
 
 }  // namespace
