@@ -41,16 +41,16 @@ void Output::PrintJson(const Json::Value& document) {
   printf("%s\n", Json::writeString(builder, document).c_str());
 }
 
-int Output::Succeed() {
+int Output::Finish(int exit_code) {
   if (settings_.json) {
     Json::Value document = answer_;
     document["schema_version"] = kSchemaVersion;
     document["command"] = command_;
-    document["ok"] = true;
+    document["ok"] = exit_code == kDone;
+    document["exit_code"] = exit_code;
     PrintJson(document);
   }
-  // An answer that did not reach its reader is no success.
-  if (fflush(stdout) == 0 && !ferror(stdout)) return kDone;
+  if (fflush(stdout) == 0 && !ferror(stdout)) return exit_code;
   const Problem problem = MakeProblem("OUTPUT-FAILED", "cannot write to standard output");
   PrintProblem(problem);
   return problem.exit_code;

@@ -39,8 +39,11 @@ class Output {
   // answer() holds the members of the JSON answer.
   Json::Value& answer() { return answer_; }
 
-  // Succeed completes the answer and returns kDone.
-  int Succeed();
+  // Finish completes the answer and returns `exit_code`, or kFailed when the answer did not reach
+  // its reader. For commands that find something, and find it bad.
+  int Finish(int exit_code);
+  // Succeed is Finish(kDone).
+  int Succeed() { return Finish(kDone); }
   // Fail reports the failure and returns its exit code.
   int Fail(const Problem& problem);
   // Report prints `document` as the whole JSON answer.

@@ -91,8 +91,7 @@ int RunDoctor(const Args& args, Output& output) {
   const int exit_code = ExitCodeOf(findings);
   output.answer()["findings"] = findings;
   output.answer()["healthy"] = exit_code == kDone;
-  const int written = output.Succeed();
-  return written != kDone ? written : exit_code;
+  return output.Finish(exit_code);
 }
 
 constexpr bool kHandlesTimeout = true;
