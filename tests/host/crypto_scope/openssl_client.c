@@ -1,0 +1,75 @@
+/* SPDX-License-Identifier: Apache-2.0
+ * A client that uses OpenSSL and the library side by side, as a daemon with a TLS stack does. It is
+ * linked both ways round and, as it stands, also as a plugin. Runs inside a simulated device;
+ * prints what failed and returns how many. */
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+#include <openssl/x509.h>
+#include <orx/orx.h>
+#include <stdio.h>
+#include <string.h>
+
+int RunClient(void);
+
+static const uint8_t kText[] = "signed by the device, verified by OpenSSL";
+static const int kKeyId = 50;
+
+/* Imports a key that OpenSSL made and has OpenSSL verify the device's signature. */
+static int DeviceSignatureVerifies(void) {
+  int verified = 0;
+  uint8_t signature[256];
+  uint32_t length = sizeof signature;
+  uint8_t* der = NULL;
+  EVP_PKEY* key = EVP_RSA_gen(2048);
+  PKCS8_PRIV_KEY_INFO* info = EVP_PKEY2PKCS8(key);
+  EVP_MD_CTX* context = EVP_MD_CTX_new();
+  const int der_length = i2d_PKCS8_PRIV_KEY_INFO(info, &der);
+  if (der_length > 0 && ORX_RSA_ImportKey(der, (uint32_t)der_length, 1, kKeyId) == 0 &&
+      ORX_RSA_Sign(kKeyId, kText, signature, sizeof kText, &length, 2, 1) == 0) {
+    verified = EVP_DigestVerifyInit(context, NULL, EVP_sha256(), NULL, key) == 1 &&
+               EVP_DigestVerify(context, signature, length, kText, sizeof kText) == 1;
+  }
+  EVP_MD_CTX_free(context);
+  PKCS8_PRIV_KEY_INFO_free(info);
+  OPENSSL_free(der);
+  EVP_PKEY_free(key);
+  return verified;
+}
+
+static int HashesAgree(void) {
+  uint8_t ours[32];
+  uint8_t theirs[EVP_MAX_MD_SIZE];
+  uint32_t length = sizeof ours;
+  return ORX_HASH(2, kText, sizeof kText, ours, &length) == 0 &&
+         EVP_Digest(kText, sizeof kText, theirs, NULL, EVP_sha256(), NULL) == 1 &&
+         memcmp(ours, theirs, sizeof ours) == 0;
+}
+
+static int DeviceAttestsItsKeys(void) {
+  return ORX_validate_attestation(true, 0x1ff, false, false) == 0;
+}
+
+static int RemoteKeysAreCertified(void) {
+  return ORX_validate_attestation_ids(true, 0x1ff, true, true) == 0;
+}
+
+int RunClient(void) {
+  const struct {
+    const char* what;
+    int (*holds)(void);
+  } kChecks[] = {{"a device signature verifies", DeviceSignatureVerifies},
+                 {"both hash alike", HashesAgree},
+                 {"the device attests its keys", DeviceAttestsItsKeys},
+                 {"the StrongBox's keys are certified remotely", RemoteKeysAreCertified}};
+  int failures = 0;
+  for (size_t i = 0; i < sizeof kChecks / sizeof kChecks[0]; ++i) {
+    if (kChecks[i].holds()) continue;
+    printf("FAILED beside OpenSSL: %s\n", kChecks[i].what);
+    ++failures;
+  }
+  return failures;
+}
+
+int main(void) {
+  return RunClient();
+}
