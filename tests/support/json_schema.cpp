@@ -24,7 +24,7 @@ class Checker {
                     const std::string& path) {
     const Json::Value& argument = schema[keyword];
     if (keyword == "type") {
-      if (!HasType(value, argument.asString())) Fail(path, "is no " + argument.asString());
+      CheckType(value, argument, path);
     } else if (keyword == "const") {
       if (value != argument) Fail(path, "is not " + argument.asString());
     } else if (keyword == "enum") {
@@ -33,17 +33,19 @@ class Checker {
       }
     } else if (keyword == "required") {
       for (const Json::Value& name : argument) {
-        if (!value.isMember(name.asString())) Fail(path, "lacks " + name.asString());
+        if (value.isObject() && !value.isMember(name.asString())) Fail(path, "lacks " + name.asString());
       }
     } else if (keyword == "items") {
       for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
         Check(value[i], argument, path + "[" + std::to_string(i) + "]");
       }
     } else if (keyword == "$ref") {
-      Check(value, document_["$defs"][argument.asString().substr(8)], path);
+      Check(value, Definition(argument.asString()), path);
+    } else if (keyword == "anyOf") {
+      CheckAnyOf(value, argument, path);
     } else if (keyword == "properties") {
       CheckProperties(value, schema, path);
-    } else if (keyword != "additionalProperties") {
+    } else if (keyword != "additionalProperties" && !Describes(keyword)) {
       Fail(path, "has the unknown keyword " + keyword);
     }
   }
@@ -61,10 +63,39 @@ class Checker {
     }
   }
 
+  static bool Describes(const std::string& keyword) {
+    return keyword == "$schema" || keyword == "$defs" || keyword == "title" ||
+           keyword == "description";
+  }
+
+  const Json::Value& Definition(const std::string& reference) const {
+    return document_["$defs"][reference.substr(std::string("#/$defs/").size())];
+  }
+
+  void CheckType(const Json::Value& value, const Json::Value& types, const std::string& path) {
+    if (types.isString() && HasType(value, types.asString())) return;
+    for (const Json::Value& type : types.isArray() ? types : Json::Value()) {
+      if (HasType(value, type.asString())) return;
+    }
+    Fail(path, "is no " + types.toStyledString());
+  }
+
+  void CheckAnyOf(const Json::Value& value, const Json::Value& schemas, const std::string& path) {
+    std::string all;
+    for (const Json::Value& schema : schemas) {
+      Checker branch(document_);
+      branch.Check(value, schema, path + "(" + schema["$ref"].asString() + ")");
+      if (branch.errors().empty()) return;
+      all += branch.errors();
+    }
+    Fail(path, "fits none of:\n" + all);
+  }
+
   static bool HasType(const Json::Value& value, const std::string& type) {
     if (type == "object") return value.isObject();
     if (type == "array") return value.isArray();
     if (type == "string") return value.isString();
+    if (type == "null") return value.isNull();
     if (type == "boolean") return value.isBool();
     if (type == "integer") return value.isIntegral() && !value.isBool();
     return type == "number" && value.isNumeric() && !value.isBool();
@@ -89,11 +120,10 @@ Json::Value ParseJson(const std::string& text) {
   return value;
 }
 
-std::string SchemaErrors(const Json::Value& value, const Json::Value& document,
-                         const std::string& name) {
-  if (!document["$defs"].isMember(name)) return "no definition " + name + "\n";
+std::string SchemaErrors(const Json::Value& value, const Json::Value& document) {
+  if (!document.isObject()) return "no schema\n";
   Checker checker(document);
-  checker.Check(value, document["$defs"][name], name);
+  checker.Check(value, document, "answer");
   return checker.errors();
 }
 

@@ -51,8 +51,8 @@ std::string ProgramHelp() {
     for (const Command& command : group.commands) text += Aligned(Usage(command), command.summary);
   }
   text += OptionLines("Options of every command:", GlobalOptions());
+  text += OptionLines("Options without a command:", StandaloneOptions());
   text +=
-      "      --version             show the version\n"
       "\nExit codes: 0 done or passed, 1 failed, 2 usage, 3 not applicable to this device,\n"
       "4 environment (a service, folder, daemon, property or permission is missing), 5 timed out.\n"
       "'orx explain CODE' tells more about the code in brackets behind a failure.\n";

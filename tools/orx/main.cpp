@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <orx/orx.h>
 #include <stdio.h>
 #include <string.h>
 
 #include <algorithm>
 
+#include "tools/orx/cli/process.h"
 #include "tools/orx/cli/signals.h"
 #include "tools/orx/cli/supervisor.h"
 #include "tools/orx/commands/commands.h"
@@ -13,8 +15,9 @@
 namespace orx_tool {
 namespace {
 
-constexpr const char kVersion[] = "orx 1.0.0";
-constexpr int kMaxTimeoutSeconds = 24 * 3600;
+constexpr const char kVersion[] = "orx " ORX_VERSION_STRING;
+constexpr double kMinTimeoutSeconds = 0.1;
+constexpr double kMaxTimeoutSeconds = 24 * 3600;
 
 using Words = std::vector<std::string>;
 
@@ -42,8 +45,7 @@ bool IsGroup(const std::string& word) {
 int UsageError(const Words& words, const std::string& command, const std::string& text) {
   Settings settings;
   settings.json = std::find(words.begin(), words.end(), "--json") != words.end();
-  const std::string help = command.empty() ? "orx --help" : "orx " + command + " --help";
-  return Output(settings, command).Fail(MakeProblem("USAGE", text + "; see '" + help + "'"));
+  return Output(settings, command).Fail(MakeProblem("USAGE", text));
 }
 
 int ShowHelp(const std::string& text) {
@@ -65,33 +67,37 @@ std::string ReadSettings(const Args& args, Settings* settings) {
   settings->verbose = args.Has("verbose");
   settings->quiet = args.Has("quiet");
   settings->json = args.Has("json");
+  settings->show_ids = args.Has("show-ids");
   if (!args.Has("timeout")) return "";
-  const auto seconds = ParseNumber(args.Get("timeout"), 1, kMaxTimeoutSeconds);
-  if (!seconds) return "--timeout takes whole seconds, 1 to 86400";
-  settings->timeout_seconds = static_cast<int>(*seconds);
+  const auto seconds = ParseSeconds(args.Get("timeout"));
+  if (!seconds || *seconds < kMinTimeoutSeconds || *seconds > kMaxTimeoutSeconds) {
+    return "--timeout takes seconds, 0.1 to 86400";
+  }
+  settings->timeout_seconds = *seconds;
   return "";
 }
 
 // RunWithTimeout makes the library's calls in a child that can be ended: some block for ever.
-int RunWithTimeout(const Command& command, const Args& args, Output& output) {
+int RunWithTimeout(const Command& command, const Args& args, Output& output, double seconds) {
   ShareLastLogLine();
-  const int seconds = output.settings().timeout_seconds;
   ChildWatch watch;
   watch.seconds = seconds;
-  const ChildResult result = RunInChild([&](int) { return command.run(args, output); }, watch);
+  const ChildResult result =
+      RunInChild([&](int) { return DeliverAnswer(command.run(args, output)); }, watch);
+  if (output.interactive()) DrawStatus("");  // in the place of what the child drew last
   switch (result.end) {
     case ChildResult::End::kExited:
       return result.status;
     case ChildResult::End::kInterrupted:
       return 128 + result.status;
     case ChildResult::End::kCrashed:
-      return output.Fail(MakeProblemWithAdvice(
+      return output.Fail(MakeProblem(
           "LIBRARY-CRASHED", "the library call ended by signal " + std::to_string(result.status)));
     case ChildResult::End::kTimedOut:
       break;
   }
-  Problem problem = MakeProblemWithAdvice(
-      "TIMED-OUT", "no answer within " + std::to_string(seconds) + " seconds");
+  Problem problem =
+      MakeProblem("TIMED-OUT", "no answer within " + SecondsText(seconds) + " seconds");
   problem.library_line = LastSharedLogLine();
   return output.Fail(problem);
 }
@@ -109,23 +115,25 @@ int RunCommand(const Command& command, const Words& words, Args args) {
   if (error.empty()) error = ReadSettings(args, &settings);
   if (!error.empty()) return UsageError(words, command.name, error);
 
-  StartLibraryLog(settings.verbose);
-  StartSignals();
   Output output(settings, command.name);
-  if (settings.timeout_seconds > 0 && !command.handles_timeout) {
-    return RunWithTimeout(command, args, output);
+  StartLibraryLog([&](const LogLine& line) { output.Verbose(line); });
+  const double seconds =
+      settings.timeout_seconds > 0 ? settings.timeout_seconds : command.default_timeout_seconds;
+  if (seconds > 0 && !command.handles_timeout) {
+    return RunWithTimeout(command, args, output, seconds);
   }
   return command.run(args, output);
 }
 
 int Main(const Words& words) {
   std::vector<Option> options = GlobalOptions();
-  options.push_back({"version", 0, nullptr, ""});
+  options.insert(options.end(), StandaloneOptions().begin(), StandaloneOptions().end());
   Args args;
   Words rest;
   const std::string error = ParseOptions(words, options, true, &args, &rest);
   if (!error.empty()) return UsageError(words, "", error);
   if (args.Has("version")) return ShowHelp(std::string(kVersion) + "\n");
+  if (args.Has("schema")) return ShowHelp(kAnswerSchema);
   if (!rest.empty() && rest[0] == "help") {
     rest.erase(rest.begin());
     args.Set("help", "");
@@ -146,5 +154,9 @@ int Main(const Words& words) {
 }  // namespace orx_tool
 
 int main(int argc, char** argv) {
-  return orx_tool::Main(std::vector<std::string>(argv + 1, argv + argc));
+  orx_tool::PrepareProcess();
+  orx_tool::StartSignals();
+  // Started without even a name, a program has no words.
+  const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  return orx_tool::DeliverAnswer(orx_tool::Main(words));
 }

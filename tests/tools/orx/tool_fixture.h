@@ -12,6 +12,7 @@
 
 #include "tests/support/json_schema.h"
 #include "tests/support/run_program.h"
+#include "tests/support/temp_folder.h"
 
 namespace orx_tool {
 
@@ -22,11 +23,7 @@ using orx_test::ProgramResult;
 // test case. Files of the case go into work().
 class ToolTest : public testing::Test {
  protected:
-  ToolTest() {
-    char name[] = "/tmp/orx-tool-test.XXXXXX";
-    work_ = mkdtemp(name);
-  }
-  ~ToolTest() override { std::filesystem::remove_all(work_); }
+  ToolTest() { setenv("TERM", "xterm", 1); }
 
   std::string work(const std::string& name) const { return work_ / name; }
 
@@ -61,13 +58,24 @@ class ToolTest : public testing::Test {
     ASSERT_EQ(result.exit_code, 0) << result.err;
   }
 
-  // OrxJson runs with --json and checks the answer against the schema definition `name`.
-  Json::Value OrxJson(const std::string& name, std::vector<std::string> words) {
-    words.push_back("--json");
+  // OrxAnswer runs with --json and gives the whole answer, held against what 'orx --schema' prints.
+  Json::Value OrxAnswer(std::vector<std::string> words) {
+    words.insert(words.begin(), "--json");
     const ProgramResult result = Orx(words);
     const Json::Value answer = orx_test::ParseJson(result.out);
-    EXPECT_EQ(orx_test::SchemaErrors(answer, Schema(), name), "") << result.out;
+    EXPECT_EQ(orx_test::SchemaErrors(answer, Schema()), "") << result.out;
+    EXPECT_EQ(answer["exit_code"].asInt(), result.exit_code);
+    EXPECT_EQ(answer["ok"].asBool(), result.exit_code == 0);
     return answer;
+  }
+
+  // OrxJson is a part of the answer: the "failure" as a whole, of a report its first "check", else
+  // the result.
+  Json::Value OrxJson(const std::string& part, const std::vector<std::string>& words) {
+    const Json::Value answer = OrxAnswer(words);
+    if (part == "failure") return answer;
+    EXPECT_TRUE(answer.isMember("result")) << answer.toStyledString();
+    return part == "check" ? answer["result"]["checks"][0] : answer["result"];
   }
 
   static void Write(const std::string& path, const std::string& content) {
@@ -79,6 +87,10 @@ class ToolTest : public testing::Test {
   }
   static bool Exists(const std::string& path) { return std::filesystem::exists(path); }
 
+  static Json::Value Schema() {
+    return orx_test::ParseJson(orx_test::RunProgram({ORX_PROGRAM, "--schema"}).out);
+  }
+
  private:
   void MakeDevice() {
     if (Exists(work("device"))) return;
@@ -86,11 +98,7 @@ class ToolTest : public testing::Test {
     ASSERT_EQ(result.exit_code, 0) << result.err;
   }
 
-  static Json::Value Schema() {
-    return orx_test::ParseJson(Read(ORX_SOURCE_DIR "/tools/orx/check/report.schema.json"));
-  }
-
-  std::filesystem::path work_;
+  orx_test::TempFolder work_;
 };
 
 }  // namespace orx_tool

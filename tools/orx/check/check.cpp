@@ -8,6 +8,7 @@
 
 #include "tools/orx/check/attest_key.h"
 #include "tools/orx/check/certificate.h"
+#include "tools/orx/cli/args.h"
 #include "tools/orx/cli/json_lines.h"
 #include "tools/orx/cli/supervisor.h"
 #include "tools/orx/diagnosis/library_log.h"
@@ -180,16 +181,16 @@ int RunInThisProcess(const Check& check, const CheckSettings& settings, int fd) 
   return SendLine(fd, Texts(ChainAdvice(chain))) ? kDone : kFailed;
 }
 
-Problem ChildProblem(const ChildResult& child, int timeout_seconds) {
+Problem ChildProblem(const ChildResult& child, double timeout_seconds) {
   if (child.end == ChildResult::End::kTimedOut) {
-    Problem problem = MakeProblemWithAdvice(
-        "TIMED-OUT", "no answer within " + std::to_string(timeout_seconds) + " seconds");
+    Problem problem =
+        MakeProblem("TIMED-OUT", "no answer within " + SecondsText(timeout_seconds) + " seconds");
     problem.library_line = LastSharedLogLine();
     return problem;
   }
   if (child.end == ChildResult::End::kInterrupted) return MakeProblem("INTERRUPTED", "interrupted");
-  Problem problem = MakeProblemWithAdvice(
-      "LIBRARY-CRASHED", "the self-test ended by signal " + std::to_string(child.status));
+  Problem problem = MakeProblem("LIBRARY-CRASHED",
+                                "the self-test ended by signal " + std::to_string(child.status));
   problem.library_line = LastSharedLogLine();
   return problem;
 }

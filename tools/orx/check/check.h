@@ -48,7 +48,7 @@ struct CheckResult {
 };
 
 struct CheckSettings {
-  int timeout_seconds = 0;
+  double timeout_seconds = 0;
   bool show_ids = false;  // else identifiers are masked in everything that is reported
 };
 

@@ -62,17 +62,12 @@ class Runner {
       }
     }
     if (!single) output_.Text(SummaryLine(results_, not_run));
-    if (output_.json()) {
-      Output::PrintJson(single ? ResultJson(results_[0]) : ReportJson(results_, not_run));
-    }
-    fflush(stdout);
+    output_.answer() = ReportJson(results_, not_run);
     std::optional<Problem> problem;
     if (args_.Has("junit") && !WriteJunit(&problem)) {
-      // Standard output has its one document already.
-      output_.Note("orx: " + problem->cause);
-      return problem->exit_code;
+      return output_.Fail(*problem);
     }
-    return CheckExitCode(results_);
+    return output_.Finish(CheckExitCode(results_));
   }
 
  private:

@@ -101,7 +101,6 @@ std::vector<std::string> DetailLines(const CheckResult& result, bool notes_only)
 
 Json::Value ResultJson(const CheckResult& result) {
   Json::Value json(Json::objectValue);
-  json["schema_version"] = kSchemaVersion;
   json["check"] = result.name;
   json["instance"] = result.instance;
   json["verdict"] = VerdictName(result.verdict);
@@ -116,7 +115,6 @@ Json::Value ResultJson(const CheckResult& result) {
 
 Json::Value ReportJson(const std::vector<CheckResult>& results, int not_run) {
   Json::Value document(Json::objectValue);
-  document["schema_version"] = kSchemaVersion;
   document["checks"] = Json::Value(Json::arrayValue);
   for (const CheckResult& result : results) document["checks"].append(ResultJson(result));
   Json::Value summary(Json::objectValue);
@@ -125,7 +123,6 @@ Json::Value ReportJson(const std::vector<CheckResult>& results, int not_run) {
   summary["not_applicable"] = Count(results, Verdict::kNotApplicable);
   summary["environment"] = Count(results, Verdict::kEnvironment);
   summary["not_run"] = not_run;
-  summary["exit_code"] = CheckExitCode(results);
   document["summary"] = summary;
   return document;
 }

@@ -10,7 +10,7 @@
 
 namespace orx_tool {
 
-// The forms in which check results are reported. report.schema.json describes the JSON.
+// The forms in which check results are reported. 'orx --schema' describes the JSON.
 
 // ResultLine is "VERDICT name seconds CODE".
 std::string ResultLine(const CheckResult& result);

@@ -2,6 +2,9 @@
 #include "tools/orx/cli/args.h"
 
 #include <getopt.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include <charconv>
 
@@ -39,6 +42,12 @@ const Option* FindOption(const std::vector<Option>& options, int value) {
   return nullptr;
 }
 
+// An empty path is a script's unset variable, never a file.
+bool TakesPath(const Option& option) {
+  return option.value != nullptr &&
+         (strcmp(option.value, "FILE") == 0 || strcmp(option.value, "DIR") == 0);
+}
+
 std::string OptionError(int result, const std::string& word, const std::vector<Option>& options) {
   const Option* known = FindOption(options, optopt);
   if (result == ':') return "option '" + word + "' needs a value";
@@ -70,6 +79,14 @@ const std::vector<Option>& GlobalOptions() {
   return options;
 }
 
+const std::vector<Option>& StandaloneOptions() {
+  static const auto& options = *new std::vector<Option>{
+      {"version", 0, nullptr, "show the version"},
+      {"schema", 0, nullptr, "show the JSON Schema of the answers under --json"},
+  };
+  return options;
+}
+
 std::string ParseOptions(const std::vector<std::string>& words, const std::vector<Option>& options,
                          bool stop_at_operand, Args* args, std::vector<std::string>* rest) {
   GetoptTables tables = MakeTables(options, stop_at_operand);
@@ -91,6 +108,9 @@ std::string ParseOptions(const std::vector<std::string>& words, const std::vecto
     if (result == -1) break;
     if (result == '?' || result == ':') return OptionError(result, argv[optind - 1], options);
     const Option* found = FindOption(options, result);
+    if (TakesPath(*found) && *optarg == 0) {
+      return "option '--" + std::string(found->name) + "' needs a value";
+    }
     args->Set(found->name, optarg != nullptr ? optarg : "");
   }
   for (int i = optind; i < argc; ++i) rest->push_back(argv[i]);
@@ -104,6 +124,22 @@ std::optional<long long> ParseNumber(const std::string& text, long long low, lon
   if (result.ec != std::errc() || result.ptr != end || text.empty()) return std::nullopt;
   if (value < low || value > high) return std::nullopt;
   return value;
+}
+
+std::optional<double> ParseSeconds(const std::string& text) {
+  if (text.empty() || text.find_first_not_of("0123456789.") != std::string::npos) {
+    return std::nullopt;
+  }
+  char* end = nullptr;
+  const double seconds = strtod(text.c_str(), &end);
+  if (*end != 0) return std::nullopt;
+  return seconds;
+}
+
+std::string SecondsText(double seconds) {
+  char text[32];
+  snprintf(text, sizeof(text), "%g", seconds);
+  return text;
 }
 
 }  // namespace orx_tool

@@ -35,6 +35,8 @@ class Args {
 
 // Options that every command takes.
 const std::vector<Option>& GlobalOptions();
+// Options of the program without a command.
+const std::vector<Option>& StandaloneOptions();
 
 // ParseOptions reads `words` (without the program's name) into *args. With `stop_at_operand` it
 // ends at the first word that is no option; *rest then holds what was not read. Returns an empty
@@ -44,5 +46,9 @@ std::string ParseOptions(const std::vector<std::string>& words, const std::vecto
 
 // ParseNumber reads a whole decimal integer within [low, high].
 std::optional<long long> ParseNumber(const std::string& text, long long low, long long high);
+
+// ParseSeconds reads a decimal number such as 120 or 0.5; SecondsText writes it as short.
+std::optional<double> ParseSeconds(const std::string& text);
+std::string SecondsText(double seconds);
 
 }  // namespace orx_tool

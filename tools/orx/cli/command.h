@@ -22,7 +22,8 @@ struct Command {
   const char* details;  // further help text, may be empty
   std::vector<Option> options;
   int (*run)(const Args& args, Output& output);
-  bool handles_timeout = false;  // the command bounds its library calls itself
+  bool handles_timeout = false;        // the command bounds its library calls itself
+  double default_timeout_seconds = 0;  // without --timeout; 0: none
 };
 
 }  // namespace orx_tool

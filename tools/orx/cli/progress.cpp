@@ -2,13 +2,16 @@
 #include "tools/orx/cli/progress.h"
 
 #include <stdio.h>
+#include <unistd.h>
 
 #include <algorithm>
 
 namespace orx_tool {
 namespace {
 
-constexpr uint64_t kBarWidth = 40;
+constexpr uint64_t kMaxBarWidth = 40;
+constexpr uint64_t kMinBarWidth = 5;
+constexpr std::chrono::milliseconds kInterval(100);
 
 std::string Megabytes(uint64_t bytes) {
   char text[32];
@@ -18,22 +21,24 @@ std::string Megabytes(uint64_t bytes) {
 
 }  // namespace
 
-void StatusLine::Show(const std::string& text) {
-  if (!enabled_ || text == shown_) return;
-  fprintf(stderr, "\r%s\033[K", text.c_str());
-  fflush(stderr);
-  shown_ = text;
+std::string ProgressText(uint64_t done, std::optional<uint64_t> total, size_t width) {
+  if (!total || *total == 0) return Megabytes(done);
+  const std::string count = Megabytes(done) + " of " + Megabytes(*total);
+  const size_t frame = count.size() + 3;  // two brackets and a blank
+  if (width < frame + kMinBarWidth) return count;
+  const uint64_t bar = std::min<uint64_t>(width - frame, kMaxBarWidth);
+  const uint64_t filled = std::min(done * bar / *total, bar);
+  return "[" + std::string(filled, '#') + std::string(bar - filled, ' ') + "] " + count;
 }
 
 void Progress::Advance(uint64_t bytes) {
   done_ += bytes;
-  if (!total_ || *total_ == 0) {
-    line_.Show(Megabytes(done_));
-    return;
-  }
-  const uint64_t filled = std::min(done_ * kBarWidth / *total_, kBarWidth);
-  const std::string bar = std::string(filled, '#') + std::string(kBarWidth - filled, ' ');
-  line_.Show("[" + bar + "] " + Megabytes(done_) + " of " + Megabytes(*total_));
+  if (!line_.enabled()) return;
+  const auto now = std::chrono::steady_clock::now();
+  const bool last = total_ && done_ >= *total_;
+  if (now < next_ && !last) return;
+  next_ = now + kInterval;
+  line_.Show(ProgressText(done_, total_, TerminalWidth(STDERR_FILENO) - 1));
 }
 
 }  // namespace orx_tool

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,18 +15,24 @@ namespace orx_tool {
 class StatusLine {
  public:
   explicit StatusLine(const Output& output) : enabled_(output.interactive()) {}
-  ~StatusLine() { Show(""); }
+  ~StatusLine() { ClearStatus(); }
   StatusLine(const StatusLine&) = delete;
   StatusLine& operator=(const StatusLine&) = delete;
 
-  void Show(const std::string& text);
+  bool enabled() const { return enabled_; }
+  void Show(const std::string& text) const {
+    if (enabled_) DrawStatus(text);
+  }
 
  private:
   bool enabled_;
-  std::string shown_;
 };
 
-// Progress is a bar over a known number of bytes, or a count of bytes when the total is not known.
+// ProgressText is a bar with the count behind it, at most `width` columns long, or the count alone
+// where there is no total or no room.
+std::string ProgressText(uint64_t done, std::optional<uint64_t> total, size_t width);
+
+// Progress shows how many bytes are done, ten times a second at most and when all are.
 class Progress {
  public:
   Progress(const Output& output, std::optional<uint64_t> total) : line_(output), total_(total) {}
@@ -35,6 +42,7 @@ class Progress {
   StatusLine line_;
   std::optional<uint64_t> total_;
   uint64_t done_ = 0;
+  std::chrono::steady_clock::time_point next_;
 };
 
 }  // namespace orx_tool

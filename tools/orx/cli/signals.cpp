@@ -22,8 +22,7 @@ void OnEndingSignal(int signal_number) {
     noted = signal_number;
     return;
   }
-  if (unfinished_path[0] != 0) unlink(unfinished_path);
-  _exit(128 + signal_number);
+  EndNow(128 + signal_number);
 }
 
 sigset_t EndingSignals() {
@@ -64,6 +63,11 @@ bool RemoveOnSignal(const char* path) {
   const EndingSignalsBlocked blocked;
   memcpy(unfinished_path, length != 0 ? path : "", length + 1);
   return true;
+}
+
+void EndNow(int exit_code) {
+  if (unfinished_path[0] != 0) unlink(unfinished_path);
+  _exit(exit_code);
 }
 
 EndingSignalsBlocked::EndingSignalsBlocked() {

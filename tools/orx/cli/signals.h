@@ -17,6 +17,9 @@ void StartSignals();
 // Returns false when the path is too long to be kept.
 bool RemoveOnSignal(const char* path);
 
+// EndNow removes the unfinished file and ends the process at once.
+[[noreturn]] void EndNow(int exit_code);
+
 // EndingSignalsBlocked keeps the ending signals waiting, as between the making of a file and
 // RemoveOnSignal.
 class EndingSignalsBlocked {

@@ -164,8 +164,7 @@ std::optional<Problem> DecryptAll(Job& job) {
     if (reader.is_last() && job.padding) {
       const auto padding = PaddingLength(result.data(), size);
       if (!padding) {
-        return MakeProblemWithAdvice("PADDING-WRONG",
-                                     "wrong padding: another key, or changed data");
+        return MakeProblem("PADDING-WRONG", "wrong padding: another key, or changed data");
       }
       size -= *padding;
     }

@@ -11,7 +11,8 @@
 namespace orx_tool {
 namespace {
 
-constexpr size_t kMaxInputBytes = 1024UL * 1024 * 1024;
+// Secrets are small; this keeps an endless input from being read for long.
+constexpr size_t kMaxInputBytes = 1024UL * 1024;
 constexpr long long kMaxKdfOutputBytes = 16LL * 1024 * 1024;
 // The counter has 8 bits: from here on the output repeats.
 constexpr long long kKdfPeriodBytes = 255LL * 20;
@@ -96,7 +97,7 @@ int RunRandom(const Args& args, Output& output) {
   for (long long left = *count; left > 0;) {
     const size_t size = static_cast<size_t>(std::min<long long>(left, kRandomPieceBytes));
     if (ORX_RNG_GetBytes(piece.data(), size) != 0) {
-      return output.Fail(MakeProblemWithAdvice("CRYPTO-LIBRARY", "no random bytes"));
+      return output.Fail(MakeProblem("CRYPTO-LIBRARY", "no random bytes"));
     }
     if (!result.Write(piece.data(), size, &problem)) return output.Fail(*problem);
     left -= static_cast<long long>(size);

@@ -141,6 +141,7 @@ int RunKeyDelete(const Args& args, Output& output) {
                                          " could not be removed: " + strerror(errno)));
   }
   output.answer()["key_id"] = slot->key_id;
+  output.answer()["deleted"] = true;
   output.answer()["file_removed"] = remove;
   output.Text(name + ": deleted in KeyMint" +
               (remove ? ", file removed" : "; its file stays (--file removes it): ") +

@@ -124,7 +124,8 @@ int RunStoreGet(const Args& args, Output& output) {
 }
 
 int RunStoreSize(const Args& args, Output& output) {
-  return WithStoreFile(args, output, [&](int /*number*/, uint32_t size) {
+  return WithStoreFile(args, output, [&](int number, uint32_t size) {
+    output.answer()["file"] = StorePath(number);
     output.answer()["size"] = size;
     output.Text(std::to_string(size));
     return output.Succeed();

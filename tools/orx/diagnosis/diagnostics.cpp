@@ -175,19 +175,13 @@ std::optional<MessageMatch> MatchMessage(const std::string& text) {
 }
 
 Problem MakeProblem(const std::string& code, const std::string& cause) {
-  Problem problem = MakeProblemWithAdvice(code, cause);
-  problem.advice.clear();
+  Problem problem = FromReason(KnownReason(code));
+  problem.cause = cause;
   return problem;
 }
 
 Problem KnownProblem(const std::string& code) {
   return FromReason(KnownReason(code));
-}
-
-Problem MakeProblemWithAdvice(const std::string& code, const std::string& cause) {
-  Problem problem = FromReason(KnownReason(code));
-  problem.cause = cause;
-  return problem;
 }
 
 Problem Diagnose(const std::vector<LogLine>& lines) {

@@ -87,12 +87,9 @@ struct Problem {
 // KnownProblem is the reason of a code as it stands in the table.
 Problem KnownProblem(const std::string& code);
 
-// MakeProblem describes a failure that the tool found itself. The cause is the one given, which
-// names the values at hand; the reason's remedy is left to `orx explain`.
+// MakeProblem describes a failure that the tool found itself: the reason with the cause given,
+// which names the values at hand.
 Problem MakeProblem(const std::string& code, const std::string& cause);
-
-// MakeProblemWithAdvice is MakeProblem with the reason's remedy as advice.
-Problem MakeProblemWithAdvice(const std::string& code, const std::string& cause);
 
 // Diagnose finds the cause in the lines of a library call that failed: the first failure that was
 // not got over, else the first consequence.

@@ -20,7 +20,7 @@ struct State {
   std::mutex mutex;
   std::deque<LogLine> lines;
   std::function<void(const std::string&)> observer;
-  bool to_stderr = false;
+  std::function<void(const LogLine&)> show;
   char* shared = nullptr;
 };
 
@@ -32,10 +32,10 @@ State& Log() {
 void Collect(const std::string& text) {
   State& log = Log();
   const std::lock_guard<std::mutex> lock(log.mutex);
-  if (log.to_stderr) fprintf(stderr, "ORX %s\n", text.c_str());
   log.lines.push_back(SplitLogLine(text));
   if (log.lines.size() > kMaxLines) log.lines.pop_front();
   const std::string& message = log.lines.back().message;
+  if (log.show) log.show(log.lines.back());
   if (log.shared != nullptr) snprintf(log.shared, kSharedBytes, "%s", message.c_str());
   if (log.observer) log.observer(message);
 }
@@ -63,8 +63,8 @@ LogLine SplitLogLine(const std::string& text) {
   return {line.substr(0, number_end), line.substr(number_end + 2)};
 }
 
-void StartLibraryLog(bool to_stderr) {
-  Log().to_stderr = to_stderr;
+void StartLibraryLog(std::function<void(const LogLine& line)> show) {
+  Log().show = std::move(show);
   __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
   __android_log_set_logger(OnLogLine);
 }

@@ -21,8 +21,8 @@ struct LogLine {
 // SplitLogLine takes "path:line: message" apart; text without a place becomes the message.
 LogLine SplitLogLine(const std::string& text);
 
-// StartLibraryLog begins to collect. With `to_stderr` each line is shown at once.
-void StartLibraryLog(bool to_stderr);
+// StartLibraryLog begins to collect. `show` is called with each line as it comes, if set.
+void StartLibraryLog(std::function<void(const LogLine& line)> show);
 
 // ClearLibraryLog forgets the lines so far. Called before a library call whose lines matter.
 void ClearLibraryLog();

@@ -37,13 +37,13 @@ std::optional<Problem> CheckPersistFolder() {
   const std::string folder = kPersistFolder;
   if (stat(kPersistFolder, &status) != 0) {
     const char* code = errno == EACCES ? "PERSIST-DENIED" : "PERSIST-MISSING";
-    return MakeProblemWithAdvice(code, folder + ": " + strerror(errno));
+    return MakeProblem(code, folder + ": " + strerror(errno));
   }
   if (!S_ISDIR(status.st_mode)) {
-    return MakeProblemWithAdvice("PERSIST-MISSING", folder + " is not a folder");
+    return MakeProblem("PERSIST-MISSING", folder + " is not a folder");
   }
   if (access(kPersistFolder, R_OK | X_OK) != 0) {
-    return MakeProblemWithAdvice("PERSIST-DENIED", folder + ": " + strerror(errno));
+    return MakeProblem("PERSIST-DENIED", folder + ": " + strerror(errno));
   }
   return std::nullopt;
 }
@@ -59,22 +59,19 @@ Problem DiagnoseStorage(const std::vector<LogLine>& lines, const std::string& pa
   const std::string folder = kPersistFolder;
   if (IsWriteProblem(problem.code)) {
     if (NoSpaceLeft()) {
-      return WithLine(MakeProblemWithAdvice("PERSIST-FULL", folder + " is full or read-only"),
-                      line);
+      return WithLine(MakeProblem("PERSIST-FULL", folder + " is full or read-only"), line);
     }
     const bool denied = access(exists ? path.c_str() : kPersistFolder, W_OK) != 0;
     if (!denied) return problem;
-    return WithLine(MakeProblemWithAdvice("PERSIST-DENIED", "no permission to write " + path),
-                    line);
+    return WithLine(MakeProblem("PERSIST-DENIED", "no permission to write " + path), line);
   }
   if (!exists) {
     const bool store = problem.code.rfind("STORE-", 0) == 0;
-    return WithLine(
-        MakeProblemWithAdvice(store ? "STORE-EMPTY" : "KEY-SLOT-EMPTY", path + " does not exist"),
-        line);
+    return WithLine(MakeProblem(store ? "STORE-EMPTY" : "KEY-SLOT-EMPTY", path + " does not exist"),
+                    line);
   }
   if (access(path.c_str(), R_OK) != 0) {
-    return WithLine(MakeProblemWithAdvice("PERSIST-DENIED", "no permission to read " + path), line);
+    return WithLine(MakeProblem("PERSIST-DENIED", "no permission to read " + path), line);
   }
   return problem;
 }

@@ -70,7 +70,7 @@ int ExitCodeOf(const Json::Value& findings) {
 }
 
 int RunDoctor(const Args& args, Output& output) {
-  const int asked = output.settings().timeout_seconds;
+  const double asked = output.settings().timeout_seconds;
   ChildWatch watch;
   watch.seconds = asked > 0 ? asked : kDeadlineSeconds;
   const ChildResult child =

@@ -136,7 +136,7 @@ const char* StatusName(Status status) {
 }
 
 Finding MakeFinding(const std::string& area, const std::string& code, const std::string& text) {
-  return FromProblem(area, MakeProblemWithAdvice(code, text));
+  return FromProblem(area, MakeProblem(code, text));
 }
 
 std::vector<Probe> Probes() {

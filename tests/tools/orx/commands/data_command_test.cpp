@@ -144,21 +144,44 @@ TEST_F(DataCommandTest, StoreLeavesNothingHalfWrittenOnAFullDisk) {
   EXPECT_FALSE(std::filesystem::is_symlink(std::string(kFolder) + "7.bin"));
 }
 
-TEST_F(DataCommandTest, AResultIsNoSuccessWhenNobodyTakesIt) {
-  // The reader is gone before the answer comes.
-  const std::string orx = ORX_PROGRAM;
-  const ProgramResult result = orx_test::RunProgram(
-      {"bash", "-c",
-       orx + " explain >/dev/full; echo $?; " + orx + " random 10 >/dev/full; echo $?"});
-  EXPECT_EQ(result.out, "1\n1\n");
-  EXPECT_THAT(result.err, HasSubstr("[OUTPUT-FAILED]"));
+struct StreamCase {
+  const char* words;
+  const char* redirection;
+  int exit_code;
+  const char* line;
+};
+
+// A lost answer is no success, whatever printed it, and a closed stream is not the next file
+// opened.
+TEST_F(DataCommandTest, LostStreamsAreToldApart) {
+  const StreamCase cases[] = {
+      {"explain", ">/dev/full", 1, "No space left on device [OUTPUT-FAILED]"},
+      {"explain", ">&-", 1, "[OUTPUT-FAILED]"},
+      {"explain --timeout 60", ">/dev/full", 1, "[OUTPUT-FAILED]"},
+      {"explain --json", ">/dev/full", 1, "[OUTPUT-FAILED]"},
+      {"--help", ">/dev/full", 1, "[OUTPUT-FAILED]"},
+      {"--version", ">&-", 1, "[OUTPUT-FAILED]"},
+      {"random 10", ">/dev/full", 1, "[OUTPUT-FAILED]"},
+      {"doctor", ">/dev/full", 4, "[OUTPUT-FAILED]"},
+      {"hash sha1", "<&-", 1, "cannot read standard input: Bad file descriptor"},
+      {"kdf --secret /dev/zero -n 1", "", 1, "[INPUT-TOO-LARGE]"},
+      {"store put 1 -i /dev/zero", "", 1, "[INPUT-TOO-LARGE]"}};
+  for (const StreamCase& c : cases) {
+    SCOPED_TRACE(c.words + std::string(" ") + c.redirection);
+    const std::string orx = ORX_PROGRAM;
+    const ProgramResult result =
+        orx_test::RunProgram({"bash", "-c", orx + " " + c.words + " " + c.redirection});
+    EXPECT_EQ(result.exit_code, c.exit_code);
+    EXPECT_THAT(result.err, HasSubstr(c.line));
+  }
 }
 
 TEST_F(DataCommandTest, JsonIsJsonWhateverTheBytes) {
   const std::string name = work("\xff\"\n");
   Write(name, "abc");
   const Json::Value answer = orx_test::ParseJson(Direct({"hash", "sha1", name, "--json"}).out);
-  EXPECT_EQ(answer["digests"][0]["hex"].asString(), "a9993e364706816aba3e25717850c26c9cd0d89d");
+  EXPECT_EQ(answer["result"]["digests"][0]["hex"].asString(),
+            "a9993e364706816aba3e25717850c26c9cd0d89d");
 }
 
 struct UsageCase {
@@ -174,7 +197,10 @@ TEST_F(DataCommandTest, UsageErrorsGetOneLine) {
                              {{"store", "size"}, "it needs NUMBER"},
                              {{"store", "size", "1", "2"}, "unexpected argument '2'"},
                              {{"random", "1", "--frobnicate"}, "unknown or ambiguous option"},
-                             {{"random", "1", "--timeout", "0"}, "--timeout takes"}};
+                             {{"random", "1", "--timeout", "0"}, "--timeout takes"},
+                             {{"random", "1", "--timeout", "1x"}, "--timeout takes"},
+                             {{"random", "1", "-o", ""}, "'--output' needs a value"},
+                             {{"store", "put", "1", "-i", ""}, "'--input' needs a value"}};
   for (const UsageCase& c : cases) {
     const ProgramResult result = Direct(c.words);
     EXPECT_EQ(result.exit_code, 2) << c.line;

@@ -67,7 +67,7 @@ TEST_F(DoctorCommandTest, AMissingServiceAndFolderAreEnvironmentFailures) {
   const ProgramResult result =
       orx_test::RunProgram({ORX_PROGRAM, "doctor", "--json", "--timeout", "60"});
   EXPECT_EQ(result.exit_code, 4);
-  const auto problems = Problems(orx_test::ParseJson(result.out));
+  const auto problems = Problems(orx_test::ParseJson(result.out)["result"]);
   EXPECT_EQ(problems.at("symmetric service"), "KM-SERVICE-MISSING");
   EXPECT_EQ(problems.at("keymint/tee"), "KM-SERVICE-MISSING");
   EXPECT_EQ(problems.at("folder"), "PERSIST-MISSING");
