@@ -1,0 +1,83 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Reads needs.def, and writes the tables of docs/android.md from it.
+usage: needs.py [--check]      from the project root; --check only compares"""
+import collections, json, os, re, sys
+
+FOLDER = os.path.dirname(os.path.realpath(__file__))
+DOCUMENT = os.path.join(FOLDER, '..', 'docs', 'android.md')
+Resource = collections.namedtuple('Resource', 'id kind objects macro group file line')
+
+
+def read_table(path=os.path.join(FOLDER, 'needs.def')):
+    """Returns the resources by id, and the ids that each call needs."""
+    with open(path, encoding='utf-8') as file:
+        text = re.sub(r'^\s*(//|#).*$', '', file.read(), flags=re.M)
+    resources, calls = {}, {}
+    for name, arguments in re.findall(r'(RESOURCE|CALL)\(((?:[^"()]|"(?:[^"\\]|\\.)*")*)\)', text):
+        values = ['']
+        for token in re.findall(r'"(?:[^"\\]|\\.)*"|,', arguments):
+            if token == ',':
+                values.append('')
+            else:
+                values[-1] += json.loads(token)
+        if name == 'CALL':
+            calls[values[0]] = values[1].split()
+        else:
+            resource = Resource(*values)
+            resources[resource.id] = resource._replace(objects=resource.objects.split())
+    return resources, calls
+
+
+def table(header, rows):
+    return '\n'.join(['| ' + ' | '.join(header) + ' |', '|' + '---|' * len(header)] +
+                     ['| ' + ' | '.join(row) + ' |' for row in rows]) + '\n'
+
+
+def code(items):
+    return ' '.join(f'`{i}`' for i in items)
+
+
+def call_table(resources, calls):
+    """One row for all functions of the same needs."""
+    by_needs = collections.OrderedDict()
+    for call, ids in calls.items():
+        name = re.sub('^android::hardware::keymint::', '', call)
+        by_needs.setdefault(tuple(ids), []).append(name)
+    rows = []
+    for ids, functions in by_needs.items():
+        macros = sorted({resources[i].macro for i in ids} - {''})
+        groups = sorted({resources[i].group for i in ids} - {''})
+        rows.append([code(functions), ', '.join(ids) or 'nothing',
+                     code(f'{m}(DOMAIN)' for m in macros), code(groups)])
+    return table(['functions', 'need', 'lines in the domain\'s .te', 'groups'], rows)
+
+
+def resource_table(resources):
+    return table(['need', 'what it is', 'provided in', 'by the line'],
+                 [[r.id, code(r.objects), r.file, f'`{r.line}`'] for r in resources.values()])
+
+
+def with_tables(text):
+    resources, calls = read_table()
+    for name, content in (('calls', call_table(resources, calls)),
+                          ('resources', resource_table(resources))):
+        text, count = re.subn(rf'(<!-- {name}: written by android/needs.py -->\n).*?(<!-- end -->)',
+                              lambda m, c=content: m[1] + c + m[2], text, flags=re.S)
+        if count != 1:
+            sys.exit(f'needs.py: docs/android.md has no one place for the table of {name}')
+    return text
+
+
+def main():
+    with open(DOCUMENT, encoding='utf-8') as file:
+        text = file.read()
+    written = with_tables(text)
+    if sys.argv[1:] == ['--check']:
+        sys.exit('docs/android.md is not what android/needs.py writes' if written != text else 0)
+    with open(DOCUMENT, 'w', encoding='utf-8') as file:
+        file.write(written)
+
+
+if __name__ == '__main__':
+    main()

@@ -1,0 +1,3 @@
+# SPDX-License-Identifier: Apache-2.0
+# For the product's makefile: $(call inherit-product, DIRECTORY/android/orx.mk)
+PRODUCT_PACKAGES += liborx orx

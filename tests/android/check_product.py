@@ -1,0 +1,134 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Checks what a product takes in besides Android.bp: that GNU make reads orx.mk and
+BoardConfigOrx.mk as docs/android.md includes them, and that orx.rc is in init's grammar and does what
+a directory on the persist partition needs. Then checks itself on damaged copies.
+usage: check_product.py SOURCE_FOLDER"""
+import os, re, shutil, subprocess, sys, tempfile
+
+ROOT = os.path.realpath(sys.argv[1])
+PLACE = 'vendor/x/orx'
+MAKEFILE = '''
+soong_config_set = $(info config $1 $2 $3)
+inherit-product = $(eval include $1)
+{includes}
+$(info packages $(PRODUCT_PACKAGES))
+$(info policy $(BOARD_VENDOR_SEPOLICY_DIRS))
+all:
+'''
+# init's commands that orx.rc may use: name and number of arguments.
+COMMANDS = {'mkdir': 4, 'restorecon_recursive': 1, 'setprop': 2}
+OPTIONS = {'user': 1, 'group': 9, 'disabled': 0, 'oneshot': 0}
+TRIGGERS = ('init', 'post-fs-data')
+
+
+def read(path):
+    with open(path, encoding='utf-8') as file:
+        return file.read()
+
+
+def make_reads(tree, switches):
+    """What the two makefiles set, by the first word of each line."""
+    included = re.findall(r'^ +(\$\(call inherit-product.*|include .*)$',
+                          read(f'{tree}/{PLACE}/docs/android.md'), re.M)
+    with open(f'{tree}/Makefile', 'w', encoding='utf-8') as file:
+        file.write(MAKEFILE.format(includes='\n'.join(included)))
+    lines = subprocess.run(['make', '-s', *switches], cwd=tree, capture_output=True, text=True,
+                           check=True).stdout.splitlines()
+    return {line.split()[0]: line.split()[1:] for line in lines if line}
+
+
+def product_faults(tree):
+    modules = re.findall(r'^    name: "(.*)"', read(f'{tree}/{PLACE}/Android.bp'), re.M)
+    own = ['', '/strongbox', '/modem']
+    for switches, folders in (([], own), (['ORX_STRONGBOX_LABELLED=true'], ['', '/modem']),
+                              (['ORX_MODEM_SOCKET_LABELLED=true'], ['', '/strongbox'])):
+        said = make_reads(tree, switches)
+        if said.get('config') != ['orx', 'directory', PLACE]:
+            yield f'the directory is not told: {said}'
+        if not said.get('packages') or not set(said['packages']) <= set(modules):
+            yield f'packages without a module: {said["packages"]}'
+        policy = said.get('policy', [])
+        if policy != [f'{PLACE}/android/sepolicy{f}' for f in folders]:
+            yield f'policy directories with {switches}: {policy}'
+        yield from (f'no directory {p}' for p in policy if not os.path.isdir(f'{tree}/{p}'))
+
+
+def init_faults(tree):
+    section, made, serial = None, {}, False
+    programs = re.findall(r'cc_binary \{\n    name: "(.*)"', read(f'{tree}/{PLACE}/Android.bp'))
+    for line in read(f'{tree}/{PLACE}/android/orx.rc').splitlines():
+        words = line.split('#')[0].split()
+        if not words:
+            continue
+        if not line.startswith(' '):
+            section = words
+            if words[0] == 'on' and words[1:] and words[1] in TRIGGERS and len(words) == 2:
+                continue
+            if words[0] != 'service' or words[2] not in [f'/vendor/bin/{p}' for p in programs]:
+                yield f'no section of init: {line}'
+            continue
+        known = COMMANDS if section and section[0] == 'on' else OPTIONS
+        if words[0] not in known or (len(words) - 1 > known[words[0]]):
+            yield f'not known to init: {line}'
+        elif words[0] == 'mkdir':
+            made[words[1]] = None
+            if section[1] != 'post-fs-data' or int(words[2], 8) & 0o7:
+                yield f'too early, or open to all: {line}'
+        elif words[0] == 'restorecon_recursive' and words[1] in made:
+            made[words[1]] = line
+        serial |= words == ['setprop', 'ro.vendor.boot.serialno', '${ro.boot.serialno}'] and \
+            section == ['on', 'init']
+    if not made or None in made.values():
+        yield f'not labelled after mkdir: {made}'
+    if not serial:
+        yield 'the serial number is not passed on before its readers start'
+
+
+DAMAGES = [
+    ('android/orx.mk', 'liborx orx', 'liborx orxtool'),
+    ('android/BoardConfigOrx.mk', 'soong_config_set,orx,', 'soong_config_set,liborx,'),
+    ('android/BoardConfigOrx.mk', '/android/BoardConfigOrx.mk,', '/BoardConfigOrx.mk,'),
+    ('android/BoardConfigOrx.mk', 'sepolicy/modem', 'sepolicy/modems'),
+    ('android/BoardConfigOrx.mk', 'ORX_STRONGBOX_LABELLED),true', 'ORX_STRONGBOX_LABELLED),1'),
+    ('docs/android.md', 'include vendor/x/orx/android/', 'include vendor/x/orx/'),
+    ('android/orx.rc', '    restorecon_recursive /mnt/vendor/persist/security\n', ''),
+    ('android/orx.rc', 'on post-fs-data', 'on post-fs'),
+    ('android/orx.rc', '0770', '0777'),
+    ('android/orx.rc', '${ro.boot.serialno}', '${ro.serialno}'),
+    ('android/orx.rc', 'on init', 'on boot'),
+    ('android/orx.rc', '/vendor/bin/orx', '/system/bin/orx'),
+    ('android/orx.rc', '    oneshot', '    once'),
+]
+
+
+def faults(tree):
+    try:
+        return [*product_faults(tree), *init_faults(tree)]
+    except subprocess.CalledProcessError as error:
+        return [error.stderr]
+
+
+def main():
+    missed = 0
+    with tempfile.TemporaryDirectory() as tree:
+        for part in ('Android.bp', 'android', 'docs'):
+            copy = shutil.copytree if os.path.isdir(f'{ROOT}/{part}') else shutil.copy
+            os.makedirs(f'{tree}/{PLACE}', exist_ok=True)
+            copy(f'{ROOT}/{part}', f'{tree}/{PLACE}/{part}')
+        found = faults(tree)
+        for fault in found:
+            print(f'FAILED: {fault}')
+        for path, old, new in DAMAGES:
+            whole = read(f'{tree}/{PLACE}/{path}')
+            for text in (whole.replace(old, new), whole):
+                with open(f'{tree}/{PLACE}/{path}', 'w', encoding='utf-8') as file:
+                    file.write(text)
+                if text != whole and not faults(tree) or old not in whole:
+                    print(f'FAILED: not found: {old!r} replaced by {new!r}')
+                    missed += 1
+    print(f'{len(DAMAGES)} damages tried')
+    return 1 if found or missed else 0
+
+
+sys.exit(main())

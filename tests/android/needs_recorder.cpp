@@ -1,0 +1,309 @@
+// SPDX-License-Identifier: Apache-2.0
+// Calls every function of liborx.so, each in a process of its own with the calls that must come
+// before it, and prints what the library looks up, reads, opens and connects to: a line each of
+// function, kind and object. Its definitions of the platform's functions precede the platform's.
+#include <aidl/android/hardware/security/keymint/Algorithm.h>
+#include <android/binder_manager.h>
+#include <cutils/properties.h>
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <fcntl.h>
+#include <keymint/ORX_KEYMINT.h>
+#include <openssl/bytestring.h>
+#include <openssl/evp.h>
+#include <openssl/mem.h>
+#include <orx/orx.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "tests/support/rsa_components.h"
+
+namespace {
+
+namespace orx = android::hardware::keymint::ORX;
+
+int record_fd = -1;
+const char* current_call = nullptr;
+
+// The simulated device shares the process and the platform's libraries with the library: the
+// nearest of the two on the stack is the one that asks.
+bool IsAskedByLibrary() {
+  void* frames[64];
+  const int count = backtrace(frames, 64);
+  for (int i = 0; i < count; ++i) {
+    Dl_info info{};
+    if (dladdr(frames[i], &info) == 0 || info.dli_fname == nullptr) continue;
+    if (strstr(info.dli_fname, "/liborx.so") != nullptr) return true;
+    if (strstr(info.dli_fname, "/liborx_sim.so") != nullptr) return false;
+  }
+  return false;
+}
+
+void Record(const char* kind, const char* object) {
+  if (current_call == nullptr || object == nullptr || !IsAskedByLibrary()) return;
+  dprintf(record_fd, "%s\t%s\t%s\n", current_call, kind, object);
+}
+
+template <typename Function>
+Function* Real(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+
+AIBinder* AServiceManager_checkService(const char* instance) {
+  Record("service", instance);
+  return Real<AIBinder*(const char*)>("AServiceManager_checkService")(instance);
+}
+
+int property_get(const char* key, char* value, const char* default_value) {
+  Record("property", key);
+  return Real<int(const char*, char*, const char*)>("property_get")(key, value, default_value);
+}
+
+int8_t property_get_bool(const char* key, int8_t default_value) {
+  Record("property", key);
+  return Real<int8_t(const char*, int8_t)>("property_get_bool")(key, default_value);
+}
+
+// The C library's two names for one function, and what fortified code calls for it.
+#define RECORDED_OPEN(name)                                                     \
+  int name(const char* path, int flags, ...) {                                  \
+    va_list arguments;                                                          \
+    va_start(arguments, flags);                                                 \
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0; \
+    va_end(arguments);                                                          \
+    Record("file", path);                                                       \
+    return Real<int(const char*, int, ...)>(#name)(path, flags, mode);          \
+  }
+RECORDED_OPEN(open)
+RECORDED_OPEN(open64)
+RECORDED_OPEN(__open_2)
+RECORDED_OPEN(__open64_2)
+
+FILE* fopen(const char* path, const char* mode) {
+  Record("file", path);
+  return Real<FILE*(const char*, const char*)>("fopen")(path, mode);
+}
+
+int unlink(const char* path) noexcept {
+  Record("file", path);
+  return Real<int(const char*)>("unlink")(path);
+}
+
+int connect(int fd, const sockaddr* address, socklen_t length) {
+  if (address->sa_family == AF_UNIX) {
+    Record("socket", reinterpret_cast<const sockaddr_un*>(address)->sun_path);
+  } else {
+    Record("socket", "not a local one");
+  }
+  return Real<int(int, const sockaddr*, socklen_t)>("connect")(fd, address, length);
+}
+
+}  // extern "C"
+
+namespace {
+
+constexpr int kAesKey = 50;
+constexpr int kRsaKey = 51;
+constexpr int kFile = 1;
+constexpr uint32_t kAllIds = 0x1ff;
+
+ORX_SYM_CONTEXT* context;
+uint8_t bytes[ORX_MODEM_RESPONSE_MAX + 1];
+uint32_t length = 16;
+uint32_t handle;
+
+void ImportAes() {
+  ORX_SYM_ImportProtectedKey(0, kAesKey, bytes, 16, &context);
+}
+
+void SelectAes() {
+  ORX_SYM_GetContextForID(&context, kAesKey);
+}
+
+void ImportRsa() {
+  const bssl::UniquePtr<RSA> rsa = orx_test::NewRsaKey(2048);
+  const bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
+  EVP_PKEY_set1_RSA(key.get(), rsa.get());
+  bssl::ScopedCBB encoding;
+  CBB_init(encoding.get(), 2048);
+  EVP_marshal_private_key(encoding.get(), key.get());
+  ORX_RSA_ImportKey(const_cast<uint8_t*>(CBB_data(encoding.get())),
+                    static_cast<uint32_t>(CBB_len(encoding.get())), 1, kRsaKey);
+}
+
+void OpenFile(int write) {
+  ORX_STORE_Open(kFile, &handle, write);
+}
+
+struct Call {
+  const char* name;
+  void (*run)();
+};
+
+#define JUST(function, ...)                                     \
+  {                                                             \
+#function, [] { static_cast<void>(function(__VA_ARGS__)); } \
+  }
+#define AFTER(before, function, ...) \
+  {                                  \
+#function, [] {                   \
+     before;                         \
+     static_cast<void>(function(__VA_ARGS__)); }  \
+  }
+
+const Call kCalls[] = {
+    {"ORX_SYM_ImportProtectedKey", ImportAes},
+    {"ORX_SYM_GetContextForID", SelectAes},
+    JUST(ORX_SYM_DestroyContext, context),
+    AFTER(SelectAes(), ORX_SYM_EncryptBegin, context, bytes, 16, 0),
+    AFTER(SelectAes(), ORX_SYM_DecryptBegin, context, bytes, 16, 0),
+    AFTER((SelectAes(), ORX_SYM_EncryptBegin(context, bytes, 16, 0)), ORX_SYM_Encrypt, context,
+          bytes, bytes, &length),
+    AFTER((SelectAes(), ORX_SYM_DecryptBegin(context, bytes, 16, 0)), ORX_SYM_Decrypt, context,
+          bytes, bytes, &length),
+    JUST(ORX_SYM_EncryptEnd, context),
+    JUST(ORX_SYM_DecryptEnd, context),
+    JUST(ORX_SYM_Decrypt_Wrapper, context, bytes, bytes, &length),
+    {"ORX_SYM_GetIDFromContext",
+     [] {
+       int key_id = 0;
+       SelectAes();
+       ORX_SYM_GetIDFromContext(context, &key_id);
+     }},
+    AFTER(SelectAes(), ORX_SYM_DeleteKeyID, kAesKey),
+
+    {"ORX_RSA_ImportKey", ImportRsa},
+    {"ORX_RSA_ImportProtectedKey",
+     [] {
+       orx_test::ImportRsaComponents(orx_test::ComponentsOf(orx_test::NewRsaKey(2048).get()),
+                                     kRsaKey);
+     }},
+    JUST(ORX_RSA_Unwrap, bytes, &length),
+    JUST(ORX_RSA_Sign, kRsaKey, bytes, bytes, 16, &length, 2, 1),
+    JUST(ORX_RSA_Verify, kRsaKey, bytes, bytes, 16, 16, 2, 1),
+    JUST(ORX_RSA_EncryptDecrypt, kRsaKey, 0, bytes, bytes, 256, &length, nullptr, 0),
+    JUST(ORX_RSA_DeleteKeyID, kRsaKey),
+
+    JUST(ORX_HASH_Begin, 0, &handle),
+    AFTER(ORX_HASH_Begin(0, &handle), ORX_HASH_Update, handle, bytes, 16),
+    AFTER(ORX_HASH_Begin(0, &handle), ORX_HASH_End, handle, bytes, &length),
+    JUST(ORX_HASH, 0, bytes, 16, bytes, &length),
+    JUST(ORX_KDF_Gen, 0, 0, 16, bytes, 0, nullptr, 16, bytes),
+    JUST(ORX_LIB_KDF_Gen, 0, 0, 16, bytes, 0, nullptr, 16, bytes),
+    JUST(ORX_RNG_GetBytes, bytes, 16),
+    JUST(ORX_RNG_Reseed),
+
+    JUST(ORX_STORE_Open, kFile, &handle, 1),
+    AFTER(OpenFile(1), ORX_STORE_Write, bytes, 1, 16),
+    AFTER(OpenFile(1), ORX_STORE_Close, handle),
+    AFTER(OpenFile(0), ORX_STORE_Read, bytes, 1, 1),
+    AFTER(OpenFile(0), ORX_STORE_Size, handle, &length),
+    JUST(ORX_STORE_Delete, kFile),
+
+    AFTER(ORX_validate_attestation(true, kAllIds, false, false), ORX_validate_attestation, true,
+          kAllIds, true, true),
+    AFTER(ORX_validate_attestation_model("Simulated Dual", false, false),
+          ORX_validate_attestation_model, "Simulated Dual", true, true),
+    AFTER(ORX_validate_attestation_ids(true, kAllIds, false, false), ORX_validate_attestation_ids,
+          true, kAllIds, false, true),
+    AFTER(length = 800, ORX_get_attestation_id, bytes, &length),
+    JUST(ORX_eSE_RoT_binding_check),
+    JUST(ORX_eSE_SharedSecret_negotiation_check),
+
+    JUST(ORX_device_requires_generic_ids),
+    JUST(ORX_device_supports_dual_sim),
+    JUST(ORX_device_id_attestation_properties_ok),
+    JUST(ORX_get_property, "model", reinterpret_cast<char*>(bytes)),
+    JUST(ORX_get_product_name),
+    JUST(ORX_get_model_name),
+    JUST(ORX_get_brand_name),
+    JUST(ORX_get_device_name),
+    JUST(ORX_get_manufacturer_name),
+    JUST(ORX_get_serial),
+    JUST(ORX_print_device_ids),
+    {"ORX_DEVICE_GetUniqueID",
+     [] {
+       char* uid = nullptr;
+       ORX_DEVICE_GetUniqueID(&uid, &length);
+       free(uid);
+     }},
+    JUST(ORX_ProcessorRawUID, bytes, 16),
+    JUST(ORX_DEVICE_GetMode, &handle),
+    JUST(ORX_DEVICE_IsProduction),
+    JUST(ORX_DEVICE_GetUnlockState),
+    JUST(ORX_DEVICE_Goodix_FPS_Ready),
+    JUST(ORX_DEVICE_GetImei, reinterpret_cast<char*>(bytes), 64),
+    JUST(ORX_DEVICE_GetImei2, reinterpret_cast<char*>(bytes), 64),
+    JUST(ORX_DEVICE_GetMeid, reinterpret_cast<char*>(bytes), 64),
+    JUST(ORX_communicate_with_modem, "TCATSEND,0,AT+CGSN", reinterpret_cast<char*>(bytes)),
+    // A caller reads from a descriptor of its own.
+    {"ORX_read_socket",
+     [] {
+       int pair[2];
+       socketpair(AF_UNIX, SOCK_STREAM, 0, pair);
+       write(pair[1], "x", 1);
+       ORX_read_socket(pair[0], 16, reinterpret_cast<char*>(bytes));
+     }},
+
+    {"android::hardware::keymint::ORX::AuthorizationSet::*",
+     [] { orx::AuthorizationSet().Deduplicate(); }},
+    {"android::hardware::keymint::ORX::AuthorizationSetBuilder::*",
+     [] { orx::AuthorizationSetBuilder().RsaKey(2048, 65537); }},
+    {"android::hardware::keymint::ORX::KeyMintService::*",
+     [] {
+       orx::KeyMintService tee(false);
+       orx::KeyMintService strongbox(true);
+     }},
+    {"android::hardware::keymint::ORX::load_key_blob(int)", [] { orx::load_key_blob(kRsaKey); }},
+    {"android::hardware::keymint::ORX::store_key_blob*",
+     [] { orx::store_key_blob(kRsaKey, orx::load_key_blob(kRsaKey)); }},
+};
+
+// Runs in a process of its own, as the library's state is the process's.
+bool RunAlone(const char* name, void (*run)()) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    current_call = name;
+    run();
+    _exit(0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  if (status != 0) fprintf(stderr, "needs_recorder: %s ended with status %d\n", name, status);
+  return status == 0;
+}
+
+void Prepare() {
+  current_call = nullptr;
+  ImportAes();
+  ImportRsa();
+  OpenFile(1);
+  ORX_STORE_Write(bytes, 1, 16);
+  ORX_STORE_Close(handle);
+}
+
+}  // namespace
+
+int main() {
+  // Standard output is for the records alone: one of the functions prints.
+  record_fd = dup(STDOUT_FILENO);
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  bool all_ran = RunAlone("preparation", Prepare);
+  for (const Call& call : kCalls) {
+    dprintf(record_fd, "%s\tcalled\t-\n", call.name);
+    all_ran = RunAlone(call.name, call.run) && all_ran;
+  }
+  return all_ran ? 0 : 1;
+}
