@@ -11,7 +11,7 @@
 #include "tests/support/hex.h"
 #include "tests/support/log_capture.h"
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ORX_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -36,7 +36,7 @@ std::string EndWith(const std::string& data) {
 
 // Begins a digest that the library abandons on purpose: its memory is to leak.
 uint32_t BeginToBeAbandoned(uint32_t algorithm) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef ORX_ADDRESS_SANITIZER
   __lsan::ScopedDisabler disabler;
 #endif
   return ORX_HASH_Begin(algorithm, nullptr);

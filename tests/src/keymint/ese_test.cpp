@@ -40,7 +40,8 @@ class SecureElementTest : public ::testing::Test {
   // A mock action: puts `*value` in the call's last parameter, or fails.
   template <typename T>
   auto Answers(const T* value) {
-    return [this, value](auto&&... parameters) {
+    return [this, value]([[maybe_unused]] auto&&... parameters) {
+      (void)value;  // a call without a result has no use for it
       if (calls_++ == failing_call_) {
         // A service in the same process can answer no status at all.
         return absent_ ? Status() : Status::fromServiceSpecificError(-100);

@@ -239,7 +239,7 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
   EXPECT_EQ(FileContent(kFile50), "(none)");
 }
 
-#ifndef __SANITIZE_ADDRESS__  // whose allocator keeps the freed memory elsewhere
+#ifndef ORX_ADDRESS_SANITIZER  // whose allocator keeps the freed memory elsewhere
 
 // How often `masked` (XOR 0x5a) stands in the memory that the C library hands out.
 size_t CountInHeap(const Bytes& masked) {

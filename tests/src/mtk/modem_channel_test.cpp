@@ -160,7 +160,7 @@ TEST_F(ModemChannel, WithoutADaemonThirtyAttemptsPauseASecondAndKeepTheCopyOfThe
   const std::string command(1 << 20, 'A');
   [[maybe_unused]] const size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
   EXPECT_EQ(Ask(command), -1);
-#ifndef __SANITIZE_ADDRESS__  // its heap is not counted here
+#ifndef ORX_ADDRESS_SANITIZER  // its heap is not counted here
   EXPECT_GE(mallinfo2().uordblks + mallinfo2().hblkhd, before + command.size());
 #endif
   std::string log = "Establishing connection...\n";
