@@ -21,6 +21,12 @@ namespace android_host {
 // Has no effect on one that is loaded already.
 void DisableDeviceModule();
 
+// LogDescriptor returns where the log goes that the environment variable ANDROID_HOST_LOG asks for,
+// or -1. If it is set (and the program is not set-user-ID), debug lines and those above are written
+// from the program's first call on: to standard error if it is "-", else to the end of the file of
+// this name. A program that sets a logger of its own takes the lines over.
+int LogDescriptor();
+
 // DeclareService lists a service as a device's manifest does, whether it is registered or not.
 void DeclareService(const std::string& instance);
 
