@@ -57,7 +57,7 @@ void Device::AddService(std::shared_ptr<Interface> service, const Instance& inst
   android_host::DeclareService(path);
   if (faults_->IsAbsent(instance.name, name)) return;
   const std::shared_ptr<ndk::ICInterface> channel =
-      Connect(std::move(service), {faults_, instance.name, name, version, log_calls_});
+      Connect(std::move(service), {faults_, instance.name, name, version, log_descriptor_});
   const ndk::SpAIBinder binder = channel->asBinder();
   if (AServiceManager_addService(binder.get(), path.c_str()) != EX_NONE) {
     fprintf(stderr, "simulated device: cannot register %s\n", path.c_str());

@@ -36,8 +36,9 @@ class Device {
 
   DeviceFolder& folder() { return *folder_; }
 
-  // LogCalls makes the services write every call to standard error, from the next Attach() on.
-  void LogCalls() { log_calls_ = true; }
+  // LogCalls makes the services write every call to a descriptor, from the next Attach() on; -1
+  // ends that.
+  void LogCalls(int descriptor) { log_descriptor_ = descriptor; }
 
  private:
   explicit Device(std::shared_ptr<DeviceFolder> folder);
@@ -47,7 +48,7 @@ class Device {
 
   std::shared_ptr<DeviceFolder> folder_;
   std::shared_ptr<FaultTable> faults_;
-  bool log_calls_ = false;
+  int log_descriptor_ = -1;
 };
 
 }  // namespace orx_sim

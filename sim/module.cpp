@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the host's platform loads: the device that the environment names. orx-sim run sets it:
 //
-//   ORX_SIM_DEVICE  the device's folder
-//   ORX_SIM_FAULTS  faults, one a line
-//   ORX_SIM_LOG     if set: let debug lines of the log through, and write the device's calls
+//   ORX_SIM_DEVICE        the device's folder
+//   ORX_SIM_FAULTS        faults, one a line
+//   ORX_SIM_SHOWN_FAULTS  the file that is told of each fault that showed
+//
+// When the platform shows its log, the device's calls are written there as well.
 #include <android-base/strings.h>
-#include <android/log.h>
+#include <android_host/host.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -34,10 +36,8 @@ extern "C" __attribute__((visibility("default"))) int android_host_device_attach
   for (const std::string& fault : android::base::Split(Environment("ORX_SIM_FAULTS"), "\n")) {
     if (!fault.empty() && !device->faults().Add(fault, &error)) return Fail(error);
   }
-  if (Environment("ORX_SIM_LOG")[0] != '\0') {
-    __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
-    device->LogCalls();
-  }
+  device->faults().RecordShown(Environment("ORX_SIM_SHOWN_FAULTS"));
+  device->LogCalls(android_host::LogDescriptor());
   device->Attach();
   return 0;
 }

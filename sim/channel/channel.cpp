@@ -8,6 +8,7 @@
 #include <openssl/err.h>
 #include <stdio.h>
 
+#include <thread>
 #include <tuple>
 #include <utility>
 
@@ -24,23 +25,25 @@ using sharedsecret::SharedSecretParameters;
 std::shared_ptr<IKeyMintOperation> ConnectOperation(std::shared_ptr<IKeyMintOperation> operation,
                                                     const ChannelContext& context);
 
-// The hashes of the earlier frozen versions, beside that of version 3 of the same interfaces.
+// The hashes of the versions before the newest, which the interface has itself.
 struct FrozenHashes {
   const char* v1;
   const char* v2;
-  const char* v3;
 };
-constexpr FrozenHashes kFrozenHashes[] = {
-    {"cd862ae2e49b54fc965dc1b99c218eb729c93bb1", "70c734fbd5cac5b36676d66d8d9aa941967e1e7b",
-     "74a538630d5d90f732f361a2313cbb69b09eb047"},  // keymint
-    {"d285480d2e0002adc0ace80edf34aa725679512e", "c8d34e56ae0807b61f028019622d8b60a37e0a8b",
-     "7d14edbfab5c490efa407ba55fa80614bb48ae8e"},  // rkp
-};
+constexpr FrozenHashes kKeyMintHashes = {"cd862ae2e49b54fc965dc1b99c218eb729c93bb1",
+                                         "70c734fbd5cac5b36676d66d8d9aa941967e1e7b"};
+constexpr FrozenHashes kRkpHashes = {"d285480d2e0002adc0ace80edf34aa725679512e",
+                                     "c8d34e56ae0807b61f028019622d8b60a37e0a8b"};
+constexpr struct {
+  const char* service;
+  FrozenHashes hashes;
+} kFrozenHashes[] = {
+    {"keymint", kKeyMintHashes}, {"operation", kKeyMintHashes}, {"rkp", kRkpHashes}};
 
-std::string HashOf(int version, const std::string& newest) {
-  for (const FrozenHashes& row : kFrozenHashes) {
-    if (newest == row.v3 && version == 1) return row.v1;
-    if (newest == row.v3 && version == 2) return row.v2;
+std::string HashOf(const std::string& service, int version, const std::string& newest) {
+  for (const auto& row : kFrozenHashes) {
+    if (service == row.service && version == 1) return row.hashes.v1;
+    if (service == row.service && version == 2) return row.hashes.v2;
   }
   return newest;
 }
@@ -73,7 +76,9 @@ class Argument {
   const T& Pass() { return input_; }
   size_t RequestBytes() const { return ParcelSize::Of(input_); }
   size_t AnswerBytes() const { return 0; }
-  void Alter(const Effect*) {}
+  void Alter(const Effect* effect) {
+    if (effect != nullptr && effect->alter) effect->alter(std::any(&input_));
+  }
   void Adopt(const ChannelContext&) {}
   void Assign() {}
 
@@ -125,7 +130,7 @@ class Channel : public ndk::BnCInterface<Interface> {
 
   ndk::ScopedAStatus getInterfaceHash(std::string* _aidl_return) override {
     const auto answer = [this](std::string* out) {
-      *out = HashOf(context_.version, Interface::hash);
+      *out = HashOf(context_.service, context_.version, Interface::hash);
       return ndk::ScopedAStatus::ok();
     };
     return Transact("getInterfaceHash", answer, std::tie(_aidl_return));
@@ -139,7 +144,7 @@ class Channel : public ndk::BnCInterface<Interface> {
           return Carry(method, call, Argument<std::decay_t<decltype(argument)>>(argument)...);
         },
         arguments);
-    if (context_.log) Log(method, status);
+    if (context_.log >= 0) Log(method, status);
     return status;
   }
 
@@ -161,6 +166,7 @@ class Channel : public ndk::BnCInterface<Interface> {
     if ((kParcelOverheadBytes + ... + arguments.RequestBytes()) > kTransactionBytes) {
       return TooLarge();
     }
+    if (fault != nullptr) std::this_thread::sleep_for(fault->delay);
     if (fault != nullptr && fault->status) return fault->status();
     ERR_set_mark();
     ndk::ScopedAStatus status = call(arguments.Pass()...);
@@ -175,11 +181,10 @@ class Channel : public ndk::BnCInterface<Interface> {
     return status;
   }
 
-  // Straight to standard error: the log may be redirected by the program that runs.
   void Log(const char* method, const ndk::ScopedAStatus& status) const {
     const std::string result = status.get() == nullptr ? "no status" : status.getDescription();
-    fprintf(stderr, "orx-sim: %s %s.%s: %s\n", context_.instance.c_str(), context_.service.c_str(),
-            method, result.c_str());
+    dprintf(context_.log, "orx-sim: %s %s.%s: %s\n", context_.instance.c_str(),
+            context_.service.c_str(), method, result.c_str());
   }
 
   const ChannelContext context_;

@@ -23,7 +23,7 @@ struct ChannelContext {
   std::string instance;
   std::string service;  // as faults name it
   int version = 0;      // of the interface
-  bool log = false;     // write each call and its result to standard error
+  int log = -1;         // the descriptor that gets a line for each call; -1: none
 };
 
 // The largest transaction: 1 MiB less two pages. The size of a call is that of its parcel, but for

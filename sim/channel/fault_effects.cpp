@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <aidl/android/hardware/security/keymint/BeginResult.h>
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <aidl/android/hardware/security/keymint/KeyCreationResult.h>
 #include <aidl/android/hardware/security/keymint/MacedPublicKey.h>
 #include <aidl/android/hardware/security/sharedsecret/SharedSecretParameters.h>
@@ -16,7 +17,9 @@ namespace ss = ::aidl::android::hardware::security::sharedsecret;
 using Answer = std::function<ndk::ScopedAStatus()>;
 
 Effect Status(Answer status) {
-  return {std::move(status), nullptr};
+  Effect effect;
+  effect.status = std::move(status);
+  return effect;
 }
 
 Effect Transaction(int status) {
@@ -117,6 +120,26 @@ Effect NoOperation(int) {
   return Alter<km::BeginResult>([](auto* begun) { begun->operation.reset(); });
 }
 
+Effect Delay(int milliseconds) {
+  Effect effect;
+  effect.delay = std::chrono::milliseconds(milliseconds);
+  return effect;
+}
+
+// The device, for which the key is not outdated, has no other blob to give: it is the same again.
+Effect Outdated(int) {
+  Effect upgrade;
+  upgrade.alter = [old = std::make_shared<Bytes>()](const std::any& argument) {
+    if (Bytes const* const* blob = std::any_cast<const Bytes*>(&argument)) *old = **blob;
+    Bytes* const* upgraded = std::any_cast<Bytes*>(&argument);
+    if (upgraded != nullptr && (*upgraded)->empty()) **upgraded = *old;
+  };
+  Effect effect = ServiceError(static_cast<int>(km::ErrorCode::KEY_REQUIRES_UPGRADE));
+  effect.until = "upgradeKey";
+  effect.at_end = std::make_shared<Effect>(std::move(upgrade));
+  return effect;
+}
+
 Effect OtherVersion(int version) {
   return Alter<int32_t>([version](int32_t* answer) { *answer = version; });
 }
@@ -133,6 +156,7 @@ const std::vector<EffectRow>& EffectRows() {
       {"null-status", "*", nullptr, NullStatus, "no status object at all"},
       {"transaction", "*", "STATUS", Transaction, "the binder transaction fails with this status"},
       {"exception", "*", "CODE", Exception, "a status with this binder exception"},
+      {"delay", "*", "SECONDS", Delay, "the call takes that much longer"},
       {"empty-blob", "importKey generateKey", nullptr, EmptyCreatedBlob, "success without a blob"},
       {"empty-blob", "upgradeKey", nullptr, EmptyBytes, "success without a blob"},
       {"chain", "importKey generateKey", nullptr, Chain, "one certificate too many in the answer"},
@@ -151,6 +175,8 @@ const std::vector<EffectRow>& EffectRows() {
        "a seed of this many bytes, 0 to 4096"},
       {"nonce", "getSharedSecretParameters", "LENGTH", NonceLength,
        "a nonce of this many bytes, 0 to 4096"},
+      {"outdated", "begin", nullptr, Outdated,
+       "KEY_REQUIRES_UPGRADE (-62) until upgradeKey was called"},
       {"params", "begin", nullptr, BeginParams, "a nonce in the answer that nobody asked for"},
       {"no-operation", "begin", nullptr, NoOperation, "success without an operation"},
       {"version", "getInterfaceVersion", "N", OtherVersion, "another interface version"},

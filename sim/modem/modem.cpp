@@ -3,6 +3,7 @@
 
 #include <android-base/unique_fd.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdio.h>
@@ -18,6 +19,8 @@
 #include <thread>
 #include <utility>
 
+#include "sim/modem/effect_form.h"
+
 namespace orx_sim {
 namespace {
 
@@ -25,32 +28,15 @@ using android::base::unique_fd;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds kRequestTime{2000};
-constexpr milliseconds kSegmentPause{100};
 constexpr milliseconds kNoLimit{-1};
 constexpr int kBacklog = 8;
+constexpr size_t kMostDrainedBytes = 1 << 20;
 
 constexpr std::string_view kSendPrefix = "TCATSEND,0,";
 constexpr char kError[] = "ERROR";
 
-constexpr struct {
-  const char* name;
-  ModemFault fault;
-} kFaults[] = {
-    {"modem:late", ModemFault::kLate},
-    {"modem:silent", ModemFault::kSilent},
-    {"modem:close", ModemFault::kClose},
-    {"modem:split", ModemFault::kSplit},
-    {"modem:echo", ModemFault::kEcho},
-    {"modem:trailing-ok", ModemFault::kTrailingOk},
-    {"modem:quoted", ModemFault::kQuoted},
-    {"modem:unquoted", ModemFault::kUnquoted},
-    {"modem:meid-letters", ModemFault::kMeidLetters},
-    {"modem:too-long", ModemFault::kTooLong},
-};
-
-bool Has(const ModemSettings& settings, ModemFault fault) {
-  return settings.faults.count(fault) != 0;
+bool Has(const ModemFaults& faults, ModemFault fault) {
+  return faults.count(fault) != 0;
 }
 
 std::string Quoted(const std::string& text) {
@@ -58,20 +44,21 @@ std::string Quoted(const std::string& text) {
 }
 
 // Returns the answer of a modem that has the identifier, or an empty string.
-std::string IdentifierAnswer(const ModemSettings& settings, const std::string& command) {
-  const std::string extra = Has(settings, ModemFault::kTooLong) ? "0" : "";
-  const bool quoted = Has(settings, ModemFault::kQuoted);
+std::string IdentifierAnswer(const ModemSettings& settings, const ModemFaults& faults,
+                             const std::string& command) {
+  const std::string extra = Has(faults, ModemFault::kTooLong) ? "0" : "";
+  const bool quoted = Has(faults, ModemFault::kQuoted);
   if (command == "TCATSEND,0,AT+CGSN" && !settings.imei.empty()) {
     return quoted ? Quoted(settings.imei + extra) : settings.imei + extra;
   }
   if (command == "TCATSEND,0,AT+EGMR=0,10#+EGMR" && !settings.imei2.empty()) {
-    const bool unquoted = Has(settings, ModemFault::kUnquoted);
+    const bool unquoted = Has(faults, ModemFault::kUnquoted);
     const std::string imei2 = settings.imei2 + extra;
     return "+EGMR: " + (unquoted ? imei2 : Quoted(imei2));
   }
   if (command == "TCATSEND,0,AT^MEID" && !settings.meid.empty()) {
     std::string meid = settings.meid + extra;
-    if (Has(settings, ModemFault::kMeidLetters)) meid[0] = 'A';
+    if (Has(faults, ModemFault::kMeidLetters)) meid[0] = 'A';
     return quoted ? Quoted(meid) : meid;
   }
   return "";
@@ -99,15 +86,27 @@ bool Fail(std::string* error, const std::string& what) {
   return false;
 }
 
-bool MakeAddress(const std::string& path, sockaddr_un* address, std::string* error) {
-  *address = {};
-  address->sun_family = AF_UNIX;
-  if (path.empty() || path.size() >= sizeof(address->sun_path)) {
-    *error = "a socket path has 1 to " + std::to_string(sizeof(address->sun_path) - 1) +
-             " bytes: '" + path + "'";
+// SocketPlace is where a socket file is, however long its path: an address holds 107 bytes, so it
+// goes through the descriptor of the folder.
+struct SocketPlace {
+  std::string path;
+  unique_fd folder;
+  sockaddr_un address = {AF_UNIX, ""};
+};
+
+bool FindPlace(const std::string& path, SocketPlace* place, std::string* error) {
+  const size_t slash = path.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const std::string name = path.substr(slash + 1);
+  place->path = path;
+  place->folder.reset(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!place->folder.ok()) return Fail(error, "cannot look at " + folder);
+  const std::string way = "/proc/self/fd/" + std::to_string(place->folder.get()) + "/" + name;
+  if (name.empty() || way.size() >= sizeof(place->address.sun_path)) {
+    *error = "\"" + name + "\" is not a name for a socket, which is short";
     return false;
   }
-  path.copy(address->sun_path, path.size());
+  way.copy(place->address.sun_path, way.size());
   return true;
 }
 
@@ -116,35 +115,35 @@ const sockaddr* AsSockaddr(const sockaddr_un& address) {
 }
 
 // Removes the socket file of a daemon that is gone. Anything else at the path stays.
-bool RemoveStaleSocket(const sockaddr_un& address, std::string* error) {
-  const std::string path = address.sun_path;
+bool RemoveStaleSocket(const SocketPlace& place, std::string* error) {
+  const std::string& path = place.path;
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0) {
     return errno == ENOENT || Fail(error, "cannot look at " + path);
   }
   if (!S_ISSOCK(status.st_mode)) {
-    *error = "there is a file that is no socket at " + path;
+    *error = "a file that is not a socket is at " + path;
     return false;
   }
   const unique_fd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (connect(probe.get(), AsSockaddr(address), sizeof(address)) == 0) {
-    *error = "another daemon listens at " + path;
+  if (connect(probe.get(), AsSockaddr(place.address), sizeof(place.address)) == 0) {
+    *error = "another daemon listens on " + path;
     return false;
   }
   return unlink(path.c_str()) == 0 || Fail(error, "cannot remove the stale socket " + path);
 }
 
 unique_fd Listen(const std::string& path, std::string* error) {
-  sockaddr_un address;
-  if (!MakeAddress(path, &address, error) || !RemoveStaleSocket(address, error)) return {};
+  SocketPlace place;
+  if (!FindPlace(path, &place, error) || !RemoveStaleSocket(place, error)) return {};
   unique_fd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (bind(listener.get(), AsSockaddr(address), sizeof(address)) != 0) {
+  if (bind(listener.get(), AsSockaddr(place.address), sizeof(place.address)) != 0) {
     Fail(error, "cannot make the socket " + path);
     return {};
   }
   // Nobody can connect before listen(), so the mode is in force from the first client on.
   if (chmod(path.c_str(), 0600) != 0 || listen(listener.get(), kBacklog) != 0) {
-    Fail(error, "cannot listen at " + path);
+    Fail(error, "cannot listen on " + path);
     unlink(path.c_str());
     return {};
   }
@@ -157,52 +156,75 @@ void PrintComplaint(const std::string& reason) {
 
 }  // namespace
 
-std::vector<std::string> ModemFaultNames() {
-  std::vector<std::string> names;
-  for (const auto& row : kFaults) names.emplace_back(row.name);
-  return names;
+const std::vector<ModemEffectRow>& ModemEffectRows() {
+  static const std::vector<ModemEffectRow> rows = {
+      {"delay", "SECONDS", ModemFault::kDelay, 0, "answers that much later"},
+      {"late", nullptr, ModemFault::kDelay, 5000, "answers 5 seconds later"},
+      {"silent", nullptr, ModemFault::kSilent, 0, "never answers, and keeps the connection"},
+      {"close", nullptr, ModemFault::kClose, 0, "closes the connection without an answer"},
+      {"split", nullptr, ModemFault::kSplit, 0, "sends the answer in two parts"},
+      {"echo", nullptr, ModemFault::kEcho, 0,
+       "puts the AT command on a line in front of the answer (ITU-T V.250 E1)"},
+      {"trailing-ok", nullptr, ModemFault::kTrailingOk, 0,
+       "ends the answer with the result line OK (ITU-T V.250)"},
+      {"quoted", nullptr, ModemFault::kQuoted, 0, "puts IMEI and MEID in double quotes"},
+      {"unquoted", nullptr, ModemFault::kUnquoted, 0,
+       "leaves out the quotes around the second IMEI"},
+      {"meid-letters", nullptr, ModemFault::kMeidLetters, 0,
+       "a MEID that starts with the hexadecimal digit A"},
+      {"too-long", nullptr, ModemFault::kTooLong, 0, "identifiers with one digit too many"},
+  };
+  return rows;
 }
 
-bool SetModemFault(ModemSettings* settings, const std::string& name, std::string* error) {
-  for (const auto& row : kFaults) {
-    if (name != row.name) continue;
-    settings->faults.insert(row.fault);
+bool ParseModemFault(const std::string& text, ModemFaults* faults, std::string* error) {
+  for (const ModemEffectRow& row : ModemEffectRows()) {
+    int number = row.number;
+    if (!ParseEffectForm(text, row.name, row.argument, &number)) continue;
+    (*faults)[row.fault] = number;
     return true;
   }
-  *error = "no modem fault is called '" + name + "'; there are";
-  for (const auto& row : kFaults) *error += std::string(" ") + row.name;
+  *error = "\"" + text + "\" is not a fault of the modem; there are";
+  const char* separator = " ";
+  for (const ModemEffectRow& row : ModemEffectRows()) {
+    *error += separator + EffectForm(row.name, row.argument);
+    separator = ", ";
+  }
   return false;
 }
 
 ssize_t ParseModemRequest(std::string_view bytes, std::string* command, std::string* error) {
   constexpr size_t kHeader = 2 * sizeof(int32_t);
-  if (bytes.size() >= sizeof(int32_t) && WordAt(bytes, 0) != 1) {
-    *error = "the count word is " + std::to_string(WordAt(bytes, 0)) + ", not 1";
-    return -1;
-  }
   if (bytes.size() < kHeader) return 0;
-  const int32_t length = WordAt(bytes, sizeof(int32_t));
-  if (length < 1 || static_cast<size_t>(length) > kMaxModemCommandBytes) {
+  const int32_t count = WordAt(bytes, 0);
+  const int32_t length = WordAt(bytes, sizeof(count));
+  const size_t announced = static_cast<size_t>(std::max(length, 0));
+  // A longer one is refused unread, as far as a client's writing cannot be held up by it.
+  if (bytes.size() - kHeader < std::min(announced, kMostDrainedBytes)) return 0;
+  const std::string_view text = bytes.substr(kHeader, announced);
+  if (count != 1) {
+    *error = "the count word is " + std::to_string(count) + ", not 1";
+  } else if (length < 1 || announced > kMaxModemCommandBytes) {
     *error = "the length word is " + std::to_string(length) + ", not 1 to " +
              std::to_string(kMaxModemCommandBytes);
-    return -1;
-  }
-  const std::string_view text = bytes.substr(kHeader, static_cast<size_t>(length));
-  if (!std::all_of(text.begin(), text.end(), IsPrintable)) {
+  } else if (!std::all_of(text.begin(), text.end(), IsPrintable)) {
     *error = "the command has bytes that are not printable ASCII";
-    return -1;
+  } else if (bytes.size() > kHeader + announced) {
+    *error = "bytes follow the command";
+  } else {
+    *command = text;
+    return static_cast<ssize_t>(bytes.size());
   }
-  if (text.size() < static_cast<size_t>(length)) return 0;
-  *command = text;
-  return static_cast<ssize_t>(kHeader + text.size());
+  return -1;
 }
 
-std::string ModemAnswer(const ModemSettings& settings, const std::string& command) {
-  std::string answer = IdentifierAnswer(settings, command);
+std::string ModemAnswer(const ModemSettings& settings, const ModemFaults& faults,
+                        const std::string& command) {
+  std::string answer = IdentifierAnswer(settings, faults, command);
   const bool known = !answer.empty();
   if (!known) answer = kError;
-  if (Has(settings, ModemFault::kEcho)) answer = AtCommand(command) + "\r\n" + answer;
-  if (known && Has(settings, ModemFault::kTrailingOk)) answer += "\r\nOK\r\n";
+  if (Has(faults, ModemFault::kEcho)) answer = AtCommand(command) + "\r\n" + answer;
+  if (known && Has(faults, ModemFault::kTrailingOk)) answer += "\r\nOK\r\n";
   return answer;
 }
 
@@ -254,7 +276,7 @@ class ModemDaemon::Server {
   }
 
   bool ReceiveRequest(int client, std::string* command) const {
-    const steady_clock::time_point deadline = steady_clock::now() + kRequestTime;
+    const steady_clock::time_point deadline = steady_clock::now() + settings_.request_limit;
     std::string bytes;
     ssize_t length = 0;
     while (length == 0) {
@@ -263,7 +285,6 @@ class ModemDaemon::Server {
       length = ParseModemRequest(bytes, command, &error);
       if (length < 0) return Refuse(error);
     }
-    if (bytes.size() > static_cast<size_t>(length)) return Refuse("bytes follow the command");
     return true;
   }
 
@@ -289,22 +310,24 @@ class ModemDaemon::Server {
   }
 
   void Answer(int client, const std::string& command) const {
-    if (Has(settings_, ModemFault::kClose)) return;
-    if (Has(settings_, ModemFault::kSilent)) {
+    const ModemFaults faults = settings_.faults ? settings_.faults() : ModemFaults();
+    if (Has(faults, ModemFault::kClose)) return;
+    if (Has(faults, ModemFault::kSilent)) {
       WaitFor(client, POLLRDHUP, kNoLimit);
       return;
     }
-    if (Has(settings_, ModemFault::kLate) &&
-        WaitFor(client, POLLRDHUP, settings_.late_by) != Wait::kTimeout) {
+    const auto delay = faults.find(ModemFault::kDelay);
+    if (delay != faults.end() &&
+        WaitFor(client, POLLRDHUP, milliseconds(delay->second)) != Wait::kTimeout) {
       return;  // the client gave up, or the daemon has to end
     }
-    const std::string answer = ModemAnswer(settings_, command);
-    if (!Has(settings_, ModemFault::kSplit)) {
+    const std::string answer = ModemAnswer(settings_, faults, command);
+    if (!Has(faults, ModemFault::kSplit)) {
       Send(client, answer);
       return;
     }
     Send(client, answer.substr(0, answer.size() / 2));
-    if (WaitFor(client, POLLRDHUP, kSegmentPause) == Wait::kTimeout) {
+    if (WaitFor(client, POLLRDHUP, settings_.segment_pause) == Wait::kTimeout) {
       Send(client, answer.substr(answer.size() / 2));
     }
   }

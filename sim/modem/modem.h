@@ -6,8 +6,8 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,20 +25,36 @@
 // one request.
 namespace orx_sim {
 
-// ModemFault is one way in which a modem daemon misbehaves. The names that SetModemFault() takes
-// are beside each.
+// ModemFault is one way in which a modem daemon misbehaves; ModemEffectRows() says how.
 enum class ModemFault {
-  kLate,    // "modem:late": answers after ModemSettings::late_by
-  kSilent,  // "modem:silent": never answers, and keeps the connection
-  kClose,   // "modem:close": closes the connection without an answer
-  kSplit,   // "modem:split": sends the answer in two segments, with a pause between them
-  kEcho,    // "modem:echo": puts the AT command on a line in front of the answer (ITU-T V.250 E1)
-  kTrailingOk,   // "modem:trailing-ok": ends the answer with the result line OK (ITU-T V.250)
-  kQuoted,       // "modem:quoted": puts IMEI and MEID in double quotes
-  kUnquoted,     // "modem:unquoted": leaves out the quotes around the second IMEI
-  kMeidLetters,  // "modem:meid-letters": a MEID that starts with the hexadecimal digit A
-  kTooLong,      // "modem:too-long": identifiers with one digit too many
+  kDelay,
+  kSilent,
+  kClose,
+  kSplit,
+  kEcho,
+  kTrailingOk,
+  kQuoted,
+  kUnquoted,
+  kMeidLetters,
+  kTooLong,
 };
+
+// ModemFaults are the faults of one request, each with its number: milliseconds for kDelay, else 0.
+using ModemFaults = std::map<ModemFault, int>;
+
+// ModemEffectRow is one fault as it is written: "NAME", or "NAME=SECONDS" if it has an argument.
+struct ModemEffectRow {
+  const char* name;
+  const char* argument;  // null if none follows
+  ModemFault fault;
+  int number;  // when none follows
+  const char* meaning;
+};
+const std::vector<ModemEffectRow>& ModemEffectRows();
+
+// ParseModemFault adds the fault that `text` ("echo", "delay=2.5") means to `faults`. Returns false
+// and says in `error` which there are when it means none.
+bool ParseModemFault(const std::string& text, ModemFaults* faults, std::string* error);
 
 // ModemSettings is what one modem daemon answers. An empty identifier is one that the modem does
 // not have: its command is answered with ERROR.
@@ -46,24 +62,18 @@ struct ModemSettings {
   std::string imei;   // 15 digits (3GPP TS 23.003)
   std::string imei2;  // 15 digits
   std::string meid;   // 14 digits
-  std::set<ModemFault> faults;
-  std::chrono::milliseconds late_by{5000};
+  // Unless null: returns the faults of the request that has just come in.
+  std::function<ModemFaults()> faults;
+  std::chrono::milliseconds request_limit{2000};  // how long a client may take to send a request
+  std::chrono::milliseconds segment_pause{100};   // between the two parts of a split answer
 };
 
 // The longest command that a request may carry, in bytes.
 inline constexpr size_t kMaxModemCommandBytes = 1024;
 
-// ModemFaultNames returns the names of all faults, in the order of ModemFault.
-std::vector<std::string> ModemFaultNames();
-
-// SetModemFault adds the fault that `name` ("modem:late") names to the settings. Returns false and
-// says in `error` which names there are when there is no such fault; the settings are unchanged
-// then.
-bool SetModemFault(ModemSettings* settings, const std::string& name, std::string* error);
-
-// ParseModemRequest checks the bytes that have come in so far. Returns the length of the whole
-// request when all of it is there, with the command in `command`; 0 when more is to come; -1 when
-// it can never become a request, with the reason in `error`.
+// ParseModemRequest checks the bytes that have come in so far. Returns 0 when more of what the
+// length word announces is to come, else the length of the request, with the command in `command`,
+// or -1 when it is none, with the reason in `error`.
 ssize_t ParseModemRequest(std::string_view bytes, std::string* command, std::string* error);
 
 // ModemAnswer returns the answer to `command`, with those faults applied that change its text:
@@ -72,11 +82,13 @@ ssize_t ParseModemRequest(std::string_view bytes, std::string* command, std::str
 //   TCATSEND,0,AT+EGMR=0,10#+EGMR   +EGMR: "second IMEI"
 //   TCATSEND,0,AT^MEID              the MEID alone
 //   anything else                   ERROR
-std::string ModemAnswer(const ModemSettings& settings, const std::string& command);
+std::string ModemAnswer(const ModemSettings& settings, const ModemFaults& faults,
+                        const std::string& command);
 
 // ModemDaemon serves requests on a Unix stream socket from a thread of its own, one client after
-// the other. A request that is malformed, too long or not complete within two seconds is refused:
-// the connection is closed without an answer and the reason goes to the complaint function.
+// the other. A request that is malformed, too long or not complete in time is refused: once all
+// that it announces was read, the connection is closed without an answer and the reason goes to the
+// complaint function.
 class ModemDaemon {
  public:
   using Complain = std::function<void(const std::string& reason)>;
@@ -91,9 +103,9 @@ class ModemDaemon {
   ModemDaemon& operator=(const ModemDaemon&) = delete;
 
   // Start listens at `socket_path`, for this user alone, and returns at once; a client can connect
-  // as soon as it does. A socket file that a dead daemon left behind is replaced. Returns false
-  // with the reason in `error` when the path cannot be listened at, another daemon does, or this
-  // one runs already.
+  // as soon as it does. The path may be longer than a socket's address, its last part may not. A
+  // socket file that a dead daemon left behind is replaced. Returns false with the reason in
+  // `error` when the path cannot be listened at, another daemon does, or this one runs already.
   bool Start(const std::string& socket_path, const ModemSettings& settings, std::string* error);
 
   // Stop ends the thread, whatever it waits for, closes the connections and removes the socket

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // orx-sim: makes simulated devices and runs programs inside them.
-#include <android-base/strings.h>
 #include <getopt.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,8 +9,8 @@
 
 #include "sim/base/device_folder.h"
 #include "sim/base/settings.h"
-#include "sim/channel/faults.h"
-#include "sim/modem/modem.h"
+#include "sim/tool/fault_list.h"
+#include "sim/tool/launch.h"
 #include "sim/tool/run.h"
 
 namespace orx_sim {
@@ -19,6 +18,7 @@ namespace {
 
 constexpr int kExitDone = 0;
 constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
 
 constexpr char kUsage[] =
     "usage: orx-sim COMMAND ...\n"
@@ -27,12 +27,15 @@ constexpr char kUsage[] =
     "\n"
     "  new DIR [--profile NAME]       make a device\n"
     "  run [OPTION]... -- COMMAND...  run a command inside a device\n"
+    "  faults                         list the ways in which a device can misbehave\n"
     "  set DIR NAME=VALUE...          change a device\n"
     "  info [DIR]                     show a device; inside a run, the one that runs\n"
     "  profiles                       list the profiles\n"
     "\n"
     "orx-sim COMMAND --help tells more. Exit codes: 0 done, 1 failed, 2 usage; for run see "
-    "there.\n";
+    "there.\n"
+    "\n"
+    "  orx-sim run -- orx doctor      tells whether everything works\n";
 
 constexpr char kNewUsage[] =
     "usage: orx-sim new DIR [--profile NAME]\n"
@@ -46,21 +49,26 @@ constexpr char kRunUsage[] =
     "\n"
     "Runs a command inside a device: it sees the device's folders at /mnt/vendor/persist/security\n"
     "and /dev/socket and everything else as it is, and its process has the device's services and\n"
-    "properties. The exit code is the command's own, 128 and the number of the signal that ended\n"
-    "it, 127 if it was not found, 126 if it cannot be executed, 125 if the device failed.\n"
+    "properties. Needs no root: bubblewrap places the folders, or proot where user namespaces are\n"
+    "not allowed.\n"
     "\n"
-    "      --device DIR    a device that orx-sim new made; without it the device is a new one, "
-    "which\n"
-    "                      is thrown away afterwards\n"
-    "      --profile NAME  the profile of that new device (default: dual-sim)\n"
-    "      --fault SPEC    let the device misbehave; may be repeated\n"
-    "      --log           show the debug log and each call of the device's services\n"
-    "  -q, --quiet         do not say that the device is simulated\n"
+    "      --device DIR      a device that orx-sim new made; without it the device is a new one,\n"
+    "                        which is thrown away afterwards\n"
+    "      --profile NAME    the profile of that new device (default: dual-sim)\n"
+    "      --fault FAULT     let the device misbehave; may be repeated; orx-sim faults lists all\n"
+    "      --log             show the debug log and each call of the device's services\n"
+    "      --log-on-failure  the same, but afterwards and only if the exit code is not 0\n"
+    "  -q, --quiet           do not say that the device is simulated\n"
     "\n"
-    "Faults:\n"
-    "  [INSTANCE.][SERVICE.]METHOD:EFFECT[@N]  in the N-th such call of a process, else in each\n"
-    "  service:INSTANCE[.SERVICE]:absent       the services are not there\n"
-    "INSTANCE is default or strongbox, SERVICE keymint, operation, rkp or sharedsecret. EFFECT:\n";
+    "The exit code is the command's own, 128 and the number of the signal that ended it, 127 if "
+    "it\n"
+    "was not found, 126 if it cannot be executed, 125 if orx-sim itself failed or was called\n"
+    "wrongly.\n";
+
+constexpr char kFaultsUsage[] =
+    "usage: orx-sim faults\n"
+    "\n"
+    "Lists the faults that orx-sim run --fault takes, each with what it does.\n";
 
 constexpr char kSetUsage[] =
     "usage: orx-sim set DIR NAME=VALUE...\n"
@@ -79,18 +87,6 @@ constexpr char kProfilesUsage[] =
     "\n"
     "Lists the profiles, which are files of ORX_SIM_PROFILES if that is set.\n";
 
-void PrintEffects() {
-  printf("  %-24s %s\n", "NUMBER", "this service-specific error code");
-  for (const EffectRow& row : EffectRows()) {
-    std::string name = row.name;
-    if (row.argument != nullptr) name += std::string("=") + row.argument;
-    const std::string where =
-        row.methods == std::string("*") ? "" : " (" + std::string(row.methods) + ")";
-    printf("  %-24s %s%s\n", name.c_str(), row.meaning, where.c_str());
-  }
-  printf("and of the modem: %s\n", android::base::Join(ModemFaultNames(), ", ").c_str());
-}
-
 void PrintSettings() {
   for (const Setting& setting : Settings()) {
     printf("  %-26s %s: %s\n", setting.name, setting.form, setting.meaning);
@@ -104,12 +100,12 @@ int Fail(const std::string& reason) {
   return kExitFailed;
 }
 
-int Misuse(const std::string& reason) {
+int Misuse(const std::string& reason, int exit_code = kExitUsage) {
   fprintf(stderr, "orx-sim: %s; --help tells more\n", reason.c_str());
-  return kExitUsage;
+  return exit_code;
 }
 
-enum Option { kHelp = 'h', kQuiet = 'q', kDevice = 256, kProfile, kFault, kLog };
+enum Option { kHelp = 'h', kQuiet = 'q', kDevice = 256, kProfile, kFault, kLog, kLogOnFailure };
 
 const option kNewOptions[] = {
     {"profile", required_argument, nullptr, kProfile}, {"help", no_argument, nullptr, kHelp}, {}};
@@ -117,6 +113,7 @@ const option kRunOptions[] = {{"device", required_argument, nullptr, kDevice},
                               {"profile", required_argument, nullptr, kProfile},
                               {"fault", required_argument, nullptr, kFault},
                               {"log", no_argument, nullptr, kLog},
+                              {"log-on-failure", no_argument, nullptr, kLogOnFailure},
                               {"quiet", no_argument, nullptr, kQuiet},
                               {"help", no_argument, nullptr, kHelp},
                               {}};
@@ -138,9 +135,9 @@ int New(const CommandLine& line) {
 }
 
 int RunCommand(const CommandLine& line) {
-  if (line.arguments.empty()) return Misuse("run needs a command");
+  if (line.arguments.empty()) return Misuse("run needs a command", kExitRunFailed);
   if (!line.run.device.empty() && !line.profile.empty()) {
-    return Misuse("--device has its profile already; leave out --profile");
+    return Misuse("--device has its profile already; leave out --profile", kExitRunFailed);
   }
   RunOptions options = line.run;
   if (!line.profile.empty()) options.profile = line.profile;
@@ -151,7 +148,7 @@ int RunCommand(const CommandLine& line) {
 int Set(const CommandLine& line) {
   if (line.arguments.size() < 2) return Misuse("set needs a folder and NAME=VALUE");
   std::string error;
-  const std::shared_ptr<DeviceFolder> folder = DeviceFolder::Open(line.arguments[0], &error);
+  const std::shared_ptr<DeviceFolder> folder = OpenFolder(line.arguments[0], &error);
   if (folder == nullptr) return Fail(error);
   const std::vector<std::string> assignments(line.arguments.begin() + 1, line.arguments.end());
   return folder->Set(assignments, &error) ? kExitDone : Fail(error);
@@ -164,7 +161,7 @@ int Info(const CommandLine& line) {
   }
   const std::string path = line.arguments.empty() ? running : line.arguments[0];
   std::string error;
-  const std::shared_ptr<DeviceFolder> folder = DeviceFolder::Open(path, &error);
+  const std::shared_ptr<DeviceFolder> folder = OpenFolder(path, &error);
   if (folder == nullptr) return Fail(error);
   printf("simulated device %s\n", folder->path().c_str());
   for (const Setting& setting : Settings()) {
@@ -184,16 +181,24 @@ int Profiles(const CommandLine& line) {
   return kExitDone;
 }
 
+int Faults(const CommandLine& line) {
+  if (!line.arguments.empty()) return Misuse("faults takes no argument");
+  PrintFaults();
+  return kExitDone;
+}
+
 struct Command {
   const char* name;
   const option* options;
   const char* usage;
   void (*more_usage)();
   int (*run)(const CommandLine& line);
+  int misuse_code = kExitUsage;
 };
 constexpr Command kCommands[] = {
     {"new", kNewOptions, kNewUsage, PrintNothing, New},
-    {"run", kRunOptions, kRunUsage, PrintEffects, RunCommand},
+    {"run", kRunOptions, kRunUsage, PrintNothing, RunCommand, kExitRunFailed},
+    {"faults", kPlainOptions, kFaultsUsage, PrintNothing, Faults},
     {"set", kPlainOptions, kSetUsage, PrintSettings, Set},
     {"info", kPlainOptions, kInfoUsage, PrintNothing, Info},
     {"profiles", kPlainOptions, kProfilesUsage, PrintNothing, Profiles},
@@ -225,10 +230,13 @@ int Parse(const Command& command, int argc, char** argv, CommandLine* line) {
         line->run.faults.push_back(optarg);
         break;
       case kLog:
-        line->run.log = true;
+        line->run.log = ShowLog::kAlways;
+        break;
+      case kLogOnFailure:
+        line->run.log = ShowLog::kOnFailure;
         break;
       default:
-        return kExitUsage;
+        return command.misuse_code;
     }
   }
 }

@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/channel/faults.h"
 
+#include <aidl/android/hardware/security/sharedsecret/BnSharedSecret.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 #include <gmock/gmock.h>
 #include <openssl/err.h>
 
-#include <filesystem>
+#include <array>
+#include <chrono>
 
 #include "sim/channel/channel.h"
 #include "sim/device.h"
 #include "tests/sim/simulated_device.h"
+#include "tests/support/temp_folder.h"
 
 namespace orx_sim {
 namespace {
@@ -26,29 +29,37 @@ std::shared_ptr<Interface> Service(const std::string& instance) {
 }
 
 KeyParams AesRequest() {
-  return {{Tag::ALGORITHM, km::Algorithm::AES},
-          {Tag::PURPOSE, KeyPurpose::ENCRYPT},
-          {Tag::BLOCK_MODE, km::BlockMode::ECB},
-          {Tag::PADDING, km::PaddingMode::NONE},
-          {Tag::NO_AUTH_REQUIRED, true}};
+  return {{Tag::ALGORITHM, km::Algorithm::AES},  {Tag::PURPOSE, KeyPurpose::ENCRYPT},
+          {Tag::BLOCK_MODE, km::BlockMode::CBC}, {Tag::CALLER_NONCE, true},
+          {Tag::PADDING, km::PaddingMode::NONE}, {Tag::NO_AUTH_REQUIRED, true}};
 }
+
+// Answers with as many bytes as it is told, and counts its calls.
+class Answerer : public ss::BnSharedSecret {
+ public:
+  ndk::ScopedAStatus getSharedSecretParameters(ss::SharedSecretParameters*) override {
+    return ndk::ScopedAStatus::ok();
+  }
+  ndk::ScopedAStatus computeSharedSecret(const std::vector<ss::SharedSecretParameters>&,
+                                         Bytes* answer) override {
+    ++calls;
+    answer->resize(answer_bytes);
+    return ndk::ScopedAStatus::ok();
+  }
+  size_t answer_bytes = 0;
+  int calls = 0;
+};
 
 // A device as a process sees it once attached.
 class FaultsTest : public ::testing::Test {
  protected:
   FaultsTest() {
     android_host::DisableDeviceModule();
-    std::string pattern = ::testing::TempDir() + "/faults.XXXXXX";
-    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-    parent_ = pattern;
     std::string error;
-    device_ = Device::Create(parent_ + "/device", "dual-sim", &error);
+    device_ = Device::Create(parent_ / "device", "dual-sim", &error);
     EXPECT_TRUE(device_) << error;
   }
-  ~FaultsTest() override {
-    android_host::ClearServices();
-    RemoveTree(parent_);
-  }
+  ~FaultsTest() override { android_host::ClearServices(); }
 
   void Add(const std::string& fault) {
     std::string error;
@@ -70,7 +81,9 @@ class FaultsTest : public ::testing::Test {
   static ndk::ScopedAStatus Begin(km::IKeyMintDevice& keymint, km::BeginResult* result) {
     km::KeyCreationResult key;
     EXPECT_TRUE(Import(keymint, &key).isOk());
-    return keymint.begin(KeyPurpose::ENCRYPT, key.keyBlob, AesRequest(), std::nullopt, result);
+    const KeyParams params =
+        With(Without(AesRequest(), Tag::CALLER_NONCE), {BlobParam(Tag::NONCE, Bytes(16))});
+    return keymint.begin(KeyPurpose::ENCRYPT, key.keyBlob, params, std::nullopt, result);
   }
 
   static int32_t BeginCode(km::IKeyMintDevice& keymint) {
@@ -78,7 +91,7 @@ class FaultsTest : public ::testing::Test {
     return static_cast<int32_t>(CodeOf(Begin(keymint, &result)));
   }
 
-  std::string parent_;
+  orx_test::TempFolder parent_;
   std::unique_ptr<Device> device_;
   std::shared_ptr<km::IKeyMintDevice> tee_;
   std::shared_ptr<km::IKeyMintDevice> strongbox_;
@@ -92,17 +105,23 @@ TEST_F(FaultsTest, WrongSpecificationsAreNamed) {
   const Case cases[] = {
       {"", "not of the form"},
       {"begin:-62:1", "not of the form"},
-      {"start:-62", "\"start\" is no method"},
-      {"operation.begin:-62", "\"operation.begin\" is no method"},
-      {"begin:-62@0", "\"@0\" is no count"},
-      {"begin:-62@x", "\"@x\" is no count"},
-      {"begin:empty-blob", "\"empty-blob\" is no effect on begin; there are a number, dead-object"},
+      {"start:-62", "\"start\" is not a method"},
+      {"operation.begin:-62", "\"operation.begin\" is not a method"},
+      {"begin:-62@0", "\"@0\" is not a count"},
+      {"begin:-62@x", "\"@x\" is not a count"},
+      {"begin:empty-blob", "\"empty-blob\" is not an effect on begin; there are a number, dead"},
       {"begin:transaction", "transaction=STATUS"},
-      {"begin:-62x", "is no effect"},
-      {"getSharedSecretParameters:seed=-1", "is no effect"},
-      {"service:tee:absent", "\"tee\" is no service; there are default and strongbox"},
+      {"begin:delay=-1", "delay=SECONDS"},
+      {"begin:-62x", "is not an effect"},
+      {"getSharedSecretParameters:seed=-1", "is not an effect"},
+      {"getSharedSecretParameters:seed=4097", "is not an effect"},
+      {"service:tee:absent", "\"tee\" is not a service; there are default and strongbox"},
       {"service:strongbox:gone", "not of the form"},
-      {"modem:hoarse", "modem:late"},
+      {"service:strongbox:absent@1", "leave out @1"},
+      {"modem:hoarse", "there are delay=SECONDS, late, "},
+      {"modem:late@0", "\"@0\" is not a count"},
+      {"write:ENOTHING", "not the name of an error"},
+      {"persist:full", "can be missing or read-only"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.spec);
@@ -124,6 +143,57 @@ TEST_F(FaultsTest, CountsTheCallsThatFit) {
   EXPECT_EQ(BeginCode(*tee_), -62);
   EXPECT_EQ(BeginCode(*tee_), 0);
   EXPECT_EQ(BeginCode(*strongbox_), 0);
+}
+
+TEST_F(FaultsTest, ModemAndFilesHaveTheSameCounts) {
+  for (const char* fault : {"modem:late@2", "modem:echo", "write:ENOSPC@2", "open:EROFS"}) {
+    Add(fault);
+  }
+  FaultTable& faults = device_->faults();
+  EXPECT_EQ(faults.OnModemRequest(), (ModemFaults{{ModemFault::kEcho, 0}}));
+  EXPECT_EQ(faults.OnModemRequest(),
+            (ModemFaults{{ModemFault::kEcho, 0}, {ModemFault::kDelay, 5000}}));
+  EXPECT_EQ(faults.OnModemRequest().size(), 1u);
+  for (const int expected : {0, ENOSPC, 0}) EXPECT_EQ(faults.OnFileCall("write", true), expected);
+  EXPECT_EQ(faults.OnFileCall("open", false), 0) << "reading is possible on a read-only disk";
+  EXPECT_EQ(faults.OnFileCall("open", true), EROFS);
+}
+
+TEST_F(FaultsTest, AnOutdatedKeyIsOneUntilItIsUpgraded) {
+  Add("begin:outdated");
+  Attach();
+  EXPECT_EQ(BeginCode(*tee_), -62);
+  EXPECT_EQ(BeginCode(*tee_), -62);
+  km::KeyCreationResult key;
+  ASSERT_TRUE(Import(*tee_, &key).isOk());
+  Bytes upgraded;
+  EXPECT_TRUE(tee_->upgradeKey(key.keyBlob, {}, &upgraded).isOk());
+  EXPECT_FALSE(upgraded.empty());
+  EXPECT_EQ(BeginCode(*tee_), 0);
+}
+
+TEST_F(FaultsTest, ADelayedCallIsDoneLater) {
+  Add("begin:delay=0.05");
+  Attach();
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(BeginCode(*tee_), 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
+}
+
+TEST_F(FaultsTest, AnEarlierVersionDoesNotKnowLaterMethods) {
+  for (const int version : {1, 2}) {
+    Attach({"keymint-version=" + std::to_string(version)});
+    std::array<uint8_t, 16> challenge = {};
+    EXPECT_EQ(tee_->getRootOfTrustChallenge(&challenge).getStatus(),
+              version == 1 ? STATUS_UNKNOWN_TRANSACTION : STATUS_OK);
+    int32_t answered = 0;
+    EXPECT_TRUE(tee_->getInterfaceVersion(&answered).isOk());
+    EXPECT_EQ(answered, version);
+    std::string hash;
+    EXPECT_TRUE(tee_->getInterfaceHash(&hash).isOk());
+    EXPECT_EQ(hash.substr(0, 4), version == 1 ? "cd86" : "70c7");
+    android_host::ClearServices();
+  }
 }
 
 TEST_F(FaultsTest, StatusesOfEveryKindReachTheCaller) {
@@ -190,38 +260,27 @@ TEST_F(FaultsTest, OperationsMisbehaveToo) {
   }
 }
 
-TEST_F(FaultsTest, ARequestBeyondTheBufferNeverReachesTheDevice) {
-  Attach();
-  for (const size_t length : {kTransactionBytes - 1024, kTransactionBytes}) {
-    const bool fits = length < kTransactionBytes;
-    km::BeginResult begun;
-    Bytes output = {5};
-    ASSERT_TRUE(Begin(*tee_, &begun).isOk());
-    EXPECT_EQ(
-        begun.operation->update(Bytes(length), std::nullopt, std::nullopt, &output).getStatus(),
-        fits ? STATUS_OK : STATUS_FAILED_TRANSACTION);
-    EXPECT_EQ(output.size(), fits ? length : 1);
-    EXPECT_TRUE(begun.operation->abort().isOk()) << "the operation is still open";
-  }
-}
-
-// Bytes that an earlier update left to be encrypted make an answer larger than its request.
-TEST_F(FaultsTest, AnAnswerBeyondTheBufferFails) {
-  Attach();
-  const KeyParams params =
-      With(Without(AesRequest(), Tag::PADDING), {{Tag::PADDING, km::PaddingMode::PKCS7}});
-  km::KeyCreationResult key;
-  ASSERT_TRUE(tee_->importKey(params, km::KeyFormat::RAW, Bytes(16), std::nullopt, &key).isOk());
-  const size_t longest = kTransactionBytes - kParcelOverheadBytes - 24;
-  for (const size_t before : {0, 15}) {
-    km::BeginResult begun;
-    Bytes output = {5};
-    ASSERT_TRUE(tee_->begin(KeyPurpose::ENCRYPT, key.keyBlob, params, std::nullopt, &begun).isOk());
-    ASSERT_TRUE(begun.operation->update(Bytes(before), std::nullopt, std::nullopt, &output).isOk());
-    const ndk::ScopedAStatus status = begun.operation->finish(
-        Bytes(longest), std::nullopt, std::nullopt, std::nullopt, std::nullopt, &output);
-    EXPECT_EQ(status.getStatus(), before == 0 ? STATUS_OK : STATUS_FAILED_TRANSACTION);
-    EXPECT_EQ(output.size(), before == 0 ? (longest / 16 + 1) * 16 : 0);
+TEST_F(FaultsTest, ATransactionBeyondTheBufferFails) {
+  constexpr size_t kHeads = 64;  // of the structures around the bytes, at most
+  constexpr size_t kFits = kTransactionBytes - kParcelOverheadBytes - kHeads;
+  struct Case {
+    size_t request;
+    size_t answer;
+    bool reaches;
+    bool comes_back;
+  };
+  for (const Case& c : {Case{kFits, kFits, true, true}, Case{kTransactionBytes, 5, false, false},
+                        Case{5, kTransactionBytes, true, false}}) {
+    const auto service = ndk::SharedRefBase::make<Answerer>();
+    service->answer_bytes = c.answer;
+    const auto channel = std::dynamic_pointer_cast<ss::ISharedSecret>(
+        Connect(service, {std::make_shared<FaultTable>(), "default", "sharedsecret", 1, -1}));
+    Bytes output = {7};
+    const ndk::ScopedAStatus status =
+        channel->computeSharedSecret({{Bytes(c.request), Bytes()}}, &output);
+    EXPECT_EQ(status.getStatus(), c.comes_back ? STATUS_OK : STATUS_FAILED_TRANSACTION);
+    EXPECT_EQ(service->calls, c.reaches ? 1 : 0) << "a request too large never reaches the device";
+    EXPECT_EQ(output.size(), c.comes_back ? c.answer : 1);
   }
 }
 

@@ -36,11 +36,18 @@ std::string Request(const std::string& command) {
   return Word(1) + Word(static_cast<int32_t>(command.size())) + command;
 }
 
+ModemFaults Faults(const std::vector<std::string>& names) {
+  ModemFaults faults;
+  std::string error;
+  for (const std::string& name : names) EXPECT_TRUE(ParseModemFault(name, &faults, &error));
+  return faults;
+}
+
 ModemSettings Settings(const std::vector<std::string>& faults = {}) {
   ModemSettings settings = {kImei, "490154203237526", "99000012345678", {}};
-  settings.late_by = milliseconds{300};
-  std::string error;
-  for (const std::string& fault : faults) EXPECT_TRUE(SetModemFault(&settings, fault, &error));
+  settings.faults = [faults] { return Faults(faults); };
+  settings.request_limit = milliseconds{100};
+  settings.segment_pause = milliseconds{20};
   return settings;
 }
 
@@ -72,17 +79,18 @@ class Modem : public ::testing::Test {
 TEST_F(Modem, AnAnswerIsWhatTheFaultsMakeOfIt) {
   const std::tuple<std::vector<std::string>, const char*, const char*> rows[] = {
       {{}, "TCATSEND,1,AT+CGSN", "ERROR"},
-      {{"modem:echo"}, kEgmr, "AT+EGMR=0,10\r\n+EGMR: \"490154203237526\""},
-      {{"modem:trailing-ok"}, kCgsn, "490154203237518\r\nOK\r\n"},
-      {{"modem:trailing-ok"}, "AT", "ERROR"},
-      {{"modem:quoted"}, kMeid, "\"99000012345678\""},
-      {{"modem:unquoted"}, kEgmr, "+EGMR: 490154203237526"},
-      {{"modem:too-long", "modem:quoted"}, kCgsn, "\"4901542032375180\""},
+      {{"echo"}, kEgmr, "AT+EGMR=0,10\r\n+EGMR: \"490154203237526\""},
+      {{"trailing-ok"}, kCgsn, "490154203237518\r\nOK\r\n"},
+      {{"trailing-ok"}, "AT", "ERROR"},
+      {{"quoted"}, kMeid, "\"99000012345678\""},
+      {{"unquoted"}, kEgmr, "+EGMR: 490154203237526"},
+      {{"too-long", "quoted"}, kCgsn, "\"4901542032375180\""},
   };
   for (const auto& [faults, command, answer] : rows) {
-    EXPECT_EQ(ModemAnswer(Settings(faults), command), answer);
+    EXPECT_EQ(ModemAnswer(Settings(), Faults(faults), command), answer);
   }
-  for (const char* command : {kCgsn, kEgmr, kMeid}) EXPECT_EQ(ModemAnswer({}, command), "ERROR");
+  for (const char* command : {kCgsn, kEgmr, kMeid})
+    EXPECT_EQ(ModemAnswer({}, {}, command), "ERROR");
 }
 
 TEST_F(Modem, ARequestIsTakenWholeOrRefusedWithTheReason) {
@@ -92,7 +100,7 @@ TEST_F(Modem, ARequestIsTakenWholeOrRefusedWithTheReason) {
       {Request(longest + "A"), "the length word is 1025, not 1 to 1024"},
       {Request(""), "the length word is 0, not 1 to 1024"},
       {Word(1) + Word(-1), "the length word is -1, not 1 to 1024"},
-      {std::string("\0\0\0\1", 4), "the count word is 16777216, not 1"},
+      {std::string("\0\0\0\1", 4) + Word(1) + "A", "the count word is 16777216, not 1"},
       {Request("AT\r"), "the command has bytes that are not printable ASCII"},
       {Request("AT") + "+", "bytes follow the command"},
       {Request("AT").substr(0, 9), "incomplete after 9 bytes"},
@@ -105,23 +113,34 @@ TEST_F(Modem, ARequestIsTakenWholeOrRefusedWithTheReason) {
   }
 }
 
+// Else the client would meet a broken connection instead of its end.
+TEST_F(Modem, ARefusedRequestIsReadAsFarAsItAnnouncesItself) {
+  Start(Settings());
+  const unique_fd fd = Send(Word(1) + Word(3000) + std::string(2999, '\r'));
+  pollfd closed = {fd.get(), POLLIN, 0};
+  EXPECT_EQ(poll(&closed, 1, 20), 0) << "a byte is to come";
+  EXPECT_EQ(send(fd.get(), "A", 1, MSG_NOSIGNAL), 1);
+  char byte;
+  EXPECT_EQ(recv(fd.get(), &byte, 1, 0), 0) << strerror(errno);
+}
+
 TEST_F(Modem, FaultsOfTimingActOnTheConnection) {
-  Start(Settings({"modem:split", "modem:late"}));
+  Start(Settings({"split", "delay=0.25"}));
   const auto start = std::chrono::steady_clock::now();
   const unique_fd fd = Send(Request(kCgsn));
   EXPECT_EQ(Receive(fd), "4901542");
-  EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds{300});
+  EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds{250});
   EXPECT_EQ(Receive(fd), "03237518");
 }
 
 TEST_F(Modem, ASilentDaemonKeepsAClientUntilItGoesOrTheDaemonStops) {
-  Start(Settings({"modem:silent"}));
+  Start(Settings({"silent"}));
   const unique_fd fd = Send(Request(kCgsn));
   pollfd closed = {fd.get(), POLLRDHUP, 0};
-  EXPECT_EQ(poll(&closed, 1, 200), 0);
+  EXPECT_EQ(poll(&closed, 1, 100), 0);
   daemon_.Stop();
   EXPECT_EQ(Receive(fd), "");
-  Start(Settings({"modem:silent"}));
+  Start(Settings({"silent"}));
   Send(Request(kCgsn)).reset();
   EXPECT_EQ(Receive(Send(Word(2))), "") << "the next one is read, and refused";
 }
@@ -136,9 +155,10 @@ TEST_F(Modem, StartingReplacesADeadSocketByAPrivateOneAndNothingElse) {
 
   std::ofstream("/dev/socket/file") << "kept";
   for (const auto& [path, reason] : std::map<std::string, std::string>{
-           {std::string(108, 's'), "1 to 107 bytes"},
-           {"/dev/socket/file", "there is a file that is no socket at /dev/socket/file"},
-           {kAddress.sun_path, "another daemon listens at /dev/socket/rild-oem"}}) {
+           {"/dev/socket/" + std::string(108, 's'), "is not a name for a socket"},
+           {"/dev/gone/socket", "cannot look at /dev/gone/: No such file or directory"},
+           {"/dev/socket/file", "a file that is not a socket is at /dev/socket/file"},
+           {kAddress.sun_path, "another daemon listens on /dev/socket/rild-oem"}}) {
     std::string error;
     EXPECT_FALSE(ModemDaemon().Start(path, Settings(), &error));
     EXPECT_THAT(error, ::testing::HasSubstr(reason));

@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "sim/base/files.h"
 #include "tests/support/run_program.h"
+#include "tests/support/temp_folder.h"
 
 namespace orx_sim {
 namespace {
@@ -17,22 +17,20 @@ namespace {
 namespace fs = std::filesystem;
 using orx_test::ProgramResult;
 using ::testing::AllOf;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 using Words = std::vector<std::string>;
 
 class OrxSimTest : public ::testing::Test {
  protected:
-  OrxSimTest() {
-    std::string pattern = ::testing::TempDir() + "/orx-sim-test.XXXXXX";
-    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = fs::canonical(pattern);
+  OrxSimTest() : folder_(fs::canonical(temp_folder_.path())) {
     fs::create_directory(folder_ + "/tmp");
     fs::create_directory(folder_ + "/run");
   }
-  ~OrxSimTest() override { RemoveTree(folder_); }
 
-  // Runs a program in the folder "work". Nothing may stay in the folder for temporary files.
+  // Runs a program in the folder "run". Nothing may stay in the folder for temporary files.
   ProgramResult Run(const Words& words) {
     Words argv = {"env", "-C", folder_ + "/run", "TMPDIR=" + folder_ + "/tmp"};
     argv.insert(argv.end(), words.begin(), words.end());
@@ -55,7 +53,8 @@ class OrxSimTest : public ::testing::Test {
     return OrxSim(words);
   }
 
-  std::string folder_;
+  const orx_test::TempFolder temp_folder_;
+  const std::string folder_;
 };
 
 TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
@@ -71,10 +70,13 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
       {{"run", "--device", "../gone", "true"}, 125, "/gone: No such file or directory"},
       {{"run", "--device", "../tmp", "true"}, 125, "not a simulated device"},
       {{"run", "--profile", "none", "true"}, 125, "there is no profile \"none\""},
-      {{"run", "--fault", "begin", "true"}, 2, "fault \"begin\""},
-      {{"run", "-q"}, 2, "run needs a command"},
-      {{"run", "--devil", "a"}, 2, "unrecognized option '--devil'"},
+      {{"run", "--fault", "begin", "true"}, 125, "fault \"begin\""},
+      {{"run", "-q"}, 125, "run needs a command"},
+      {{"run", "--devil", "a"}, 125, "unrecognized option '--devil'"},
       {{"new", folder_}, 1, "not empty"},
+      {{"new"}, 2, "new needs one folder"},
+      {{"new", "--devil"}, 2, "unrecognized option '--devil'"},
+      {{"faults", "all"}, 2, "faults takes no argument"},
       {{"set", "../gone", "modem=no"}, 1, "No such file"},
       {{"info"}, 2, "info needs one folder"},
       {{"start"}, 2, "there is no command \"start\""},
@@ -86,8 +88,11 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
     EXPECT_THAT(result.err, AllOf(StartsWith("orx-sim: "), HasSubstr(c.reason)));
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
   }
-  EXPECT_EQ(Run({"env", "PATH=" + folder_, ORX_SIM_PROGRAM, "run", "-q", "/bin/true"}).err,
-            "orx-sim: bwrap: No such file or directory; the package bubblewrap has it\n");
+  EXPECT_EQ(Run({"env", "PATH=" + folder_, ORX_SIM_PROGRAM, "run", "/bin/true"}).err,
+            "orx-sim: bwrap: No such file or directory; proot: No such file or directory; install "
+            "bubblewrap where user namespaces are allowed, or proot where ptrace(2) is\n");
+  EXPECT_THAT(Run({"env", "TMPDIR=/gone", ORX_SIM_PROGRAM, "run", "true"}).err,
+              HasSubstr("temporary files, /gone: "));
 }
 
 TEST_F(OrxSimTest, CommandKeepsItsSurroundingsAndItsExitCode) {
@@ -110,8 +115,14 @@ TEST_F(OrxSimTest, DeviceStaysWhatItIsFromRunToRun) {
   EXPECT_EQ(RunInside("echo 1 >/mnt/vendor/persist/security/file", device).exit_code, 0);
   EXPECT_EQ(RunInside("cat /mnt/vendor/persist/security/file", device).out, "1\n");
   EXPECT_EQ(RunInside("ls /mnt/vendor/persist/security").out, "") << "another device";
-  ASSERT_EQ(OrxSim({"set", folder_ + "/device", "os-patch-level=203001"}).exit_code, 0);
-  EXPECT_THAT(RunInside(std::string(ORX_SIM_PROGRAM) + " info", device).out, HasSubstr("203001"));
+  fs::create_directory_symlink("device", folder_ + "/link");
+  ASSERT_EQ(OrxSim({"set", folder_ + "/link", "os-patch-level=203002", "os-patch-level=203001"})
+                .exit_code,
+            0);
+  const Words link = {"--device", folder_ + "/link"};
+  EXPECT_THAT(RunInside(std::string(ORX_SIM_PROGRAM) + " info", link).out,
+              AllOf(HasSubstr("203001"), Not(HasSubstr("203002"))))
+      << "the last of two settings wins";
 }
 
 TEST_F(OrxSimTest, ProgramsSeeServicesAndPropertiesFromTheFirstCall) {
@@ -136,6 +147,107 @@ TEST_F(OrxSimTest, EachRunHasItsOwnModem) {
       Run({"sh", "-c", run + run + "true && " + run + "test -S /dev/socket/rild-oem"}).exit_code,
       0);
   EXPECT_EQ(RunInside("ls /dev/socket", {"--profile", "bare"}).out, "");
+}
+
+TEST_F(OrxSimTest, WorksWhereThereAreNoUserNamespaces) {
+  const auto run = [&](const std::string& options, const std::string& script) {
+    return Run({"unshare", "-U", "-r", "sh", "-c",
+                "echo 0 >/proc/sys/user/max_user_namespaces && export ASAN_OPTIONS=detect_leaks=0 "
+                "&& exec setpriv --bounding-set=-all --inh-caps=-all " ORX_SIM_PROGRAM " run " +
+                    options + " -- sh -c '" + script + "'"});
+  };
+  const ProgramResult result = run("",
+                                   "cat; echo 1 >/mnt/vendor/persist/security/file; "
+                                   "test -S /dev/socket/rild-oem; kill -TERM $$");
+  EXPECT_EQ(result.exit_code, 128 + 15);
+  EXPECT_EQ(result.out, "from standard input");
+  EXPECT_THAT(result.err, AllOf(StartsWith("orx-sim: simulated device, profile dual-sim, thrown "
+                                           "away afterwards; in proot (bwrap: "),
+                                EndsWith(")\n")));
+  EXPECT_EQ(run("-q", "exit 5").err, "");
+  EXPECT_THAT(run("--fault persist:read-only", "").err, HasSubstr("proot cannot make a folder"));
+}
+
+TEST_F(OrxSimTest, TerminalsOpenAndDevicesAreThere) {
+  EXPECT_EQ(
+      RunInside("script -qec 'test -t 0 && tty >/dev/null && echo terminal' /dev/null </dev/null")
+          .out,
+      "terminal\r\n");
+  EXPECT_EQ(RunInside("head -c 3 /dev/zero | wc -c; echo 1 >/dev/null; echo x >/dev/shm/$$ && "
+                      "rm /dev/shm/$$ && echo shared")
+                .out,
+            "3\nshared\n");
+}
+
+TEST_F(OrxSimTest, FaultsOfFilesShowInThePersistFolderAlone) {
+  struct Case {
+    const char* fault;
+    int exit_code;
+    const char* shown;
+  };
+  const Case cases[] = {
+      {"write:ENOSPC", 0, "No space left on device"},
+      {"write:ENOSPC@2", 0, ""},
+      {"fsync:EIO@1", 0, "fsync failed for 'file': Input/output error"},
+      {"open:EROFS", 1, "failed to open 'file': Read-only file system"},
+      {"unlink:EACCES", 1, "cannot remove 'file': Permission denied"},
+      {"persist:read-only", 1, "failed to open 'file': Read-only file system"},
+      {"persist:missing", 9, ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.fault);
+    const ProgramResult result =
+        RunInside("cd /mnt/vendor/persist/security 2>/dev/null || exit 9; echo 1 >" + folder_ +
+                      "/run/outside && printf 1 | dd of=file conv=fsync status=none; rm file",
+                  {"--fault", c.fault});
+    EXPECT_EQ(result.exit_code, c.exit_code);
+    EXPECT_THAT(result.err, HasSubstr(c.shown));
+    const bool never = c.fault == std::string("write:ENOSPC@2");
+    EXPECT_EQ(result.err.find("orx-sim: ") != std::string::npos, never) << result.err;
+    EXPECT_THAT(result.err, HasSubstr(never ? "the fault \"write:ENOSPC@2\" never showed" : ""));
+  }
+}
+
+TEST_F(OrxSimTest, EveryFaultIsListedAndSaysWhenItNeverShowed) {
+  const std::string list = OrxSim({"faults"}).out;
+  for (const char* fault : {"outdated", "no-operation", "delay=SECONDS", "meid-letters", "missing",
+                            "fsync", "computeSharedSecret", "service:INSTANCE"}) {
+    EXPECT_THAT(list, HasSubstr(fault));
+  }
+  const std::string probe = ORX_TEST_FOLDER "/sim_probe x/y >/dev/null";
+  EXPECT_EQ(RunInside(probe, {"--fault", "begin:-62", "--fault", "service:default:absent"}).err,
+            "orx-sim: the fault \"begin:-62\" never showed: no call met it\n");
+}
+
+TEST_F(OrxSimTest, TheLogIsShownFromTheFirstLineOn) {
+  const std::string probe = ORX_TEST_FOLDER "/sim_probe log x/y; exit ";
+  EXPECT_THAT(RunInside(probe + "0", {"--log"}).err, HasSubstr("the first line"));
+  EXPECT_EQ(RunInside(probe + "0").err, "");
+  EXPECT_EQ(RunInside(probe + "0", {"--log-on-failure"}).err, "");
+  const ProgramResult failed = RunInside("echo own >&2; " + probe + "3", {"--log-on-failure"});
+  EXPECT_EQ(failed.exit_code, 3);
+  EXPECT_THAT(failed.err, AllOf(StartsWith("own\n"), HasSubstr("the first line")));
+}
+
+TEST_F(OrxSimTest, ALongFolderForTemporaryFilesWillDo) {
+  const std::string tmp = folder_ + "/" + std::string(120, 't');
+  fs::create_directory(tmp);
+  EXPECT_EQ(Run({"env", "TMPDIR=" + tmp, ORX_SIM_PROGRAM, "run", "-q", "--", "test", "-S",
+                 "/dev/socket/rild-oem"})
+                .exit_code,
+            0);
+}
+
+TEST_F(OrxSimTest, AKilledRunLeavesNothing) {
+  // The cleaner needs a moment; what it could not remove, the next run does.
+  const std::string killed = ORX_SIM_PROGRAM
+      " run -q -- sh -c 'read -r _ _ _ sim _ </proc/$PPID/stat; "
+      "kill -KILL $sim; sleep 5'; "
+      "for i in $(seq 100); do ls $TMPDIR | grep -q . || exit 4; sleep 0.05; done";
+  EXPECT_EQ(Run({"sh", "-c", killed}).exit_code, 4);
+  fs::create_directory(folder_ + "/tmp/orx-sim-run.000000");
+  std::ofstream(folder_ + "/tmp/orx-sim-run.000000/lock") << "";
+  EXPECT_EQ(RunInside("exit 3").exit_code, 3);
 }
 
 TEST_F(OrxSimTest, SignalsReachTheCommandAndNothingIsLeftBehind) {

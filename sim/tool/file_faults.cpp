@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/tool/file_faults.h"
+
+#include <android-base/file.h>
+#include <android-base/macros.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <poll.h>
+#include <stddef.h>
+#include <string.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <filesystem>
+#include <utility>
+
+namespace orx_sim {
+namespace {
+
+namespace fs = std::filesystem;
+using android::base::unique_fd;
+
+#if defined(__x86_64__)
+constexpr uint32_t kArchitecture = AUDIT_ARCH_X86_64;
+#elif defined(__aarch64__)
+constexpr uint32_t kArchitecture = AUDIT_ARCH_AARCH64;
+#else
+#error "no architecture whose system calls are known"
+#endif
+
+constexpr int kNone = -1;
+
+// SystemCall is a system call, the one of FileCalls() that it is, and which of its arguments are
+// the path, the descriptor (with a path, that of the folder where it starts) and open(2)'s flags.
+struct SystemCall {
+  int number;
+  const char* call;
+  int path = kNone;
+  int descriptor = kNone;
+  int flags = kNone;
+};
+constexpr SystemCall kSystemCalls[] = {
+    {SYS_openat, "open", 1, 0, 2},      {SYS_read, "read", kNone, 0},
+    {SYS_pread64, "read", kNone, 0},    {SYS_readv, "read", kNone, 0},
+    {SYS_write, "write", kNone, 0},     {SYS_pwrite64, "write", kNone, 0},
+    {SYS_writev, "write", kNone, 0},    {SYS_fsync, "fsync", kNone, 0},
+    {SYS_fdatasync, "fsync", kNone, 0}, {SYS_unlinkat, "unlink", 1, 0},
+#if defined(__x86_64__)
+    {SYS_open, "open", 0, kNone, 1},    {SYS_creat, "open", 0},
+    {SYS_unlink, "unlink", 0},
+#endif
+};
+
+const SystemCall* Find(int number) {
+  const auto* const found =
+      std::find_if(std::begin(kSystemCalls), std::end(kSystemCalls),
+                   [number](const SystemCall& row) { return row.number == number; });
+  return found == std::end(kSystemCalls) ? nullptr : found;
+}
+
+std::vector<sock_filter> Filter() {
+  std::vector<sock_filter> filter = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kArchitecture, 1, 0),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+  for (const SystemCall& row : kSystemCalls) {
+    filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(row.number), 0, 1));
+    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF));
+  }
+  filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+  return filter;
+}
+
+// Reads a path out of a process. A page that is not there may follow its end.
+std::string PathAt(pid_t pid, uint64_t address) {
+  constexpr size_t kPage = 4096;
+  std::string path;
+  while (path.size() < PATH_MAX) {
+    char part[kPage];
+    const size_t length = kPage - (address + path.size()) % kPage;
+    const iovec to = {part, length};
+    const iovec from = {reinterpret_cast<void*>(address + path.size()), length};
+    const ssize_t got = process_vm_readv(pid, &to, 1, &from, 1, 0);
+    if (got <= 0) return "";
+    const size_t text = strnlen(part, static_cast<size_t>(got));
+    path.append(part, text);
+    if (text < static_cast<size_t>(got)) return path;
+  }
+  return "";
+}
+
+std::string Link(pid_t pid, const std::string& name) {
+  std::string target;
+  return android::base::Readlink("/proc/" + std::to_string(pid) + "/" + name, &target) ? target
+                                                                                       : "";
+}
+
+// The path of the file that a call is about, as its process sees it.
+std::string FileOf(const seccomp_notif& question, const SystemCall& row) {
+  const auto pid = static_cast<pid_t>(question.pid);
+  const int descriptor =
+      row.descriptor == kNone ? AT_FDCWD : static_cast<int>(question.data.args[row.descriptor]);
+  const std::string start = descriptor == AT_FDCWD ? "cwd" : "fd/" + std::to_string(descriptor);
+  if (row.path == kNone) return Link(pid, start);
+  const fs::path path = PathAt(pid, question.data.args[row.path]);
+  return path.is_absolute() ? path.lexically_normal()
+                            : (fs::path(Link(pid, start)) / path).lexically_normal();
+}
+
+bool Changes(const seccomp_notif& question, const SystemCall& row) {
+  if (row.flags == kNone) return row.call != std::string("read");
+  const auto flags = static_cast<int>(question.data.args[row.flags]);
+  return (flags & O_ACCMODE) != O_RDONLY || (flags & (O_CREAT | O_TRUNC)) != 0;
+}
+
+bool IsBelow(const std::string& file, const std::string& folder) {
+  return file.size() > folder.size() && file[folder.size()] == '/' &&
+         file.compare(0, folder.size(), folder) == 0;
+}
+
+}  // namespace
+
+unique_fd FilterFileCalls() {
+  std::vector<sock_filter> filter = Filter();
+  const sock_fprog program = {static_cast<unsigned short>(filter.size()), filter.data()};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return unique_fd();
+  return unique_fd(static_cast<int>(
+      syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program)));
+}
+
+FileFaults::FileFaults(unique_fd questions, FaultTable* faults, std::vector<std::string> folders)
+    : questions_(std::move(questions)),
+      stop_(eventfd(0, EFD_CLOEXEC)),
+      faults_(faults),
+      folders_(std::move(folders)),
+      thread_([this] { Serve(); }) {}
+
+FileFaults::~FileFaults() {
+  eventfd_write(stop_.get(), 1);
+  thread_.join();
+}
+
+void FileFaults::Serve() const {
+  for (;;) {
+    pollfd fds[] = {{stop_.get(), POLLIN, 0}, {questions_.get(), POLLIN, 0}};
+    if (TEMP_FAILURE_RETRY(poll(fds, 2, -1)) < 0 || fds[0].revents != 0) return;
+    if ((fds[1].revents & POLLIN) == 0) return;  // nobody is left who could ask
+    AnswerOne();
+  }
+}
+
+void FileFaults::AnswerOne() const {
+  seccomp_notif question{};
+  if (ioctl(questions_.get(), SECCOMP_IOCTL_NOTIF_RECV, &question) != 0) return;
+  seccomp_notif_resp answer{};
+  answer.id = question.id;
+  answer.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
+  if (const SystemCall* const row = Find(question.data.nr)) {
+    const std::string file = FileOf(question, *row);
+    const bool ours = std::any_of(folders_.begin(), folders_.end(),
+                                  [&file](const auto& folder) { return IsBelow(file, folder); });
+    const int error_number = ours ? faults_->OnFileCall(row->call, Changes(question, *row)) : 0;
+    if (error_number != 0) {
+      answer.flags = 0;
+      answer.error = -error_number;
+    }
+  }
+  ioctl(questions_.get(), SECCOMP_IOCTL_NOTIF_SEND, &answer);
+}
+
+}  // namespace orx_sim

@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sim/tool/launch.h"
+
+#include <android-base/cmsg.h>
+#include <android-base/file.h>
+#include <android-base/macros.h>
+#include <android-base/parseint.h>
+#include <android-base/strings.h>
+#include <android-base/unique_fd.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "sim/base/files.h"
+#include "sim/tool/file_faults.h"
+
+namespace orx_sim {
+namespace {
+
+namespace fs = std::filesystem;
+using android::base::unique_fd;
+
+// The signals that end a program. The command decides what they do; orx-sim and the sandbox live on
+// until it has ended, so that nothing is left behind.
+constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+
+sigset_t Signals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGCHLD);
+  for (const int number : kEndingSignals) sigaddset(&signals, number);
+  return signals;
+}
+
+// What BecomeCommand is told beside the numbers.
+constexpr char kFilter[] = "filter";  // the file calls
+constexpr char kWait[] = "wait";      // for the command, to tell which signal ended it
+constexpr char kNothing[] = "-";
+
+sigset_t mask_before;  // of this process, which the command gets back
+
+int Fail(const std::string& reason) {
+  fprintf(stderr, "orx-sim: %s\n", reason.c_str());
+  return kExitRunFailed;
+}
+
+// The signals that were ignored when orx-sim was started, as nohup(1) does, stay so for the
+// command.
+std::string IgnoredSignals() {
+  std::string ignored;
+  for (const int number : kEndingSignals) {
+    struct sigaction action {};
+    sigaction(number, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) ignored += std::to_string(number) + ",";
+  }
+  return ignored;
+}
+
+// What this process and BecomeCommand share. Standard error is the command's alone: what the
+// sandbox itself says is kept, to be the reason when it fails.
+struct Wires {
+  unique_fd control;        // this process's end
+  unique_fd command_end;    // the command's
+  unique_fd said;           // gets what the sandbox says
+  unique_fd command_error;  // the standard error of the command; invalid if there is none
+
+  bool Make() {
+    command_error.reset(fcntl(STDERR_FILENO, F_DUPFD, 3));
+    said.reset(memfd_create("sandbox", MFD_CLOEXEC));
+    if (!said.ok() ||
+        !android::base::Socketpair(AF_UNIX, SOCK_SEQPACKET, 0, &control, &command_end)) {
+      return false;
+    }
+    return fcntl(control.get(), F_SETFD, FD_CLOEXEC) == 0;
+  }
+};
+
+std::vector<std::string> Arguments(const Sandbox& sandbox, const Launch& launch,
+                                   const Wires& wires) {
+  std::vector<std::string> arguments = sandbox.arguments(launch.placements);
+  std::error_code error;
+  const std::string self = fs::read_symlink("/proc/self/exe", error);
+  for (const std::string& argument :
+       std::vector<std::string>{self, kBecomeCommand, std::to_string(wires.command_end.get()),
+                                std::to_string(wires.command_error.get()), IgnoredSignals(),
+                                launch.faults->HasFileFaults() ? kFilter : kNothing,
+                                sandbox.hides_signals ? kWait : kNothing}) {
+    arguments.push_back(argument);
+  }
+  arguments.insert(arguments.end(), launch.command.begin(), launch.command.end());
+  return arguments;
+}
+
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+pid_t StartSandbox(const Sandbox& sandbox, const Launch& launch, const Wires& wires) {
+  std::vector<std::string> arguments = Arguments(sandbox, launch, wires);
+  const std::vector<char*> argv = Pointers(arguments);
+  const pid_t pid = fork();
+  if (pid != 0) return pid;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  dup2(wires.said.get(), STDERR_FILENO);
+  for (const int number : kEndingSignals) signal(number, SIG_IGN);
+  sigprocmask(SIG_SETMASK, &mask_before, nullptr);
+  execvp(argv[0], argv.data());
+  fprintf(stderr, "%s: %s\n", argv[0], strerror(errno));
+  _exit(kExitRunFailed);
+}
+
+int ExitCode(int status) {
+  return WIFSIGNALED(status) ? kExitSignal + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// Waits for the sandbox and passes signals on meanwhile. Those that the terminal sends reach the
+// command without help.
+int WaitForSandbox(pid_t sandbox, pid_t command) {
+  const sigset_t signals = Signals();
+  int status = 0;
+  while (waitpid(sandbox, &status, WNOHANG) == 0) {
+    siginfo_t signal{};
+    if (sigwaitinfo(&signals, &signal) < 0 || signal.si_signo == SIGCHLD) continue;
+    if (signal.si_code != SI_KERNEL && command > 0) kill(command, signal.si_signo);
+  }
+  return ExitCode(status);
+}
+
+// The first sentence of what the sandbox said.
+std::string WhatItSaid(const Sandbox& sandbox, const unique_fd& said) {
+  std::string text;
+  lseek(said.get(), 0, SEEK_SET);
+  android::base::ReadFdToString(said.get(), &text);
+  text = text.substr(0, text.find('\n'));
+  text = text.substr(0, text.find(". "));
+  if (text.empty()) return std::string(sandbox.program) + " failed";
+  return android::base::StartsWith(text, sandbox.program) ? text : sandbox.program + (": " + text);
+}
+
+// Runs the command in this sandbox. Returns its exit code, or nothing with the sandbox's reason if
+// the command was never reached.
+std::optional<int> Try(const Sandbox& sandbox, const Launch& launch,
+                       const std::string& why_not_better, std::string* reason) {
+  Wires wires;
+  if (!wires.Make()) return Fail(Reason("socketpair"));
+  const pid_t pid = StartSandbox(sandbox, launch, wires);
+  if (pid < 0) return Fail(Reason("fork"));
+  wires.command_end.reset();
+  pid_t command = 0;
+  std::vector<unique_fd> listener;
+  const ssize_t got = android::base::ReceiveFileDescriptorVector(wires.control.get(), &command,
+                                                                 sizeof(command), 1, &listener);
+  std::unique_ptr<FileFaults> file_faults;
+  if (got == sizeof(command)) {
+    if (!listener.empty()) {
+      file_faults = std::make_unique<FileFaults>(std::move(listener[0]), launch.faults,
+                                                 launch.faulty_folders);
+    }
+    launch.announce(sandbox, why_not_better);
+  }
+  wires.control.reset();  // lets the command begin
+  const int exit_code = WaitForSandbox(pid, command);
+  if (got == sizeof(command)) return exit_code;
+  *reason = WhatItSaid(sandbox, wires.said);
+  return std::nullopt;
+}
+
+// execvp() answers EACCES too when it may not look into a folder of PATH.
+int WhyNotExecuted(const std::string& command, int reason) {
+  if (reason != EACCES || command.find('/') != std::string::npos) return reason;
+  const char* const path = getenv("PATH");
+  for (const std::string& folder : android::base::Split(path == nullptr ? "" : path, ":")) {
+    if (access((folder + "/" + command).c_str(), F_OK) == 0) return reason;
+  }
+  return ENOENT;
+}
+
+// Tells RunInSandbox that the command is reached, and waits for its consent.
+bool Report(int control, bool filter) {
+  const pid_t pid = getpid();
+  ssize_t sent = -1;
+  if (filter) {
+    const unique_fd listener = FilterFileCalls();
+    if (!listener.ok()) {
+      fprintf(stderr, "%s\n", Reason("faults of file calls need seccomp_unotify(2)").c_str());
+      return false;
+    }
+    sent = android::base::SendFileDescriptors(control, &pid, sizeof(pid), listener.get());
+  } else {
+    sent = send(control, &pid, sizeof(pid), MSG_NOSIGNAL);
+  }
+  char byte;
+  return sent == sizeof(pid) && TEMP_FAILURE_RETRY(recv(control, &byte, sizeof(byte), 0)) == 0;
+}
+
+}  // namespace
+
+void HoldSignals() {
+  const sigset_t signals = Signals();
+  sigprocmask(SIG_BLOCK, &signals, &mask_before);
+}
+
+int RunInSandbox(const Launch& launch) {
+  const bool needs_read_only =
+      std::any_of(launch.placements.begin(), launch.placements.end(),
+                  [](const Placement& placement) { return placement.read_only; });
+  std::string reasons;
+  for (const Sandbox& sandbox : Sandboxes()) {
+    std::string reason = std::string(sandbox.program) + " cannot make a folder read-only";
+    if (!needs_read_only || sandbox.makes_read_only) {
+      const std::optional<int> exit_code = Try(sandbox, launch, reasons, &reason);
+      if (exit_code) return *exit_code;
+    }
+    reasons += (reasons.empty() ? "" : "; ") + reason;
+  }
+  return Fail(
+      reasons +
+      "; install bubblewrap where user namespaces are allowed, or proot where ptrace(2) is");
+}
+
+int BecomeCommand(int argc, char** argv) {
+  int control = -1;
+  int command_error = -1;
+  if (argc < 6 || !android::base::ParseInt(argv[0], &control, 0) ||
+      !android::base::ParseInt(argv[1], &command_error)) {
+    return kExitRunFailed;
+  }
+  const pid_t child = argv[4] == std::string(kWait) ? fork() : 0;
+  if (child < 0) return kExitRunFailed;
+  if (child > 0) {
+    close(control);
+    int status = 0;
+    TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
+    return ExitCode(status);
+  }
+  const std::vector<std::string> ignored = android::base::Split(argv[2], ",");
+  for (const int number : kEndingSignals) {
+    const bool stays = std::count(ignored.begin(), ignored.end(), std::to_string(number)) != 0;
+    signal(number, stays ? SIG_IGN : SIG_DFL);
+  }
+  if (!Report(control, argv[3] == std::string(kFilter))) return kExitRunFailed;
+  close(control);
+  close(STDERR_FILENO);
+  if (command_error >= 0) dup2(command_error, STDERR_FILENO);
+  close(command_error);
+  execvp(argv[5], argv + 5);
+  const int reason = WhyNotExecuted(argv[5], errno);
+  fprintf(stderr, "orx-sim: %s: %s\n", argv[5], strerror(reason));
+  return reason == ENOENT ? kExitNotFound : kExitNotExecutable;
+}
+
+}  // namespace orx_sim
