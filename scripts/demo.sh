@@ -3,7 +3,7 @@
 # Shows the main job on a simulated device. Run it through ./dev demo.
 set -euo pipefail
 
-bin=$PWD/${1:?usage: tools/demo.sh BUILD_FOLDER}/bin
+bin=$PWD/${1:?usage: scripts/demo.sh BUILD_FOLDER}/bin
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 device=$work/device

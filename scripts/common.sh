@@ -1,0 +1,47 @@
+# SPDX-License-Identifier: Apache-2.0
+# What ./dev and the scripts beside this one share. Sourced from the top of the tree.
+
+step() { printf '\n== %s\n' "$*"; }
+die() { printf 'dev: %s\n' "$*" >&2; exit 1; }
+
+# Runs a command as root; dies with what to run instead where that cannot be.
+as_root() {
+  if [[ $EUID -eq 0 ]]; then
+    "$@"
+  elif command -v sudo >/dev/null && { sudo -n true 2>/dev/null || [[ -t 0 ]]; }; then
+    sudo "$@"
+  else
+    die "packages are missing; as root run: apt-get update && apt-get install -y ${missing% }"
+  fi
+}
+
+# Installs what packages.txt lists and the machine has not.
+install_packages() {
+  local missing='' package
+  command -v dpkg-query >/dev/null || die "needs Debian 12: dpkg-query is not here"
+  while read -r package; do
+    [[ -z $package || $package == \#* ]] && continue
+    dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed ||
+      missing+="$package "
+  done <packages.txt
+  [[ -z $missing ]] && return
+  step "Installing ${missing% }"
+  as_root apt-get update -q
+  # shellcheck disable=SC2086  # one word a package
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing
+}
+
+build() {  # build PRESET [TARGET...]
+  local preset=$1
+  shift
+  step "Building ($preset)"
+  cmake --preset "$preset" --log-level=WARNING >/dev/null
+  cmake --build --preset "$preset" ${1:+--target "$@"}
+}
+
+sources() { git ls-files -co --exclude-standard -- '*.cpp' '*.h' '*.c'; }
+
+check_format() {
+  step "Checking the format"
+  sources | xargs clang-format --dry-run -Werror
+}

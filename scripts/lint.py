@@ -1,0 +1,111 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Runs clang-tidy over every source that the asan preset compiles, the ones changed last first.
+
+usage: lint.py [--seconds N]
+
+A source that was clean and of which nothing has changed since (itself, a header that it includes, its
+compiler options, the checks) is not looked at again. With --seconds no further source is begun
+after that time; how many are left is said. Build the asan preset first.
+"""
+import argparse
+import concurrent.futures
+import hashlib
+import json
+import os
+import subprocess
+import sys
+import time
+
+BUILD = "build/asan"
+CLEAN = "build/lint"  # an empty file for each state of a source that was found clean
+
+
+def output(*command):
+    return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout
+
+
+def digest_of_file(path, known={}):
+    if path not in known:
+        with open(path, "rb") as file:
+            known[path] = hashlib.sha256(file.read()).digest()
+    return known[path]
+
+
+def dependencies():
+    """Maps each object file to the files that it was made from."""
+    result, current = {}, None
+    for line in output("ninja", "-C", BUILD, "-t", "deps").splitlines():
+        if line.startswith("    "):
+            current.append(os.path.normpath(os.path.join(BUILD, line.strip())))
+        elif ": #deps" in line:
+            current = result.setdefault(line.split(": #deps")[0], [])
+    return result
+
+
+def state(entry, files):
+    digest = hashlib.sha256(output("clang-tidy", "--version").encode() + entry["command"].encode())
+    for path in sorted(set(files)) + [".clang-tidy"]:
+        digest.update(digest_of_file(path))
+    return digest.hexdigest()
+
+
+def newest_first():
+    """Ranks the files by the commit that touched them last; what is not committed comes first."""
+    changed = output("git", "ls-files", "-mo", "--exclude-standard").splitlines()
+    committed = output("git", "log", "-n", "200", "--format=", "--name-only").splitlines()
+    return {path: rank for rank, path in reversed(list(enumerate(changed + committed)))}
+
+
+def main():
+    options = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    options.add_argument("--seconds", type=float, default=float("inf"))
+    deadline = time.monotonic() + options.parse_args().seconds
+    os.chdir(output("git", "rev-parse", "--show-toplevel").strip())
+    os.makedirs(CLEAN, exist_ok=True)
+
+    deps, ranks, waiting, known_clean = dependencies(), newest_first(), [], 0
+    with open(f"{BUILD}/compile_commands.json", encoding="utf-8") as commands:
+        for entry in json.load(commands):
+            source = os.path.relpath(entry["file"])
+            if source.startswith("build/") or not source.endswith(".cpp"):
+                continue
+            made_from = deps.get(entry["output"] if "output" in entry else entry["command"].split(" -o ")[1].split()[0])
+            if made_from is None:
+                sys.exit(f"lint: {source} is not built; build the asan preset first")
+            mark = f"{CLEAN}/{state(entry, made_from + [source])}"
+            if os.path.exists(mark):
+                known_clean += 1
+            else:
+                waiting.append((ranks.get(source, len(ranks)), source, mark))
+    waiting.sort()
+
+    def look(job):
+        _, source, mark = job
+        if time.monotonic() > deadline:
+            return None
+        found = subprocess.run(["clang-tidy", "-p", BUILD, "--quiet", source], stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE, text=True)
+        if found.returncode == 0 and not found.stdout.strip():
+            open(mark, "w").close()
+            return ""
+        return found.stdout or found.stderr
+
+    looked, bad = 0, 0
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for (_, source, _), text in zip(waiting, pool.map(look, waiting)):
+            if text is None:
+                continue
+            looked += 1
+            print(f"[{looked}/{len(waiting)}] {source}", flush=True)
+            if text:
+                bad += 1
+                print(text, flush=True)
+    left = len(waiting) - looked
+    print(f"lint: {looked} looked at, {bad} with findings, {known_clean} unchanged since they were clean"
+          + (f", {left} not looked at (./dev lint does)" if left else ""))
+    return 1 if bad else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
