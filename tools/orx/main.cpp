@@ -66,7 +66,8 @@ std::string CheckOperands(const Command& command, const Args& args) {
 std::string ReadSettings(const Args& args, Settings* settings) {
   settings->verbose = args.Has("verbose");
   settings->quiet = args.Has("quiet");
-  settings->json = args.Has("json");
+  settings->json_lines = args.Has("json-lines");
+  settings->json = args.Has("json") || settings->json_lines;
   settings->show_ids = args.Has("show-ids");
   if (!args.Has("timeout")) return "";
   const auto seconds = ParseSeconds(args.Get("timeout"));

@@ -11,20 +11,15 @@ namespace orx_tool {
 namespace km = aidl::android::hardware::security::keymint;
 namespace orx = android::hardware::keymint::ORX;
 
-namespace {
-
 orx::AuthorizationSet AttestKeyParameters(bool with_challenge) {
   orx::AuthorizationSetBuilder builder;
   builder.EcdsaKey(km::EcCurve::P_256).AttestKey();
-  // A challenge asks for a chain to the factory's root; without one the key certifies itself.
   if (with_challenge) {
     builder.AttestationChallenge("orx").AttestationApplicationId("orx");
   }
   builder.SetDefaultValidity();
   return builder;
 }
-
-}  // namespace
 
 bool StrongBoxHasFactoryKeys() {
   char value[PROP_VALUE_MAX] = {};

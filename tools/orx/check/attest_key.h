@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <keymint/authorization_set.h>
+
 #include <cstdint>
 #include <vector>
 
@@ -13,8 +15,12 @@ using CertificateChain = std::vector<std::vector<uint8_t>>;
 // factory (ro.boot.factorysbprov); otherwise its keys are provisioned remotely.
 bool StrongBoxHasFactoryKeys();
 
-// GenerateAttestKey has KeyMint make an attestation key of the kind that the self-tests use, and
-// returns its chain. Returns the KeyMint error code.
+// AttestKeyParameters are those of an attestation key of the kind that the self-tests use. With a
+// challenge it gets a chain to the factory's root; without one it certifies itself.
+android::hardware::keymint::ORX::AuthorizationSet AttestKeyParameters(bool with_challenge);
+
+// GenerateAttestKey has KeyMint make an attestation key and returns its chain. Returns the KeyMint
+// error code.
 int GenerateAttestKey(bool strongbox, CertificateChain* chain);
 
 }  // namespace orx_tool

@@ -1,38 +1,43 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <json/json.h>
-
-#include <functional>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "tools/orx/cli/output.h"
+#include "tools/orx/diagnosis/diagnostics.h"
 
 namespace orx_tool {
 
-enum class Verdict { kPass, kFail, kNotApplicable, kEnvironment };
-
-// VerdictName is "PASS", "FAIL", "N/A" or "ENV".
-const char* VerdictName(Verdict verdict);
-
-// CheckNotes is what a check tells beside its result.
-struct CheckNotes {
-  std::vector<std::string> advice;
-  bool remote_keys = false;  // the instance's attestation keys are provisioned remotely
-};
-
 // Check is one self-test of the library with its arguments.
 struct Check {
-  std::string name;      // "attestation"
-  std::string instance;  // "tee", "strongbox" or "both"
-  // Calls the library; 0 is a pass. What it notes never changes the verdict.
-  std::function<int(CheckNotes* notes)> run;
-  bool looks_at_chain = false;  // a look at an attestation chain can tell more
-  int identifiers = 0;          // how many identifiers it asks the device to attest
+  enum class Kind { kAttestation, kModel, kRkpIds, kRootOfTrust, kSharedSecret };
+
+  Kind kind = Kind::kAttestation;
+  std::string name;                  // "attestation"
+  std::string instance;              // "tee", "strongbox" or "both"
+  uint32_t id_mask = 0;              // the identifiers to attest
+  bool relaxed = false;              // accepts chains to another attestation root
+  std::optional<std::string> model;  // of kModel; without one the device's own
+  bool looks_at_chain = false;       // a look at the attestation chain can tell more
+
+  bool on_strongbox() const { return instance == "strongbox"; }
+  // Whether it passes with factory attestation keys only.
+  bool needs_factory_keys() const { return kind == Kind::kAttestation || kind == Kind::kModel; }
+  // Identifiers are gathered all together, those of the modem included.
+  bool needs_modem() const { return id_mask != 0; }
+  std::string full_name() const { return name + "/" + instance; }
 };
 
-// CheckResult is what a check came to.
+// What a check came to. Each verdict has one exit code: 0, 1, 3, 4, 5, and for an interrupted check
+// 128 plus the signal's number.
+enum class Verdict { kPass, kFail, kNotApplicable, kEnvironment, kTimedOut, kInterrupted };
+
+// VerdictName is "PASS", "FAIL", "N/A", "ENV", "TIMEOUT" or "INTERRUPTED".
+const char* VerdictName(Verdict verdict);
+
+// CheckResult is a check's verdict with its reasons.
 struct CheckResult {
   std::string name;
   std::string instance;
@@ -44,22 +49,12 @@ struct CheckResult {
   std::vector<std::string> evidence;  // the library's last lines
   std::vector<std::string> advice;
   double seconds = 0;
-  bool remote_keys = false;  // as the check noted
+
+  std::string full_name() const { return name + "/" + instance; }
 };
 
-struct CheckSettings {
-  double timeout_seconds = 0;
-  bool show_ids = false;  // else identifiers are masked in everything that is reported
-};
-
-// RunCheck runs the check in a process of its own: the library's state starts anew, and a call that
-// blocks or aborts costs that one check only. `*interrupted` is set when the user ended it.
-CheckResult RunCheck(const Check& check, const CheckSettings& settings, bool* interrupted);
-
-// MakeResult gives a check that was not run its verdict.
-CheckResult MakeResult(const Check& check, const std::string& code, const std::string& cause);
-
-// CheckExitCode is the exit code for several checks: 0 only if nothing failed.
+// CheckExitCode is the exit code for several checks. A run that was interrupted says so; else the
+// worst counts: FAIL, then TIMEOUT, then ENV. Checks that do not apply count only when all do not.
 int CheckExitCode(const std::vector<CheckResult>& results);
 
 }  // namespace orx_tool

@@ -4,6 +4,7 @@
 #include <stdio.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "tools/orx/cli/json_lines.h"
 
@@ -22,15 +23,11 @@ std::string SecondsText(double seconds) {
   return text;
 }
 
-std::string FullName(const CheckResult& result) {
-  return result.name + "/" + result.instance;
-}
-
-// XmlText escapes text for XML 1.0, which has no way to write most control characters.
+// XmlText escapes text for XML 1.0, which has no way to write most control characters. What a
+// device sends need not be UTF-8 either, so everything beyond ASCII becomes a question mark.
 std::string XmlText(const std::string& text) {
   std::string escaped;
   for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
     if (c == '&') {
       escaped += "&amp;";
     } else if (c == '<') {
@@ -39,7 +36,7 @@ std::string XmlText(const std::string& text) {
       escaped += "&gt;";
     } else if (c == '"') {
       escaped += "&quot;";
-    } else if (byte < 0x20 && c != '\n' && c != '\t') {
+    } else if ((c < 0x20 || c > 0x7e) && c != '\n' && c != '\t') {
       escaped += '?';
     } else {
       escaped += c;
@@ -48,32 +45,34 @@ std::string XmlText(const std::string& text) {
   return escaped;
 }
 
+std::string Attribute(const char* name, const std::string& value) {
+  return std::string(" ") + name + "=\"" + XmlText(value) + "\"";
+}
+
 std::string JunitOutcome(const CheckResult& result) {
-  const std::string message = XmlText(result.code + ": " + result.cause);
+  if (result.verdict == Verdict::kPass) return "";
+  const std::string message = Attribute("message", result.code + ": " + result.cause);
+  if (result.verdict == Verdict::kNotApplicable) return "    <skipped" + message + "/>\n";
   std::string body;
-  for (const std::string& line : DetailLines(result, /*notes_only=*/false)) body += line + "\n";
+  for (const std::string& line : ReasonLines(result)) body += line + "\n";
   for (const std::string& line : result.evidence) body += line + "\n";
-  switch (result.verdict) {
-    case Verdict::kPass:
-      return "";
-    case Verdict::kNotApplicable:
-      return "    <skipped message=\"" + message + "\"/>\n";
-    case Verdict::kEnvironment:
-      return "    <error type=\"" + XmlText(result.code) + "\" message=\"" + message + "\">" +
-             XmlText(body) + "</error>\n";
-    case Verdict::kFail:
-      break;
-  }
-  return "    <failure type=\"" + XmlText(result.code) + "\" message=\"" + message + "\">" +
-         XmlText(body) + "</failure>\n";
+  const std::string element = result.verdict == Verdict::kFail ? "failure" : "error";
+  return "    <" + element + Attribute("type", result.code) + message + ">" + XmlText(body) + "</" +
+         element + ">\n";
+}
+
+std::string JunitCase(const std::string& name, const std::string& instance, double seconds,
+                      const std::string& outcome) {
+  return "  <testcase" + Attribute("classname", "orx." + instance) + Attribute("name", name) +
+         Attribute("time", SecondsText(seconds)) + ">\n" + outcome + "  </testcase>\n";
 }
 
 }  // namespace
 
 std::string ResultLine(const CheckResult& result) {
   char text[128];
-  snprintf(text, sizeof(text), "%-4s %-28s %7.2f ", VerdictName(result.verdict),
-           FullName(result).c_str(), result.seconds);
+  snprintf(text, sizeof(text), "%-7s %-28s %7.2f ", VerdictName(result.verdict),
+           result.full_name().c_str(), result.seconds);
   return text + result.code;
 }
 
@@ -88,15 +87,54 @@ std::string TableRow(const CheckResult& result) {
   return text + result.code;
 }
 
-std::vector<std::string> DetailLines(const CheckResult& result, bool notes_only) {
+std::vector<std::string> ReasonLines(const CheckResult& result) {
+  if (result.verdict == Verdict::kPass) return {};
   std::vector<std::string> lines;
-  if (!notes_only) {
-    if (!result.cause.empty()) lines.push_back("  reason:  " + result.cause);
-    if (!result.message.empty()) lines.push_back("  library: " + result.message);
-  }
-  const char* label = notes_only ? "  note:    " : "  next:    ";
-  for (const std::string& advice : result.advice) lines.push_back(label + advice);
+  if (!result.cause.empty()) lines.push_back("  reason:  " + result.cause);
+  if (!result.message.empty()) lines.push_back("  library: " + result.message);
+  for (const std::string& advice : result.advice) lines.push_back("  next:    " + advice);
   return lines;
+}
+
+std::vector<std::string> NoteLines(const std::vector<CheckResult>& results) {
+  std::vector<std::pair<std::string, std::string>> notes;  // text, names of the checks
+  const auto add = [&](const std::string& text, const std::string& name) {
+    const auto known = std::find_if(notes.begin(), notes.end(),
+                                    [&](const auto& note) { return note.first == text; });
+    if (known == notes.end()) {
+      notes.emplace_back(text, name);
+    } else {
+      known->second += ", " + name;
+    }
+  };
+  for (const CheckResult& result : results) {
+    if (result.verdict == Verdict::kNotApplicable) add(result.cause, result.full_name());
+    if (result.verdict != Verdict::kPass) continue;
+    for (const std::string& text : result.advice) add(text, result.full_name());
+  }
+  std::vector<std::string> lines;
+  for (const auto& [text, names] : notes) lines.push_back("note: " + names + ": " + text);
+  return lines;
+}
+
+std::vector<std::string> SummaryLines(const CheckReport& report) {
+  std::string counts =
+      std::to_string(Count(report.results, Verdict::kPass)) + " passed, " +
+      std::to_string(Count(report.results, Verdict::kFail)) + " failed, " +
+      std::to_string(Count(report.results, Verdict::kNotApplicable)) + " not applicable, " +
+      std::to_string(Count(report.results, Verdict::kEnvironment)) + " environment";
+  const int timed_out = Count(report.results, Verdict::kTimedOut);
+  const int interrupted = Count(report.results, Verdict::kInterrupted);
+  if (timed_out > 0) counts += ", " + std::to_string(timed_out) + " timed out";
+  if (interrupted > 0) counts += ", " + std::to_string(interrupted) + " interrupted";
+  if (report.not_run.empty()) return {counts};
+  std::string names;
+  for (const Check& check : report.not_run) {
+    names += (names.empty() ? "" : ", ") + check.full_name();
+  }
+  const std::string hint = interrupted > 0 ? "" : " (--keep-going runs them)";
+  return {counts + ", " + std::to_string(report.not_run.size()) + " not run",
+          "not run: " + names + hint};
 }
 
 Json::Value ResultJson(const CheckResult& result) {
@@ -104,6 +142,7 @@ Json::Value ResultJson(const CheckResult& result) {
   json["check"] = result.name;
   json["instance"] = result.instance;
   json["verdict"] = VerdictName(result.verdict);
+  json["exit_code"] = result.exit_code;
   json["code"] = result.code;
   json["cause"] = result.cause;
   json["message"] = result.message;
@@ -113,44 +152,42 @@ Json::Value ResultJson(const CheckResult& result) {
   return json;
 }
 
-Json::Value ReportJson(const std::vector<CheckResult>& results, int not_run) {
-  Json::Value document(Json::objectValue);
-  document["checks"] = Json::Value(Json::arrayValue);
-  for (const CheckResult& result : results) document["checks"].append(ResultJson(result));
-  Json::Value summary(Json::objectValue);
-  summary["passed"] = Count(results, Verdict::kPass);
-  summary["failed"] = Count(results, Verdict::kFail);
-  summary["not_applicable"] = Count(results, Verdict::kNotApplicable);
-  summary["environment"] = Count(results, Verdict::kEnvironment);
-  summary["not_run"] = not_run;
-  document["summary"] = summary;
-  return document;
+void AddReport(const CheckReport& report, Json::Value* answer) {
+  Json::Value& checks = (*answer)["checks"] = Json::Value(Json::arrayValue);
+  for (const CheckResult& result : report.results) checks.append(ResultJson(result));
+  Json::Value& not_run = (*answer)["not_run"] = Json::Value(Json::arrayValue);
+  for (const Check& check : report.not_run) not_run.append(check.full_name());
+  Json::Value& summary = (*answer)["summary"] = Json::Value(Json::objectValue);
+  summary["passed"] = Count(report.results, Verdict::kPass);
+  summary["failed"] = Count(report.results, Verdict::kFail);
+  summary["not_applicable"] = Count(report.results, Verdict::kNotApplicable);
+  summary["environment"] = Count(report.results, Verdict::kEnvironment);
+  summary["timed_out"] = Count(report.results, Verdict::kTimedOut);
+  summary["interrupted"] = Count(report.results, Verdict::kInterrupted);
+  summary["not_run"] = static_cast<int>(report.not_run.size());
 }
 
-std::string SummaryLine(const std::vector<CheckResult>& results, int not_run) {
-  std::string line = std::to_string(Count(results, Verdict::kPass)) + " passed, " +
-                     std::to_string(Count(results, Verdict::kFail)) + " failed, " +
-                     std::to_string(Count(results, Verdict::kNotApplicable)) + " not applicable, " +
-                     std::to_string(Count(results, Verdict::kEnvironment)) + " environment";
-  if (not_run > 0) line += ", " + std::to_string(not_run) + " not run (--keep-going runs them)";
-  return line;
-}
-
-std::string JunitXml(const std::vector<CheckResult>& results) {
+std::string JunitXml(const CheckReport& report) {
+  const std::vector<CheckResult>& results = report.results;
+  const size_t not_run = report.not_run.size();
+  const int errors = Count(results, Verdict::kEnvironment) + Count(results, Verdict::kTimedOut) +
+                     Count(results, Verdict::kInterrupted);
+  const size_t skipped = static_cast<size_t>(Count(results, Verdict::kNotApplicable)) + not_run;
   double seconds = 0;
-  for (const CheckResult& result : results) seconds += result.seconds;
-  std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"orx check\"";
-  xml += " tests=\"" + std::to_string(results.size()) + "\"";
-  xml += " failures=\"" + std::to_string(Count(results, Verdict::kFail)) + "\"";
-  xml += " errors=\"" + std::to_string(Count(results, Verdict::kEnvironment)) + "\"";
-  xml += " skipped=\"" + std::to_string(Count(results, Verdict::kNotApplicable)) + "\"";
-  xml += " time=\"" + SecondsText(seconds) + "\">\n";
+  std::string cases;
   for (const CheckResult& result : results) {
-    xml += "  <testcase classname=\"orx." + XmlText(result.instance) + "\" name=\"" +
-           XmlText(result.name) + "\" time=\"" + SecondsText(result.seconds) + "\">\n" +
-           JunitOutcome(result) + "  </testcase>\n";
+    seconds += result.seconds;
+    cases += JunitCase(result.name, result.instance, result.seconds, JunitOutcome(result));
   }
-  return xml + "</testsuite>\n";
+  for (const Check& check : report.not_run) {
+    cases += JunitCase(check.name, check.instance, 0, "    <skipped message=\"not run\"/>\n");
+  }
+  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite" + Attribute("name", "orx check") +
+         Attribute("tests", std::to_string(results.size() + not_run)) +
+         Attribute("failures", std::to_string(Count(results, Verdict::kFail))) +
+         Attribute("errors", std::to_string(errors)) +
+         Attribute("skipped", std::to_string(skipped)) + Attribute("time", SecondsText(seconds)) +
+         ">\n" + cases + "</testsuite>\n";
 }
 
 }  // namespace orx_tool

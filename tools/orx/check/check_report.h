@@ -10,7 +10,13 @@
 
 namespace orx_tool {
 
-// The forms in which check results are reported. 'orx --schema' describes the JSON.
+// CheckReport is what several checks came to, with those that were not run.
+struct CheckReport {
+  std::vector<CheckResult> results;
+  std::vector<Check> not_run;
+};
+
+// The forms in which it is told. 'orx --schema' describes the JSON.
 
 // ResultLine is "VERDICT name seconds CODE".
 std::string ResultLine(const CheckResult& result);
@@ -19,21 +25,24 @@ std::string ResultLine(const CheckResult& result);
 std::string TableHeading();
 std::string TableRow(const CheckResult& result);
 
-// DetailLines are the reason, the library's line and what to look at next; with `notes_only` the
-// advice alone.
-std::vector<std::string> DetailLines(const CheckResult& result, bool notes_only);
+// ReasonLines are the reason, the library's line and what to do next; nothing for a pass.
+std::vector<std::string> ReasonLines(const CheckResult& result);
+
+// NoteLines are the notes of the checks that passed and the reasons of those that do not apply,
+// each once with the checks that it is about.
+std::vector<std::string> NoteLines(const std::vector<CheckResult>& results);
+
+// SummaryLines count the verdicts and name the checks that were not run.
+std::vector<std::string> SummaryLines(const CheckReport& report);
 
 // ResultJson is the object of one check.
 Json::Value ResultJson(const CheckResult& result);
 
-// ReportJson is the document of several checks: their objects and one summary.
-Json::Value ReportJson(const std::vector<CheckResult>& results, int not_run);
-
-// SummaryLine counts the verdicts.
-std::string SummaryLine(const std::vector<CheckResult>& results, int not_run);
+// AddReport adds the members "checks", "not_run" and "summary" to a JSON answer.
+void AddReport(const CheckReport& report, Json::Value* answer);
 
 // JunitXml is the report in the XML form that CI systems read: a failure for FAIL, an error for
-// ENV, skipped for N/A.
-std::string JunitXml(const std::vector<CheckResult>& results);
+// ENV, TIMEOUT and INTERRUPTED, skipped for N/A and for checks that were not run.
+std::string JunitXml(const CheckReport& report);
 
 }  // namespace orx_tool

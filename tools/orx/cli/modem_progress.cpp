@@ -25,7 +25,7 @@ std::string ModemProgressText(const std::string& message) {
 }
 
 ModemProgress::ModemProgress(const Output& output) : line_(output) {
-  SetLibraryLogObserver([this](const std::string& message) { OnMessage(message); });
+  SetLibraryLogObserver([this](const LogLine& line) { OnMessage(line.message); });
 }
 
 ModemProgress::~ModemProgress() {

@@ -87,9 +87,15 @@ Json::Value Output::Envelope(int exit_code) const {
   return document;
 }
 
-void Output::PrintJson(const Json::Value& document) {
+void Output::Event(const Json::Value& json) const {
+  if (!settings_.json_lines) return;
+  PrintJson(json);
+  fflush(stdout);
+}
+
+void Output::PrintJson(const Json::Value& document) const {
   Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
+  builder["indentation"] = settings_.json_lines ? "" : "  ";
   builder["precision"] = 6;
   builder["precisionType"] = "decimal";
   ClearStatus();

@@ -21,6 +21,7 @@ struct Settings {
   bool verbose = false;
   bool quiet = false;
   bool json = false;
+  bool json_lines = false;     // JSON documents of one line each
   bool show_ids = false;       // else what names this very device is masked in the library's lines
   double timeout_seconds = 0;  // 0: none
 };
@@ -55,6 +56,9 @@ class Output {
   // answer() holds the members of the JSON answer's "result".
   Json::Value& answer() { return answer_; }
 
+  // Event prints `json` at once, under --json-lines only.
+  void Event(const Json::Value& json) const;
+
   // Finish ends the command with its answer and returns `exit_code`. The answer may be complete and
   // tell of a failure: a check that failed, a device that is not healthy.
   int Finish(int exit_code);
@@ -64,7 +68,7 @@ class Output {
 
   // Envelope is what every JSON answer begins with.
   Json::Value Envelope(int exit_code) const;
-  static void PrintJson(const Json::Value& document);
+  void PrintJson(const Json::Value& document) const;
 
  private:
   void PrintProblem(const Problem& problem) const;

@@ -123,11 +123,19 @@ Problem FromReason(const Reason& reason) {
 }
 
 // WithKeyMintError replaces the problem by what is known of the KeyMint error, a name or a number.
+// Errors that are the operator's to put right speak of a key in use or its data; a message that has
+// more to say than that KeyMint refused, as of the making of an attestation key, keeps its reason.
 Problem WithKeyMintError(Problem problem, const std::string& text) {
   const KeyMintError* error = FindKeyMintError(text);
-  if (error != nullptr) problem = FromReason(KnownReason(error->reason));
+  const Reason* reason = error != nullptr ? &KnownReason(error->reason) : nullptr;
+  const bool of_operator = reason != nullptr && strcmp(reason->owner, "operator") == 0;
+  if (reason != nullptr && (!of_operator || problem.code == "KM-FAILED")) {
+    problem = FromReason(*reason);
+  }
   problem.cause.pop_back();  // the full stop
-  problem.cause += " (KeyMint answered " + (error != nullptr ? error->name : text) + ").";
+  const bool is_number = text.find_first_not_of("-0123456789") == std::string::npos;
+  problem.cause +=
+      " (KeyMint answered " + (is_number ? KeyMintErrorName(atoi(text.c_str())) : text) + ").";
   return problem;
 }
 
@@ -155,6 +163,10 @@ const KeyMintError* FindKeyMintError(const std::string& text) {
     if (text == error.name || text == std::to_string(error.number)) return &error;
   }
   return nullptr;
+}
+
+std::string KeyMintErrorName(int error) {
+  return toString(static_cast<ErrorCode>(error));
 }
 
 std::optional<MessageMatch> MatchMessage(const std::string& text) {

@@ -24,7 +24,7 @@ enum ExitCode {
 struct Reason {
   const char* code;
   ExitCode exit_code;
-  const char* owner;  // who can mend it
+  const char* owner;  // who can fix it
   const char* cause;
   const char* remedy;
 };
@@ -62,6 +62,9 @@ const Reason* FindReason(const std::string& code);
 
 // FindKeyMintError takes a name or a decimal number.
 const KeyMintError* FindKeyMintError(const std::string& text);
+
+// KeyMintErrorName is the standard's name of an error, or the number where it has none.
+std::string KeyMintErrorName(int error);
 
 // MessageMatch is a logged text recognised as one of the library's messages, with the text of each
 // argument.

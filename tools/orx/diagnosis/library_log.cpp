@@ -19,7 +19,7 @@ constexpr size_t kSharedBytes = 1024;
 struct State {
   std::mutex mutex;
   std::deque<LogLine> lines;
-  std::function<void(const std::string&)> observer;
+  std::function<void(const LogLine&)> observer;
   std::function<void(const LogLine&)> show;
   char* shared = nullptr;
 };
@@ -37,7 +37,7 @@ void Collect(const std::string& text) {
   const std::string& message = log.lines.back().message;
   if (log.show) log.show(log.lines.back());
   if (log.shared != nullptr) snprintf(log.shared, kSharedBytes, "%s", message.c_str());
-  if (log.observer) log.observer(message);
+  if (log.observer) log.observer(log.lines.back());
 }
 
 void OnLogLine(const __android_logger_data* data, const char* message) {
@@ -79,7 +79,7 @@ std::vector<LogLine> LibraryLogLines() {
   return std::vector<LogLine>(Log().lines.begin(), Log().lines.end());
 }
 
-void SetLibraryLogObserver(std::function<void(const std::string& message)> observer) {
+void SetLibraryLogObserver(std::function<void(const LogLine& line)> observer) {
   const std::lock_guard<std::mutex> lock(Log().mutex);
   Log().observer = std::move(observer);
 }

@@ -30,9 +30,9 @@ void ClearLibraryLog();
 // LibraryLogLines returns the lines since the last ClearLibraryLog, at most the newest 4000.
 std::vector<LogLine> LibraryLogLines();
 
-// SetLibraryLogObserver has `observer` called with each message as it comes; an empty function
-// ends that. Used to show what a long call is doing.
-void SetLibraryLogObserver(std::function<void(const std::string& message)> observer);
+// SetLibraryLogObserver has `observer` called with each line as it comes; an empty function ends
+// that. Used to show what a long call is doing.
+void SetLibraryLogObserver(std::function<void(const LogLine& line)> observer);
 
 // ShareLastLogLine keeps the newest message in memory that forked children share; LastSharedLogLine
 // reads it in the parent, which has to say what a killed child was waiting for.

@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/check/judge.h"
+
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
+#include <math.h>
+#include <stdio.h>
+
+#include <algorithm>
+
+#include "tools/orx/check/identifiers.h"
+
+namespace orx_tool {
+namespace {
+
+using aidl::android::hardware::security::keymint::ErrorCode;
+
+constexpr int kNotProvisioned = static_cast<int>(ErrorCode::ATTESTATION_KEYS_NOT_PROVISIONED);
+constexpr int kUnimplemented = static_cast<int>(ErrorCode::UNIMPLEMENTED);
+
+// Reasons that only name the call that failed; the same call, repeated, tells why.
+constexpr const char* kOfOneCall[] = {
+    "KM-UNKNOWN-ERROR", "RKP-KEYPAIR",       "ESE-VERSION-UNKNOWN",
+    "ESE-CHALLENGE",    "ESE-ROOT-OF-TRUST", "ESE-NOT-BOUND",
+    "SS-PARAMETERS",    "SS-COMPUTE",        "ATTEST-DEVICE-ID"};
+
+Verdict VerdictOf(int exit_code) {
+  switch (exit_code) {
+    case kDone:
+      return Verdict::kPass;
+    case kNotApplicable:
+      return Verdict::kNotApplicable;
+    case kEnvironment:
+      return Verdict::kEnvironment;
+    case kTimedOut:
+      return Verdict::kTimedOut;
+    default:
+      return Verdict::kFail;
+  }
+}
+
+void SetProblem(const Problem& problem, CheckResult* result) {
+  result->verdict = VerdictOf(problem.exit_code);
+  result->exit_code = problem.exit_code;
+  result->code = problem.code;
+  result->cause = problem.cause;
+  result->message = problem.library_line;
+  if (!problem.advice.empty()) {
+    result->advice.push_back(problem.advice + " (" + problem.owner + ")");
+  }
+}
+
+// Replaced is the reason `code` with the library's line of `problem`.
+Problem Replaced(const Problem& problem, const std::string& code) {
+  Problem replaced = KnownProblem(code);
+  replaced.library_line = problem.library_line;
+  return replaced;
+}
+
+std::string SecondsText(double seconds) {
+  char text[32];
+  snprintf(text, sizeof(text), "%g s", seconds);
+  return text;
+}
+
+// WhatIsAbsent tells a service that the device does not have by its manifest from one that should
+// be there: the code of the former, or an empty string.
+std::string WhatIsAbsent(const Check& check, const std::string& code, const SecondLook& look) {
+  const bool strongbox_asked = code == "ESE-STRONGBOX-MISSING" ||
+                               (check.on_strongbox() && code == "KM-SERVICE-MISSING") ||
+                               (check.on_strongbox() && code == "RKP-SERVICE-MISSING");
+  if (strongbox_asked && !look.strongbox_declared) return "STRONGBOX-ABSENT";
+  return code == "RKP-SERVICE-MISSING" && !look.rkp_declared ? "RKP-ABSENT" : "";
+}
+
+// WithCall adds what the failed call answered when it was made again.
+Problem WithCall(const Problem& problem, const RepeatedCall& call) {
+  Problem answered = problem;
+  std::string what = call.name + " answered " + KeyMintErrorName(call.error);
+  const KeyMintError* error = FindKeyMintError(std::to_string(call.error));
+  const Reason* reason = error != nullptr ? FindReason(error->reason) : nullptr;
+  if (!call.answered) {
+    answered = Replaced(problem, "KM-TRANSPORT");
+    what = call.name;
+  } else if (problem.code == "ESE-CHALLENGE" && call.error == kUnimplemented) {
+    answered = Replaced(problem, "ESE-OTHER-WAY");
+  } else if (problem.code == "KM-UNKNOWN-ERROR") {
+    answered.cause = "KeyMint failed without a reason of its own.";
+  } else if (reason != nullptr && reason->exit_code == kEnvironment) {
+    answered = Replaced(problem, reason->code);
+  }
+  answered.cause.pop_back();  // the full stop
+  answered.cause += " (" + what + ").";
+  return answered;
+}
+
+Problem WithIdentifiers(Problem problem, const Seen& seen) {
+  std::string names;
+  AttestedIdentifiers(seen.lines, &names);
+  if (seen.look.wrong_identifiers != 0) {
+    names = JoinedNames(IdentifiersIn(seen.look.wrong_identifiers));
+  }
+  problem.cause = "KeyMint did not attest the device's " + names + ".";
+  return problem;
+}
+
+bool IsOfOneCall(const std::string& code) {
+  return std::find(std::begin(kOfOneCall), std::end(kOfOneCall), code) != std::end(kOfOneCall);
+}
+
+// CameAndWent tells whether what failed in the check passed when it was done again.
+bool CameAndWent(const CheckResult& result, const SecondLook& look) {
+  if (result.code == "ATTEST-DEVICE-ID") return look.wrong_identifiers == 0;
+  const bool invalid_answer = result.message.rfind("Invalid", 0) == 0;
+  return IsOfOneCall(result.code) && !invalid_answer && !look.call.name.empty() &&
+         !look.call.failed();
+}
+
+// Refine puts what the second look found into the library's own account of a failure.
+Problem Refine(const Check& check, const Seen& seen, const Problem& problem) {
+  const SecondLook& look = seen.look;
+  const std::string absent = WhatIsAbsent(check, problem.code, look);
+  if (!absent.empty()) return Replaced(problem, absent);
+  if (problem.code == "KM-KEYS-NOT-PROVISIONED" && look.remote_keys) {
+    return Replaced(problem, "ATTEST-REMOTE");
+  }
+  Problem refined =
+      IsOfOneCall(problem.code) && look.call.failed() ? WithCall(problem, look.call) : problem;
+  if (refined.code == "ATTEST-DEVICE-ID") refined = WithIdentifiers(refined, seen);
+  const bool for_other_devices = check.kind == Check::Kind::kRkpIds && look.factory_keys &&
+                                 *seen.status != 0 && refined.exit_code == kFailed;
+  return for_other_devices ? Replaced(problem, "RKP-FACTORY-KEYS") : refined;
+}
+
+// NegativeTestError is the KeyMint error that ended the last key generation of the check of
+// remotely provisioned keys. The library passes with any.
+int NegativeTestError(const std::vector<LogLine>& lines) {
+  int error = kNotProvisioned;
+  for (const LogLine& line : lines) {
+    sscanf(line.message.c_str(), "Negative Test: return error = %d", &error);
+  }
+  return error;
+}
+
+// JudgeCoverage keeps a pass from claiming identifiers that the library did not have attested.
+void JudgeCoverage(const Check& check, const Seen& seen, CheckResult* result) {
+  std::string last;
+  const uint32_t missing = check.id_mask & ~AttestedIdentifiers(seen.lines, &last);
+  if (missing == 0) return;
+  const Problem problem = KnownProblem("ATTEST-ID-NOT-COVERED");
+  if (missing == check.id_mask) return SetProblem(problem, result);
+  result->advice.push_back("not attested: " + JoinedNames(IdentifiersIn(missing)) + ". " +
+                           problem.cause);
+}
+
+// Advise adds what the second look tells beside the cause.
+void Advise(const Check& check, const Seen& seen, CheckResult* result) {
+  const bool passed = result->verdict == Verdict::kPass;
+  if (result->verdict == Verdict::kFail && CameAndWent(*result, seen.look)) {
+    result->advice.push_back(
+        "it passed when it was done again: look for a crash of the HAL in logcat");
+  }
+  if (passed && seen.look.remote_strongbox && check.needs_factory_keys() && !check.relaxed) {
+    result->advice.push_back(
+        "checked relaxed: a remotely provisioned StrongBox certifies its attestation key itself");
+  }
+  const bool of_chain = result->code.rfind("ATTEST-CHAIN", 0) == 0 ||
+                        result->code == "ATTEST-ROOT" || result->code == "ATTEST-LEAF-SUBJECT";
+  if (!passed && !of_chain) return;
+  const auto& advice = seen.look.chain_advice;
+  result->advice.insert(result->advice.end(), advice.begin(), advice.end());
+}
+
+void JudgeReturned(const Check& check, const Seen& seen, CheckResult* result) {
+  const int negative = NegativeTestError(seen.lines);
+  if (*seen.status != 0) {
+    SetProblem(Refine(check, seen, Diagnose(seen.lines)), result);
+  } else if (negative != kNotProvisioned) {
+    SetProblem(Refine(check, seen, DiagnoseKeyMint(seen.lines, negative)), result);
+  } else {
+    result->verdict = Verdict::kPass;
+    result->exit_code = kDone;
+    JudgeCoverage(check, seen, result);
+  }
+  Advise(check, seen, result);
+}
+
+// JudgeTimeOut tells what the call was waiting for.
+Problem JudgeTimeOut(const Seen& seen) {
+  const std::string limit = " within " + SecondsText(seen.timeout_seconds);
+  Problem problem = Diagnose(seen.lines);
+  if (problem.code == "MODEM-UNREACHABLE") {
+    problem.cause.pop_back();
+    problem.cause += limit + ".";
+    return problem;
+  }
+  const std::string last = seen.lines.empty() ? "" : seen.lines.back().message;
+  const bool modem = last.rfind("No response timeout is set", 0) == 0;
+  problem = KnownProblem(modem ? "MODEM-SILENT" : "TIMED-OUT");
+  problem.cause.pop_back();
+  problem.cause += limit + ".";
+  problem.library_line = last;
+  return problem;
+}
+
+void JudgeUnfinished(const Seen& seen, CheckResult* result) {
+  Problem problem;
+  switch (seen.end) {
+    case ChildResult::End::kTimedOut:
+      return SetProblem(JudgeTimeOut(seen), result);
+    case ChildResult::End::kInterrupted:
+      SetProblem(KnownProblem("INTERRUPTED"), result);
+      result->verdict = Verdict::kInterrupted;
+      result->exit_code = 128 + seen.signal;
+      return;
+    case ChildResult::End::kExited:
+    case ChildResult::End::kCrashed:
+      break;
+  }
+  problem = KnownProblem("LIBRARY-CRASHED");
+  problem.cause = "The self-test ended by signal " + std::to_string(seen.signal) + ".";
+  if (!seen.lines.empty()) problem.library_line = seen.lines.back().message;
+  SetProblem(problem, result);
+}
+
+}  // namespace
+
+const char* VerdictName(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::kPass:
+      return "PASS";
+    case Verdict::kFail:
+      return "FAIL";
+    case Verdict::kNotApplicable:
+      return "N/A";
+    case Verdict::kEnvironment:
+      return "ENV";
+    case Verdict::kTimedOut:
+      return "TIMEOUT";
+    case Verdict::kInterrupted:
+      break;
+  }
+  return "INTERRUPTED";
+}
+
+CheckResult Judge(const Check& check, const Seen& seen) {
+  CheckResult result;
+  result.name = check.name;
+  result.instance = check.instance;
+  result.seconds = seen.seconds;
+  if (seen.status) {
+    JudgeReturned(check, seen, &result);
+  } else {
+    JudgeUnfinished(seen, &result);
+  }
+  return result;
+}
+
+bool WaitedForModem(const CheckResult& result) {
+  return result.code == "MODEM-UNREACHABLE" || result.code == "MODEM-SILENT";
+}
+
+CheckResult NotWaitedAgain(const Check& check, const CheckResult& first) {
+  CheckResult result = first;
+  result.name = check.name;
+  result.instance = check.instance;
+  result.seconds = 0;
+  result.evidence.clear();
+  result.cause += " " + first.full_name() + " waited for it; this check did not wait again.";
+  return result;
+}
+
+int CheckExitCode(const std::vector<CheckResult>& results) {
+  for (const Verdict verdict : {Verdict::kInterrupted, Verdict::kFail, Verdict::kTimedOut,
+                                Verdict::kEnvironment, Verdict::kPass, Verdict::kNotApplicable}) {
+    for (const CheckResult& result : results) {
+      if (result.verdict == verdict) return result.exit_code;
+    }
+  }
+  return kDone;
+}
+
+}  // namespace orx_tool

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/check/run_check.h"
+
+#include <json/json.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "tools/orx/check/judge.h"
+#include "tools/orx/check/library_call.h"
+#include "tools/orx/check/second_look.h"
+#include "tools/orx/cli/json_lines.h"
+#include "tools/orx/cli/supervisor.h"
+#include "tools/orx/diagnosis/library_log.h"
+
+namespace orx_tool {
+namespace {
+
+constexpr size_t kEvidenceLines = 12;
+
+using Clock = std::chrono::steady_clock;
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The child tells its parent, one JSON object a line: each message of the library, then how the
+// call ended, then the second look.
+Json::Value MessageLine(const LogLine& line) {
+  Json::Value json(Json::objectValue);
+  json["place"] = line.place;
+  json["message"] = line.message;
+  return json;
+}
+
+Json::Value EndLine(int status, double seconds) {
+  Json::Value json(Json::objectValue);
+  json["status"] = status;
+  json["seconds"] = seconds;
+  return json;
+}
+
+int RunInThisProcess(const Check& check, int fd) {
+  ClearLibraryLog();
+  SetLibraryLogObserver([fd](const LogLine& line) { SendLine(fd, MessageLine(line)); });
+  const auto start = Clock::now();
+  const int status = CallLibrary(check);
+  SetLibraryLogObserver({});
+  if (!SendLine(fd, EndLine(status, SecondsSince(start)))) return kFailed;
+  // The library's result is out; what follows may only explain it.
+  const std::string code = status != 0 ? Diagnose(LibraryLogLines()).code : "";
+  return SendLine(fd, LookToJson(LookAgain(check, code))) ? kDone : kFailed;
+}
+
+// Listen takes in one line of the child.
+void Listen(const std::string& text, const CheckSettings& settings, Seen* seen) {
+  const std::vector<Json::Value> lines = ParseLines(text + "\n");
+  if (lines.empty()) return;
+  const Json::Value& line = lines[0];
+  if (line.isMember("message")) {
+    seen->lines.push_back({line["place"].asString(), line["message"].asString()});
+    if (settings.on_message) settings.on_message(line["message"].asString());
+  } else if (line.isMember("status")) {
+    seen->status = line["status"].asInt();
+    seen->seconds = line["seconds"].asDouble();
+  } else {
+    seen->look = LookFromJson(line);
+  }
+}
+
+std::vector<std::string> Evidence(const std::vector<LogLine>& lines) {
+  std::vector<std::string> evidence;
+  for (size_t i = lines.size() - std::min(lines.size(), kEvidenceLines); i < lines.size(); ++i) {
+    evidence.push_back(lines[i].place + ": " + lines[i].message);
+  }
+  return evidence;
+}
+
+void Mask(std::vector<LogLine>* lines) {
+  for (LogLine& line : *lines) line.message = MaskIdentifiers(line.message);
+}
+
+}  // namespace
+
+CheckResult RunCheck(const Check& check, const CheckSettings& settings) {
+  Seen seen;
+  seen.timeout_seconds = settings.timeout_seconds;
+  ChildWatch watch;
+  watch.seconds = settings.timeout_seconds;
+  watch.on_line = [&](const std::string& line) { Listen(line, settings, &seen); };
+  watch.on_pulse = settings.on_pulse;
+  watch.pulse_seconds = settings.pulse_seconds;
+  const auto start = Clock::now();
+  const ChildResult child = RunInChild([&](int fd) { return RunInThisProcess(check, fd); }, watch);
+  seen.end = child.end;
+  seen.signal = child.status;
+  if (!seen.status) seen.seconds = SecondsSince(start);
+  CheckResult result = Judge(check, seen);
+  if (!settings.show_ids) {
+    Mask(&seen.lines);
+    result.message = MaskIdentifiers(result.message);
+  }
+  result.evidence = Evidence(seen.lines);
+  return result;
+}
+
+}  // namespace orx_tool

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/orx/check/second_look.h"
+
+#include <aidl/android/hardware/security/keymint/IKeyMintDevice.h>
+#include <aidl/android/hardware/security/keymint/IRemotelyProvisionedComponent.h>
+#include <aidl/android/hardware/security/sharedsecret/ISharedSecret.h>
+#include <android/binder_manager.h>
+#include <keymint/ORX_KEYMINT.h>
+
+#include <array>
+#include <memory>
+
+#include "tools/orx/check/attest_key.h"
+#include "tools/orx/check/certificate.h"
+#include "tools/orx/check/identifiers.h"
+#include "tools/orx/check/library_call.h"
+#include "tools/orx/cli/json_lines.h"
+
+namespace orx_tool {
+namespace {
+
+namespace km = ::aidl::android::hardware::security::keymint;
+namespace orx = android::hardware::keymint::ORX;
+namespace ss = ::aidl::android::hardware::security::sharedsecret;
+
+template <typename Interface>
+std::string ServiceName(bool strongbox) {
+  return std::string(Interface::descriptor) + (strongbox ? "/strongbox" : "/default");
+}
+
+template <typename Interface>
+bool IsDeclared(bool strongbox) {
+  return AServiceManager_isDeclared(ServiceName<Interface>(strongbox).c_str());
+}
+
+template <typename Interface>
+std::shared_ptr<Interface> Find(bool strongbox) {
+  return Interface::fromBinder(
+      ::ndk::SpAIBinder(AServiceManager_checkService(ServiceName<Interface>(strongbox).c_str())));
+}
+
+// Calls makes calls one after the other until one fails.
+class Calls {
+ public:
+  // Make notes how the call `make` ended, unless one failed before.
+  template <typename Call>
+  void Make(bool strongbox, const char* method, const Call& make) {
+    if (last_.failed()) return;
+    last_.name = std::string(strongbox ? "strongbox " : "tee ") + method;
+    const ::ndk::ScopedAStatus status = make();
+    last_.answered = status.isOk() ||
+                     (status.get() != nullptr && status.getExceptionCode() == EX_SERVICE_SPECIFIC);
+    last_.error = last_.answered ? orx::KeyMintService::GetReturnErrorCode(status) : 0;
+  }
+  const RepeatedCall& last() const { return last_; }
+
+ private:
+  RepeatedCall last_;
+};
+
+// MakeAttestKey also has KeyMint show whether it has attestation keys of its own.
+void MakeAttestKey(const Check& check, Calls* calls, SecondLook* look) {
+  const auto device = Find<km::IKeyMintDevice>(check.on_strongbox());
+  if (device == nullptr) return;
+  const bool with_challenge = check.kind == Check::Kind::kRkpIds || !look->remote_strongbox;
+  const orx::AuthorizationSet parameters = AttestKeyParameters(with_challenge);
+  km::KeyCreationResult created;
+  calls->Make(check.on_strongbox(), "generateKey", [&] {
+    return device->generateKey({parameters.begin(), parameters.end()}, std::nullopt, &created);
+  });
+  look->factory_keys = with_challenge && !created.certificateChain.empty();
+  // The key was made to be looked at only.
+  if (!created.keyBlob.empty()) device->deleteKey(created.keyBlob);
+  CertificateChain chain;
+  for (const km::Certificate& one : created.certificateChain) {
+    chain.push_back(one.encodedCertificate);
+  }
+  if (check.looks_at_chain) look->chain_advice = ChainAdvice(chain);
+}
+
+void MakeRemoteKey(const Check& check, Calls* calls) {
+  const auto component = Find<km::IRemotelyProvisionedComponent>(check.on_strongbox());
+  if (component == nullptr) return;
+  calls->Make(check.on_strongbox(), "generateEcdsaP256KeyPair", [&] {
+    km::MacedPublicKey key;
+    std::vector<uint8_t> handle;
+    return component->generateEcdsaP256KeyPair(/*testMode=*/false, &key, &handle);
+  });
+}
+
+void BindRootOfTrust(Calls* calls) {
+  const auto tee = Find<km::IKeyMintDevice>(false);
+  const auto strongbox = Find<km::IKeyMintDevice>(true);
+  if (tee == nullptr || strongbox == nullptr) return;
+  int32_t version = 0;
+  std::array<uint8_t, 16> challenge = {};
+  std::vector<uint8_t> root;
+  calls->Make(false, "getInterfaceVersion", [&] { return tee->getInterfaceVersion(&version); });
+  calls->Make(true, "getInterfaceVersion",
+              [&] { return strongbox->getInterfaceVersion(&version); });
+  calls->Make(true, "getRootOfTrustChallenge",
+              [&] { return strongbox->getRootOfTrustChallenge(&challenge); });
+  calls->Make(false, "getRootOfTrust", [&] { return tee->getRootOfTrust(challenge, &root); });
+  calls->Make(true, "sendRootOfTrust", [&] { return strongbox->sendRootOfTrust(root); });
+}
+
+void NegotiateSecret(Calls* calls) {
+  const auto tee = Find<ss::ISharedSecret>(false);
+  const auto strongbox = Find<ss::ISharedSecret>(true);
+  if (tee == nullptr || strongbox == nullptr) return;
+  std::vector<ss::SharedSecretParameters> list(2);
+  std::vector<uint8_t> secret;
+  calls->Make(false, "getSharedSecretParameters",
+              [&] { return tee->getSharedSecretParameters(&list[0]); });
+  calls->Make(true, "getSharedSecretParameters",
+              [&] { return strongbox->getSharedSecretParameters(&list[1]); });
+  calls->Make(false, "computeSharedSecret",
+              [&] { return tee->computeSharedSecret(list, &secret); });
+  calls->Make(true, "computeSharedSecret",
+              [&] { return strongbox->computeSharedSecret(list, &secret); });
+}
+
+// FindWrongIdentifiers has each identifier attested alone; the library ends at the first.
+uint32_t FindWrongIdentifiers(Check check) {
+  uint32_t wrong = 0;
+  for (const Identifier& identifier : IdentifiersIn(check.id_mask)) {
+    check.id_mask = identifier.bit;
+    ClearLibraryLog();
+    CallLibrary(check);
+    if (Diagnose(LibraryLogLines()).code == "ATTEST-DEVICE-ID") wrong |= identifier.bit;
+  }
+  return wrong;
+}
+
+bool RemoteKeysPass(const Check& check) {
+  Check remote = check;
+  remote.kind = Check::Kind::kRkpIds;
+  remote.id_mask = 0;
+  return CallLibrary(remote) == 0;
+}
+
+}  // namespace
+
+SecondLook LookAgain(const Check& check, const std::string& code) {
+  SecondLook look;
+  look.strongbox_declared = IsDeclared<km::IKeyMintDevice>(true);
+  look.rkp_declared = IsDeclared<km::IRemotelyProvisionedComponent>(check.on_strongbox());
+  look.remote_strongbox = check.on_strongbox() && !StrongBoxHasFactoryKeys();
+  Calls calls;
+  switch (check.kind) {
+    case Check::Kind::kAttestation:
+    case Check::Kind::kModel:
+      MakeAttestKey(check, &calls, &look);
+      break;
+    case Check::Kind::kRkpIds:
+      MakeRemoteKey(check, &calls);
+      MakeAttestKey(check, &calls, &look);
+      break;
+    case Check::Kind::kRootOfTrust:
+      BindRootOfTrust(&calls);
+      break;
+    case Check::Kind::kSharedSecret:
+      NegotiateSecret(&calls);
+      break;
+  }
+  look.call = calls.last();
+  if (code == "KM-KEYS-NOT-PROVISIONED") look.remote_keys = RemoteKeysPass(check);
+  if (code == "ATTEST-DEVICE-ID") look.wrong_identifiers = FindWrongIdentifiers(check);
+  return look;
+}
+
+Json::Value LookToJson(const SecondLook& look) {
+  Json::Value json(Json::objectValue);
+  json["strongbox_declared"] = look.strongbox_declared;
+  json["rkp_declared"] = look.rkp_declared;
+  json["remote_strongbox"] = look.remote_strongbox;
+  json["factory_keys"] = look.factory_keys;
+  json["remote_keys"] = look.remote_keys;
+  json["call"] = look.call.name;
+  json["answered"] = look.call.answered;
+  json["error"] = look.call.error;
+  json["wrong_identifiers"] = look.wrong_identifiers;
+  json["chain_advice"] = Texts(look.chain_advice);
+  return json;
+}
+
+SecondLook LookFromJson(const Json::Value& json) {
+  SecondLook look;
+  look.strongbox_declared = json["strongbox_declared"].asBool();
+  look.rkp_declared = json["rkp_declared"].asBool();
+  look.remote_strongbox = json["remote_strongbox"].asBool();
+  look.factory_keys = json["factory_keys"].asBool();
+  look.remote_keys = json["remote_keys"].asBool();
+  look.call = {json["call"].asString(), json["answered"].asBool(), json["error"].asInt()};
+  look.wrong_identifiers = json["wrong_identifiers"].asUInt();
+  look.chain_advice = FromTexts(json["chain_advice"]);
+  return look;
+}
+
+}  // namespace orx_tool
