@@ -14,7 +14,7 @@ namespace {
 constexpr int kFirstVendorPropertyApiLevel = 34;
 constexpr size_t kPropertyNameBytes = 40;
 
-// 0 doubles as the empty cache: callers rely on a property that appears late being seen.
+// 0 doubles as the empty cache, so that a property that appears late is seen.
 int first_api_level = 0;
 
 char product_name[PROPERTY_VALUE_MAX];
@@ -87,7 +87,7 @@ const char* ORX_get_serial(void) {
 }
 
 int ORX_device_id_attestation_properties_ok(void) {
-  // All six are read whatever the first ones give: callers rely on every buffer being refreshed.
+  // All six are read whatever the first ones give: every buffer is refreshed.
   int failures = ORX_get_serial() == nullptr ? 1 : 0;
   failures += ORX_get_property("manufacturer", manufacturer_name);
   failures += ORX_get_property("brand", brand_name);

@@ -11,8 +11,8 @@ constexpr uint32_t kLongestOneShotDigest = 32;
 
 // The one digest in progress, or null.
 EVP_MD_CTX* context = nullptr;
-// A context that could not be initialised is destroyed, but callers rely on the next Begin warning
-// of it as of any other that was not ended.
+// A context that could not be initialised is destroyed; the next Begin warns of it all the same, as
+// of any other that was not ended.
 bool destroyed_context_unended = false;
 
 const EVP_MD* DigestFor(uint32_t algorithm) {
@@ -38,8 +38,9 @@ uint32_t ORX_HASH_Begin(uint32_t algorithm, uint32_t* handle) {
     return 1;
   }
   if (handle != nullptr) *handle = 0;
+  const ErrorQueueGuard guard;
 
-  // A context that is still held is abandoned, not freed: callers rely on no more than the warning.
+  // A context that is still held is abandoned, not freed, see the header's WARNING.
   context = EVP_MD_CTX_new();
   destroyed_context_unended = false;
   if (context == nullptr) {
@@ -61,6 +62,7 @@ uint32_t ORX_HASH_Update(uint32_t /*handle*/, const void* data, size_t length) {
     ORX_LOG("openssl_ctx NULL");
     return 1;
   }
+  const ErrorQueueGuard guard;
   if (EVP_DigestUpdate(context, data, length) != 1) {
     ORX_LOG("EVP_DigestUpdate failed");
     return 1;
@@ -74,6 +76,7 @@ uint32_t ORX_HASH_End(uint32_t /*handle*/, uint8_t* digest, uint32_t* digest_len
     ORX_LOG("openssl_ctx NULL");
     return 1;
   }
+  const ErrorQueueGuard guard;
   unsigned written = 0;
   const bool finished = EVP_DigestFinal_ex(context, digest, &written) == 1;
   if (finished) {
@@ -92,7 +95,6 @@ uint32_t ORX_HASH(uint32_t algorithm, const void* data, size_t length, uint8_t* 
   if (ORX_HASH_Begin(algorithm, &handle) != 0) return 1;
   if (ORX_HASH_Update(handle, data, length) != 0) return 1;
   if (ORX_HASH_End(handle, digest, digest_length) != 0) return 1;
-  // SHA-512 is written in full and still answered with 1: callers rely on the one-shot offering
-  // only digests of up to 32 bytes.
+  // SHA-512 is written in full and still answered with 1, see the header's WARNING.
   return *digest_length >= 1 && *digest_length <= kLongestOneShotDigest ? 0 : 1;
 }

@@ -34,21 +34,29 @@ struct Input {
   const uint8_t* other_info;
 };
 
+uint8_t* AllocateMessage(size_t length) {
+  const ErrorQueueGuard guard;
+  return static_cast<uint8_t*>(OPENSSL_malloc(length));
+}
+
 // Hashes Z || counter || other info, in that order, without the counter unless the mode has one.
 // Returns 0 with `*digest_length` bytes in `digest`, or 1.
 uint32_t HashBlock(const Input& input, uint32_t iteration, Digest& digest,
                    uint32_t* digest_length) {
   const size_t counter_length = input.mode == kWithCounter ? kCounterBytes : 0;
-  const size_t length = size_t{input.z_length} + counter_length + input.other_info_length;
+  // More than a size can say, where that has 32 bits, is more than there is memory.
+  size_t length = 0;
+  const bool too_long = __builtin_add_overflow(uint64_t{input.z_length} + input.other_info_length,
+                                               counter_length, &length);
   // Memory of the crypto library is wiped when it is freed.
-  const bssl::UniquePtr<uint8_t> message(static_cast<uint8_t*>(OPENSSL_malloc(length)));
+  const bssl::UniquePtr<uint8_t> message(too_long ? nullptr : AllocateMessage(length));
   if (message == nullptr) {
     ORX_LOG("compute_hash() : malloc failed");
     return 1;
   }
   uint8_t* end = std::copy_n(input.z, input.z_length, message.get());
   if (counter_length != 0) {
-    // Only the last byte counts and wraps to 0 at iteration 256: callers rely on these outputs.
+    // Only the last byte counts and wraps to 0 at iteration 256, see the header's WARNING.
     const uint8_t counter[kCounterBytes] = {0, 0, 0, static_cast<uint8_t>(iteration)};
     end = std::copy_n(counter, kCounterBytes, end);
   }
@@ -112,6 +120,7 @@ uint32_t ORX_KDF_Gen(uint32_t mode, uint32_t hash, uint32_t z_length, const uint
 
 uint32_t ORX_RNG_GetBytes(uint8_t* buffer, size_t length) {
   if (buffer == nullptr) return 1;
+  const ErrorQueueGuard guard;
   return RAND_bytes(buffer, length) == 1 ? 0 : 1;
 }
 

@@ -1,17 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <openssl/mem.h>
 #include <orx/store.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "boringssl.h"
 #include "orx_log.h"
 
 namespace {
 
 constexpr char kFolder[] = "/mnt/vendor/persist/security";
 
-// The one open file, or null.
+constexpr size_t kBufferBytes = 4096;
+
+// The one open file, or null, and what its stream buffers in: memory of the library, so that it can
+// be wiped, and one for each stream, as an abandoned one goes on using its own.
 FILE* stream = nullptr;
+char* stream_buffer = nullptr;
 
 // filename returns the path of a numbered file, valid until the next call.
 const char* filename(int file_number) {
@@ -23,17 +30,20 @@ const char* filename(int file_number) {
 }  // namespace
 
 uint32_t ORX_STORE_Open(int file_number, uint32_t* handle, int write) {
-  // A stream that is still open is abandoned, not closed: callers rely on an Open that neither
-  // fails nor writes because of another file.
+  // A stream that is still open is abandoned, not closed, see the header's WARNING.
   if (stream != nullptr) ORX_LOG("fp not NULL");
   if (handle != nullptr) *handle = 0;
   const char* path = filename(file_number);
   ORX_LOG("Opening file %s", path);
-  stream = fopen(path, write != 0 ? "w" : "r");
+  // The buffer comes first: without memory for it no file is emptied.
+  stream_buffer = static_cast<char*>(malloc(kBufferBytes));
+  stream = stream_buffer == nullptr ? nullptr : fopen(path, write != 0 ? "w" : "r");
   if (stream == nullptr) {
     ORX_LOG("Could not open file");
+    free(stream_buffer);
     return 1;
   }
+  setvbuf(stream, stream_buffer, _IOFBF, kBufferBytes);
   return 0;
 }
 
@@ -41,6 +51,8 @@ uint32_t ORX_STORE_Close(uint32_t /*handle*/) {
   const bool closed = fclose(stream) == 0;
   if (!closed) ORX_LOG("Could not close file");
   stream = nullptr;
+  OPENSSL_cleanse(stream_buffer, kBufferBytes);
+  free(stream_buffer);
   return closed ? 0 : 1;
 }
 
@@ -49,8 +61,7 @@ uint32_t ORX_STORE_Read(uint8_t* buffer, size_t element_size, size_t element_cou
     ORX_LOG("fp NULL");
     return 1;
   }
-  // `done` counts elements but is added to the buffer as bytes: callers with elements above one
-  // byte rely on where a continued read lands.
+  // `done` counts elements but is added to the buffer as bytes, see the header's WARNING.
   size_t done = 0;
   while (done < element_count) {
     const size_t remaining = element_count - done;

@@ -24,27 +24,33 @@ namespace android::hardware::keymint::ORX {
 // version 3): it generates, imports, upgrades and deletes keys and runs one operation at a time.
 //
 // Every method but the constructor returns a KeyMint ErrorCode as int: 0 on success, the service's
-// own code where it answered one, UNKNOWN_ERROR (-1000) for every other binder failure. Outputs are
-// left untouched on failure unless said otherwise. Nothing is thrown.
+// own code where it answered one, UNKNOWN_ERROR (-1000) for every other binder failure. A null
+// output is refused with UNEXPECTED_NULL_POINTER (-32) before the device is asked. Outputs are left
+// untouched on failure unless said otherwise. Nothing is thrown: where memory runs out the process
+// ends.
 //
-// An object serves one caller at a time; distinct objects are independent. A dropped operation is
-// not aborted: the service reclaims it.
+// An object serves one caller at a time and is not copied, as the copies would share one operation;
+// distinct objects are independent. A dropped operation is not aborted: the service reclaims it.
 class ORX_EXPORT KeyMintService {
  public:
   // KeyMintService binds to the instance "strongbox" or, when `strongbox` is false, "default" (the
   // TEE). The look-up does not wait. Without a service the object is usable all the same: every
   // call then answers UNEXPECTED_NULL_POINTER (-32).
   explicit KeyMintService(bool strongbox);
+  KeyMintService(const KeyMintService&) = delete;
+  KeyMintService& operator=(const KeyMintService&) = delete;
 
   // GetReturnErrorCode maps a binder status to an error code: OK to 0, a service-specific error to
   // its code, everything else, an absent status included, to UNKNOWN_ERROR.
   //
   // WARNING: a service-specific error of code 0 maps to 0 although the call failed and its outputs
-  // are unset; callers rely on the service's code being passed through as it is.
+  // are unset: the service's code is passed through as it is.
   static int GetReturnErrorCode(const ::ndk::ScopedAStatus& status);
 
   // GenerateKey generates a key from `params`, attested by `attestKey` if given. `*keyBlob` must be
-  // handed in empty; it, `*keyCharacteristics` and `*certChain` are replaced on success.
+  // handed in empty (else UNEXPECTED_NULL_POINTER); it, `*keyCharacteristics` and `*certChain` are
+  // replaced on success. `certChain` may be null: the chain is judged and dropped then. A device
+  // that returns no blob is answered with UNSUPPORTED_KEY_SIZE (-6).
   //
   // WARNING: when the certificate chain does not fit the algorithm (an RSA or EC key without one,
   // any other key with one) the answer is INVALID_KEY_BLOB (-33) although the outputs already hold
@@ -55,19 +61,21 @@ class ORX_EXPORT KeyMintService {
                   std::vector<km::Certificate>* certChain);
 
   // ImportKey imports `keyData`, the key material as raw bytes in `format`. Both outputs are
-  // emptied before the device is asked, whatever they held; the certificate chain is dropped.
+  // emptied before the device is asked, whatever they held; the certificate chain is dropped. A
+  // device that returns no blob is answered with UNSUPPORTED_KEY_SIZE (-6).
   int ImportKey(const AuthorizationSet& params, km::KeyFormat format, const std::string& keyData,
                 std::vector<uint8_t>* keyBlob,
                 std::vector<km::KeyCharacteristics>* keyCharacteristics);
 
-  // UpgradeKey renews a blob that the device answered with KEY_REQUIRES_UPGRADE.
-  // `*upgradedKeyBlob` must be handed in empty and stays empty, with result 0, when the device
-  // found no upgrade necessary.
+  // UpgradeKey renews a blob that the device answered with KEY_REQUIRES_UPGRADE. `*upgradedKeyBlob`
+  // must be handed in empty (else INVALID_ARGUMENT, -38) and stays empty, with result 0, when the
+  // device found no upgrade necessary. An empty `keyBlobToUpgrade` is refused with INVALID_KEY_BLOB
+  // (-33).
   int UpgradeKey(const std::vector<uint8_t>& keyBlobToUpgrade,
                  const AuthorizationSet& upgradeParams, std::vector<uint8_t>* upgradedKeyBlob);
 
   // DeleteKey deletes the key. Unless `keepBlob` is set, `*keyBlob` is emptied and its storage
-  // released whatever the device answered.
+  // released whatever the device answered; without a device it stays.
   int DeleteKey(std::vector<uint8_t>* keyBlob, bool keepBlob);
 
   // Begin starts an operation and keeps it, releasing one that was pending. A device that returns
@@ -75,18 +83,20 @@ class ORX_EXPORT KeyMintService {
   int Begin(km::KeyPurpose purpose, const std::vector<uint8_t>& keyBlob,
             const AuthorizationSet& params);
 
-  // Update feeds `input` to the operation and appends what it returns to `*output`.
+  // Update feeds `input` to the operation and appends what it returns to `*output`. The operation
+  // stays whatever the outcome; without one the answer is UNEXPECTED_NULL_POINTER.
   int Update(const std::string& input, std::string* output);
 
-  // Finish ends the operation, whatever the outcome, and appends what it returns to `*output`.
-  // `signature` is the signature to verify and may be empty.
+  // Finish has the operation end, which is then gone whatever the outcome, and appends what it
+  // returns to `*output`. `signature` is the signature to verify and may be empty. Without an
+  // operation, or for a null `output`, which keeps it, the answer is UNEXPECTED_NULL_POINTER.
   int Finish(const std::string& input, const std::string& signature, std::string* output);
 
  private:
   std::shared_ptr<km::IKeyMintOperation> operation_;
   std::shared_ptr<km::IKeyMintDevice> device_;
   // Low half of the last operation's challenge; kept for debuggers, no method reads it.
-  [[maybe_unused]] int32_t challenge_;
+  [[maybe_unused]] int32_t challenge_ = 0;
 };
 
 // load_key_blob reads the key blob file of an RSA key id. Returns an empty vector for key id 0, an
@@ -95,10 +105,11 @@ class ORX_EXPORT KeyMintService {
 // WARNING: the log line of a read failure shows what was read of the file, not its path.
 ORX_EXPORT std::vector<uint8_t> load_key_blob(int key_id);
 
-// store_key_blob writes `blob` as the key blob file of an RSA key id (mode 0660 less the umask), to
-// stable storage where the file system offers that. Returns 0, or 1 with the file removed.
+// store_key_blob writes `blob` as the key blob file of an RSA key id (a new one with mode 0660 less
+// the umask), to stable storage where the file system offers that. Returns 0, or 1 for an id
+// without a file, or with the file removed if the file system lets it be.
 //
-// WARNING: a symmetric key's blob file has mode 0666; callers of either family rely on its own.
+// WARNING: a symmetric key's blob file has mode 0666 where this has 0660.
 ORX_EXPORT int store_key_blob(int key_id, std::vector<uint8_t> blob);
 
 }  // namespace android::hardware::keymint::ORX

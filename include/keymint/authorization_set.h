@@ -110,20 +110,23 @@ class AidlBuf : public std::vector<uint8_t> {
   explicit AidlBuf(const std::string& bytes) { *this = bytes; }
 
   AidlBuf& operator=(const std::string& bytes) {
-    assign(bytes.begin(), bytes.end());
+    const auto* first = reinterpret_cast<const uint8_t*>(bytes.data());
+    assign(first, first + bytes.size());
     return *this;
   }
 };
 
 // AuthorizationSet is the list of KeyMint key parameters that accompanies a request to a KeyMint
 // device, in insertion order until Sort() or Deduplicate() reorders it. A plain value: no locking,
-// no errors. Duplicates are allowed; repeatable tags rely on them.
+// no errors. Duplicates are allowed; repeatable tags rely on them. What is inline here is part of
+// the caller's code, where a container without memory throws; the library's own code ends the
+// process.
 //
 // The order of Sort(), Deduplicate(), Union() and Subtract() is that of KeyParameter: by tag as a
 // signed 32-bit integer, then by value (index of the alternative first).
 //
 // WARNING: as tags compare signed, those of type BYTES, BIGNUM and ULONG_REP (top bit set) sort
-// before INVALID and before all others. Callers rely on this order.
+// before INVALID and before all others.
 class ORX_EXPORT AuthorizationSet {
  public:
   AuthorizationSet() = default;
@@ -146,7 +149,8 @@ class ORX_EXPORT AuthorizationSet {
   // element.
   void Subtract(const AuthorizationSet& other);
 
-  // find returns the index of the first element behind position `begin` whose tag is `tag`, or -1.
+  // find returns the index of the first element behind position `begin`, -1 or more, whose tag is
+  // `tag`, or -1.
   int find(km::Tag tag, int begin = -1) const;
 
   // operator[] returns the element at index `at`, which is not checked.
@@ -157,8 +161,8 @@ class ORX_EXPORT AuthorizationSet {
 
   size_t GetTagCount(km::Tag tag) const;
 
-  // erase removes the element at `index`, which is at most the size. Returns false, with nothing
-  // removed, when it equals the size.
+  // erase removes the element at `index`, from 0 to the size. Returns false, with nothing removed,
+  // when it equals the size.
   bool erase(int index);
 
   // GetEntry returns a reference to the first element with `tag`, valid until the set changes.
@@ -268,6 +272,9 @@ class ORX_EXPORT AuthorizationSetBuilder : public AuthorizationSet {
   // One BLOCK_MODE, DIGEST, RSA_OAEP_MGF_DIGEST or PADDING per element, in order; none for an empty
   // list.
   AuthorizationSetBuilder& BlockMode(std::initializer_list<km::BlockMode> block_modes);
+  AuthorizationSetBuilder& Digest(std::initializer_list<km::Digest> digests) {
+    return Digest(std::vector<km::Digest>(digests));
+  }
   AuthorizationSetBuilder& Digest(std::vector<km::Digest> digests);
   AuthorizationSetBuilder& Digest(km::Digest digest);
   AuthorizationSetBuilder& OaepMGFDigest(const std::vector<km::Digest>& digests);

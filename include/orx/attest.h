@@ -7,9 +7,13 @@
  *
  * A self-test has a KeyMint instance (the TEE's, or the StrongBox's if `strongbox` is set) generate
  * EC P-256 keys and checks the certificates that come back. It returns 0 when every check passed
- * and 1 at the first failure, whose reason is one line in the debug log. It may take seconds, keeps
- * no state and may run on any thread. The keys it generates are not deleted; their blobs are
- * dropped.
+ * and 1 at the first failure, whose reason is in the debug log. The keys it generates are not
+ * deleted; their blobs are dropped.
+ *
+ * Without identifiers a self-test takes seconds, keeps no state and may run on any thread. With
+ * identifiers it gathers them as ORX_get_attestation_id() does, all of them whatever the mask
+ * selects: it asks the modem, which can take half a minute or have no end, and overwrites the
+ * static buffers of <orx/device.h>, with whose functions it must be serialised.
  */
 
 #include <orx/export.h>
@@ -25,7 +29,7 @@ ORX_BEGIN_DECLS
  * WARNING: the bits skip from the IMEI (6) to the MEID (8). Bit 7 means the second IMEI to
  * ORX_validate_attestation_ids() and nothing to ORX_validate_attestation(). Both it and bit 8
  * read values that ORX_get_attestation_id() does not return, so that today neither has anything
- * attested. Callers set all bits and rely on that.
+ * attested, and a mask of all bits can be passed.
  */
 enum {
   ORX_ATTEST_ID_BRAND = 1 << 0,
@@ -81,6 +85,10 @@ ORX_EXPORT int ORX_validate_attestation_model(const char* model, bool relaxed, b
  * demands that the KeyMint instance refuses, with whatever error, to attest a key without being
  * given an attestation key.
  *
+ * WARNING: a KeyMint instance that is missing or broken passes the last check, as it refuses too.
+ * The log line "Negative Test: return error = ..." has the code: only
+ * ATTESTATION_KEYS_NOT_PROVISIONED (-74) says that the device holds no attestation keys.
+ *
  * WARNING: `relaxed` is accepted and not used. No chain is checked against the attestation root.
  *
  * WARNING: the last check runs whether or not `attest_ids` is set, and fails on a device that still
@@ -88,6 +96,9 @@ ORX_EXPORT int ORX_validate_attestation_model(const char* model, bool relaxed, b
  *
  * WARNING: the MAC of the public key is not verified, as only the secure hardware can; its length
  * is. Only the result 0 of a certificate's signature check counts as a failure.
+ *
+ * WARNING: the platform's CBOR parser (RFC 8949), which reads the public key, has no limit of depth
+ * before Android 15: a component that answers tens of thousands of nested levels ends the process.
  */
 ORX_EXPORT int ORX_validate_attestation_ids(bool attest_ids, uint32_t id_mask, bool relaxed,
                                             bool strongbox);
@@ -107,7 +118,7 @@ ORX_EXPORT int ORX_validate_attestation_ids(bool attest_ids, uint32_t id_mask, b
  *
  * Returns 0, or 1 for a null argument, a capacity below 800, a missing property or an IMEI that the
  * modem did not give; `buf` and `*len` are untouched then. Callers serialise the functions of
- * <orx/device.h> and this one.
+ * <orx/device.h>, this one and the self-tests with identifiers.
  *
  * WARNING: 800 bytes are required and 700 are written. The eighth record, the MEID (or the IMEI
  * without its last digit when the modem has no MEID), is assembled and left out: callers that zero

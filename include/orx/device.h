@@ -9,6 +9,10 @@
  * Functions return 0 for success or yes and 1 for failure or no where nothing else is said. They
  * run on the caller's thread. Nothing here is guarded against concurrent calls: callers serialise
  * them. Property values have at most 91 bytes and a terminator (PROP_VALUE_MAX, 92).
+ *
+ * WARNING: a property "ro." may be longer; its value reads as the platform's notice then ("Must use
+ * __system_property_read_callback() to read"), which is the same on every such device: so is the
+ * unique hardware ID that is made of it.
  */
 
 #include <orx/export.h>
@@ -88,7 +92,8 @@ ORX_EXPORT const char* ORX_get_serial(void);
 /*
  * ORX_print_device_ids prints model, product, device, serial number, manufacturer and brand to
  * standard output, a line each, or the one line "Device ID properties not ok" when one of them is
- * missing. Returns what the last print call returned: negative when standard output failed.
+ * missing. Returns what the last print call returned: negative when standard output failed. Where
+ * standard output is buffered, as into a file, that is not known yet: flush it and look.
  */
 ORX_EXPORT int ORX_print_device_ids(void);
 
@@ -98,8 +103,8 @@ ORX_EXPORT int ORX_print_device_ids(void);
  * characters of the property "ro.vendor.boot.uid", which the bootloader sets, and 16 characters
  * '0'. Returns 1 for a null argument or when there is no memory, with both outputs untouched.
  *
- * WARNING: a missing, short (below 16 characters) or all-zero property is not a failure: the unique
- * ID is 32 characters '0' then.
+ * WARNING: a property that is missing, short (below 16 characters) or starts with 16 zeros is not a
+ * failure: the unique ID is 32 characters '0' then.
  */
 ORX_EXPORT int ORX_DEVICE_GetUniqueID(char** uid, uint32_t* uid_len);
 
@@ -109,7 +114,7 @@ ORX_EXPORT int ORX_DEVICE_GetUniqueID(char** uid, uint32_t* uid_len);
  * hexadecimal digit; in the last case the bytes before it are in `out` and zeros behind them.
  *
  * WARNING: 16 bytes are required and all `out_size` bytes are cleared, though 8 are produced. A
- * missing, short or all-zero property gives 8 zero bytes and 0.
+ * property that is missing, short or starts with 16 zeros gives 8 zero bytes and 0.
  */
 ORX_EXPORT int ORX_ProcessorRawUID(uint8_t* out, int32_t out_size);
 
@@ -155,7 +160,8 @@ ORX_EXPORT int ORX_DEVICE_GetImei(char* buf, uint32_t len);
  * once the modem has answered.
  *
  * WARNING: what stands in quotes is cut to 15 characters, so that 16 digits pass as the first 15 of
- * them. An answer without quotes, or one that starts with a quote, leaves `buf` empty and gives 1.
+ * them, and the closing quote may be missing. An answer without quotes, or one that starts with a
+ * quote, leaves `buf` empty and gives 1.
  */
 ORX_EXPORT int ORX_DEVICE_GetImei2(char* buf, uint32_t len);
 
@@ -184,7 +190,8 @@ ORX_EXPORT int ORX_DEVICE_GetMeid(char* buf, uint32_t len);
  * decides how much is written, there is no terminator behind it, and the text is logged up to the
  * first zero. With a null `response` the call never returns once an answer has come.
  *
- * WARNING: the wait for the answer has no time limit.
+ * WARNING: neither the wait for the answer has a time limit nor the connecting, which waits while
+ * the daemon's queue of clients is full.
  *
  * WARNING: an answer that comes in several segments is not joined; `response` holds the first.
  *
@@ -205,9 +212,11 @@ ORX_EXPORT int ORX_communicate_with_modem(const char* at_command, char* response
 
 /*
  * ORX_read_socket receives once, at most `len` bytes, from the connected socket `fd` into `buf`,
- * and logs `buf` up to its first zero. Returns 0 when at least one byte came, -1 after 10 empty
- * receives (the peer closed the connection), and -2 when the receive failed with EAGAIN or EINTR.
- * `fd` stays open.
+ * and logs `buf` up to its first zero, which must stand behind the `len` bytes at the latest.
+ * Returns 0 when at least one byte came, -1 after 10 empty receives (the peer closed the
+ * connection, or `len` is 0), and -2 when the receive failed with EAGAIN or EINTR. `fd` stays open.
+ *
+ * WARNING: a negative `len` is no limit: all that has come is written to `buf`.
  *
  * WARNING: EAGAIN and EINTR end the call, and every other error makes it receive again without
  * limit: the reverse of the usual rule. A descriptor that is no socket, or data for a null `buf`,

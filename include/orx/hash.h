@@ -24,7 +24,7 @@ ORX_BEGIN_DECLS
 /*
  * ORX_HASH_Begin starts a digest and writes 0 to `*handle`, which may be null. Returns 1 for a
  * number that names no algorithm, with the digest in progress and `*handle` as they were, and when
- * there is no memory.
+ * there is no memory, with 0 in `*handle` and no digest in progress.
  *
  * WARNING: a digest that is still in progress is abandoned and its memory lost (a few hundred
  * bytes), with a line in the log. End each digest, also one that is no longer wanted.

@@ -14,8 +14,10 @@
  *   14  zol_key_iprm      51  zol_key_user1
  *                         52  zol_key_user2
  *
- * The blob file has mode 0660 less the umask. It is shared with <orx/sym.h>: an import there
- * replaces the key here.
+ * A new blob file has mode 0660 less the umask; one that exists keeps its mode. It is shared with
+ * <orx/sym.h>: an import there replaces the key here. A file whose length differs from the one that
+ * these functions last loaded or stored in this process is refused: after an import by the
+ * symmetric functions, too, unless both blobs have the same length.
  *
  * Selectors are plain numbers:
  *
@@ -23,15 +25,17 @@
  *   padding    1  PKCS#1 v1.5         any other  none
  *   direction  1  encrypt             any other  decrypt
  *
- * The hardware judges the lengths: without padding the input of an operation has the length of the
- * modulus (RFC 8017, RSASP1 and RSADP), and input goes over in one piece of less than 1 MiB.
+ * Padding none serves decryption only (RFC 8017, RSADP), of an input that has the length of the
+ * modulus: a signature is always asked for with a digest, which KeyMint takes with padding only.
+ * The hardware judges that, and the lengths; input goes over in one piece of less than 1 MiB.
  *
  * Upgrades. After an update of the system the hardware may want a key's blob upgraded. The
  * operation that meets this upgrades the blob, begins anew with it and replaces the blob file
- * before it goes on. When the file cannot be replaced, the operation fails and the file is removed:
- * the key must be imported again.
+ * before it goes on. When the file cannot be replaced, the operation fails and the file is removed,
+ * if the file system lets it be: the key must be imported again.
  *
- * A blob file whose length differs from the one this process last loaded or stored is refused.
+ * WARNING: a store, and with it an upgrade, empties the blob file before it writes. A process that
+ * is killed in between leaves an empty or partial blob, and the key is lost: import it again.
  */
 
 #include <orx/export.h>
@@ -49,8 +53,9 @@ ORX_BEGIN_DECLS
  * read.
  *
  * Returns 1 before the hardware is asked when the components do not make one key: when one is empty
- * (length 0, or null), too large for a key of 16384 bits, or does not fit the others. The
- * components themselves are not wiped.
+ * (length 0, or null), too large for a key of 16384 bits, or does not fit the others, or when e has
+ * more than 33 bits, and when there is no memory to encode the key. The components themselves are
+ * not wiped.
  *
  * WARNING: the order is e, n, not n, e.
  */
@@ -79,6 +84,9 @@ ORX_EXPORT uint32_t ORX_RSA_ImportProtectedKey(
  *
  * WARNING: with `key_is_plain` 0 the key is taken as wrapped, which ORX_RSA_Unwrap does not
  * support: the result is 1, and the key is not wiped.
+ *
+ * WARNING: hardware that fails with the service-specific error 0 is taken at its word: an empty
+ * blob is stored, and the result is 0.
  */
 ORX_EXPORT uint32_t ORX_RSA_ImportKey(uint8_t* key, uint32_t key_length, int key_is_plain,
                                       int key_id);

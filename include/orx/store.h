@@ -6,8 +6,11 @@
  * Small files of raw bytes under a number: file k is "/mnt/vendor/persist/security/k.bin", without
  * a header, created with mode 0666 less the umask. Negative numbers are numbers ("-3.bin").
  *
- * One file is open at a time in a process, through a buffered stream. The handles stand for it:
- * Open writes 0, the others read nothing.
+ * One file is open at a time in a process, through a buffered stream, whose buffer is wiped when
+ * the file is closed. The handles stand for it: Open writes 0, the others read nothing.
+ *
+ * A file that was opened stays open when a function returns 1 for it; close it all the same. Its
+ * descriptor is inherited by programs that the process executes meanwhile.
  */
 
 #include <orx/export.h>
@@ -20,10 +23,11 @@ ORX_BEGIN_DECLS
 /*
  * ORX_STORE_Open opens file `file_number` to be read or, if `write` is not 0, empties or creates it
  * to be written. Writes 0 to `*handle`, which may be null, in either case. Returns 1, with no file
- * open, when that is not possible.
+ * open, when that is not possible or there is no memory.
  *
  * WARNING: a file that is still open is abandoned with a line in the log: its descriptor stays open
- * and what its stream buffers is written at the end of the process at best. Close each file.
+ * and what its stream buffers is written at the end of the process at best, and not wiped. Close
+ * each file.
  *
  * WARNING: a file that is being written loses its old content here; a crash leaves it empty or
  * partial, and nothing syncs it to stable storage.

@@ -13,15 +13,24 @@
  *   14  zol_key_iprm      51  zol_key_user1
  *                         52  zol_key_user2
  *
- * The blob file has mode 0666 less the umask. It is shared with <orx/rsa.h>: an import there
- * replaces the key here. A file whose length differs from the one this process last loaded or
- * stored is refused.
+ * A new blob file has mode 0666 less the umask; one that exists keeps its mode. It is shared with
+ * <orx/rsa.h>: an import there replaces the key here. A file whose length differs from the one that
+ * these functions last loaded or stored in this process is refused: after an import by the RSA
+ * functions, too, unless both blobs have the same length. The blob that was selected before stays
+ * selected then.
  *
  * One key is selected in a process, by ORX_SYM_ImportProtectedKey or, later, by
  * ORX_SYM_GetContextForID. For each message then: EncryptBegin, Encrypt, EncryptEnd, or the same
  * with Decrypt. A message goes over in one piece: its length is a multiple of 16 bytes and below
  * the limit of a binder transaction (1 MiB less its overhead). Longer data goes in pieces, each
  * with the last 16 bytes of the ciphertext before it as its IV.
+ *
+ * WARNING: KeyMint is looked up once, by the first call that needs it, and without waiting. A
+ * process that starts before the service, or outlives it, gets failures until it is started anew.
+ *
+ * WARNING: a store empties the blob file before it writes. A process that is killed in between
+ * leaves an empty or partial blob, which is selected with success and refused by the hardware at
+ * the next Begin: import the key again.
  *
  * The context stands for the selected key: it is null, and no function reads it.
  */
@@ -44,10 +53,13 @@ typedef struct _ORX_SYM_CONTEXT_S ORX_SYM_CONTEXT;
  *
  * Returns 1 for a key id of 0, a null `key` or `context`, another length, another type, in this
  * order; when the hardware refuses; and when the blob cannot be stored, in which case the blob file
- * is removed. The selection then stays as it was. `key` is not wiped.
+ * is removed if the file system lets it be. The selection then stays as it was. `key` is not wiped.
  *
  * WARNING: an id without a blob file is refused only after the hardware has imported the key, which
  * nothing deletes.
+ *
+ * WARNING: hardware that fails with the service-specific error 0 is taken at its word: an empty
+ * blob is stored and selected, and the result is 0.
  */
 ORX_EXPORT uint32_t ORX_SYM_ImportProtectedKey(int key_type, int key_id, const uint8_t* key,
                                                int key_length, struct _ORX_SYM_CONTEXT_S** context);
@@ -81,21 +93,24 @@ ORX_EXPORT uint32_t ORX_SYM_DestroyContext(struct _ORX_SYM_CONTEXT_S* context);
  * the next Begin fails until the key is selected again.
  *
  * WARNING: with no key selected, id 0 counts as the selected one, and the hardware is asked to
- * delete the blob that was last selected, if one is still in memory.
+ * delete the blob that was last selected, or an empty one when none is in memory.
  */
 ORX_EXPORT uint32_t ORX_SYM_DeleteKeyID(int key_id);
 
 /*
  * ORX_SYM_EncryptBegin begins to encrypt a message under the selected key with the `iv_length`
- * bytes at `iv`; the hardware takes 16. An IV must not be used twice with a key, and must be
- * unpredictable (SP 800-38A, appendix C). `mode` is 0 or 1. An operation that was begun before is
- * dropped.
+ * bytes at `iv`; the hardware takes 16, and a length below 0 is sent as 0. An IV must not be used
+ * twice with a key, and must be unpredictable (SP 800-38A, appendix C). `mode` is 0 or 1.
  *
  * Returns 1 when no key is selected, for a null `iv`, for another mode, in this order, and when the
  * hardware refuses. A key that needs an upgrade after an update of the system is refused: import it
  * again.
  *
  * WARNING: both modes are AES-CBC without padding; the number selects nothing.
+ *
+ * WARNING: only a successful Begin drops the operation that was begun before. That one is otherwise
+ * still there for the next Encrypt or Decrypt, also after another key was selected, the context was
+ * destroyed or the key was deleted.
  */
 ORX_EXPORT uint32_t ORX_SYM_EncryptBegin(struct _ORX_SYM_CONTEXT_S* context, const uint8_t* iv,
                                          int iv_length, int mode);

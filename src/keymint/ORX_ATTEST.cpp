@@ -40,7 +40,7 @@ bool CheckLink(X509* cert, X509* signer, int index, bool strict) {
     ORX_LOG("ATTEST: no public key for the signing cert=%d", index);
     return false;
   }
-  // Callers rely on 0 alone being a bad signature.
+  // Only 0 is a bad signature, see the header's WARNING.
   if (X509_verify(cert, key.get()) == 0) {
     ORX_LOG("ATTEST: verification against cert=%d failed", index);
     return false;
@@ -295,7 +295,7 @@ int ValidateAttestation(bool attest_ids, uint32_t id_mask, bool relaxed, bool st
   AuthorizationSetBuilder identifiers;
   AddIdTags(id_mask, records, &identifiers);
   if ((id_mask & ORX_ATTEST_ID_MEID) != 0) {
-    // Never adds a tag, as this record is not returned; callers rely on the bit being harmless.
+    // Never adds a tag, as this record is not returned, see the WARNING of the mask.
     add_tag_from_prop(&identifiers, TAG_ATTESTATION_ID_MEID, DeviceIdValue(records, kMeidRecord));
   }
   return test.AttestAll(identifiers) ? 0 : 1;
@@ -434,10 +434,12 @@ int GetAttestationIds(uint8_t* buf, uint32_t* len) {
 namespace orx = android::hardware::keymint::ORX;
 
 int ORX_validate_attestation(bool attest_ids, uint32_t id_mask, bool relaxed, bool strongbox) {
+  const ErrorQueueGuard guard;
   return orx::legacy::ValidateAttestation(attest_ids, id_mask, relaxed, strongbox);
 }
 
 int ORX_validate_attestation_model(const char* model, bool relaxed, bool strongbox) {
+  const ErrorQueueGuard guard;
   return orx::legacy::ValidateAttestationModel(model, relaxed, strongbox);
 }
 

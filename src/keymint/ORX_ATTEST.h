@@ -27,7 +27,7 @@ inline constexpr char kKeyCommonName[] = "Android Keystore Key";
 // WARNING: only the result 0 of X509_verify() counts as a bad signature; a negative one passes.
 //
 // WARNING: the root is recognised by its name alone, and neither validity, extensions nor
-// revocation are looked at. Callers rely on it: devices carry expired certificates.
+// revocation are looked at: devices carry certificates that have expired.
 bool verify_chain(const std::vector<km::Certificate>& chain, unsigned expected_size, bool strict);
 
 // parse_cert_blob returns the DER certificate at the start of `blob`, empty if there is none.

@@ -266,7 +266,7 @@ bool CheckAttestedChain(const std::vector<km::Certificate>& chain, EVP_PKEY* sig
     ORX_LOG("Invalid attested key cert");
     return false;
   }
-  // Callers rely on 0 alone being a bad signature.
+  // Only 0 is a bad signature, see the header's WARNING.
   if (X509_verify(cert.get(), signer) == 0) {
     ORX_LOG("Verification of attested key cert failed");
     return false;
@@ -294,8 +294,7 @@ AuthorizationSet SelectIds(uint32_t id_mask, const DeviceIdRecords& records) {
   const bool dual_sim = ORX_device_supports_dual_sim() == 0;
   AuthorizationSetBuilder identifiers;
   legacy::AddIdTags(id_mask, records, &identifiers);
-  // The records end before these values, so that neither adds a tag; callers rely on the bits being
-  // harmless.
+  // The records end before these values, so that neither adds a tag, see the WARNING of the mask.
   if (dual_sim && (id_mask & ORX_ATTEST_ID_SECOND_IMEI) != 0) {
     add_tag_from_prop(&identifiers, TAG_ATTESTATION_ID_SECOND_IMEI,
                       DeviceIdValue(records, kMeidRecord));
@@ -347,6 +346,7 @@ int ValidateAttestationIds(bool attest_ids, uint32_t id_mask, bool strongbox) {
 
 int ORX_validate_attestation_ids(bool attest_ids, uint32_t id_mask, bool /*relaxed*/,
                                  bool strongbox) {
+  const ErrorQueueGuard guard;
   return android::hardware::keymint::ORX::RKP::ValidateAttestationIds(attest_ids, id_mask,
                                                                       strongbox);
 }

@@ -12,6 +12,11 @@
 namespace android::hardware::keymint::ORX {
 namespace {
 
+using orx_common::AppendSecret;
+using orx_common::CopyOf;
+using orx_common::Wiped;
+using Bytes = std::vector<uint8_t>;
+
 constexpr int kOk = static_cast<int>(km::ErrorCode::OK);
 constexpr int kNullPointer = static_cast<int>(km::ErrorCode::UNEXPECTED_NULL_POINTER);
 constexpr int kOutputParameterNull = static_cast<int>(km::ErrorCode::OUTPUT_PARAMETER_NULL);
@@ -30,10 +35,6 @@ bool IsAsymmetric(const AuthorizationSet& params) {
   if (!entry || entry->get().value.getTag() != km::KeyParameterValue::algorithm) return false;
   const auto algorithm = entry->get().value.get<km::KeyParameterValue::algorithm>();
   return algorithm == km::Algorithm::RSA || algorithm == km::Algorithm::EC;
-}
-
-std::vector<uint8_t> Bytes(const std::string& text) {
-  return std::vector<uint8_t>(text.begin(), text.end());
 }
 
 }  // namespace
@@ -77,14 +78,15 @@ int KeyMintService::GenerateKey(const AuthorizationSet& params,
   // Moved before the chain is judged: the key exists by now, and the caller gets it either way.
   *keyBlob = std::move(created.keyBlob);
   *keyCharacteristics = std::move(created.keyCharacteristics);
-  *certChain = std::move(created.certificateChain);
+  const bool has_chain = !created.certificateChain.empty();
+  if (certChain != nullptr) *certChain = std::move(created.certificateChain);
 
   const bool asymmetric = IsAsymmetric(params);
-  if (asymmetric && certChain->empty()) {
+  if (asymmetric && !has_chain) {
     ORX_LOG("KM: invalid cert chain for asymmetric key");
     return kInvalidKeyBlob;
   }
-  if (!asymmetric && !certChain->empty()) {
+  if (!asymmetric && has_chain) {
     ORX_LOG("KM: invalid cert chain for symmetric key");
     return kInvalidKeyBlob;
   }
@@ -107,7 +109,7 @@ int KeyMintService::ImportKey(const AuthorizationSet& params, km::KeyFormat form
 
   keyCharacteristics->clear();
   keyBlob->clear();
-  const orx_common::Wiped<std::vector<uint8_t>> key_bytes(keyData.begin(), keyData.end());
+  const Wiped<Bytes> key_bytes(CopyOf<Bytes>(keyData));
   km::KeyCreationResult created;
   const auto status =
       device_->importKey(params.vector_data(), format, *key_bytes, std::nullopt, &created);
@@ -191,9 +193,10 @@ int KeyMintService::Update(const std::string& input, std::string* output) {
     return kNullPointer;
   }
 
-  std::vector<uint8_t> produced;
-  const auto status = operation_->update(Bytes(input), std::nullopt, std::nullopt, &produced);
-  if (status.isOk()) output->append(produced.begin(), produced.end());
+  const Wiped<Bytes> input_bytes(CopyOf<Bytes>(input));
+  Wiped<Bytes> produced;
+  const auto status = operation_->update(*input_bytes, std::nullopt, std::nullopt, &*produced);
+  if (status.isOk()) AppendSecret(*produced, output);
   return GetReturnErrorCode(status);
 }
 
@@ -209,10 +212,11 @@ int KeyMintService::Finish(const std::string& input, const std::string& signatur
     return kNullPointer;
   }
 
-  std::vector<uint8_t> produced;
-  const auto status = operation_->finish(Bytes(input), Bytes(signature), std::nullopt, std::nullopt,
-                                         std::nullopt, &produced);
-  if (status.isOk()) output->append(produced.begin(), produced.end());
+  const Wiped<std::optional<Bytes>> input_bytes(CopyOf<Bytes>(input));
+  Wiped<Bytes> produced;
+  const auto status = operation_->finish(*input_bytes, CopyOf<Bytes>(signature), std::nullopt,
+                                         std::nullopt, std::nullopt, &*produced);
+  if (status.isOk()) AppendSecret(*produced, output);
   operation_.reset();
   return GetReturnErrorCode(status);
 }

@@ -2,7 +2,6 @@
 #include "keymint/ORX_RSA.h"
 
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
-#include <android-base/file.h>
 #include <openssl/bn.h>
 #include <openssl/bytestring.h>
 #include <openssl/evp.h>
@@ -117,19 +116,19 @@ uint32_t ImportComponents(const RsaComponents& components, int key_id) {
 int ImportDer(KeyMintService& service, const uint8_t* der, uint32_t length,
               std::vector<uint8_t>* blob) {
   const orx_common::Wiped<std::string> key(reinterpret_cast<const char*>(der), length);
-  // Judged by the encoding's length, as callers rely on: the key itself is not parsed.
+  // Judged by the encoding's length, see the header's WARNING: the key itself is not parsed.
   const uint32_t bits = length <= kLongestDerOf2048Bits ? 2048 : 4096;
   ORX_LOG("Import %d bit RSA key", static_cast<int>(bits));
-  const AuthorizationSet params = AuthorizationSetBuilder()
-                                      .Authorization(TAG_NO_AUTH_REQUIRED)
-                                      .RsaSigningKey(bits, kPublicExponent)
-                                      .EncryptionKey()
-                                      .Digest(km::Digest::SHA1)
-                                      .Digest(km::Digest::SHA_2_256)
-                                      .Padding(km::PaddingMode::RSA_PKCS1_1_5_SIGN)
-                                      .Padding(km::PaddingMode::RSA_PKCS1_1_5_ENCRYPT)
-                                      .Padding(km::PaddingMode::NONE)
-                                      .SetDefaultValidity();
+  AuthorizationSetBuilder params;
+  params.Authorization(TAG_NO_AUTH_REQUIRED)
+      .RsaSigningKey(bits, kPublicExponent)
+      .EncryptionKey()
+      .Digest(km::Digest::SHA1)
+      .Digest(km::Digest::SHA_2_256)
+      .Padding(km::PaddingMode::RSA_PKCS1_1_5_SIGN)
+      .Padding(km::PaddingMode::RSA_PKCS1_1_5_ENCRYPT)
+      .Padding(km::PaddingMode::NONE)
+      .SetDefaultValidity();
   std::vector<km::KeyCharacteristics> characteristics;
   return service.ImportKey(params, km::KeyFormat::PKCS8, *key, blob, &characteristics);
 }
@@ -147,8 +146,7 @@ uint32_t ImportKey(uint8_t* key, uint32_t length, bool plain, int key_id) {
     ORX_LOG("RSA: import key failed, code:%d", result);
     return 1;
   }
-  // Looks the key id up only now: callers rely on KeyMint being asked even for an id without a
-  // file.
+  // Looks the key id up only now, see the header's WARNING.
   return static_cast<uint32_t>(store_key_blob(key_id, std::move(blob)));
 }
 
@@ -215,23 +213,24 @@ bool Begin(KeyMintService& service, int key_id, km::KeyPurpose purpose,
   return false;
 }
 
-AuthorizationSet SignatureParams(int digest, int padding) {
-  return AuthorizationSetBuilder()
-      .Digest(digest == kDigestSha256 ? km::Digest::SHA_2_256 : km::Digest::SHA1)
+AuthorizationSetBuilder SignatureParams(int digest, int padding) {
+  AuthorizationSetBuilder params;
+  params.Digest(digest == kDigestSha256 ? km::Digest::SHA_2_256 : km::Digest::SHA1)
       .Padding(padding == kPaddingPkcs1 ? km::PaddingMode::RSA_PKCS1_1_5_SIGN
                                         : km::PaddingMode::NONE)
       .Authorization(TAG_NO_AUTH_REQUIRED);
+  return params;
 }
 
 std::string ToString(const uint8_t* bytes, uint32_t length) {
   return std::string(reinterpret_cast<const char*>(bytes), length);
 }
 
-// Copies what fits into the caller's `*capacity` bytes and sets `*capacity` to that: callers rely
-// on a short buffer being filled rather than refused.
+// Copies what fits into the caller's `*capacity` bytes and sets `*capacity` to that. A short buffer
+// is filled rather than refused, see the header's WARNING.
 void CopyOut(const std::string& bytes, uint8_t* output, uint32_t* capacity) {
   const size_t length = std::min<size_t>(bytes.size(), *capacity);
-  std::copy_n(bytes.begin(), length, output);
+  memcpy(output, bytes.data(), length);
   *capacity = static_cast<uint32_t>(length);
 }
 
@@ -259,7 +258,7 @@ uint32_t Verify(int key_id, const uint8_t* data, const uint8_t* signature, uint3
     ORX_LOG("ORX RSA verify: invalid input parameters");
     return 1;
   }
-  // Never empty, as the signature is not: callers rely on 1 for every signature.
+  // Never empty, as the signature is not: 1 for every signature, see the header's WARNING.
   const std::string output =
       ORX_RSA_Process(key_id, km::KeyPurpose::VERIFY, ToString(data, data_length),
                       ToString(signature, signature_length), SignatureParams(digest, padding));
@@ -273,11 +272,11 @@ uint32_t EncryptDecrypt(int key_id, int padding, const uint8_t* input, uint8_t* 
     ORX_LOG("ORX RSA cipher: invalid input parameters");
     return 1;
   }
-  const AuthorizationSet params =
-      AuthorizationSetBuilder()
-          .Padding(padding == kPaddingPkcs1 ? km::PaddingMode::RSA_PKCS1_1_5_ENCRYPT
-                                            : km::PaddingMode::NONE)
-          .Authorization(TAG_NO_AUTH_REQUIRED);
+  AuthorizationSetBuilder params;
+  params
+      .Padding(padding == kPaddingPkcs1 ? km::PaddingMode::RSA_PKCS1_1_5_ENCRYPT
+                                        : km::PaddingMode::NONE)
+      .Authorization(TAG_NO_AUTH_REQUIRED);
   const bool encrypt = direction == kDirectionEncrypt;
   ORX_LOG("RSA: process with operation:%s", encrypt ? "Encrypt" : "Decrypt");
   const orx_common::Wiped<std::string> message(reinterpret_cast<const char*>(input), input_length);
@@ -301,18 +300,19 @@ std::vector<uint8_t> load_key_blob(int key_id) {
     return {};
   }
   std::string content;
-  if (!base::ReadFileToString(entry->path, &content, /*follow_symlinks=*/false)) {
-    // The content that was read, not the path: readers of the log rely on this text.
-    ORX_LOG("RSA: failed to read RSA from %s", content.c_str());
-    return {};
+  switch (ReadBlobFile(*entry, &content)) {
+    case BlobFileContent::kLoaded:
+      break;
+    case BlobFileContent::kUnreadable:
+      // What was read, not the path, see the header's WARNING.
+      ORX_LOG("RSA: failed to read RSA from %s", content.c_str());
+      return {};
+    case BlobFileContent::kOtherLength:
+      ORX_LOG("RSA: failed to load correct RSA keyblob");
+      return {};
   }
-  if (entry->size != 0 && entry->size != content.size()) {
-    ORX_LOG("RSA: failed to load correct RSA keyblob");
-    return {};
-  }
-  entry->size = static_cast<uint32_t>(content.size());
   ORX_LOG("RSA: loaded key blob size: %d for keyid %d", static_cast<int>(content.size()), key_id);
-  return std::vector<uint8_t>(content.begin(), content.end());
+  return orx_common::CopyOf<std::vector<uint8_t>>(content);
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): by value in the exported interface
@@ -322,9 +322,8 @@ int store_key_blob(int key_id, std::vector<uint8_t> blob) {
     ORX_LOG("RSA: Could not find a repository for keyid=%d", key_id);
     return 1;
   }
-  entry->size = static_cast<uint32_t>(blob.size());
   ORX_LOG("RSA: key with size:%d being saved to filesystem", static_cast<int>(blob.size()));
-  switch (WriteBlobFile(entry->path, kBlobFileMode, blob)) {
+  switch (WriteBlobFile(*entry, kBlobFileMode, blob)) {
     case BlobFileResult::kStored:
       return 0;
     case BlobFileResult::kStoredWithoutSync:
@@ -369,6 +368,7 @@ uint32_t ORX_RSA_ImportProtectedKey(const void* /*ignored*/, uint32_t e_length, 
                                     uint32_t q_length, const uint8_t* q, uint32_t dp_length,
                                     const uint8_t* dp, uint32_t dq_length, const uint8_t* dq,
                                     uint32_t qinv_length, const uint8_t* qinv, int key_id) {
+  const ErrorQueueGuard guard;
   return orx::ImportComponents({{e_length, e},
                                 {n_length, n},
                                 {d_length, d},

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "keymint/ORX_SYM.h"
 
-#include <android-base/file.h>
 #include <string.h>
 
 #include <algorithm>
@@ -28,9 +27,8 @@ KeyMintService* symmetric_service = nullptr;
 KeyRepository repository = MakeKeyRepository();
 
 bool StoreKeyBlob(KeyRepositoryEntry& entry, const std::vector<uint8_t>& blob) {
-  entry.size = static_cast<uint32_t>(blob.size());
   ORX_LOG("SYM: Importing key with len: %d", static_cast<int>(blob.size()));
-  switch (WriteBlobFile(entry.path, kBlobFileMode, blob)) {
+  switch (WriteBlobFile(entry, kBlobFileMode, blob)) {
     case BlobFileResult::kStored:
       return true;
     case BlobFileResult::kStoredWithoutSync:
@@ -46,23 +44,23 @@ bool StoreKeyBlob(KeyRepositoryEntry& entry, const std::vector<uint8_t>& blob) {
   return false;
 }
 
-// Imports the key into KeyMint. Returns its blob, or an empty vector.
-std::vector<uint8_t> ImportAesKey(const uint8_t* key, int key_length) {
+// Imports the key into KeyMint and hands out its blob, which is empty when the service fails with a
+// service-specific error of code 0.
+bool ImportAesKey(const uint8_t* key, int key_length, std::vector<uint8_t>* blob) {
   const orx_common::Wiped<std::string> key_bytes(reinterpret_cast<const char*>(key),
                                                  static_cast<size_t>(key_length));
-  const AuthorizationSet params = AuthorizationSetBuilder()
-                                      .Authorization(TAG_NO_AUTH_REQUIRED)
-                                      .Authorization(TAG_CALLER_NONCE)
-                                      .AesEncryptionKey(static_cast<uint32_t>(key_length) * 8)
-                                      .Authorization(TAG_BLOCK_MODE, km::BlockMode::CBC)
-                                      .Padding(km::PaddingMode::NONE);
-  std::vector<uint8_t> blob;
+  AuthorizationSetBuilder params;
+  params.Authorization(TAG_NO_AUTH_REQUIRED)
+      .Authorization(TAG_CALLER_NONCE)
+      .AesEncryptionKey(static_cast<uint32_t>(key_length) * 8)
+      .Authorization(TAG_BLOCK_MODE, km::BlockMode::CBC)
+      .Padding(km::PaddingMode::NONE);
   std::vector<km::KeyCharacteristics> characteristics;
   const int result =
-      symmetric_service->ImportKey(params, km::KeyFormat::RAW, *key_bytes, &blob, &characteristics);
-  if (result == 0) return blob;
+      symmetric_service->ImportKey(params, km::KeyFormat::RAW, *key_bytes, blob, &characteristics);
+  if (result == 0) return true;
   ORX_LOG("SYM: Import key failed with error: %d\n", result);
-  return {};
+  return false;
 }
 
 uint32_t ImportProtectedKey(int key_type, int key_id, const uint8_t* key, int key_length,
@@ -81,10 +79,10 @@ uint32_t ImportProtectedKey(int key_type, int key_id, const uint8_t* key, int ke
     ORX_LOG("SYM: Key algorithm or size %d", key_type);
     return 1;
   }
-  const std::vector<uint8_t> blob = ImportAesKey(key, key_length);
-  if (blob.empty()) return 1;
+  std::vector<uint8_t> blob;
+  if (!ImportAesKey(key, key_length, &blob)) return 1;
 
-  // After the import on purpose: callers rely on KeyMint being asked even for an id without a file.
+  // After the import on purpose, see the header's WARNING.
   KeyRepositoryEntry* entry = FindKeyRepositoryEntry(repository, key_id);
   if (entry == nullptr) {
     ORX_LOG("SYM: Could not find a repository for keyid=%d", key_id);
@@ -101,7 +99,7 @@ uint32_t DeleteKeyId(int key_id) {
 
   const int result = symmetric_service->DeleteKey(&current_key_blob_, false);
   if (result != 0) {
-    // The id stays selected with an empty blob: callers rely on the next Begin failing in KeyMint.
+    // The id stays selected with an empty blob on purpose, see the header's WARNING.
     ORX_LOG("SYM: delete key failed: %d", result);
     return 1;
   }
@@ -143,18 +141,19 @@ uint32_t GetContextForID(_ORX_SYM_CONTEXT_S** context, int key_id) {
     return 1;
   }
   std::string content;
-  if (!base::ReadFileToString(entry->path, &content, /*follow_symlinks=*/false)) {
-    ORX_LOG("SYM: Failed to read key blob from %s", entry->path);
-    return 1;
-  }
-  if (entry->size != 0 && entry->size != content.size()) {
-    ORX_LOG("SYM: Failed to load correct keyblob");
-    return 1;
+  switch (ReadBlobFile(*entry, &content)) {
+    case BlobFileContent::kLoaded:
+      break;
+    case BlobFileContent::kUnreadable:
+      ORX_LOG("SYM: Failed to read key blob from %s", entry->path);
+      return 1;
+    case BlobFileContent::kOtherLength:
+      ORX_LOG("SYM: Failed to load correct keyblob");
+      return 1;
   }
 
   current_key_id = key_id;
-  current_key_blob_.assign(content.begin(), content.end());
-  entry->size = static_cast<uint32_t>(content.size());
+  current_key_blob_ = orx_common::CopyOf<std::vector<uint8_t>>(content);
   *context = nullptr;
   ORX_LOG("SYM: Key blob size: %d for %d is loaded ok", static_cast<int>(content.size()), key_id);
   return 0;
@@ -180,10 +179,10 @@ uint32_t ORX_Process_AES_Begin(const unsigned char* iv, int iv_length, int mode,
   // KeyMint judges the IV's length; one below 1 is an empty nonce.
   const std::string nonce(reinterpret_cast<const char*>(iv),
                           static_cast<size_t>(std::max(iv_length, 0)));
-  const AuthorizationSet params = AuthorizationSetBuilder()
-                                      .Authorization(TAG_BLOCK_MODE, km::BlockMode::CBC)
-                                      .Authorization(TAG_NONCE, nonce)
-                                      .Padding(km::PaddingMode::NONE);
+  AuthorizationSetBuilder params;
+  params.Authorization(TAG_BLOCK_MODE, km::BlockMode::CBC)
+      .Authorization(TAG_NONCE, nonce)
+      .Padding(km::PaddingMode::NONE);
   const char* direction = purpose == km::KeyPurpose::DECRYPT ? "decrypt" : "encrypt";
   const int result = symmetric_service->Begin(purpose, current_key_blob_, params);
   if (result != 0) {

@@ -185,7 +185,7 @@ AuthorizationSetBuilder& AuthorizationSetBuilder::Digest(std::vector<km::Digest>
 }
 
 AuthorizationSetBuilder& AuthorizationSetBuilder::Digest(km::Digest digest) {
-  return Digest(std::vector<km::Digest>{digest});
+  return Digest({digest});
 }
 
 AuthorizationSetBuilder& AuthorizationSetBuilder::OaepMGFDigest(

@@ -34,6 +34,16 @@ constexpr KeyRepository MakeKeyRepository() {
 // FindKeyRepositoryEntry returns the first row for `key_id`, or null.
 KeyRepositoryEntry* FindKeyRepositoryEntry(KeyRepository& repository, int key_id);
 
+enum class BlobFileContent {
+  kLoaded,
+  kUnreadable,   // `*content` is what was read before the failure
+  kOtherLength,  // than the row's recorded size
+};
+
+// ReadBlobFile reads the row's file, without following a symbolic link in its last component, and
+// records its length in the row.
+BlobFileContent ReadBlobFile(KeyRepositoryEntry& entry, std::string* content);
+
 enum class BlobFileResult {
   kStored,
   kStoredWithoutSync,  // the file system offers no fsync (EROFS, EINVAL)
@@ -41,9 +51,10 @@ enum class BlobFileResult {
   kSyncFailed,         // the file is removed
 };
 
-// WriteBlobFile creates or truncates the file at `path` with `mode` (less the umask), without
-// following a symbolic link in its last component, writes `blob` and syncs it to stable storage.
-// No part of a blob stays behind on failure.
-BlobFileResult WriteBlobFile(const char* path, mode_t mode, const std::vector<uint8_t>& blob);
+// WriteBlobFile creates or truncates the row's file with `mode` (less the umask), without following
+// a symbolic link in its last component, writes `blob` and syncs it to stable storage. No part of a
+// blob stays behind on failure. The row records the blob's length in any case.
+BlobFileResult WriteBlobFile(KeyRepositoryEntry& entry, mode_t mode,
+                             const std::vector<uint8_t>& blob);
 
 }  // namespace android::hardware::keymint::ORX

@@ -57,7 +57,7 @@ int HexDigitValue(char digit) {
 
 int GetRawUniqueId(uint8_t* out, int32_t out_size) {
   const char* uid = get_sec_uid_prop();
-  // Twice what is written: callers rely on the longer buffer being cleared to its end.
+  // Twice what is written, see the header's WARNING.
   if (out == nullptr || out_size < kRawUniqueIdBufferBytes) {
     ORX_LOG("ORX_ProcessorRawUID: Invalid input buffer.\n");
     return 1;

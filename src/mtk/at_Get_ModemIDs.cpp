@@ -221,7 +221,7 @@ int ORX_read_socket(int fd, int len, char* buf) {
       ORX_LOG("Read Failed, over number of retries.");
       return kFailed;
     }
-    // The usual retry rule turned around: callers rely on a signal ending the wait for the modem.
+    // The usual retry rule turned around, so that a signal ends the wait for the modem.
     if (received < 0 && (errno == EAGAIN || errno == EINTR)) {
       ORX_LOG("fail to receive data from target socket. errno = %d", errno);
       return kTimedOut;
