@@ -118,6 +118,13 @@ TEST(HashTest, EveryFailureIsNamedAndRecoveredFromWithoutALeak) {
                                       "Warning context not released!"));
   EXPECT_EQ(Hex(digest, length), kAbcSha1);
 
+  // An End, which fails, takes the warning back.
+  memory.FailAt(1);
+  EXPECT_EQ(hash(), 1u);
+  EXPECT_EQ(ORX_HASH_End(0, digest, &length), 1u);
+  EXPECT_EQ(hash(), 0u);
+  EXPECT_THAT(log.Take(), ElementsAre("EVP_DigestInit_ex failed", "openssl_ctx NULL"));
+
   // A failed update keeps the digest in progress, a failed end does not.
   EXPECT_EQ((FailingCrypto("EVP_DigestUpdate"), hash()), 1u);
   EXPECT_EQ(ORX_HASH_End(0, digest, &length), 0u);

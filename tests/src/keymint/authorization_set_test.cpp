@@ -11,6 +11,7 @@ namespace android::hardware::keymint::ORX {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using Builder = AuthorizationSetBuilder;
 
 std::vector<std::string> Texts(const AuthorizationSet& set) {
@@ -57,6 +58,12 @@ TEST(AuthorizationSetTest, BuilderMethodsAppendExactlyTheirParametersInOrder) {
                   "RSA_OAEP_MGF_DIGEST digest: SHA1", "ATTESTATION_ID_MODEL blob: [97, 0, 98]"));
 }
 
+TEST(AuthorizationSetTest, AnEmptyListAppendsNothing) {
+  EXPECT_THAT(Texts(Builder().Digest({}).BlockMode({}).OaepMGFDigest({}).Padding({})), IsEmpty());
+  EXPECT_THAT(Texts(Builder().Digest({km::Digest::MD5, km::Digest::SHA1}).Digest(km::Digest::NONE)),
+              ElementsAre("DIGEST digest: MD5", "DIGEST digest: SHA1", "DIGEST digest: NONE"));
+}
+
 TEST(AuthorizationSetTest, SortsByteStringsBeforeInvalidBeforeEverythingElse) {
   Builder set;
   set.AesKey(128).Authorization(TAG_NO_AUTH_REQUIRED).SetDefaultValidity();
@@ -95,6 +102,31 @@ TEST(AuthorizationSetTest, DeduplicateKeepsOneOfEqualElementsAndDropsInvalidOnes
   trailing.push_back(Invalid(2));
   trailing.Deduplicate();
   EXPECT_THAT(Texts(trailing), ElementsAre("NONCE blob: [110]", "INVALID invalid: 2"));
+}
+
+TEST(AuthorizationSetTest, SubtractTakesOneEqualElementForEachOfTheOthers) {
+  AuthorizationSet set = Blobs({"b", "a", "b"});  // deduplicated first
+  set.push_back(Invalid(2));
+  set.push_back(Invalid(2));  // of which the last stays, behind the byte strings
+  AuthorizationSet other = Blobs({"b", "c", "b"});
+  other.push_back(TAG_PURPOSE, km::KeyPurpose::SIGN);
+  set.Subtract(other);
+  EXPECT_THAT(Texts(set), ElementsAre("NONCE blob: [97]", "INVALID invalid: 2"));
+  set.Subtract(set);
+  EXPECT_THAT(Texts(set), IsEmpty());
+}
+
+TEST(AuthorizationSetTest, FindsBehindAPositionAndErasesUpToTheSize) {
+  Builder set;
+  set.SigningKey().EncryptionKey();
+  EXPECT_EQ(set.find(km::Tag::PURPOSE), 0);
+  EXPECT_EQ(set.find(km::Tag::PURPOSE, 2), 3);
+  EXPECT_EQ(set.find(km::Tag::PURPOSE, 3), -1);
+  EXPECT_EQ(set.GetTagCount(km::Tag::PURPOSE), 4u);
+  EXPECT_FALSE(set.erase(4));
+  EXPECT_TRUE(set.erase(3));
+  EXPECT_EQ(set.GetTagCount(km::Tag::PURPOSE), 3u);
+  EXPECT_FALSE(set.GetEntry(km::Tag::DIGEST));
 }
 
 TEST(AuthorizationSetTest, UnionIsSortedWithoutDuplicatesAlsoWithItself) {

@@ -25,6 +25,9 @@ using ::testing::SizeIs;
 using Bytes = std::vector<uint8_t>;
 using Builder = AuthorizationSetBuilder;
 
+static_assert(!std::is_copy_constructible_v<KeyMintService>, "copies would share an operation");
+static_assert(!std::is_copy_assignable_v<KeyMintService>, "copies would share an operation");
+
 constexpr char kNoInstance[] = "KM: invalid keymint instance, probably servicemanager AIDL issue?";
 const Bytes kBlob = {1, 2, 3};
 
@@ -41,6 +44,9 @@ class KeyMintServiceTest : public ::testing::Test {
 
   int Generate(const AuthorizationSet& params) {
     return service_.GenerateKey(params, std::nullopt, &blob_, &characteristics_, &chain_);
+  }
+  int GenerateWithoutChain(const AuthorizationSet& params) {
+    return service_.GenerateKey(params, std::nullopt, &blob_, &characteristics_, nullptr);
   }
 
   int Import(std::vector<uint8_t>* blob) {
@@ -60,14 +66,27 @@ TEST(KeyMintServiceWithoutDeviceTest, DeviceCallsAnswerNullPointer) {
   android_host::DisableDeviceModule();
   orx_test::LogCapture log;
   KeyMintService service(true);
-  Bytes blob;
-  std::vector<km::KeyCharacteristics> characteristics;
-  std::vector<km::Certificate> chain;
-  EXPECT_EQ(service.GenerateKey({}, std::nullopt, &blob, &characteristics, &chain), -32);
+  Bytes none, blob = kBlob;
+  std::vector<km::KeyCharacteristics> characteristics(1);
+  EXPECT_EQ(service.GenerateKey({}, std::nullopt, &none, &characteristics, nullptr), -32);
+  EXPECT_EQ(service.ImportKey({}, km::KeyFormat::RAW, "", &blob, &characteristics), -32);
+  EXPECT_EQ(service.UpgradeKey(kBlob, {}, &none), -32);
+  EXPECT_EQ(service.DeleteKey(&blob, false), -32);
   EXPECT_EQ(service.Begin(km::KeyPurpose::SIGN, kBlob, {}), -32);
-  EXPECT_THAT(log.messages(),
-              ElementsAre("strongbox was 1", "Could not obtain the keymint service",
-                          "KM: GenerateKey", kNoInstance, "KM: Begin", kNoInstance));
+  EXPECT_EQ(blob, kBlob);
+  EXPECT_THAT(characteristics, SizeIs(1));
+  EXPECT_THAT(log.Take(), ElementsAre("strongbox was 1", "Could not obtain the keymint service",
+                                      "KM: GenerateKey", kNoInstance, "KM: ImportKey", kNoInstance,
+                                      "KM: UpgradeKey", kNoInstance, "KM: DeleteKey", kNoInstance,
+                                      "KM: Begin", kNoInstance));
+  // The arguments are judged before the device is missed.
+  EXPECT_EQ(service.GenerateKey({}, std::nullopt, &blob, &characteristics, nullptr), -32);
+  EXPECT_EQ(service.UpgradeKey({}, {}, &none), -33);
+  EXPECT_EQ(service.DeleteKey(nullptr, false), -32);
+  EXPECT_THAT(log.Take(),
+              ElementsAre("KM: GenerateKey", "KM: invalid key blob not cleanup", "KM: UpgradeKey",
+                          "KM: invalid keyBlobToUpgrade as it's empty", "KM: DeleteKey",
+                          "KM: invalid key blob pointer"));
 }
 
 TEST_F(KeyMintServiceTest, MapsEveryKindOfStatusToACode) {
@@ -110,6 +129,38 @@ TEST_F(KeyMintServiceTest, TheGeneratedChainMustFitTheAlgorithmAndIsHandedOutEit
     EXPECT_THAT(characteristics_, SizeIs(1));
     EXPECT_THAT(chain_, SizeIs(certificates));
     EXPECT_EQ(log_.Take().back(), last_message);
+
+    // The chain may be unwanted, and is judged all the same.
+    LetGenerate(kBlob, certificates);
+    blob_.clear();
+    EXPECT_EQ(GenerateWithoutChain(params), result);
+    EXPECT_EQ(blob_, kBlob);
+    EXPECT_EQ(log_.Take().back(), last_message);
+  }
+}
+
+TEST_F(KeyMintServiceTest, AKeyWithoutBlobIsNoKey) {
+  LetGenerate({}, 1);
+  chain_.resize(2);
+  EXPECT_EQ(Generate(Builder().RsaKey(2048, 3)), -6);
+  EXPECT_THAT(chain_, SizeIs(2));
+  EXPECT_CALL(*keymint_.device, importKey).WillOnce(Succeeds(km::KeyCreationResult()));
+  EXPECT_EQ(Import(&blob_), -6);
+  EXPECT_THAT(log_.messages(),
+              ElementsAre("KM: GenerateKey", "KM: invalid key blob size", "KM: ImportKey",
+                          "KM: invalid keyblob length afer import"));
+}
+
+TEST_F(KeyMintServiceTest, DeleteKeyEmptiesTheCallersBlobUnlessItIsToBeKept) {
+  for (const auto& [code, keep] :
+       {std::pair(0, false), std::pair(-49, false), std::pair(0, true), std::pair(-49, true)}) {
+    EXPECT_CALL(*keymint_.device, deleteKey(kBlob)).WillOnce([code = code](auto&&) {
+      return code == 0 ? ScopedAStatus::ok() : ScopedAStatus::fromServiceSpecificError(code);
+    });
+    Bytes blob = kBlob;
+    EXPECT_EQ(service_.DeleteKey(&blob, keep), code);
+    EXPECT_EQ(blob, keep ? kBlob : Bytes());
+    EXPECT_EQ(blob.capacity() == 0, !keep);
   }
 }
 
@@ -161,12 +212,22 @@ TEST_F(KeyMintServiceTest, AnOperationLivesFromBeginToFinish) {
   EXPECT_EQ(service_.Update("a", &output), -21);
   EXPECT_CALL(*keymint_.operation, finish(Optional(Bytes{'b'}), Optional(Bytes()), _, _, _, _))
       .WillOnce(Succeeds(Bytes{'B'}));
+  EXPECT_EQ(service_.Update("a", nullptr), -32);
+  EXPECT_EQ(service_.Finish("b", "", nullptr), -32);
   EXPECT_EQ(service_.Finish("b", "", &output), 0);
   EXPECT_EQ(output, std::string("kept A\0B", 8));
   EXPECT_EQ(service_.Finish("b", "", &output), -32);
-  EXPECT_THAT(log_.messages(), ElementsAre("KM: Update", "KM: invalid keymint operation handle",
-                                           "KM: Begin", "KM: Update", "KM: Update", "KM: Finish",
-                                           "KM: Finish", "KM: invalid keymint operation handle"));
+  EXPECT_THAT(log_.Take(), ElementsAre("KM: Update", "KM: invalid keymint operation handle",
+                                       "KM: Begin", "KM: Update", "KM: Update", "KM: Update",
+                                       "KM: invalid keymint output buffer", "KM: Finish",
+                                       "KM: invalid output to hold the data", "KM: Finish",
+                                       "KM: Finish", "KM: invalid keymint operation handle"));
+
+  // One that fails is over as well.
+  ASSERT_EQ(service_.Begin(km::KeyPurpose::SIGN, kBlob, {}), 0);
+  EXPECT_CALL(*keymint_.operation, finish).WillOnce(Fails(-30));
+  EXPECT_EQ(service_.Finish("b", "", &output), -30);
+  EXPECT_EQ(service_.Update("b", &output), -32);
 }
 
 TEST_F(KeyMintServiceTest, AFailedBeginKeepsTheOperationAndASuccessfulOneReplacesItWithoutAbort) {

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -123,6 +124,8 @@ TEST_F(RsaTest, EachIdHasItsFileWithModeAndExactBytes) {
     ASSERT_EQ(stat(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0660u);
     EXPECT_EQ(load_key_blob(id), blob);
+    EXPECT_EQ(store_key_blob(id, ToBytes("shorter")), 0);
+    EXPECT_EQ(FileContent(path), "shorter");
   }
 }
 
@@ -175,6 +178,21 @@ TEST_F(RsaTest, ImportDeclaresEveryUseAndWipesTheCallersKey) {
   EXPECT_THAT(log_.messages(),
               ElementsAre("strongbox was 0", "Import 2048 bit RSA key", "KM: ImportKey",
                           "RSA: key with size:8 being saved to filesystem"));
+}
+
+TEST_F(RsaTest, TheLengthOfTheEncodingDeclaresTheKeySize) {
+  for (const auto& [length, bits] : {std::pair(2000, "2048"), std::pair(2001, "4096")}) {
+    Bytes key(static_cast<size_t>(length), 'k');
+    EXPECT_CALL(device_, importKey).WillOnce([bits = bits](const auto& params, auto&&...) {
+      EXPECT_THAT(Text(params), HasSubstr(std::string("KEY_SIZE=") + bits + " "));
+      return ::ndk::ScopedAStatus::fromServiceSpecificError(0);
+    });
+    // A failure of code 0 counts as an import of an empty blob.
+    EXPECT_EQ(ORX_RSA_ImportKey(key.data(), static_cast<uint32_t>(length), 1, 50), 0u);
+    EXPECT_EQ(FileContent(kFile50), "");
+    EXPECT_THAT(TakeMessages(), ElementsAre(std::string("Import ") + bits + " bit RSA key",
+                                            "RSA: key with size:0 being saved to filesystem"));
+  }
 }
 
 TEST_F(RsaTest, AnImportUnderAnIdWithoutFileFailsOnlyAfterKeyMintHasTheKey) {
@@ -237,6 +255,25 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
   EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
   EXPECT_EQ(memory.live(), 0);
   EXPECT_EQ(FileContent(kFile50), "(none)");
+}
+
+TEST_F(RsaTest, NoMemoryToEncodeAKeyIsAFailureAndLeaksNothing) {
+  const RsaComponents components = ComponentsOf(NewRsaKey(1024).get());
+  std::set<std::string> reasons;
+  size_t count = 0;
+  for (orx_test::CryptoMemory memory;; ++count) {
+    memory.FailAt(count);
+    const uint32_t result = Import(components);
+    const std::vector<std::string> messages = TakeMessages();
+    if (!memory.failed()) break;
+    EXPECT_EQ(memory.live(), 0) << count;
+    if (result == 0) continue;  // an allocation that the key can do without
+    reasons.insert(messages.back());
+    EXPECT_EQ(FileContent(kFile50), "(none)") << count;
+  }
+  EXPECT_THAT(reasons, ElementsAre("RSA: invalid memory to create a new key",
+                                   "RSA: retrieve key information failed",
+                                   "RSA: the components make no RSA private key"));
 }
 
 #ifndef ORX_ADDRESS_SANITIZER  // whose allocator keeps the freed memory elsewhere

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <android-base/file.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -31,6 +32,7 @@ using ::testing::NiceMock;
 using Bytes = std::vector<uint8_t>;
 
 constexpr char kFile50[] = "/mnt/vendor/persist/security/zol_key_user0";
+constexpr char kFile52[] = "/mnt/vendor/persist/security/zol_key_user2";
 constexpr uint8_t kKey[16] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
                               0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
 constexpr uint8_t kIv[16] = {9, 8, 7};
@@ -74,6 +76,12 @@ class SymTest : public ::testing::Test {
   }
   uint32_t Begin() { return ORX_SYM_EncryptBegin(context_, kIv, sizeof kIv, 0); }
 
+  static int SelectedId() {
+    int id = -1;
+    ORX_SYM_GetIDFromContext(nullptr, &id);
+    return id;
+  }
+
   // The lines of the call alone, without those of the KeyMint client.
   std::vector<std::string> SymMessages() {
     std::vector<std::string> messages;
@@ -110,9 +118,7 @@ TEST_F(SymTest, ImportAsksForAnAesCbcKeyStoresItsBlobAndSelectsIt) {
   EXPECT_EQ(current_key_blob_, blob_);
   EXPECT_EQ(ModeOf(kFile50), 0666u);
   EXPECT_EQ(orx_test::FsyncCalls(), 1);
-  int id = 0;
-  EXPECT_EQ(ORX_SYM_GetIDFromContext(context_, &id), 0u);
-  EXPECT_EQ(id, 50);
+  EXPECT_EQ(SelectedId(), 50);
   EXPECT_THAT(
       log_.messages(),
       ElementsAre("SYM: Importing key for keyid=50", "Create symmetric keymint service instance",
@@ -175,12 +181,40 @@ TEST_F(SymTest, AFileOfAnotherLengthIsRefusedAndTheSelectionStays) {
   ASSERT_EQ(Import(), 0u);
   ASSERT_EQ(Import(51), 0u);
   ASSERT_EQ(truncate(kFile50, 299), 0);
+  // One that was loaded first has its length recorded as well.
+  ASSERT_TRUE(base::WriteStringToFile("found", kFile52));
+  ASSERT_EQ(ORX_SYM_GetContextForID(&context_, 52), 0u);
+  // As after an import by the RSA functions, which record sizes of their own.
+  ASSERT_EQ(store_key_blob(52, Bytes(6, 'r')), 0);
+  for (const int id : {50, 52}) {
+    log_.Clear();
+    EXPECT_EQ(ORX_SYM_GetContextForID(&context_, id), 1u);
+    EXPECT_THAT(log_.messages(), ElementsAre("SYM: Failed to load correct keyblob"));
+  }
+  EXPECT_EQ(SelectedId(), 52);
+  EXPECT_EQ(current_key_blob_, (Bytes{'f', 'o', 'u', 'n', 'd'}));
+}
+
+// What a process that is killed while it stores leaves behind.
+TEST_F(SymTest, AnEmptyBlobIsSelectedAndRefusedByTheDevice) {
+  ASSERT_TRUE(base::WriteStringToFile("", kFile50));
+  EXPECT_EQ(ORX_SYM_GetContextForID(&context_, 50), 0u);
+  EXPECT_CALL(*device_, begin(_, Bytes(), _, _, _)).WillOnce(Fails(-33));
+  EXPECT_EQ(Begin(), 1u);
+}
+
+TEST_F(SymTest, AFailureOfCode0CountsAsAnImportOfAnEmptyBlob) {
+  ASSERT_EQ(Import(), 0u);
+  ASSERT_EQ(chmod(kFile50, 0640), 0);
+  EXPECT_CALL(*device_, importKey).WillOnce(Fails(0));
   log_.Clear();
-  EXPECT_EQ(ORX_SYM_GetContextForID(&context_, 50), 1u);
-  EXPECT_THAT(log_.messages(), ElementsAre("SYM: Failed to load correct keyblob"));
-  int id = 0;
-  EXPECT_EQ(ORX_SYM_GetIDFromContext(nullptr, &id), 0u);
-  EXPECT_EQ(id, 51);
+  EXPECT_EQ(Import(), 0u);
+  EXPECT_THAT(SymMessages(),
+              ElementsAre("SYM: Importing key for keyid=50", "SYM: Importing key with len: 0",
+                          "SYM: Key blob size: 0 for 50 is loaded ok"));
+  EXPECT_EQ(SizeOf(kFile50), 0);
+  EXPECT_EQ(ModeOf(kFile50), 0640u) << "an existing file keeps its mode";
+  EXPECT_EQ(current_key_blob_, Bytes());
 }
 
 TEST_F(SymTest, SelectingChecksIdContextTableAndFileInThisOrder) {
@@ -267,9 +301,49 @@ TEST_F(SymTest, OnlyTheSelectedKeyIsDeletedAndItsFileStays) {
   EXPECT_EQ(ORX_SYM_DeleteKeyID(50), 0u);
   EXPECT_EQ(current_key_blob_.capacity(), 0u);
   EXPECT_TRUE(Exists(kFile50));
-  int id = -1;
-  EXPECT_EQ(ORX_SYM_GetIDFromContext(context_, &id), 1u);
-  EXPECT_EQ(id, -1);
+  EXPECT_EQ(SelectedId(), -1);
+}
+
+TEST_F(SymTest, ARefusedDeleteKeepsTheIdSelectedWithAnEmptyBlob) {
+  ASSERT_EQ(Import(), 0u);
+  EXPECT_CALL(*device_, deleteKey(blob_)).WillOnce(Fails(-49));
+  EXPECT_EQ(ORX_SYM_DeleteKeyID(50), 1u);
+  EXPECT_EQ(SelectedId(), 50);
+  EXPECT_EQ(current_key_blob_.capacity(), 0u);
+  EXPECT_CALL(*device_, begin(_, Bytes(), _, _, _)).WillOnce(Fails(-33));
+  EXPECT_EQ(Begin(), 1u);
+}
+
+TEST_F(SymTest, WithNothingSelectedId0DeletesWhatBlobThereIs) {
+  EXPECT_CALL(*device_, deleteKey(Bytes())).WillOnce(SucceedsWithoutResult());
+  EXPECT_EQ(ORX_SYM_DeleteKeyID(0), 0u);
+  ASSERT_EQ(Import(), 0u);
+  ORX_SYM_DestroyContext(nullptr);
+  EXPECT_CALL(*device_, deleteKey(blob_)).WillOnce(SucceedsWithoutResult());
+  EXPECT_EQ(ORX_SYM_DeleteKeyID(0), 0u);
+  EXPECT_EQ(current_key_blob_, Bytes());
+}
+
+TEST_F(SymTest, OnlyASuccessfulBeginDropsThePendingOperation) {
+  EXPECT_CALL(*device_, begin)
+      .WillOnce(orx_test::Succeeds(orx_test::MockKeyMintDevice::Begun(operation_)))
+      .WillOnce(Fails(-62))
+      .WillOnce(orx_test::Succeeds(orx_test::MockKeyMintDevice::Begun(operation_)))
+      .WillOnce(orx_test::Succeeds(orx_test::MockKeyMintDevice::Begun(nullptr)));
+  uint8_t output[16];
+  uint32_t length = 16;
+  ASSERT_EQ(Import(), 0u);
+  EXPECT_EQ(Begin(), 0u);
+  EXPECT_EQ(Begin(), 1u);
+  EXPECT_EQ(Import(51), 0u);
+  EXPECT_EQ(ORX_SYM_DeleteKeyID(51), 0u);
+  EXPECT_EQ(ORX_SYM_DestroyContext(nullptr), 0u);
+  EXPECT_EQ(ORX_SYM_Encrypt(nullptr, kIv, output, &length), 0u) << "the first Begin's";
+  EXPECT_EQ(ORX_SYM_Encrypt(nullptr, kIv, output, &length), 1u) << "which is over";
+  ASSERT_EQ(Import(), 0u);
+  EXPECT_EQ(Begin(), 0u);
+  EXPECT_EQ(Begin(), 0u);
+  EXPECT_EQ(ORX_SYM_Encrypt(nullptr, kIv, output, &length), 1u) << "the last Begin's is null";
 }
 
 TEST_F(SymTest, DestroyingTheContextClearsTheSelectionButNotTheBlob) {
@@ -277,8 +351,7 @@ TEST_F(SymTest, DestroyingTheContextClearsTheSelectionButNotTheBlob) {
   EXPECT_EQ(ORX_SYM_DestroyContext(context_), 0u);
   EXPECT_EQ(current_key_blob_, blob_);
   log_.Clear();
-  int id = 0;
-  EXPECT_EQ(ORX_SYM_GetIDFromContext(context_, &id), 1u);
+  EXPECT_EQ(SelectedId(), -1);
   EXPECT_THAT(log_.messages(), ElementsAre("SYM: current key id is invalid"));
 }
 
