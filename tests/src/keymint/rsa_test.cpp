@@ -4,7 +4,6 @@
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <openssl/mem.h>
 #include <openssl/rsa.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -12,7 +11,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
 #include <set>
 #include <string>
 #include <tuple>
@@ -275,45 +273,6 @@ TEST_F(RsaTest, NoMemoryToEncodeAKeyIsAFailureAndLeaksNothing) {
                                    "RSA: retrieve key information failed",
                                    "RSA: the components make no RSA private key"));
 }
-
-#ifndef ORX_ADDRESS_SANITIZER  // whose allocator keeps the freed memory elsewhere
-
-// How often `masked` (XOR 0x5a) stands in the memory that the C library hands out.
-size_t CountInHeap(const Bytes& masked) {
-  std::ifstream maps("/proc/self/maps");
-  size_t found = 0;
-  for (std::string line; std::getline(maps, line);) {
-    if (line.find("[heap]") == std::string::npos) continue;
-    const auto* begin = reinterpret_cast<const uint8_t*>(std::stoul(line, nullptr, 16));
-    const auto* end =
-        reinterpret_cast<const uint8_t*>(std::stoul(line.substr(line.find('-') + 1), nullptr, 16));
-    for (const auto same = [](uint8_t plain, uint8_t secret) { return plain == (secret ^ 0x5a); };
-         (begin = std::search(begin, end, masked.begin(), masked.end(), same)) != end; ++begin) {
-      ++found;
-    }
-  }
-  return found;
-}
-
-TEST_F(RsaTest, NoCopyOfThePrivateKeyStaysBehind) {
-  RsaComponents components = ComponentsOf(NewRsaKey(2048).get());
-  // The middle of each private number: the ends of freed memory are the allocator's.
-  std::vector<Bytes> masked;
-  for (size_t i = 2; i < components.size(); ++i) {
-    masked.emplace_back(components[i].begin() + 40, components[i].begin() + 72);
-    for (uint8_t& byte : masked.back()) byte ^= 0x5a;
-    EXPECT_EQ(CountInHeap(masked.back()), 1u) << kRsaComponentNames[i] << ", the test's own copy";
-  }
-  EXPECT_EQ(Import(components), 0u);
-  EXPECT_CALL(device_, importKey).WillOnce(Fails(-38));
-  EXPECT_EQ(Import(components), 1u);
-  for (Bytes& component : components) OPENSSL_cleanse(component.data(), component.size());
-  for (size_t i = 0; i < masked.size(); ++i) {
-    EXPECT_EQ(CountInHeap(masked[i]), 0u) << kRsaComponentNames[i + 2];
-  }
-}
-
-#endif
 
 // --- Operations
 

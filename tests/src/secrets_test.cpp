@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+// That no copy of a secret stays in the process's memory once a call has returned.
+#ifndef ORX_ADDRESS_SANITIZER  // whose allocator keeps freed memory elsewhere
+
+#include <gtest/gtest.h>
+#include <keymint/ORX_KEYMINT.h>
+#include <openssl/mem.h>
+#include <orx/rsa.h>
+#include <orx/store.h>
+#include <orx/sym.h>
+
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/mock_keymint.h"
+#include "tests/support/rsa_components.h"
+
+namespace orx_test {
+namespace {
+
+constexpr size_t kSecretBytes = 4000;
+
+// How often `masked` (XOR 0x5a) stands in the memory that the process can write, its stacks aside.
+size_t CopiesInMemory(const Bytes& masked) {
+  std::vector<std::pair<const uint8_t*, const uint8_t*>> areas;
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    if (line.find(" rw-p ") == std::string::npos || line.find("[stack]") != std::string::npos) {
+      continue;
+    }
+    const size_t dash = line.find('-');
+    areas.emplace_back(
+        reinterpret_cast<const uint8_t*>(std::stoul(line, nullptr, 16)),
+        reinterpret_cast<const uint8_t*>(std::stoul(line.substr(dash + 1), nullptr, 16)));
+  }
+  size_t found = 0;
+  const auto same = [](uint8_t plain, uint8_t secret) { return plain == (secret ^ 0x5a); };
+  for (auto [begin, end] : areas) {
+    while ((begin = std::search(begin, end, masked.begin(), masked.end(), same)) != end) {
+      ++begin;
+      ++found;
+    }
+  }
+  return found;
+}
+
+// The secret repeats 40 bytes, so that what is left of one in reused memory is still found.
+Bytes Masked() {
+  Bytes masked(40);
+  for (size_t i = 0; i < masked.size(); ++i) masked[i] = static_cast<uint8_t>(i * i + 0x81);
+  return masked;
+}
+
+void FillWithSecret(Bytes* bytes) {
+  const Bytes masked = Masked();
+  for (size_t i = 0; i < bytes->size(); ++i) (*bytes)[i] = masked[i % masked.size()] ^ 0x5a;
+}
+
+class SecretsTest : public ::testing::Test {
+ protected:
+  SecretsTest() {
+    for (auto* mock : {static_cast<void*>(keymint_.device.get()),
+                       static_cast<void*>(keymint_.operation.get())}) {
+      ::testing::Mock::AllowLeak(mock);  // the library's symmetric service keeps them
+    }
+    const auto answer = [](Bytes* output) {
+      output->resize(kSecretBytes);
+      FillWithSecret(output);
+      return ::ndk::ScopedAStatus::ok();
+    };
+    ON_CALL(*keymint_.operation, finish)
+        .WillByDefault([answer](auto&&, auto&&, auto&&, auto&&, auto&&, Bytes* output) {
+          return answer(output);
+        });
+    ON_CALL(*keymint_.operation, update)
+        .WillByDefault([answer](auto&&, auto&&, auto&&, Bytes* output) { return answer(output); });
+    FillWithSecret(&input_);
+  }
+
+  MockKeyMint keymint_;
+  Bytes input_ = Bytes(kSecretBytes), output_ = Bytes(kSecretBytes);
+};
+
+TEST_F(SecretsTest, NoCopyOfAMessageStaysBehind) {
+  namespace orx = ::android::hardware::keymint::ORX;
+  ORX_SYM_CONTEXT* context;
+  ASSERT_EQ(ORX_SYM_ImportProtectedKey(0, 50, input_.data(), 16, &context), 0u);
+  uint32_t length = kSecretBytes;
+  orx::KeyMintService service(false);
+  std::string grown;
+  const std::pair<const char*, std::function<uint32_t()>> rows[] = {
+      {"symmetric",
+       [&] {
+         return ORX_SYM_DecryptBegin(nullptr, input_.data(), 16, 0) ||
+                ORX_SYM_Decrypt(nullptr, input_.data(), output_.data(), &length);
+       }},
+      {"RSA",
+       [&] {
+         return ORX_RSA_EncryptDecrypt(50, 1, input_.data(), output_.data(), kSecretBytes, &length,
+                                       nullptr, 2);
+       }},
+      {"pieces of an operation",
+       [&] {
+         const std::string input(reinterpret_cast<const char*>(input_.data()), kSecretBytes);
+         const int result = service.Begin(orx::km::KeyPurpose::DECRYPT, {1}, {}) ||
+                            service.Update(input, &grown) || service.Finish(input, "", &grown);
+         OPENSSL_cleanse(const_cast<char*>(input.data()), input.size());
+         return static_cast<uint32_t>(result);
+       }},
+      {"written file",
+       [&] {
+         return ORX_STORE_Open(1, nullptr, 1) || ORX_STORE_Write(input_.data(), 1, kSecretBytes) ||
+                ORX_STORE_Close(0);
+       }},
+      {"read file",
+       [&] {
+         return ORX_STORE_Open(1, nullptr, 0) || ORX_STORE_Read(output_.data(), 1, kSecretBytes) ||
+                ORX_STORE_Close(0);
+       }},
+  };
+  for (const auto& [title, call] : rows) {
+    FillWithSecret(&input_);
+    ASSERT_GT(CopiesInMemory(Masked()), 0u) << "the test's own copy";
+    EXPECT_EQ(call(), 0u) << title;
+    for (Bytes* own : {&input_, &output_}) OPENSSL_cleanse(own->data(), own->size());
+    OPENSSL_cleanse(grown.data(), grown.size());
+    EXPECT_EQ(CopiesInMemory(Masked()), 0u) << title;
+  }
+}
+
+TEST_F(SecretsTest, NoCopyOfAPrivateKeyStaysBehind) {
+  RsaComponents components = ComponentsOf(NewRsaKey(2048).get());
+  // The middle of each private number: the ends of freed memory are the allocator's.
+  std::vector<Bytes> masked;
+  for (size_t i = 2; i < components.size(); ++i) {
+    masked.emplace_back(components[i].begin() + 40, components[i].begin() + 72);
+    for (uint8_t& byte : masked.back()) byte ^= 0x5a;
+    EXPECT_EQ(CopiesInMemory(masked.back()), 1u) << kRsaComponentNames[i] << ", the test's own";
+  }
+  EXPECT_EQ(ImportRsaComponents(components, 50), 0u);
+  EXPECT_CALL(*keymint_.device, importKey).WillOnce(Fails(-38));
+  EXPECT_EQ(ImportRsaComponents(components, 50), 1u);
+  for (Bytes& component : components) OPENSSL_cleanse(component.data(), component.size());
+  for (size_t i = 0; i < masked.size(); ++i) {
+    EXPECT_EQ(CopiesInMemory(masked[i]), 0u) << kRsaComponentNames[i + 2];
+  }
+}
+
+}  // namespace
+}  // namespace orx_test
+
+#endif
