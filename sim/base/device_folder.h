@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -9,21 +8,18 @@
 #include <vector>
 
 #include "sim/base/bytes.h"
+#include "sim/base/deleted_keys.h"
+#include "sim/base/device_conf.h"
 #include "sim/base/files.h"
-#include "sim/base/settings.h"
 
 namespace orx_sim {
 
-// KeyId names a key through all its upgrades.
-using KeyId = std::array<uint8_t, 16>;
-
 // DeviceFolder is a device's folder:
 //
-//   device.conf    settings, "name = value" (see settings.h)
-//   build.prop     system properties, as Android reads them
+//   format         "1": the version of what follows. A folder of another version is not opened.
+//   device.conf    settings and system properties (see device_conf.h)
 //   root.key       32 random bytes; everything secret derives from them
-//   deleted.keys   one line per deletion, only ever appended to: "INSTANCE KEYID" (32 hex digits),
-//                  or "INSTANCE *" for all keys that were there
+//   deleted.keys   the deletions of keys (see deleted_keys.h)
 //   attestation.pem
 //                  the factory's attestation keys, made at their first use (see factory_chain.h)
 //   persist/       what the device sees as /mnt/vendor/persist/security
@@ -33,50 +29,51 @@ using KeyId = std::array<uint8_t, 16>;
 // from any thread.
 class DeviceFolder {
  public:
-  // Create makes the folder from a profile, all or nothing. Open opens one. Both return null with
-  // the reason in `*error`. A folder that is thrown away after use is not synced to the disk.
+  // Create makes the folder from a profile, all or nothing: it is PATH.orx-sim-new until it is
+  // complete, and what a killed creation left there is taken over. Open opens a folder, also
+  // through a symbolic link. Both return null with the reason in `*error`. A folder that is thrown
+  // away after use is not synced to the disk.
   static std::shared_ptr<DeviceFolder> Create(const std::string& path, const std::string& profile,
                                               std::string* error,
                                               Lifetime lifetime = Lifetime::kKept);
   static std::shared_ptr<DeviceFolder> Open(const std::string& path, std::string* error);
 
+  // path is absolute and free of symbolic links.
   const std::string& path() const { return path_; }
   std::string File(const std::string& name) const { return path_ + "/" + name; }
 
-  // Get returns the value of a setting of settings.h, its default if the device does not set it.
-  std::string Get(const std::string& setting) const;
-  bool IsYes(const std::string& setting) const { return Get(setting) == "yes"; }
-  int64_t GetNumber(const std::string& setting) const;
+  // conf is what the device is like now. Get, IsYes, GetNumber and properties ask it.
+  std::shared_ptr<const DeviceConf> conf() const;
+  std::string Get(const std::string& setting) const { return conf()->Get(setting); }
+  bool IsYes(const std::string& setting) const { return conf()->IsYes(setting); }
+  int64_t GetNumber(const std::string& setting) const { return conf()->GetNumber(setting); }
+  std::vector<Assignment> properties() const { return conf()->properties(); }
 
-  // Set changes settings and properties, "NAME=VALUE" each, all of them or none: a name with a dot
-  // is a property of build.prop, any other a setting.
+  // Set changes settings and properties, "NAME=VALUE" each (see DeviceConf::Set): all of them or
+  // none, also when the process is killed.
   bool Set(const std::vector<std::string>& assignments, std::string* error);
-
-  // properties returns what build.prop sets, in its order.
-  std::vector<Assignment> properties() const;
 
   // DeriveKey derives a key of `length` bytes from the root key: HKDF-SHA-256 (RFC 5869) with the
   // purpose as info.
   SecretBytes DeriveKey(const std::string& purpose, size_t length) const;
 
-  // Deletions of keys, per KeyMint instance. A key belongs to the era in which it was made;
-  // DeleteAllKeys begins the next. The deletions return false when the list cannot be written.
+  // The deletions of keys, see DeletedKeys. They return false when the list cannot be written.
   bool DeleteKey(const std::string& instance, const KeyId& id);
   bool DeleteAllKeys(const std::string& instance);
-  uint32_t Era(const std::string& instance) const;
-  bool IsDeleted(const std::string& instance, uint32_t era, const KeyId& id) const;
+  uint32_t Era(const std::string& instance) { return deleted_.Era(instance); }
+  bool IsDeleted(const std::string& instance, uint32_t era, const KeyId& id) {
+    return deleted_.Contains(instance, era, id);
+  }
 
  private:
-  explicit DeviceFolder(std::string path) : path_(std::move(path)) {}
+  explicit DeviceFolder(std::string path);
   bool Load(std::string* error);
-  bool AppendDeletion(const std::string& line);
-  bool ReadDeletions(std::vector<std::string>* lines) const;
 
   const std::string path_;
   SecretBytes root_key_;
+  DeletedKeys deleted_;
   mutable std::mutex mutex_;
-  std::vector<Assignment> settings_;
-  std::vector<Assignment> properties_;
+  std::shared_ptr<const DeviceConf> conf_;
 };
 
 }  // namespace orx_sim

@@ -54,24 +54,12 @@ bool WriteNewFile(const std::string& path, std::string_view content, Lifetime li
 }
 
 bool ReplaceFile(const std::string& path, std::string_view content, std::string* error) {
-  std::string temporary = path + ".XXXXXX";
-  const unique_fd fd(mkostemp(temporary.data(), O_CLOEXEC));
-  if (!fd.ok()) return Fail(path, error);
-  if (!Fill(fd, temporary, content, Lifetime::kKept, error)) return false;
-  if (rename(temporary.c_str(), path.c_str()) == 0) return true;
+  const std::string incomplete = path + ".new";
+  unlink(incomplete.c_str());
+  if (!WriteNewFile(incomplete, content, Lifetime::kKept, error)) return false;
+  if (rename(incomplete.c_str(), path.c_str()) == 0) return true;
   Fail(path, error);
-  unlink(temporary.c_str());
-  return false;
-}
-
-bool AppendLine(const std::string& path, const std::string& line, std::string* error) {
-  const unique_fd fd(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
-  struct stat before {};
-  if (!fd.ok() || fstat(fd.get(), &before) != 0) return Fail(path, error);
-  const std::string text = line + "\n";
-  if (android::base::WriteFully(fd, text.data(), text.size()) && fsync(fd.get()) == 0) return true;
-  Fail(path, error);
-  if (ftruncate(fd.get(), before.st_size) != 0) *error += ", and half a line stays in it";
+  unlink(incomplete.c_str());
   return false;
 }
 
@@ -84,6 +72,13 @@ unique_fd LockFolder(const std::string& path, std::string* error) {
   if (fd.ok() && TEMP_FAILURE_RETRY(flock(fd.get(), LOCK_EX)) == 0) return fd;
   Fail(path, error);
   return unique_fd();
+}
+
+void RemoveContent(const std::string& path) {
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(path, ignored)) {
+    RemoveTree(entry.path());
+  }
 }
 
 void RemoveTree(const std::string& path) {

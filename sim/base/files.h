@@ -19,11 +19,9 @@ bool WriteNewFile(const std::string& path, std::string_view content, Lifetime li
                   std::string* error);
 
 // ReplaceFile puts new content in the place of a file at once: whoever reads sees the old or the
-// new one, also after a crash.
+// new one, also after a crash. The caller holds the folder's lock. What a killed process left of
+// its own try (PATH.new) is removed.
 bool ReplaceFile(const std::string& path, std::string_view content, std::string* error);
-
-// AppendLine adds a line and its end to a file, which is made if it is not there; nothing or all.
-bool AppendLine(const std::string& path, const std::string& line, std::string* error);
 
 // MakeFolder makes a folder of mode 0700.
 bool MakeFolder(const std::string& path, std::string* error);
@@ -31,6 +29,9 @@ bool MakeFolder(const std::string& path, std::string* error);
 // LockFolder waits for the exclusive lock of a folder; closing the descriptor releases it. Invalid
 // with the reason in `*error` when there is none to be had.
 android::base::unique_fd LockFolder(const std::string& path, std::string* error);
+
+// RemoveContent removes what is in a folder, as far as it can.
+void RemoveContent(const std::string& path);
 
 // RemoveTree removes a folder and what is in it, as far as it can.
 void RemoveTree(const std::string& path);

@@ -3,50 +3,14 @@
 
 #include <android-base/parseint.h>
 #include <android-base/strings.h>
-#include <dlfcn.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/system_properties.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <functional>
-
-#include "sim/base/files.h"
 
 namespace orx_sim {
 namespace {
-
-constexpr char kBuildPropHeading[] = "[build.prop]";
-
-// Takes "name = value" apart as init does: blanks around both do not count.
-bool Split(const std::string& line, Assignment* out) {
-  const size_t equals = line.find('=');
-  if (equals == std::string::npos) return false;
-  out->name = android::base::Trim(line.substr(0, equals));
-  out->value = android::base::Trim(line.substr(equals + 1));
-  return !out->name.empty();
-}
-
-using Check = bool (*)(const std::string& name, const std::string& value, std::string* error);
-
-bool Parse(const std::string& text, const std::string& file, int first_line, Check check,
-           std::vector<Assignment>* out, std::string* error) {
-  int number = first_line - 1;
-  for (const std::string& raw : android::base::Split(text, "\n")) {
-    ++number;
-    const std::string line = android::base::Trim(raw);
-    if (line.empty() || line[0] == '#') continue;
-    Assignment assignment;
-    assignment.line = number;
-    std::string reason = "not of the form NAME=VALUE";
-    if (!Split(line, &assignment) || !check(assignment.name, assignment.value, &reason)) {
-      *error = file + ":" + std::to_string(number) + ": " + reason;
-      return false;
-    }
-    out->push_back(std::move(assignment));
-  }
-  return true;
-}
 
 bool IsDigits(const std::string& text, size_t count) {
   return text.size() == count && std::all_of(text.begin(), text.end(), isdigit);
@@ -84,12 +48,6 @@ bool IsPropertyName(const std::string& name) {
   if (name.find("..") != std::string::npos) return false;
   return std::all_of(name.begin(), name.end(),
                      [](unsigned char c) { return isalnum(c) || strchr(".-@:_", c) != nullptr; });
-}
-
-std::string FolderOfThisLibrary() {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&ProfileFolder), &info) == 0) return ".";
-  return std::filesystem::absolute(info.dli_fname).parent_path();
 }
 
 }  // namespace
@@ -154,56 +112,6 @@ bool CheckProperty(const std::string& name, const std::string& value, std::strin
   *error = "the value of " + name + " has " + std::to_string(value.size()) +
            " characters; the longest that Android takes has " + std::to_string(PROP_VALUE_MAX - 1);
   return false;
-}
-
-bool ParseSettings(const std::string& text, const std::string& file, std::vector<Assignment>* out,
-                   std::string* error) {
-  return Parse(text, file, 1, CheckSetting, out, error);
-}
-
-bool ParseBuildProp(const std::string& text, const std::string& file, int first_line,
-                    std::vector<Assignment>* out, std::string* error) {
-  return Parse(text, file, first_line, CheckProperty, out, error);
-}
-
-bool LoadProfile(const std::string& name, Profile* out, std::string* error) {
-  const bool is_path = name.find('/') != std::string::npos;
-  const std::string path = is_path ? name : ProfileFolder() + "/" + name + ".profile";
-  std::string text;
-  if (!ReadFile(path, &text, error)) {
-    if (!is_path) {
-      *error = "there is no profile \"" + name + "\"; there are " +
-               android::base::Join(ProfileNames(), ", ");
-    }
-    return false;
-  }
-  out->name = std::filesystem::path(path).stem();
-  const size_t heading = ("\n" + text).find("\n" + std::string(kBuildPropHeading) + "\n");
-  out->settings = text.substr(0, heading);
-  out->build_prop.clear();
-  if (heading != std::string::npos) {
-    out->build_prop = text.substr(heading + strlen(kBuildPropHeading) + 1);
-  }
-  const int lines = static_cast<int>(std::count(out->settings.begin(), out->settings.end(), '\n'));
-  std::vector<Assignment> ignored;
-  return ParseSettings(out->settings, path, &ignored, error) &&
-         ParseBuildProp(out->build_prop, path, lines + 2, &ignored, error);
-}
-
-std::string ProfileFolder() {
-  const char* const folder = secure_getenv("ORX_SIM_PROFILES");
-  if (folder != nullptr && folder[0] != '\0') return folder;
-  return FolderOfThisLibrary() + "/../share/orx-sim/profiles";
-}
-
-std::vector<std::string> ProfileNames() {
-  std::vector<std::string> names;
-  std::error_code ignored;
-  for (const auto& entry : std::filesystem::directory_iterator(ProfileFolder(), ignored)) {
-    if (entry.path().extension() == ".profile") names.push_back(entry.path().stem());
-  }
-  std::sort(names.begin(), names.end());
-  return names;
 }
 
 }  // namespace orx_sim

@@ -14,27 +14,22 @@
 #include <functional>
 
 #include "sim/base/files.h"
+#include "tests/support/temp_folder.h"
 
 namespace orx_sim {
 namespace {
 
 namespace fs = std::filesystem;
 using ::testing::AllOf;
+using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::UnorderedElementsAre;
 
 class DeviceFolderTest : public ::testing::Test {
  protected:
-  DeviceFolderTest() {
-    std::string pattern = ::testing::TempDir() + "/folder.XXXXXX";
-    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-    parent_ = pattern;
-    path_ = parent_ + "/device";
-  }
-  ~DeviceFolderTest() override { RemoveTree(parent_); }
-
   std::shared_ptr<DeviceFolder> Create(const std::string& profile = "dual-sim") {
     std::shared_ptr<DeviceFolder> folder = DeviceFolder::Create(path_, profile, &error_);
     EXPECT_TRUE(folder) << error_;
@@ -49,16 +44,46 @@ class DeviceFolderTest : public ::testing::Test {
     return content;
   }
 
-  std::vector<std::string> Entries() {
+  void Write(const std::string& name, const std::string& content) {
+    std::ofstream(path_ + "/" + name) << content;
+  }
+
+  std::vector<std::string> Entries(const std::string& folder) {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(parent_)) names.push_back(entry.path());
+    for (const auto& entry : fs::directory_iterator(folder))
+      names.push_back(entry.path().filename());
     return names;
   }
 
-  std::string parent_;
-  std::string path_;
+  orx_test::TempFolder parent_;
+  const std::string path_ = parent_ / "device";
   std::string error_;
 };
+
+// Runs `body` in a process of its own and returns how that ended.
+template <typename Body>
+int InProcess(const Body& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    body();
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return status;
+}
+
+// What root may do regardless of modes, it may no more afterwards; `folder` and all in it is its
+// own.
+void BecomeOrdinaryUser(const std::string& folder) {
+  constexpr uid_t kNobody = 65534;
+  if (geteuid() != 0) return;
+  EXPECT_EQ(chown(folder.c_str(), kNobody, kNobody), 0);
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    EXPECT_EQ(chown(entry.path().c_str(), kNobody, kNobody), 0);
+  }
+  EXPECT_EQ(setresuid(kNobody, kNobody, kNobody), 0);
+}
 
 mode_t ModeOf(const std::string& path) {
   struct stat status {};
@@ -79,31 +104,28 @@ TEST_F(DeviceFolderTest, IsPrivateToItsUserWhateverTheMask) {
 TEST_F(DeviceFolderTest, FailedCreationLeavesNothing) {
   EXPECT_EQ(DeviceFolder::Create(path_, "no-such", &error_), nullptr);
   EXPECT_THAT(error_, AllOf(HasSubstr("no-such"), HasSubstr("single-sim")));
-  EXPECT_EQ(DeviceFolder::Create(parent_ + "/none/device", "bare", &error_), nullptr);
+  EXPECT_EQ(DeviceFolder::Create(parent_ / "none/device", "bare", &error_), nullptr);
   EXPECT_THAT(error_, HasSubstr("No such file or directory"));
-  EXPECT_THAT(Entries(), IsEmpty());
+  EXPECT_THAT(Entries(parent_.path()), IsEmpty());
 
   fs::create_directory(path_);
   std::ofstream(path_ + "/precious") << "1";
   EXPECT_EQ(DeviceFolder::Create(path_, "bare", &error_), nullptr);
   EXPECT_THAT(error_, HasSubstr("not empty"));
   EXPECT_EQ(Content("precious"), "1");
-  EXPECT_EQ(Entries().size(), 1u);
+  EXPECT_EQ(Entries(parent_.path()).size(), 1u);
 }
 
 TEST_F(DeviceFolderTest, CreationThatCannotWriteLeavesNothing) {
-  const pid_t child = fork();
-  if (child == 0) {
-    signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{16, 16};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    const bool failed = DeviceFolder::Create(path_, "bare", &error_) == nullptr;
-    _exit(failed && error_.find("File too large") != std::string::npos ? 0 : 1);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
-  EXPECT_THAT(Entries(), IsEmpty());
+  EXPECT_EQ(InProcess([&] {
+              signal(SIGXFSZ, SIG_IGN);
+              const rlimit limit{16, 16};
+              setrlimit(RLIMIT_FSIZE, &limit);
+              EXPECT_EQ(DeviceFolder::Create(path_, "bare", &error_), nullptr);
+              EXPECT_THAT(error_, HasSubstr("File too large"));
+            }),
+            0);
+  EXPECT_THAT(Entries(parent_.path()), IsEmpty());
 }
 
 TEST_F(DeviceFolderTest, OpenNamesWhatIsWrong) {
@@ -115,12 +137,22 @@ TEST_F(DeviceFolderTest, OpenNamesWhatIsWrong) {
   const Case cases[] = {
       {"nothing there", [&] { RemoveTree(path_); }, "No such file or directory"},
       {"open to others", [&] { chmod(path_.c_str(), 0750); }, "chmod 700"},
-      {"unknown setting", [&] { std::ofstream(path_ + "/device.conf") << "\nfoo = 1\n"; },
+      {"unknown setting", [&] { Write("device.conf", "\nfoo = 1\n"); },
        "device.conf:2: there is no setting \"foo\""},
-      {"wrong value", [&] { std::ofstream(path_ + "/device.conf") << "modem = maybe\n"; },
+      {"wrong value", [&] { Write("device.conf", "modem = maybe\n"); },
        "device.conf:1: \"maybe\" is no value for modem, which is yes|no"},
-      {"bad property", [&] { std::ofstream(path_ + "/build.prop") << "# x\n\nro.a\n"; },
-       "build.prop:3: not of the form NAME=VALUE"},
+      {"bad property", [&] { Write("device.conf", "# x\n[build.prop]\nro.a\n"); },
+       "device.conf:3: not of the form NAME=VALUE"},
+      {"no format", [&] { fs::remove(path_ + "/format"); }, "made by another version of orx-sim"},
+      {"other format", [&] { Write("format", "2\n"); }, "made by another version of orx-sim"},
+      {"short root key", [&] { Write("root.key", "0123456789"); }, "root.key: not a key of 32"},
+      {"not a folder",
+       [&] {
+         RemoveTree(path_);
+         std::ofstream(path_) << "1";
+       },
+       "device: not a folder"},
+      {"another folder", [&] { fs::remove(path_ + "/device.conf"); }, "not a simulated device"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.title);
@@ -132,6 +164,74 @@ TEST_F(DeviceFolderTest, OpenNamesWhatIsWrong) {
   }
 }
 
+TEST_F(DeviceFolderTest, OpensThroughASymbolicLinkUnderItsOwnName) {
+  Create();
+  fs::create_directory_symlink("device", parent_ / "link");
+  const std::shared_ptr<DeviceFolder> folder = DeviceFolder::Open(parent_ / "link", &error_);
+  ASSERT_TRUE(folder) << error_;
+  EXPECT_EQ(folder->path(), fs::canonical(path_));
+}
+
+// The second attempt is what the next user of a folder does after the first was killed.
+TEST_F(DeviceFolderTest, KilledAtAnyWriteItIsAsBeforeOrAsAfter) {
+  const std::string before = Create()->conf()->text();
+  const auto set = [&] {
+    const bool done = Open()->Set({"imei=1", "ro.vendor.boot.uid=ff"}, &error_);
+    EXPECT_TRUE(done) << error_;
+  };
+  std::string text;
+  for (rlim_t limit = 0; text.empty() || text == before; limit += 64) {
+    ASSERT_LT(limit, 8192u);
+    // The signal of a file that grew too long ends the process in the middle of a write.
+    InProcess([&] {
+      const rlimit file_size{limit, limit};
+      setrlimit(RLIMIT_FSIZE, &file_size);
+      set();
+    });
+    ASSERT_TRUE(Open()) << error_;
+    text = Open()->conf()->text();
+    EXPECT_TRUE(text == before ||
+                (Open()->Get("imei") == "1" && text.find("uid=ff") != std::string::npos));
+  }
+  set();
+  EXPECT_THAT(Entries(path_),
+              UnorderedElementsAre("format", "device.conf", "root.key", "deleted.keys", "persist"));
+}
+
+TEST_F(DeviceFolderTest, ACreationThatWasKilledIsTakenOver) {
+  EXPECT_NE(InProcess([&] {
+              const rlimit limit{16, 16};
+              setrlimit(RLIMIT_FSIZE, &limit);
+              DeviceFolder::Create(path_, "bare", &error_);
+            }),
+            0);
+  EXPECT_THAT(Entries(parent_.path()), ElementsAre("device.orx-sim-new"));
+  Create();
+  EXPECT_THAT(Entries(parent_.path()), ElementsAre("device"));
+}
+
+TEST_F(DeviceFolderTest, OneThatItsUserCannotWriteStaysAsItIs) {
+  Create();
+  const std::string conf = Content("device.conf");
+  EXPECT_EQ(InProcess([&] {
+              BecomeOrdinaryUser(parent_.path());
+              EXPECT_EQ(chmod(path_.c_str(), 0500), 0);
+              const std::shared_ptr<DeviceFolder> folder = Open();
+              ASSERT_TRUE(folder) << error_;
+              EXPECT_FALSE(folder->Set({"imei=1"}, &error_));
+              EXPECT_THAT(error_, HasSubstr("Permission denied"));
+              EXPECT_NE(folder->Get("imei"), "1");
+              EXPECT_EQ(chmod(parent_.path().c_str(), 0500), 0);
+              EXPECT_EQ(DeviceFolder::Create(parent_ / "more", "bare", &error_), nullptr);
+              EXPECT_THAT(error_, HasSubstr("Permission denied"));
+              EXPECT_EQ(chmod(parent_.path().c_str(), 0700), 0);
+              EXPECT_EQ(chmod(path_.c_str(), 0700), 0);
+            }),
+            0);
+  EXPECT_EQ(Content("device.conf"), conf);
+  EXPECT_THAT(Entries(parent_.path()), ElementsAre("device"));
+}
+
 TEST_F(DeviceFolderTest, SetChangesSettingsAndPropertiesInPlace) {
   const std::shared_ptr<DeviceFolder> folder = Create("single-sim");
   ASSERT_TRUE(folder->Set({"imei=1", "imei=2", "ro.vendor.boot.uid=ff", "vendor.new=a=b"}, &error_))
@@ -139,16 +239,37 @@ TEST_F(DeviceFolderTest, SetChangesSettingsAndPropertiesInPlace) {
   EXPECT_EQ(folder->Get("imei"), "2");
   EXPECT_EQ(Open()->Get("imei"), "2");
   EXPECT_THAT(Content("device.conf"),
-              AllOf(HasSubstr("# A phone"), Not(HasSubstr("356938035643809"))));
-  EXPECT_THAT(Content("build.prop"),
-              AllOf(HasSubstr("\nro.vendor.boot.uid=ff\n"), Not(HasSubstr("fedcba")),
+              AllOf(HasSubstr("# A phone"), Not(HasSubstr("356938035643809")),
+                    HasSubstr("\nro.vendor.boot.uid=ff\n"), Not(HasSubstr("fedcba")),
                     EndsWith("\nvendor.new=a=b\n")));
+}
+
+TEST_F(DeviceFolderTest, SetFindsTheRightPlaceInEveryText) {
+  struct {
+    const char* before;
+    const char* assignment;
+    const char* after;
+  } const rows[] = {
+      {"", "imei=1", "imei=1\n"},
+      {"modem = no\n", "imei=1", "modem = no\nimei=1\n"},
+      {"modem = no", "imei=1", "modem = no\nimei=1"},
+      {"imei = 1\nimei = 2\n", "imei=3", "imei = 1\nimei=3\n"},
+      {"modem = no\n[build.prop]\nro.a=1\n", "imei=1",
+       "modem = no\nimei=1\n[build.prop]\nro.a=1\n"},
+      {"modem = no\n", "ro.a=1", "modem = no\n[build.prop]\nro.a=1\n"},
+      {"[build.prop]\nro.a=1\nro.a=2\n", "ro.a=3", "[build.prop]\nro.a=1\nro.a=3\n"},
+  };
+  for (const auto& row : rows) {
+    DeviceConf conf;
+    ASSERT_TRUE(conf.Parse(row.before, "x", &error_)) << error_;
+    EXPECT_TRUE(conf.Set(row.assignment, &error_)) << error_;
+    EXPECT_EQ(conf.text(), row.after);
+  }
 }
 
 TEST_F(DeviceFolderTest, SetRefusesAllIfOneIsWrong) {
   const std::shared_ptr<DeviceFolder> folder = Create();
   const std::string conf = Content("device.conf");
-  const std::string build_prop = Content("build.prop");
   struct Case {
     std::string assignment;
     const char* reason;
@@ -168,15 +289,14 @@ TEST_F(DeviceFolderTest, SetRefusesAllIfOneIsWrong) {
     EXPECT_FALSE(folder->Set({"os-version=150000", "ro.fine=1", c.assignment}, &error_));
     EXPECT_THAT(error_, HasSubstr(c.reason));
     EXPECT_EQ(Content("device.conf"), conf);
-    EXPECT_EQ(Content("build.prop"), build_prop);
     EXPECT_EQ(folder->GetNumber("os-version"), 140000);
   }
 }
 
 TEST_F(DeviceFolderTest, SeveralProcessesLoseNoDeletionAndNoSetting) {
   Create();
-  std::string build_prop = Content("build.prop");
-  const auto lines = std::count(build_prop.begin(), build_prop.end(), '\n');
+  std::string conf = Content("device.conf");
+  const auto lines = std::count(conf.begin(), conf.end(), '\n');
   constexpr int kProcesses = 4;
   constexpr uint8_t kEach = 25;
   for (uint8_t process = 0; process < kProcesses; ++process) {
@@ -203,17 +323,56 @@ TEST_F(DeviceFolderTest, SeveralProcessesLoseNoDeletionAndNoSetting) {
     }
   }
   EXPECT_FALSE(folder->IsDeleted("default", 0, KeyId{kProcesses}));
-  build_prop = Content("build.prop");
+  conf = Content("device.conf");
   EXPECT_FALSE(folder->IsDeleted("strongbox", 0, KeyId{0, 0}));
-  EXPECT_EQ(std::count(build_prop.begin(), build_prop.end(), '\n') - lines, kProcesses * kEach);
+  EXPECT_EQ(std::count(conf.begin(), conf.end(), '\n') - lines, kProcesses * kEach);
 }
 
-TEST_F(DeviceFolderTest, WithoutTheListOfDeletionsEveryKeyCountsAsDeleted) {
+TEST_F(DeviceFolderTest, WithoutTheWholeListEveryKeyCountsAsDeletedAndNoDeviceOpens) {
+  const KeyId kept = {1};
+  const std::string two = "default 02000000000000000000000000000000\n";
+  const std::string three = "strongbox *\n";
+  const std::function<void(const std::string&)> damages[] = {
+      [](const std::string& list) { fs::remove(list); },
+      [](const std::string& list) { fs::resize_file(list, 0); },
+      [](const std::string& list) { fs::resize_file(list, 5); },
+      [&](const std::string& list) { fs::resize_file(list, fs::file_size(list) - 1); },
+      [&](const std::string& list) { fs::resize_file(list, fs::file_size(list) - three.size()); },
+      [](const std::string& list) { std::ofstream(list, std::ios::app) << "default 0g\n"; },
+  };
+  for (const auto& damage : damages) {
+    RemoveTree(path_);
+    const std::shared_ptr<DeviceFolder> folder = Create();
+    ASSERT_TRUE(folder->DeleteKey("default", KeyId{2}));
+    ASSERT_TRUE(folder->DeleteAllKeys("strongbox"));
+    EXPECT_EQ(Content("deleted.keys"), "0000000002\n" + two + three);
+    EXPECT_FALSE(folder->IsDeleted("default", 0, kept));
+    EXPECT_TRUE(folder->IsDeleted("default", 0, KeyId{2}));
+    EXPECT_TRUE(folder->IsDeleted("strongbox", 0, kept));
+    damage(path_ + "/deleted.keys");
+    EXPECT_TRUE(folder->IsDeleted("default", folder->Era("default"), kept));
+    EXPECT_TRUE(folder->IsDeleted("default", 0, kept));
+    EXPECT_FALSE(folder->DeleteKey("default", kept));
+    EXPECT_EQ(Open(), nullptr);
+    EXPECT_THAT(error_, HasSubstr("deleted.keys: "));
+  }
+}
+
+// A process that dies between the deletion and its count, or within the deletion.
+TEST_F(DeviceFolderTest, AnUncountedDeletionCountsAndHalfOfOneIsOverwritten) {
   const std::shared_ptr<DeviceFolder> folder = Create();
-  EXPECT_FALSE(folder->IsDeleted("default", folder->Era("default"), KeyId{1}));
-  fs::remove(path_ + "/deleted.keys");
-  EXPECT_TRUE(folder->IsDeleted("default", folder->Era("default"), KeyId{1}));
-  EXPECT_TRUE(folder->IsDeleted("default", 0, KeyId{1}));
+  ASSERT_TRUE(folder->DeleteKey("default", KeyId{1}));
+  std::ofstream(path_ + "/deleted.keys", std::ios::app)
+      << "default 02000000000000000000000000000000\nstrongbox 0300000000000000000000";
+  for (const std::shared_ptr<DeviceFolder>& seen_by : {folder, Open()}) {
+    ASSERT_TRUE(seen_by) << error_;
+    EXPECT_TRUE(seen_by->IsDeleted("default", 0, KeyId{2}));
+    EXPECT_FALSE(seen_by->IsDeleted("strongbox", 0, KeyId{3}));
+  }
+  ASSERT_TRUE(folder->DeleteAllKeys("default"));
+  EXPECT_EQ(Content("deleted.keys"),
+            "0000000003\ndefault 01000000000000000000000000000000\n"
+            "default 02000000000000000000000000000000\ndefault *\n");
 }
 
 }  // namespace

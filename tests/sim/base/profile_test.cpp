@@ -3,11 +3,9 @@
 #include <cutils/properties.h>
 #include <gmock/gmock.h>
 
-#include <fstream>
-
-#include "sim/base/files.h"
-#include "sim/base/settings.h"
+#include "sim/base/device_conf.h"
 #include "sim/device.h"
+#include "tests/support/temp_folder.h"
 
 namespace orx_sim {
 namespace {
@@ -32,18 +30,10 @@ std::vector<std::string> Lines(const std::vector<Assignment>& assignments) {
 
 class ProfileTest : public ::testing::Test {
  protected:
-  ProfileTest() {
-    android_host::DisableDeviceModule();
-    std::string pattern = ::testing::TempDir() + "/profile.XXXXXX";
-    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-    parent_ = pattern;
-  }
-  ~ProfileTest() override {
-    android_host::ClearServices();
-    RemoveTree(parent_);
-  }
+  ProfileTest() { android_host::DisableDeviceModule(); }
+  ~ProfileTest() override { android_host::ClearServices(); }
 
-  std::string parent_;
+  orx_test::TempFolder parent_;
 };
 
 TEST_F(ProfileTest, EveryShippedOneMakesADevice) {
@@ -52,7 +42,7 @@ TEST_F(ProfileTest, EveryShippedOneMakesADevice) {
               ElementsAre("bare", "dual-sim", "remote-only", "single-sim", "swapped-strongbox"));
   for (const std::string& name : names) {
     std::string error;
-    const std::unique_ptr<Device> device = Device::Create(parent_ + "/" + name, name, &error);
+    const std::unique_ptr<Device> device = Device::Create(parent_ / name, name, &error);
     ASSERT_TRUE(device) << error;
     EXPECT_EQ(device->folder().Get("profile"), name);
     EXPECT_EQ(device->folder().IsYes("modem"), name != "bare");
@@ -61,7 +51,7 @@ TEST_F(ProfileTest, EveryShippedOneMakesADevice) {
 
 TEST_F(ProfileTest, PropertiesTellThePatchLevelsUnlessBuildPropDoes) {
   std::string error;
-  const std::unique_ptr<Device> device = Device::Create(parent_ + "/device", "bare", &error);
+  const std::unique_ptr<Device> device = Device::Create(parent_ / "device", "bare", &error);
   ASSERT_TRUE(device) << error;
   ASSERT_TRUE(device->folder().Set(
       {"os-version=150000", "os-patch-level=202701", "vendor-patch-level=20270205"}, &error));
@@ -77,7 +67,7 @@ TEST_F(ProfileTest, PropertiesTellThePatchLevelsUnlessBuildPropDoes) {
 TEST(BuildPropTest, IsReadAsAndroidReadsIt) {
   const std::string longest(91, 'x');
   const std::string text =
-      "# comment\n"
+      "[build.prop]\n"
       "\n"
       "  \t \n"
       "ro.a=1\n"
@@ -88,10 +78,10 @@ TEST(BuildPropTest, IsReadAsAndroidReadsIt) {
       "ro.a=again\n"
       "ro.long=" +
       longest + "\nro.last=no line end";
-  std::vector<Assignment> properties;
+  DeviceConf conf;
   std::string error;
-  ASSERT_TRUE(ParseBuildProp(text, "build.prop", 1, &properties, &error)) << error;
-  EXPECT_THAT(Lines(properties),
+  ASSERT_TRUE(conf.Parse(text, "x", &error)) << error;
+  EXPECT_THAT(Lines(conf.properties()),
               ElementsAre("4: ro.a=1", "5: ro.b=two words",
                           "7: ro.c=# no comment = part of the value", "8: ro.d=", "9: ro.a=again",
                           "10: ro.long=" + longest, "11: ro.last=no line end"));
@@ -112,21 +102,12 @@ TEST(BuildPropTest, BadLinesAreNamedByFileAndNumber) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.line);
-    std::vector<Assignment> properties;
+    DeviceConf conf;
     std::string error;
-    EXPECT_FALSE(ParseBuildProp("ro.a=1\n# x\n" + c.line + "\nro.b=2\n", "/d/build.prop", 1,
-                                &properties, &error));
-    EXPECT_THAT(error, ::testing::StartsWith("/d/build.prop:3: "));
+    EXPECT_FALSE(conf.Parse("[build.prop]\n# x\n" + c.line + "\nro.b=2\n", "/d/x", &error));
+    EXPECT_THAT(error, ::testing::StartsWith("/d/x:3: "));
     EXPECT_THAT(error, HasSubstr(c.reason));
   }
-}
-
-TEST_F(ProfileTest, BadLinesBelowTheSettingsAreCountedFromTheTop) {
-  std::ofstream(parent_ + "/x.profile") << "# c\nmodem = no\n[build.prop]\n# c\nro.a\n";
-  Profile profile;
-  std::string error;
-  EXPECT_FALSE(LoadProfile(parent_ + "/x.profile", &profile, &error));
-  EXPECT_THAT(error, EndsWith("x.profile:5: not of the form NAME=VALUE"));
 }
 
 }  // namespace
