@@ -3,12 +3,28 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "sim/attestation/remotely_provisioned.h"
 #include "sim/base/device_folder.h"
 #include "sim/base/instance.h"
 #include "sim/channel/faults.h"
+#include "sim/keymint/keymint_device.h"
+#include "sim/negotiation/shared_secret.h"
 
 namespace orx_sim {
+
+// Services are what one instance offers to the system, each behaving correctly.
+struct Services {
+  Instance instance;
+  std::shared_ptr<KeyMintDevice> keymint;
+  std::shared_ptr<RemotelyProvisionedComponent> remotely_provisioned;  // null: not offered
+  std::shared_ptr<SharedSecretService> shared_secret;
+};
+
+// StartServices starts the instances that the device has, the TEE first, and has them negotiate
+// their shared secret, as the system does during boot.
+std::vector<Services> StartServices(const std::shared_ptr<DeviceFolder>& folder);
 
 // Device is a simulated device: a folder that holds what survives a restart, and the services that
 // a process sees once it is attached. It is never part of an Android build, and every key in it was

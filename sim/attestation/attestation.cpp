@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/attestation/attestation.h"
 
-#include <openssl/digest.h>
-#include <openssl/hmac.h>
 #include <openssl/x509.h>
 #include <stdio.h>
 
@@ -13,31 +11,12 @@
 #include "sim/attestation/certificates.h"
 #include "sim/attestation/device_ids.h"
 #include "sim/attestation/factory_chain.h"
-#include "sim/keymint/key_import.h"
 
 namespace orx_sim {
 namespace {
 
 constexpr size_t kMaxChallengeLength = 128;
 constexpr size_t kMaxApplicationIdLength = 1024;
-constexpr size_t kUniqueIdLength = 16;
-constexpr int64_t kUniqueIdPeriodMs = 30LL * 24 * 60 * 60 * 1000;
-
-// Authorizations that the system enforces or merely records, not the secure environment.
-constexpr Tag kSoftwareEnforced[] = {Tag::ACTIVE_DATETIME,       Tag::ORIGINATION_EXPIRE_DATETIME,
-                                     Tag::USAGE_EXPIRE_DATETIME, Tag::USAGE_COUNT_LIMIT,
-                                     Tag::ALLOW_WHILE_ON_BODY,   Tag::UNLOCKED_DEVICE_REQUIRED,
-                                     Tag::CREATION_DATETIME,     Tag::ATTESTATION_APPLICATION_ID};
-
-KeyParams SoftwareEnforced(const NewKey& key) {
-  KeyParams list;
-  for (const km::KeyParameter& param : key.request) {
-    const bool recorded = std::find(std::begin(kSoftwareEnforced), std::end(kSoftwareEnforced),
-                                    param.tag) != std::end(kSoftwareEnforced);
-    if (recorded && !Has(key.enforced, param.tag)) list.push_back(param);
-  }
-  return list;
-}
 
 Bytes SubjectOf(const Bytes& der) {
   const bssl::UniquePtr<X509> certificate = orx_common::ParseCertificate(der);
@@ -62,42 +41,45 @@ Attestation::Attestation(std::shared_ptr<DeviceFolder> folder, const Instance& i
                          OpenKey open_key)
     : folder_(std::move(folder)), instance_(instance), open_key_(std::move(open_key)) {}
 
-ErrorCode Attestation::Certify(const NewKey& key,
+ErrorCode Attestation::Certify(const KeyParams& request, const Key& key,
                                const std::optional<km::AttestationKey>& attestation_key,
                                std::vector<km::Certificate>* chain) const {
-  ErrorCode code = CheckRequest(key, attestation_key.has_value());
+  ErrorCode code = CheckRequest(request, key, attestation_key.has_value());
   if (code != ErrorCode::OK) return code;
   km::Certificate own;
-  if (!Has(key.request, Tag::ATTESTATION_CHALLENGE)) {
-    code = CertifyOwnKey(key.request, key.pair, &own.encodedCertificate);
+  if (!Has(request, Tag::ATTESTATION_CHALLENGE)) {
+    code = CertifyOwnKey(request, key.pair.get(), &own.encodedCertificate);
     if (code == ErrorCode::OK) *chain = {std::move(own)};
     return code;
   }
   Signer signer;
-  code = OpenSigner(attestation_key, &signer);
-  if (code != ErrorCode::OK) return code;
   Bytes key_description;
-  code = Describe(key, &key_description);
-  if (code != ErrorCode::OK) return code;
-  code = CertifyAttestedKey(key.request, key.pair, {signer.key.get(), signer.name}, key_description,
-                            &own.encodedCertificate);
+  code = OpenSigner(attestation_key, &signer);
+  if (code == ErrorCode::OK) code = Describe(request, key, &key_description);
+  if (code == ErrorCode::OK) {
+    code = CertifyAttestedKey(request, key.pair.get(), {signer.key.get(), signer.name},
+                              key_description, &own.encodedCertificate);
+  }
   if (code != ErrorCode::OK) return code;
   *chain = {std::move(own)};
   for (Bytes& certificate : signer.chain) chain->push_back({std::move(certificate)});
   return ErrorCode::OK;
 }
 
-ErrorCode Attestation::CheckRequest(const NewKey& key, bool has_attestation_key) const {
-  if (Has(key.request, Tag::DEVICE_UNIQUE_ATTESTATION)) {
+ErrorCode Attestation::CheckRequest(const KeyParams& request, const Key& key,
+                                    bool has_attestation_key) const {
+  if (Has(request, Tag::DEVICE_UNIQUE_ATTESTATION)) {
     return instance_.IsStrongBox() ? ErrorCode::CANNOT_ATTEST_IDS : ErrorCode::INVALID_ARGUMENT;
   }
-  const Bytes* const challenge = FindBlob(key.request, Tag::ATTESTATION_CHALLENGE);
+  const Bytes* const challenge = FindBlob(request, Tag::ATTESTATION_CHALLENGE);
   if (challenge == nullptr) {
     if (!has_attestation_key) return ErrorCode::OK;
-    return key.imported ? ErrorCode::INVALID_ARGUMENT : ErrorCode::ATTESTATION_CHALLENGE_MISSING;
+    return Contains(key.authorizations, Tag::ORIGIN, km::KeyOrigin::IMPORTED)
+               ? ErrorCode::INVALID_ARGUMENT
+               : ErrorCode::ATTESTATION_CHALLENGE_MISSING;
   }
   if (challenge->size() > kMaxChallengeLength) return ErrorCode::INVALID_INPUT_LENGTH;
-  const Bytes* const application = FindBlob(key.request, Tag::ATTESTATION_APPLICATION_ID);
+  const Bytes* const application = FindBlob(request, Tag::ATTESTATION_APPLICATION_ID);
   if (application == nullptr) return ErrorCode::ATTESTATION_APPLICATION_ID_MISSING;
   if (application->size() > kMaxApplicationIdLength) return ErrorCode::INVALID_INPUT_LENGTH;
   return ErrorCode::OK;
@@ -117,7 +99,7 @@ ErrorCode Attestation::OpenAttestationKey(const km::AttestationKey& attestation_
   if (!HasPurpose(key.authorizations, km::KeyPurpose::ATTEST_KEY)) {
     return ErrorCode::INCOMPATIBLE_PURPOSE;
   }
-  signer->key = ParsePrivateKey(key.material.data(), key.material.size());
+  signer->key = std::move(key.pair);
   signer->name = attestation_key.issuerSubjectName;
   // A symmetric key may have been given the purpose, but it cannot sign.
   return signer->key ? ErrorCode::OK : ErrorCode::INCOMPATIBLE_PURPOSE;
@@ -131,7 +113,7 @@ ErrorCode Attestation::OpenFactoryKey(Signer* signer) const {
   settings.root_subject = folder_->Get("attestation-root");
   settings.expired = folder_->IsYes("attestation-expired");
   std::string error;
-  FactoryChain factory = OpenFactoryChain(folder_->path(), instance_.name, settings, &error);
+  FactoryChain factory = OpenFactoryChain(folder_->path(), instance_, settings, &error);
   if (!factory.key) {
     fprintf(stderr, "simulated device: %s\n", error.c_str());
     return ErrorCode::UNKNOWN_ERROR;
@@ -142,40 +124,23 @@ ErrorCode Attestation::OpenFactoryKey(Signer* signer) const {
   return ErrorCode::OK;
 }
 
-ErrorCode Attestation::Describe(const NewKey& key, Bytes* key_description) const {
+ErrorCode Attestation::Describe(const KeyParams& request, const Key& key,
+                                Bytes* key_description) const {
   AttestationRecord record;
   record.interface_version =
       static_cast<int32_t>(folder_->GetNumber(instance_.Setting("keymint-version")));
   record.security_level = instance_.level;
-  record.challenge = BlobOrEmpty(key.request, Tag::ATTESTATION_CHALLENGE);
-  if (Has(key.request, Tag::INCLUDE_UNIQUE_ID)) record.unique_id = UniqueId(key.request);
-  record.software_enforced = SoftwareEnforced(key);
-  record.hardware_enforced = key.enforced;
-  if (!SelectDeviceIds(key.request, ProvisionedIds(*folder_), &record.hardware_enforced)) {
+  record.challenge = BlobOrEmpty(request, Tag::ATTESTATION_CHALLENGE);
+  // Which application asked is what the system says, not what the device knows.
+  record.software_enforced = {BlobParam(Tag::ATTESTATION_APPLICATION_ID,
+                                        BlobOrEmpty(request, Tag::ATTESTATION_APPLICATION_ID))};
+  record.hardware_enforced = key.authorizations;
+  if (!SelectDeviceIds(request, ProvisionedIds(*folder_->conf()), record.interface_version,
+                       &record.hardware_enforced)) {
     return ErrorCode::CANNOT_ATTEST_IDS;
   }
   *key_description = EncodeKeyDescription(record);
   return key_description->empty() ? ErrorCode::UNKNOWN_ERROR : ErrorCode::OK;
-}
-
-// HMAC-SHA-256, cut to 128 bits, over the 30-day period of the key's creation, the application and
-// whether the identifier was reset, under a key of the device: the same application gets the same
-// identifier for as long as the period lasts.
-Bytes Attestation::UniqueId(const KeyParams& request) const {
-  const int64_t period =
-      FindNumber(request, Tag::CREATION_DATETIME).value_or(0) / kUniqueIdPeriodMs;
-  const Bytes application = BlobOrEmpty(request, Tag::ATTESTATION_APPLICATION_ID);
-  Bytes input;
-  for (int shift = 56; shift >= 0; shift -= 8) {
-    input.push_back(static_cast<uint8_t>(period >> shift));
-  }
-  input.insert(input.end(), application.begin(), application.end());
-  input.push_back(Has(request, Tag::RESET_SINCE_ID_ROTATION) ? 1 : 0);
-  const SecretBytes key = folder_->DeriveKey(std::string("unique ids ") + instance_.name, 32);
-  Bytes id(EVP_MD_size(EVP_sha256()));
-  HMAC(EVP_sha256(), key.data(), key.size(), input.data(), input.size(), id.data(), nullptr);
-  id.resize(kUniqueIdLength);
-  return id;
 }
 
 }  // namespace orx_sim

@@ -3,23 +3,17 @@
 
 #include <openssl/bytestring.h>
 
-#include <optional>
 #include <set>
-
-#include "sim/base/bytes.h"
-#include "sim/keys/key_parameters.h"
 
 namespace orx_sim {
 namespace {
 
 using km::KeyParameter;
-using km::Tag;
 using km::TagType;
-using Params = std::vector<KeyParameter>;
 using Value = km::KeyParameterValue;
 
-// Fields of AuthorizationList, ascending as in the schema. The ASN.1 type follows from the type
-// bits of the tag. Fields that exist for wrapped import only are never part of an attestation.
+// The fields of AuthorizationList that a key here can have, ascending as in the schema. The ASN.1
+// type follows from the type bits of the tag.
 constexpr Tag kFields[] = {
     Tag::PURPOSE,
     Tag::ALGORITHM,
@@ -29,20 +23,7 @@ constexpr Tag kFields[] = {
     Tag::EC_CURVE,
     Tag::RSA_PUBLIC_EXPONENT,
     Tag::RSA_OAEP_MGF_DIGEST,
-    Tag::ROLLBACK_RESISTANCE,
-    Tag::EARLY_BOOT_ONLY,
-    Tag::ACTIVE_DATETIME,
-    Tag::ORIGINATION_EXPIRE_DATETIME,
-    Tag::USAGE_EXPIRE_DATETIME,
-    Tag::USAGE_COUNT_LIMIT,
     Tag::NO_AUTH_REQUIRED,
-    Tag::USER_AUTH_TYPE,
-    Tag::AUTH_TIMEOUT,
-    Tag::ALLOW_WHILE_ON_BODY,
-    Tag::TRUSTED_USER_PRESENCE_REQUIRED,
-    Tag::TRUSTED_CONFIRMATION_REQUIRED,
-    Tag::UNLOCKED_DEVICE_REQUIRED,
-    Tag::CREATION_DATETIME,
     Tag::ORIGIN,
     Tag::ROOT_OF_TRUST,
     Tag::OS_VERSION,
@@ -58,56 +39,16 @@ constexpr Tag kFields[] = {
     Tag::ATTESTATION_ID_MODEL,
     Tag::VENDOR_PATCHLEVEL,
     Tag::BOOT_PATCHLEVEL,
-    Tag::DEVICE_UNIQUE_ATTESTATION,
     Tag::ATTESTATION_ID_SECOND_IMEI,
 };
-constexpr int32_t kFirstVersionWithSecondImei = 3;
 
 constexpr uint32_t kTypeMask = 0xF0000000;
 
 TagType TypeOf(Tag tag) {
   return static_cast<TagType>(static_cast<uint32_t>(tag) & kTypeMask);
 }
-unsigned NumberOf(Tag tag) {
+unsigned FieldNumber(Tag tag) {
   return static_cast<uint32_t>(tag) & ~kTypeMask;
-}
-
-// The signed members hold unsigned numbers; so does the enumeration of authenticators, whose "any"
-// is all ones.
-template <typename T>
-uint64_t Unsigned(T value) {
-  return static_cast<uint32_t>(value);
-}
-uint64_t Unsigned(int64_t value) {
-  return static_cast<uint64_t>(value);
-}
-
-// The value of a parameter that ASN.1 carries as an INTEGER.
-std::optional<uint64_t> IntegerOf(const Value& value) {
-  switch (value.getTag()) {
-    case Value::algorithm:
-      return Unsigned(value.get<Value::algorithm>());
-    case Value::paddingMode:
-      return Unsigned(value.get<Value::paddingMode>());
-    case Value::digest:
-      return Unsigned(value.get<Value::digest>());
-    case Value::ecCurve:
-      return Unsigned(value.get<Value::ecCurve>());
-    case Value::origin:
-      return Unsigned(value.get<Value::origin>());
-    case Value::keyPurpose:
-      return Unsigned(value.get<Value::keyPurpose>());
-    case Value::hardwareAuthenticatorType:
-      return Unsigned(value.get<Value::hardwareAuthenticatorType>());
-    case Value::integer:
-      return Unsigned(value.get<Value::integer>());
-    case Value::longInteger:
-      return Unsigned(value.get<Value::longInteger>());
-    case Value::dateTime:
-      return Unsigned(value.get<Value::dateTime>());
-    default:
-      return std::nullopt;
-  }
 }
 
 bool AddEnumerated(CBB* cbb, uint8_t value) {
@@ -124,13 +65,13 @@ bool AddOctets(CBB* cbb, const Container& octets) {
 // A field: its type under an explicit tag with the number of the authorization.
 bool OpenField(CBB* list, Tag tag, CBB* field) {
   return CBB_add_asn1(list, field,
-                      CBS_ASN1_CONTEXT_SPECIFIC | CBS_ASN1_CONSTRUCTED | NumberOf(tag));
+                      CBS_ASN1_CONTEXT_SPECIFIC | CBS_ASN1_CONSTRUCTED | FieldNumber(tag));
 }
 
 bool AddSetOfIntegers(CBB* field, const std::vector<const KeyParameter*>& values) {
   std::set<uint64_t> integers;
   for (const KeyParameter* param : values) {
-    if (const auto integer = IntegerOf(param->value)) integers.insert(*integer);
+    integers.insert(static_cast<uint64_t>(*NumberOf(param->value)));
   }
   CBB set;
   if (!CBB_add_asn1(field, &set, CBS_ASN1_SET)) return false;
@@ -153,7 +94,7 @@ bool IsWellTyped(const KeyParameter& param) {
     case TagType::BYTES:
       return param.value.getTag() == Value::blob;
     default:
-      return IntegerOf(param.value).has_value();
+      return NumberOf(param.value).has_value();
   }
 }
 
@@ -172,7 +113,7 @@ bool AddField(CBB* list, Tag tag, const std::vector<const KeyParameter*>& values
       added = AddOctets(&field, values.front()->value.get<Value::blob>());
       break;
     default:
-      added = CBB_add_asn1_uint64(&field, *IntegerOf(values.front()->value));
+      added = CBB_add_asn1_uint64(&field, static_cast<uint64_t>(*NumberOf(values.front()->value)));
   }
   return added && CBB_flush(list);
 }
@@ -187,7 +128,7 @@ bool AddRootOfTrust(CBB* list, const RootOfTrust& root) {
          AddOctets(&sequence, root.verified_boot_hash) && CBB_flush(list);
 }
 
-std::vector<const KeyParameter*> Select(const Params& authorizations, Tag tag) {
+std::vector<const KeyParameter*> Select(const KeyParams& authorizations, Tag tag) {
   std::vector<const KeyParameter*> selected;
   for (const KeyParameter& param : authorizations) {
     if (param.tag == tag && IsWellTyped(param)) selected.push_back(&param);
@@ -195,16 +136,12 @@ std::vector<const KeyParameter*> Select(const Params& authorizations, Tag tag) {
   return selected;
 }
 
-bool AddList(CBB* parent, const Params& authorizations, int32_t interface_version,
-             const RootOfTrust* root_of_trust) {
+bool AddList(CBB* parent, const KeyParams& authorizations, const RootOfTrust* root_of_trust) {
   CBB list;
   if (!CBB_add_asn1(parent, &list, CBS_ASN1_SEQUENCE)) return false;
   for (const Tag tag : kFields) {
     if (tag == Tag::ROOT_OF_TRUST) {
       if (root_of_trust != nullptr && !AddRootOfTrust(&list, *root_of_trust)) return false;
-      continue;
-    }
-    if (tag == Tag::ATTESTATION_ID_SECOND_IMEI && interface_version < kFirstVersionWithSecondImei) {
       continue;
     }
     const auto values = Select(authorizations, tag);
@@ -216,15 +153,14 @@ bool AddList(CBB* parent, const Params& authorizations, int32_t interface_versio
 bool AddKeyDescription(CBB* cbb, const AttestationRecord& record) {
   const uint64_t version = static_cast<uint64_t>(record.interface_version) * 100;
   const uint8_t level = static_cast<uint8_t>(record.security_level);
+  const Bytes no_unique_id;
   CBB sequence;
   return CBB_add_asn1(cbb, &sequence, CBS_ASN1_SEQUENCE) &&
          CBB_add_asn1_uint64(&sequence, version) && AddEnumerated(&sequence, level) &&
          CBB_add_asn1_uint64(&sequence, version) && AddEnumerated(&sequence, level) &&
-         AddOctets(&sequence, record.challenge) && AddOctets(&sequence, record.unique_id) &&
-         AddList(&sequence, record.software_enforced, record.interface_version, nullptr) &&
-         AddList(&sequence, record.hardware_enforced, record.interface_version,
-                 &record.root_of_trust) &&
-         CBB_flush(cbb);
+         AddOctets(&sequence, record.challenge) && AddOctets(&sequence, no_unique_id) &&
+         AddList(&sequence, record.software_enforced, nullptr) &&
+         AddList(&sequence, record.hardware_enforced, &record.root_of_trust) && CBB_flush(cbb);
 }
 
 }  // namespace

@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <aidl/android/hardware/security/keymint/ErrorCode.h>
-#include <aidl/android/hardware/security/keymint/KeyParameter.h>
 #include <openssl/evp.h>
-#include <openssl/x509.h>
 
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "sim/keys/key_params.h"
 
 namespace orx_sim {
 
@@ -16,7 +11,7 @@ namespace orx_sim {
 // the issuer, octet for octet. Both are borrowed.
 struct CertificateSigner {
   EVP_PKEY* key;
-  const std::vector<uint8_t>& name;
+  const Bytes& name;
 };
 
 // The certificate that a device hands out with a new or imported asymmetric key, X.509 version 3 of
@@ -28,29 +23,12 @@ struct CertificateSigner {
 
 // CertifyOwnKey makes the certificate of a key that is not attested: self-signed if the key may
 // sign (purpose SIGN or ATTEST_KEY), else with an empty signature.
-::aidl::android::hardware::security::keymint::ErrorCode CertifyOwnKey(
-    const std::vector<::aidl::android::hardware::security::keymint::KeyParameter>& params,
-    EVP_PKEY* key, std::vector<uint8_t>* der);
+ErrorCode CertifyOwnKey(const KeyParams& params, EVP_PKEY* key, Bytes* der);
 
 // CertifyAttestedKey makes the certificate of an attested key, with `key_description` (the DER of
 // KeyDescription) as its attestation extension.
-::aidl::android::hardware::security::keymint::ErrorCode CertifyAttestedKey(
-    const std::vector<::aidl::android::hardware::security::keymint::KeyParameter>& params,
-    EVP_PKEY* key, const CertificateSigner& signer, const std::vector<uint8_t>& key_description,
-    std::vector<uint8_t>* der);
-
-// AddCaExtensions marks a certificate as one that signs others: Basic Constraints, Key Usage
-// keyCertSign, Subject Key Identifier.
-bool AddCaExtensions(X509* certificate, EVP_PKEY* key);
-
-// AddAuthorityKeyIdentifier names the signing key by the SHA-1 of its public key.
-bool AddAuthorityKeyIdentifier(X509* certificate, EVP_PKEY* signing_key);
-
-// SetValidity sets both dates, in milliseconds since 1970-01-01 UTC; false if X.509 has no such
-// date.
-bool SetValidity(X509* certificate, uint64_t not_before_ms, uint64_t not_after_ms);
-
-// EncodeCertificate returns the DER of `certificate`, empty on failure.
-std::vector<uint8_t> EncodeCertificate(X509* certificate);
+ErrorCode CertifyAttestedKey(const KeyParams& params, EVP_PKEY* key,
+                             const CertificateSigner& signer, const Bytes& key_description,
+                             Bytes* der);
 
 }  // namespace orx_sim

@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "sim/keys/key_parameters.h"
-
 namespace orx_sim {
 namespace {
 
@@ -17,21 +15,21 @@ namespace {
 enum class Source { kProduct, kProperty, kSetting };
 
 struct DeviceId {
-  km::Tag tag;
+  Tag tag;
   Source source;
   const char* key;
   const char* name;  // in "provisioned-ids"
 };
 constexpr DeviceId kDeviceIds[] = {
-    {km::Tag::ATTESTATION_ID_BRAND, Source::kProduct, "brand", "brand"},
-    {km::Tag::ATTESTATION_ID_DEVICE, Source::kProduct, "device", "device"},
-    {km::Tag::ATTESTATION_ID_PRODUCT, Source::kProduct, "name", "product"},
-    {km::Tag::ATTESTATION_ID_SERIAL, Source::kProperty, "ro.vendor.boot.serialno", "serial"},
-    {km::Tag::ATTESTATION_ID_IMEI, Source::kSetting, "imei", "imei"},
-    {km::Tag::ATTESTATION_ID_SECOND_IMEI, Source::kSetting, "second-imei", "second-imei"},
-    {km::Tag::ATTESTATION_ID_MEID, Source::kSetting, "meid", "meid"},
-    {km::Tag::ATTESTATION_ID_MANUFACTURER, Source::kProduct, "manufacturer", "manufacturer"},
-    {km::Tag::ATTESTATION_ID_MODEL, Source::kProduct, "model", "model"},
+    {Tag::ATTESTATION_ID_BRAND, Source::kProduct, "brand", "brand"},
+    {Tag::ATTESTATION_ID_DEVICE, Source::kProduct, "device", "device"},
+    {Tag::ATTESTATION_ID_PRODUCT, Source::kProduct, "name", "product"},
+    {Tag::ATTESTATION_ID_SERIAL, Source::kProperty, "ro.vendor.boot.serialno", "serial"},
+    {Tag::ATTESTATION_ID_IMEI, Source::kSetting, "imei", "imei"},
+    {Tag::ATTESTATION_ID_SECOND_IMEI, Source::kSetting, "second-imei", "second-imei"},
+    {Tag::ATTESTATION_ID_MEID, Source::kSetting, "meid", "meid"},
+    {Tag::ATTESTATION_ID_MANUFACTURER, Source::kProduct, "manufacturer", "manufacturer"},
+    {Tag::ATTESTATION_ID_MODEL, Source::kProduct, "model", "model"},
 };
 
 // The first API level whose devices keep their names in vendor properties.
@@ -44,8 +42,8 @@ std::string Find(const Properties& properties, const std::string& name) {
   return found == properties.end() ? "" : found->second;
 }
 
-std::string ValueOf(const DeviceId& id, const DeviceFolder& folder, const Properties& properties) {
-  if (id.source == Source::kSetting) return folder.Get(id.key);
+std::string ValueOf(const DeviceId& id, const DeviceConf& conf, const Properties& properties) {
+  if (id.source == Source::kSetting) return conf.Get(id.key);
   if (id.source == Source::kProperty) return Find(properties, id.key);
   const int api_level = atoi(Find(properties, "ro.product.first_api_level").c_str());
   const char* const prefix =
@@ -54,9 +52,9 @@ std::string ValueOf(const DeviceId& id, const DeviceFolder& folder, const Proper
 }
 
 // The settings of "provisioned-ids", by name.
-Properties Differences(const DeviceFolder& folder) {
+Properties Differences(const DeviceConf& conf) {
   Properties differences;
-  for (const std::string& entry : android::base::Split(folder.Get("provisioned-ids"), ",")) {
+  for (const std::string& entry : android::base::Split(conf.Get("provisioned-ids"), ",")) {
     const size_t equals = entry.find('=');
     if (equals == std::string::npos) continue;
     differences[android::base::Trim(entry.substr(0, equals))] = entry.substr(equals + 1);
@@ -64,7 +62,11 @@ Properties Differences(const DeviceFolder& folder) {
   return differences;
 }
 
-bool IsDeviceId(km::Tag tag) {
+bool IsDeviceId(Tag tag, int32_t interface_version) {
+  constexpr int32_t kFirstVersionWithSecondImei = 3;
+  if (tag == Tag::ATTESTATION_ID_SECOND_IMEI) {
+    return interface_version >= kFirstVersionWithSecondImei;
+  }
   return std::any_of(std::begin(kDeviceIds), std::end(kDeviceIds),
                      [tag](const DeviceId& id) { return id.tag == tag; });
 }
@@ -79,27 +81,27 @@ bool IsOwn(const km::KeyParameter& param, const DeviceIds& provisioned) {
 
 }  // namespace
 
-DeviceIds ProvisionedIds(const DeviceFolder& folder) {
+DeviceIds ProvisionedIds(const DeviceConf& conf) {
   DeviceIds ids;
-  if (!folder.IsYes("id-attestation")) return ids;
+  if (!conf.IsYes("id-attestation")) return ids;
   Properties properties;
-  for (const Assignment& property : folder.properties()) {
+  for (const Assignment& property : conf.properties()) {
     properties[property.name] = property.value;
   }
-  const Properties differences = Differences(folder);
+  const Properties differences = Differences(conf);
   for (const DeviceId& id : kDeviceIds) {
     const auto different = differences.find(id.name);
     const std::string value =
-        different != differences.end() ? different->second : ValueOf(id, folder, properties);
+        different != differences.end() ? different->second : ValueOf(id, conf, properties);
     if (!value.empty()) ids[id.tag] = value;
   }
   return ids;
 }
 
-bool SelectDeviceIds(const std::vector<km::KeyParameter>& params, const DeviceIds& provisioned,
-                     std::vector<km::KeyParameter>* attested) {
+bool SelectDeviceIds(const KeyParams& params, const DeviceIds& provisioned,
+                     int32_t interface_version, KeyParams* attested) {
   for (const km::KeyParameter& param : params) {
-    if (!IsDeviceId(param.tag)) continue;
+    if (!IsDeviceId(param.tag, interface_version)) continue;
     if (!IsOwn(param, provisioned)) return false;
     attested->push_back(param);
   }

@@ -3,7 +3,6 @@
 
 #include <android-base/strings.h>
 #include <openssl/bio.h>
-#include <openssl/ec_key.h>
 #include <openssl/mem.h>
 #include <openssl/nid.h>
 #include <openssl/pem.h>
@@ -12,14 +11,15 @@
 #include <unistd.h>
 
 #include "common/certificate.h"
-#include "sim/attestation/certificates.h"
+#include "sim/attestation/x509_parts.h"
 #include "sim/base/files.h"
+#include "sim/keys/private_key.h"
 
 namespace orx_sim {
 namespace {
 
 constexpr char kFileName[] = "attestation.pem";
-constexpr const char* kEnvironments[] = {"default", "strongbox"};
+constexpr Instance kInstances[] = {kTee, kStrongBox};
 constexpr size_t kChainLength = 3;
 
 constexpr uint64_t kNotBefore = 1577836800000;        // 2020-01-01
@@ -30,16 +30,6 @@ struct Authority {
   bssl::UniquePtr<EVP_PKEY> key;
   bssl::UniquePtr<X509> certificate;
 };
-
-bssl::UniquePtr<EVP_PKEY> NewP256Key() {
-  bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
-  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
-  if (!ec || !key || !EC_KEY_generate_key(ec.get()) ||
-      !EVP_PKEY_assign_EC_KEY(key.get(), ec.release())) {
-    return nullptr;
-  }
-  return key;
-}
 
 // "/TYPE=value/TYPE=value": the form in which X509_NAME_oneline prints a name.
 bssl::UniquePtr<X509_NAME> NameFromOneLine(const std::string& text) {
@@ -66,7 +56,7 @@ bool SetRandomSerial(X509* certificate) {
 // A certificate authority under `issuer`, self-signed if that is null.
 bool Certify(const std::string& subject, const Authority* issuer, uint64_t not_after,
              Authority* authority) {
-  authority->key = NewP256Key();
+  authority->key = NewEcPair(NID_X9_62_prime256v1);
   authority->certificate.reset(X509_new());
   const bssl::UniquePtr<X509_NAME> name = NameFromOneLine(subject);
   X509* const certificate = authority->certificate.get();
@@ -84,10 +74,9 @@ bool Certify(const std::string& subject, const Authority* issuer, uint64_t not_a
          X509_sign(certificate, signing_key, EVP_sha256()) > 0;
 }
 
-bool MakeChain(const std::string& environment, const Authority& root, bool expired,
-               FactoryChain* chain) {
+bool MakeChain(const Instance& instance, const Authority& root, bool expired, FactoryChain* chain) {
   const uint64_t not_after = expired ? kExpiredNotAfter : kNotAfter;
-  const std::string suffix = " of simulated device, " + environment;
+  const std::string suffix = std::string(" of simulated device, ") + instance.name;
   Authority intermediate;
   Authority factory;
   if (!Certify("/CN=Attestation CA" + suffix, &root, not_after, &intermediate) ||
@@ -152,7 +141,7 @@ bool Read(const std::string& path, std::vector<FactoryChain>* chains, std::strin
   std::string text;
   if (!ReadFile(path, &text, error)) return false;
   const bssl::UniquePtr<BIO> bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-  for (size_t i = 0; i < std::size(kEnvironments); ++i) {
+  for (size_t i = 0; i < std::size(kInstances); ++i) {
     chains->emplace_back();
     if (!ReadChain(bio.get(), &chains->back())) {
       *error = path + ": damaged; once it is deleted, the device makes new attestation keys";
@@ -166,9 +155,9 @@ bool Read(const std::string& path, std::vector<FactoryChain>* chains, std::strin
 bool Make(const FactoryChainSettings& settings, std::vector<FactoryChain>* chains) {
   Authority root;
   if (!Certify(settings.root_subject, nullptr, kNotAfter, &root)) return false;
-  for (const char* environment : kEnvironments) {
+  for (const Instance& instance : kInstances) {
     chains->emplace_back();
-    if (!MakeChain(environment, root, settings.expired, &chains->back())) return false;
+    if (!MakeChain(instance, root, settings.expired, &chains->back())) return false;
   }
   return true;
 }
@@ -188,13 +177,13 @@ bool ReadOrMake(const std::string& path, const FactoryChainSettings& settings,
 
 }  // namespace
 
-FactoryChain OpenFactoryChain(const std::string& folder, const std::string& environment,
+FactoryChain OpenFactoryChain(const std::string& folder, const Instance& instance,
                               const FactoryChainSettings& settings, std::string* error) {
   error->clear();
   const android::base::unique_fd lock = LockFolder(folder, error);
   std::vector<FactoryChain> chains;
   if (!lock.ok() || !ReadOrMake(folder + "/" + kFileName, settings, &chains, error)) return {};
-  return std::move(chains[environment == kEnvironments[0] ? 0 : 1]);
+  return std::move(chains[instance.IsStrongBox() ? 1 : 0]);
 }
 
 }  // namespace orx_sim

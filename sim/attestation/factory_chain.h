@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sim/base/bytes.h"
+#include "sim/base/instance.h"
 
 namespace orx_sim {
 
@@ -17,7 +18,7 @@ struct FactoryChainSettings {
   bool expired = false;  // the two certificates below the root are past their validity
 };
 
-// FactoryChain is what a factory puts into one secure environment: the key that signs attestations
+// FactoryChain is what a factory puts into one instance: the key that signs attestations
 // (EC P-256) and its certificates, the key's own first, a self-signed root last; three in all, so
 // that the chain of an attested key has four. All of it is made by the simulated device itself.
 struct FactoryChain {
@@ -25,12 +26,12 @@ struct FactoryChain {
   std::vector<Bytes> certificates;
 };
 
-// OpenFactoryChain returns the chain of one environment ("default" or "strongbox") of the device in
-// `folder`, from its file attestation.pem: for each environment the private key (PKCS#8), then the
-// certificates. The file is made when it is missing or was made with other settings: chains for
-// both environments under one new root, whose key is not kept. Several processes may call this at
+// OpenFactoryChain returns the chain of one instance of the device in `folder`, from its file
+// attestation.pem: for the TEE, then the StrongBox, the private key (PKCS#8) and the certificates.
+// The file is made when it is missing or was made with other settings: chains for both instances
+// under one new root, whose key is not kept. Several processes may call this at
 // once. On failure the chain's key is null and the reason is in `*error`.
-FactoryChain OpenFactoryChain(const std::string& folder, const std::string& environment,
+FactoryChain OpenFactoryChain(const std::string& folder, const Instance& instance,
                               const FactoryChainSettings& settings, std::string* error);
 
 }  // namespace orx_sim

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/attestation/remotely_provisioned.h"
 
+#include <keymaster/cppcose/cppcose.h>
 #include <openssl/bn.h>
 #include <openssl/ec.h>
 #include <openssl/ec_key.h>
-#include <openssl/evp.h>
+#include <openssl/nid.h>
 
 #include <algorithm>
 
-#include "sim/keymint/key_generation.h"
-#include "sim/negotiation/cbor_writer.h"
+#include "sim/keys/private_key.h"
 
 namespace orx_sim {
 namespace {
@@ -17,42 +17,30 @@ namespace {
 using Component = km::IRemotelyProvisionedComponent;
 
 constexpr int32_t kInterfaceVersion = 3;
-constexpr size_t kMaxChallengeLength = 64;
 constexpr size_t kCoordinateLength = 32;
-// Components of older releases authenticated the public keys of their test mode with this key.
-constexpr HmacKey kTestMacKey{};
-
-// COSE_Key labels and values (RFC 9053).
-constexpr int64_t kKeyType = 1, kEc2 = 2;
-constexpr int64_t kAlgorithm = 3, kEs256 = -7;
-constexpr int64_t kCurve = -1, kP256 = 1;
-constexpr int64_t kX = -2, kY = -3;
 
 ndk::ScopedAStatus Failure(int32_t status, const char* reason) {
   return ndk::ScopedAStatus::fromServiceSpecificErrorWithMessage(status, reason);
 }
 
-// The public key of a PKCS#8 P-256 key as a canonical COSE_Key; empty on failure.
-Bytes EncodeCoseKey(const SecretBytes& material) {
-  const bssl::UniquePtr<EVP_PKEY> key = ParsePrivateKey(material.data(), material.size());
-  const EC_KEY* const ec = key ? EVP_PKEY_get0_EC_KEY(key.get()) : nullptr;
+// The public key of a P-256 pair as a canonical COSE_Key (RFC 9053); empty on failure.
+Bytes EncodeCoseKey(const EVP_PKEY* pair) {
+  const EC_KEY* const ec = EVP_PKEY_get0_EC_KEY(pair);
   const bssl::UniquePtr<BIGNUM> x(BN_new()), y(BN_new());
   Bytes x_bytes(kCoordinateLength), y_bytes(kCoordinateLength);
-  if (ec == nullptr || !x || !y ||
+  if (!x || !y ||
       !EC_POINT_get_affine_coordinates_GFp(EC_KEY_get0_group(ec), EC_KEY_get0_public_key(ec),
                                            x.get(), y.get(), nullptr) ||
       !BN_bn2bin_padded(x_bytes.data(), x_bytes.size(), x.get()) ||
       !BN_bn2bin_padded(y_bytes.data(), y_bytes.size(), y.get())) {
     return {};
   }
-  CborWriter writer;
-  writer.Map(5);
-  writer.Integer(kKeyType).Integer(kEc2);
-  writer.Integer(kAlgorithm).Integer(kEs256);
-  writer.Integer(kCurve).Integer(kP256);
-  writer.Integer(kX).Bytes(x_bytes);
-  writer.Integer(kY).Bytes(y_bytes);
-  return writer.Take();
+  return cppbor::Map(cppcose::CoseKey::KEY_TYPE, cppcose::EC2,     //
+                     cppcose::CoseKey::ALGORITHM, cppcose::ES256,  //
+                     cppcose::CoseKey::CURVE, cppcose::P256,       //
+                     cppcose::CoseKey::PUBKEY_X, x_bytes,          //
+                     cppcose::CoseKey::PUBKEY_Y, y_bytes)
+      .encode();
 }
 
 KeyParams AttestKeyParams() {
@@ -60,6 +48,7 @@ KeyParams AttestKeyParams() {
           {Tag::ALGORITHM, km::Algorithm::EC},
           {Tag::DIGEST, km::Digest::SHA_2_256},
           {Tag::EC_CURVE, km::EcCurve::P_256},
+          UintParam(Tag::KEY_SIZE, 256),
           {Tag::NO_AUTH_REQUIRED, true},
           {Tag::ORIGIN, km::KeyOrigin::GENERATED}};
 }
@@ -86,15 +75,12 @@ ndk::ScopedAStatus RemotelyProvisionedComponent::getHardwareInfo(km::RpcHardware
 ndk::ScopedAStatus RemotelyProvisionedComponent::generateEcdsaP256KeyPair(
     bool test_mode, km::MacedPublicKey* public_key, Bytes* key_handle) {
   if (test_mode) return Failure(Component::STATUS_REMOVED, "there is no test mode any more");
-  KeyParams params = AttestKeyParams();
-  Key key = vault_.NewKey(params);
-  if (GenerateMaterial(instance_.IsStrongBox(), &params, &key.material) != ErrorCode::OK) {
-    return Failure(Component::STATUS_FAILED, "no key pair could be made");
-  }
-  key.authorizations = params;
-  const Bytes cose_key = EncodeCoseKey(key.material);
-  if (cose_key.empty()) return Failure(Component::STATUS_FAILED, "no COSE_Key could be made");
-  public_key->macedKey = EncodeMac0(CborWriter(), cose_key, {}, mac_key_);
+  Key key = vault_.NewKey({});
+  key.authorizations = AttestKeyParams();
+  key.pair = NewEcPair(NID_X9_62_prime256v1);
+  const Bytes cose_key = key.pair ? EncodeCoseKey(key.pair.get()) : Bytes();
+  if (cose_key.empty()) return Failure(Component::STATUS_FAILED, "no key pair could be made");
+  public_key->macedKey = NewMac0(cose_key, {}, mac_key_).encode();
   *key_handle = vault_.Seal(key);
   return ndk::ScopedAStatus::ok();
 }
@@ -106,17 +92,7 @@ ndk::ScopedAStatus RemotelyProvisionedComponent::generateCertificateRequest(
 }
 
 ndk::ScopedAStatus RemotelyProvisionedComponent::generateCertificateRequestV2(
-    const std::vector<km::MacedPublicKey>& keys, const Bytes& challenge, Bytes*) {
-  if (challenge.size() > kMaxChallengeLength) {
-    return Failure(Component::STATUS_FAILED, "the challenge has more than 64 bytes");
-  }
-  for (const km::MacedPublicKey& key : keys) {
-    if (OpenMac0(CborWriter(), key.macedKey, {}, mac_key_)) continue;
-    if (OpenMac0(CborWriter(), key.macedKey, {}, kTestMacKey)) {
-      return Failure(Component::STATUS_TEST_KEY_IN_PRODUCTION_REQUEST, "a test key");
-    }
-    return Failure(Component::STATUS_INVALID_MAC, "not a public key of this component");
-  }
+    const std::vector<km::MacedPublicKey>&, const Bytes&, Bytes*) {
   return Failure(Component::STATUS_FAILED, "a simulated device is known to no provisioning server");
 }
 

@@ -18,8 +18,7 @@ namespace orx_sim {
 // instance. Its keys are attestation keys of the same instance's KeyMint: a key handle is a key
 // blob, which only that KeyMint opens and which never needs an upgrade.
 //
-// Not offered: certificate requests. A request is checked as the interface says and then answered
-// with STATUS_FAILED, because no provisioning server knows a simulated device.
+// Not offered: certificate requests, because no provisioning server knows a simulated device.
 class RemotelyProvisionedComponent : public km::BnRemotelyProvisionedComponent {
  public:
   RemotelyProvisionedComponent(std::shared_ptr<DeviceFolder> folder, const Instance& instance);

@@ -9,15 +9,16 @@ namespace orx_sim {
 
 namespace km = ::aidl::android::hardware::security::keymint;
 
-// Instance is one of the two secure environments of a device.
+// Instance is one of the two secure environments of a device, as its services name it: "default" is
+// the TEE's.
 struct Instance {
-  const char* name;  // "default" or "strongbox"
+  const char* name;
   km::SecurityLevel level;
 
   bool IsStrongBox() const { return level == km::SecurityLevel::STRONGBOX; }
 
-  // Setting returns the name of the setting that says of this environment what `name_for_tee` says
-  // of the TEE.
+  // Setting returns the name of the setting that says of this instance what `name_for_tee` says of
+  // the TEE.
   std::string Setting(const char* name_for_tee) const {
     return (IsStrongBox() ? "strongbox-" : "") + std::string(name_for_tee);
   }

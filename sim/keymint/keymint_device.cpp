@@ -2,58 +2,18 @@
 #include "sim/keymint/keymint_device.h"
 
 #include <openssl/rand.h>
-#include <time.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "sim/keymint/begin_rules.h"
-#include "sim/keymint/ec_keys.h"
-#include "sim/keymint/key_generation.h"
-#include "sim/keymint/key_import.h"
-#include "sim/keymint/operation.h"
+#include "sim/keymint/key_rules.h"
+#include "sim/keymint/status.h"
 
 namespace orx_sim {
 namespace {
 
 constexpr size_t kMostEntropyBytes = 2048;
 constexpr int32_t kImplementationVersion = 1;
-
-// The tags that this KeyMint enforces. Others are left out of a key's characteristics.
-constexpr Tag kEnforced[] = {
-    Tag::PURPOSE,
-    Tag::ALGORITHM,
-    Tag::KEY_SIZE,
-    Tag::BLOCK_MODE,
-    Tag::DIGEST,
-    Tag::PADDING,
-    Tag::CALLER_NONCE,
-    Tag::MIN_MAC_LENGTH,
-    Tag::EC_CURVE,
-    Tag::RSA_PUBLIC_EXPONENT,
-    Tag::RSA_OAEP_MGF_DIGEST,
-    Tag::BOOTLOADER_ONLY,
-    Tag::ROLLBACK_RESISTANCE,
-    Tag::EARLY_BOOT_ONLY,
-    Tag::ACTIVE_DATETIME,
-    Tag::ORIGINATION_EXPIRE_DATETIME,
-    Tag::USAGE_EXPIRE_DATETIME,
-    Tag::USER_SECURE_ID,
-    Tag::NO_AUTH_REQUIRED,
-    Tag::USER_AUTH_TYPE,
-    Tag::AUTH_TIMEOUT,
-    Tag::STORAGE_KEY,
-};
-
-bool IsEnforced(Tag tag) {
-  return std::find(std::begin(kEnforced), std::end(kEnforced), tag) != std::end(kEnforced);
-}
-
-int64_t NowMs() {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
 
 enum class Age { kCurrent, kOlder, kNewer };
 
@@ -74,11 +34,6 @@ Age CompareVersions(const Key& key, const KeyParams& system) {
 }
 
 }  // namespace
-
-ndk::ScopedAStatus AsStatus(ErrorCode code) {
-  if (code == ErrorCode::OK) return ndk::ScopedAStatus::ok();
-  return ndk::ScopedAStatus::fromServiceSpecificError(static_cast<int32_t>(code));
-}
 
 KeyMintDevice::KeyMintDevice(std::shared_ptr<DeviceFolder> folder, const Instance& instance,
                              std::shared_ptr<SharedSecretParty> shared_secret)
@@ -107,52 +62,50 @@ ndk::ScopedAStatus KeyMintDevice::addRngEntropy(const Bytes& data) {
 ndk::ScopedAStatus KeyMintDevice::generateKey(
     const KeyParams& params, const std::optional<km::AttestationKey>& attestation_key,
     km::KeyCreationResult* result) {
-  const auto material = [this](KeyParams* complete, SecretBytes* out) {
-    return GenerateMaterial(instance_.IsStrongBox(), complete, out);
-  };
-  return AsStatus(Create(params, km::KeyOrigin::GENERATED, attestation_key, material, result));
+  Key key;
+  const Algorithm* algorithm = nullptr;
+  ErrorCode code = Prepare(params, km::KeyOrigin::GENERATED, &key, &algorithm);
+  if (code == ErrorCode::OK) code = algorithm->generate(instance_, &key);
+  if (code == ErrorCode::OK) code = Complete(params, attestation_key, &key, result);
+  return AsStatus(code);
 }
 
 ndk::ScopedAStatus KeyMintDevice::importKey(
     const KeyParams& params, km::KeyFormat format, const Bytes& data,
     const std::optional<km::AttestationKey>& attestation_key, km::KeyCreationResult* result) {
-  const auto material = [&](KeyParams* complete, SecretBytes* out) {
-    return ImportMaterial(format, data, instance_.IsStrongBox(), complete, out);
-  };
-  return AsStatus(Create(params, km::KeyOrigin::IMPORTED, attestation_key, material, result));
+  Key key;
+  const Algorithm* algorithm = nullptr;
+  ErrorCode code = Prepare(params, km::KeyOrigin::IMPORTED, &key, &algorithm);
+  if (code == ErrorCode::OK) code = algorithm->import_key(instance_, format, data, &key);
+  if (code == ErrorCode::OK) code = Complete(params, attestation_key, &key, result);
+  return AsStatus(code);
 }
 
-ErrorCode KeyMintDevice::Create(const KeyParams& params, km::KeyOrigin origin,
-                                const std::optional<km::AttestationKey>& attestation_key,
-                                const MakeMaterial& make_material,
-                                km::KeyCreationResult* result) const {
-  ErrorCode code = CheckCreation(params);
+ErrorCode KeyMintDevice::Prepare(const KeyParams& params, km::KeyOrigin origin, Key* key,
+                                 const Algorithm** algorithm) const {
+  const ErrorCode code = CheckCreation(params);
   if (code != ErrorCode::OK) return code;
-  KeyParams complete = params;
-  Key key = vault_.NewKey(params);
-  code = make_material(&complete, &key.material);
-  if (code != ErrorCode::OK) return code;
-  return Finish(params, complete, origin, attestation_key, std::move(key), result);
+  *key = vault_.NewKey(params);
+  key->authorizations = Enforced(params);
+  key->authorizations.push_back({Tag::ORIGIN, origin});
+  *algorithm = FindAlgorithm(key->algorithm());
+  return ErrorCode::OK;
 }
 
 // A key comes with certificates when it has a public key, and without any otherwise.
-ErrorCode KeyMintDevice::Finish(const KeyParams& request, const KeyParams& params,
-                                km::KeyOrigin origin,
-                                const std::optional<km::AttestationKey>& attestation_key, Key key,
-                                km::KeyCreationResult* result) const {
-  Complete(params, origin, &key);
+ErrorCode KeyMintDevice::Complete(const KeyParams& params,
+                                  const std::optional<km::AttestationKey>& attestation_key,
+                                  Key* key, km::KeyCreationResult* result) const {
+  const KeyParams versions = VersionParams();
+  key->authorizations.insert(key->authorizations.end(), versions.begin(), versions.end());
   km::KeyCreationResult created;
-  if (key.algorithm() != km::Algorithm::AES) {
-    const bssl::UniquePtr<EVP_PKEY> pair =
-        ParsePrivateKey(key.material.data(), key.material.size());
-    const NewKey new_key{request, key.authorizations, pair.get(),
-                         origin == km::KeyOrigin::IMPORTED};
+  if (key->pair != nullptr) {
     const ErrorCode code =
-        attestation_.Certify(new_key, attestation_key, &created.certificateChain);
+        attestation_.Certify(params, *key, attestation_key, &created.certificateChain);
     if (code != ErrorCode::OK) return code;
   }
-  created.keyBlob = vault_.Seal(key);
-  created.keyCharacteristics = {Characteristics(key)};
+  created.keyBlob = vault_.Seal(*key);
+  created.keyCharacteristics = {Characteristics(*key)};
   *result = std::move(created);
   return ErrorCode::OK;
 }
@@ -162,15 +115,6 @@ ndk::ScopedAStatus KeyMintDevice::importWrappedKey(const Bytes&, const Bytes&, c
                                                    const KeyParams&, int64_t, int64_t,
                                                    km::KeyCreationResult*) {
   return AsStatus(ErrorCode::UNIMPLEMENTED);
-}
-
-void KeyMintDevice::Complete(const KeyParams& params, km::KeyOrigin origin, Key* key) const {
-  for (const km::KeyParameter& param : params) {
-    if (IsEnforced(param.tag)) key->authorizations.push_back(param);
-  }
-  key->authorizations.push_back(Param<km::KeyParameterValue::origin>(Tag::ORIGIN, origin));
-  const KeyParams versions = VersionParams();
-  key->authorizations.insert(key->authorizations.end(), versions.begin(), versions.end());
 }
 
 KeyParams KeyMintDevice::VersionParams() const {
@@ -238,50 +182,24 @@ ndk::ScopedAStatus KeyMintDevice::destroyAttestationIds() {
   return AsStatus(ErrorCode::UNKNOWN_ERROR);
 }
 
-ErrorCode KeyMintDevice::Start(const BeginRequest& request, km::BeginResult* result,
-                               std::unique_ptr<Computation>* computation) const {
-  if (request.key.algorithm() == km::Algorithm::RSA) {
-    RsaMode mode;
-    const ErrorCode code = CheckRsaBegin(request, folder_->IsYes("public-key-operations"), &mode);
-    if (code == ErrorCode::OK) *computation = StartRsa(request.key, request.purpose, mode);
-    return code;
-  }
-  if (request.key.algorithm() == km::Algorithm::EC) {
-    km::Digest digest{};
-    const ErrorCode code = CheckEcBegin(request, &digest);
-    if (code == ErrorCode::OK) *computation = StartEc(request.key, digest);
-    return code;
-  }
-  if (request.key.algorithm() != km::Algorithm::AES) return ErrorCode::UNSUPPORTED_ALGORITHM;
-  AesMode mode;
-  const ErrorCode code = CheckAesBegin(request, &mode);
-  if (code != ErrorCode::OK) return code;
-  const bool given = !mode.nonce.empty();
-  *computation = StartAes(request.key, request.purpose == km::KeyPurpose::ENCRYPT, &mode);
-  if (!given && !mode.nonce.empty()) result->params = {BlobParam(Tag::NONCE, mode.nonce)};
-  return code;
-}
-
 ndk::ScopedAStatus KeyMintDevice::begin(km::KeyPurpose purpose, const Bytes& blob,
                                         const KeyParams& params,
                                         const std::optional<km::HardwareAuthToken>&,
                                         km::BeginResult* result) {
   Key key;
   ErrorCode code = OpenCurrent(blob, DigestHidden(params), &key);
+  if (code == ErrorCode::OK) code = CheckUse(key, purpose);
   if (code != ErrorCode::OK) return AsStatus(code);
-  const BeginRequest request{key, purpose, params};
-  code = CheckUse(request, NowMs());
+  Started started;
+  code = FindAlgorithm(key.algorithm())
+             ->begin({key, purpose, params, folder_->IsYes("public-key-operations")}, &started);
   if (code != ErrorCode::OK) return AsStatus(code);
-  km::BeginResult begun;
-  std::unique_ptr<Computation> computation;
-  code = Start(request, &begun, &computation);
-  if (code != ErrorCode::OK) return AsStatus(code);
-  if (computation == nullptr) return AsStatus(ErrorCode::UNKNOWN_ERROR);
   std::unique_ptr<OperationSlots::Slot> slot = OperationSlots::Take(slots_);
   if (slot == nullptr) return AsStatus(ErrorCode::TOO_MANY_OPERATIONS);
-  RAND_bytes(reinterpret_cast<uint8_t*>(&begun.challenge), sizeof(begun.challenge));
-  begun.operation = ndk::SharedRefBase::make<Operation>(std::move(computation), std::move(slot));
-  *result = std::move(begun);
+  result->params = std::move(started.params);
+  RAND_bytes(reinterpret_cast<uint8_t*>(&result->challenge), sizeof(result->challenge));
+  result->operation =
+      ndk::SharedRefBase::make<Operation>(std::move(started.computation), std::move(slot));
   return AsStatus(ErrorCode::OK);
 }
 

@@ -3,14 +3,13 @@
 
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "sim/attestation/attestation.h"
 #include "sim/base/device_folder.h"
 #include "sim/base/instance.h"
-#include "sim/keymint/begin_rules.h"
+#include "sim/keymint/algorithm.h"
 #include "sim/keymint/operation.h"
 #include "sim/keys/key_params.h"
 #include "sim/keys/key_vault.h"
@@ -19,15 +18,13 @@
 
 namespace orx_sim {
 
-// AsStatus makes the binder status of a KeyMint error code.
-ndk::ScopedAStatus AsStatus(ErrorCode code);
-
 // KeyMintDevice is a correct KeyMint of one instance. Faults, the transaction limit and the version
 // that the interface answers are not here but in the channel before it (channel.h), which also sees
 // to it that outputs are assigned only on success.
 //
-// Not offered: GCM, 3DES, HMAC, key agreement, curve 25519, wrapped import, storage keys, user
-// authentication.
+// What the library and its tool can ask for is offered, see algorithm.h; else nothing: no 3DES,
+// HMAC, key agreement, lifetimes of keys, user authentication, unique ids, wrapped import, storage
+// keys. Requests for these are refused, or the parameter is ignored, as the standard says.
 class KeyMintDevice : public km::BnKeyMintDevice {
  public:
   // `shared_secret` is the instance's part in the negotiation of the key that authenticates the
@@ -77,26 +74,15 @@ class KeyMintDevice : public km::BnKeyMintDevice {
   // OpenAttestationKey opens a blob for signing certificates, as OpenCurrent does for any use.
   ErrorCode OpenAttestationKey(const Bytes& blob, const KeyParams& params, Key* key) const;
 
-  // Create makes a new key whose material comes from `make_material`, which also adds to the
-  // request's parameters what the material tells.
-  using MakeMaterial = std::function<ErrorCode(KeyParams* params, SecretBytes* material)>;
-  ErrorCode Create(const KeyParams& params, km::KeyOrigin origin,
-                   const std::optional<km::AttestationKey>& attestation_key,
-                   const MakeMaterial& make_material, km::KeyCreationResult* result) const;
+  // Prepare begins a new key as the request's parameters say, and finds its algorithm.
+  ErrorCode Prepare(const KeyParams& params, km::KeyOrigin origin, Key* key,
+                    const Algorithm** algorithm) const;
 
-  // Finish makes a key with its material into what is handed out: characteristics, certificates,
-  // blob. `params` are those of the request with what the material added, `request` without.
-  ErrorCode Finish(const KeyParams& request, const KeyParams& params, km::KeyOrigin origin,
-                   const std::optional<km::AttestationKey>& attestation_key, Key key,
-                   km::KeyCreationResult* result) const;
-
-  // Complete gives a new key its authorizations: those of `params` that the device enforces, then
-  // origin, OS version and patch levels.
-  void Complete(const KeyParams& params, km::KeyOrigin origin, Key* key) const;
-
-  // Start checks the request by the rules of the key's algorithm and begins its computation.
-  ErrorCode Start(const BeginRequest& request, km::BeginResult* result,
-                  std::unique_ptr<Computation>* computation) const;
+  // Complete makes a key with its material into what is handed out: characteristics, certificates,
+  // blob.
+  ErrorCode Complete(const KeyParams& params,
+                     const std::optional<km::AttestationKey>& attestation_key, Key* key,
+                     km::KeyCreationResult* result) const;
 
   KeyParams VersionParams() const;
   km::KeyCharacteristics Characteristics(const Key& key) const;

@@ -1,28 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/keymint/operation.h"
 
-#include "sim/keymint/keymint_device.h"
+#include <utility>
+
+#include "sim/keymint/status.h"
 
 namespace orx_sim {
-
-const EVP_MD* DigestFunction(km::Digest digest) {
-  switch (digest) {
-    case km::Digest::MD5:
-      return EVP_md5();
-    case km::Digest::SHA1:
-      return EVP_sha1();
-    case km::Digest::SHA_2_224:
-      return EVP_sha224();
-    case km::Digest::SHA_2_256:
-      return EVP_sha256();
-    case km::Digest::SHA_2_384:
-      return EVP_sha384();
-    case km::Digest::SHA_2_512:
-      return EVP_sha512();
-    default:
-      return nullptr;
-  }
-}
 
 Operation::Operation(std::unique_ptr<Computation> computation,
                      std::unique_ptr<OperationSlots::Slot> slot)

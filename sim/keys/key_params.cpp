@@ -16,8 +16,9 @@ template <size_t kind>
 void ReadNumber(const Value& value, std::optional<int64_t>* number) {
   constexpr auto tag = static_cast<Value::Tag>(kind);
   if (value.getTag() != tag || tag == Value::Tag::invalid) return;
-  *number = static_cast<int64_t>(value.get<tag>());
-  if (tag == Value::Tag::integer) *number = static_cast<uint32_t>(**number);
+  constexpr bool is_long = tag == Value::Tag::longInteger || tag == Value::Tag::dateTime;
+  using Unsigned = std::conditional_t<is_long, uint64_t, uint32_t>;
+  *number = static_cast<int64_t>(static_cast<Unsigned>(value.get<tag>()));
 }
 
 template <size_t... kinds>
@@ -56,6 +57,14 @@ std::optional<int64_t> FindNumber(const KeyParams& params, Tag tag) {
     if (param.tag == tag) return NumberOf(param.value);
   }
   return std::nullopt;
+}
+
+const Bytes* FindBlob(const KeyParams& params, Tag tag) {
+  for (const km::KeyParameter& param : params) {
+    const bool is_blob = param.value.getTag() == Value::Tag::blob;
+    if (param.tag == tag && is_blob) return &param.value.get<Value::Tag::blob>();
+  }
+  return nullptr;
 }
 
 Bytes BlobOrEmpty(const KeyParams& params, Tag tag) {

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "sim/keys/private_key.h"
+
 namespace orx_sim {
 namespace {
 
@@ -20,6 +22,7 @@ constexpr uint8_t kHeader[] = {'O', 'S', 'K', 'B', 1};
 constexpr size_t kNonceBytes = 12;
 constexpr size_t kTagBytes = 16;
 constexpr size_t kSealingKeyBytes = 32;
+constexpr size_t kMostPairs = 64;
 
 void Random(uint8_t* out, size_t length) {
   if (RAND_bytes(out, length) != 1) abort();
@@ -102,11 +105,11 @@ SecretBytes Encode(const Key& key) {
   out.Number(key.era, 4);
   out.Number(key.authorizations.size(), 4);
   for (const km::KeyParameter& param : key.authorizations) WriteParam(param, &out);
-  out.Counted(key.material);
+  out.Counted(key.pair == nullptr ? key.secret : EncodePrivateKey(key.pair.get()));
   return out.Take();
 }
 
-bool Decode(const SecretBytes& bytes, Key* key) {
+bool Decode(const SecretBytes& bytes, Key* key, SecretBytes* material) {
   Reader in(bytes);
   uint64_t era = 0;
   uint64_t count = 0;
@@ -121,7 +124,7 @@ bool Decode(const SecretBytes& bytes, Key* key) {
     if (!ReadParam(&in, &param)) return false;
     key->authorizations.push_back(std::move(param));
   }
-  return in.Counted(&key->material) && in.AtEnd();
+  return in.Counted(material) && in.AtEnd();
 }
 
 bssl::UniquePtr<EVP_AEAD_CTX> NewAead(const SecretBytes& key) {
@@ -130,10 +133,6 @@ bssl::UniquePtr<EVP_AEAD_CTX> NewAead(const SecretBytes& key) {
 }
 
 }  // namespace
-
-km::Algorithm Key::algorithm() const {
-  return FindEnum<km::Algorithm>(authorizations, Tag::ALGORITHM).value_or(km::Algorithm{});
-}
 
 HiddenDigest DigestHidden(const Bytes& application_id, const Bytes& application_data) {
   Writer text;
@@ -186,11 +185,30 @@ bool KeyVault::Unseal(const Bytes& blob, Key* key) const {
   const uint8_t* const sealed = nonce + kNonceBytes;
   const size_t sealed_length = blob.size() - sizeof(kHeader) - kNonceBytes;
   SecretBytes plain(blob.size() - kOverhead);
+  SecretBytes material;
   size_t length = 0;
   const bssl::UniquePtr<EVP_AEAD_CTX> aead = NewAead(sealing_key_);
   return EVP_AEAD_CTX_open(aead.get(), plain.data(), &length, plain.size(), nonce, kNonceBytes,
                            sealed, sealed_length, kHeader, sizeof(kHeader)) == 1 &&
-         Decode(plain, key);
+         Decode(plain, key, &material) && TakeMaterial(std::move(material), key);
+}
+
+bool KeyVault::TakeMaterial(SecretBytes material, Key* key) const {
+  if (key->algorithm() == km::Algorithm::AES) {
+    key->secret = std::move(material);
+    return true;
+  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto known = pairs_.find(key->id);
+  if (known != pairs_.end()) {
+    key->pair = bssl::UpRef(known->second);
+    return true;
+  }
+  key->pair = ParsePrivateKey(material.data(), material.size());
+  if (key->pair == nullptr) return false;
+  if (pairs_.size() == kMostPairs) pairs_.clear();
+  pairs_[key->id] = bssl::UpRef(key->pair);
+  return true;
 }
 
 bool KeyVault::Open(const Bytes& blob, const HiddenDigest& hidden, Key* key) const {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "sim/base/bytes.h"
@@ -10,22 +12,9 @@
 
 namespace orx_sim {
 
-// What a caller must present again to use a key (APPLICATION_ID and APPLICATION_DATA), as its
-// SHA-256. Nothing that is handed out contains it.
-using HiddenDigest = std::array<uint8_t, 32>;
+// DigestHidden makes the digest of what a key's owner presents.
 HiddenDigest DigestHidden(const Bytes& application_id, const Bytes& application_data);
 HiddenDigest DigestHidden(const KeyParams& params);
-
-// Key is what a key blob holds.
-struct Key {
-  KeyId id{};
-  HiddenDigest hidden{};
-  uint32_t era = 0;
-  KeyParams authorizations;  // what the device enforces
-  SecretBytes material;      // AES: the key; RSA, EC: PrivateKeyInfo (PKCS#8, RFC 5208)
-
-  km::Algorithm algorithm() const;
-};
 
 // KeyVault seals keys into blobs and opens them again, for one KeyMint instance of one device. A
 // blob:
@@ -35,17 +24,22 @@ struct Key {
 //   nonce       12 bytes  random
 //   ciphertext            of the key: id (16), hidden (32), era (4), number of parameters (4), per
 //                         parameter tag (4), kind of value (1) and value (8, or length (4) and
-//                         bytes), then the length of the material (4) and the material; numbers are
-//                         little-endian
+//                         bytes), then the length of the material (4) and the material, which is a
+//                         symmetric key itself or the PrivateKeyInfo (PKCS#8, RFC 5208) of a pair;
+//                         numbers are little-endian
 //   tag         16 bytes
 //
 // Encryption is AES-256-GCM (NIST SP 800-38D) under a key of the device and the instance; magic and
 // version are authenticated with it.
+//
+// Parsing an RSA key, whose numbers are checked then, takes nearly as long as a signature. So the
+// vault keeps the pairs that it parsed. All methods may be called from any thread.
 class KeyVault {
  public:
   KeyVault(std::shared_ptr<DeviceFolder> folder, std::string instance);
 
-  // NewKey begins a key: fresh id, current era, hidden as in the request's parameters.
+  // NewKey begins a key: fresh id, current era, hidden as in the request's parameters; the rest is
+  // empty.
   Key NewKey(const KeyParams& params) const;
 
   Bytes Seal(const Key& key) const;
@@ -62,9 +56,14 @@ class KeyVault {
   bool DeleteAll() const;
 
  private:
+  // TakeMaterial gives a key that was opened its secret or its pair. False if it is no key.
+  bool TakeMaterial(SecretBytes material, Key* key) const;
+
   const std::shared_ptr<DeviceFolder> folder_;
   const std::string instance_;
   const SecretBytes sealing_key_;
+  mutable std::mutex mutex_;
+  mutable std::map<KeyId, bssl::UniquePtr<EVP_PKEY>> pairs_;
 };
 
 }  // namespace orx_sim

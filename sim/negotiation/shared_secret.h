@@ -14,18 +14,17 @@ namespace orx_sim {
 
 namespace ss = ::aidl::android::hardware::security::sharedsecret;
 
-// DeriveSharedSecret derives the HMAC key of a device's secure environments from their pre-shared
+// DeriveSharedSecret derives the HMAC key of a device's instances from their pre-shared
 // AES-256 key and everybody's parameters: SP 800-108 in counter mode with AES-CMAC, 32-bit counter
 // and length. The order of `parameters` matters.
 HmacKey DeriveSharedSecret(const SecretBytes& preshared_key,
                            const std::vector<ss::SharedSecretParameters>& parameters);
 
-// SharedSecretCheckValue returns the 32 bytes by which two environments see that they derived the
+// SharedSecretCheckValue returns the 32 bytes by which two instances see that they derived the
 // same secret.
 Bytes SharedSecretCheckValue(const HmacKey& shared_secret);
 
-// SharedSecretParty is the negotiating side of one secure environment, from boot to boot. Thread
-// safe.
+// SharedSecretParty is one instance's part in the negotiation, from boot to boot. Thread safe.
 class SharedSecretParty {
  public:
   // `seed` is empty or 32 bytes that stay the same for the life of the device. The nonce is new.

@@ -7,7 +7,6 @@
 #include <openssl/mem.h>
 #include <openssl/nid.h>
 #include <openssl/x509.h>
-#include <stdlib.h>
 
 #include <fstream>
 #include <memory>
@@ -17,8 +16,9 @@
 
 #include "common/certificate.h"
 #include "sim/base/files.h"
+#include "sim/device.h"
 #include "sim/keys/key_params.h"
-#include "sim/services.h"
+#include "tests/support/temp_folder.h"
 
 namespace orx_sim {
 
@@ -27,10 +27,7 @@ namespace orx_sim {
 class TestDevice {
  public:
   explicit TestDevice(const std::string& settings = "") {
-    std::string pattern = ::testing::TempDir() + "/device.XXXXXX";
-    EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-    parent_ = pattern;
-    std::ofstream(parent_ + "/test.profile")
+    std::ofstream(parent_ / "test.profile")
         << "imei = 490154203237518\nsecond-imei = 490154203237526\nmeid = A0000000002329\n"
         << settings
         << "\n[build.prop]\nro.product.first_api_level=34\nro.product.vendor.brand=acme\n"
@@ -38,18 +35,16 @@ class TestDevice {
         << "ro.product.vendor.manufacturer=ACME\nro.product.vendor.model=Phone 1\n"
         << "ro.vendor.boot.serialno=S1\n";
     std::string error;
-    EXPECT_TRUE(DeviceFolder::Create(parent_ + "/device", parent_ + "/test.profile", &error))
+    EXPECT_TRUE(DeviceFolder::Create(parent_ / "device", parent_ / "test.profile", &error,
+                                     Lifetime::kThrownAway))
         << error;
     Boot();
   }
-  ~TestDevice() { RemoveTree(parent_); }
-  TestDevice(const TestDevice&) = delete;
-  TestDevice& operator=(const TestDevice&) = delete;
 
   // Boot opens the folder and starts the services afresh, after changes to the settings.
   void Boot(const std::vector<std::string>& settings = {}) {
     std::string error;
-    folder_ = DeviceFolder::Open(parent_ + "/device", &error);
+    folder_ = DeviceFolder::Open(parent_ / "device", &error);
     ASSERT_TRUE(folder_) << error;
     ASSERT_TRUE(folder_->Set(settings, &error)) << error;
     services_ = StartServices(folder_);
@@ -60,7 +55,7 @@ class TestDevice {
   DeviceFolder& folder() { return *folder_; }
 
  private:
-  std::string parent_;
+  orx_test::TempFolder parent_;
   std::shared_ptr<DeviceFolder> folder_;
   std::vector<Services> services_;
 };
@@ -133,14 +128,13 @@ inline bssl::UniquePtr<EVP_PKEY> PublicKeyOf(const Bytes& maced_key) {
 
 // Parameters of an EC P-256 key with this purpose, valid without end.
 inline KeyParams EcRequest(km::KeyPurpose purpose) {
-  return {
-      {Tag::ALGORITHM, km::Algorithm::EC},
-      {Tag::EC_CURVE, km::EcCurve::P_256},
-      {Tag::PURPOSE, purpose},
-      {Tag::DIGEST, km::Digest::SHA_2_256},
-      {Tag::NO_AUTH_REQUIRED, true},
-      Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_BEFORE, int64_t{0}),
-      Param<km::KeyParameterValue::dateTime>(Tag::CERTIFICATE_NOT_AFTER, int64_t{253402300799000})};
+  return {{Tag::ALGORITHM, km::Algorithm::EC},
+          {Tag::EC_CURVE, km::EcCurve::P_256},
+          {Tag::PURPOSE, purpose},
+          {Tag::DIGEST, km::Digest::SHA_2_256},
+          {Tag::NO_AUTH_REQUIRED, true},
+          DateParam(Tag::CERTIFICATE_NOT_BEFORE, 0),
+          DateParam(Tag::CERTIFICATE_NOT_AFTER, 253402300799000)};
 }
 
 inline KeyParams With(KeyParams params, const KeyParams& more) {

@@ -3,14 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include "sim/keymint/ec_keys.h"
+#include "sim/keys/private_key.h"
 #include "tests/sim/simulated_device.h"
 #include "tests/support/hex.h"
 
 namespace orx_sim {
 namespace {
 
-using km::KeyParameter;
 using km::KeyPurpose;
 using orx_test::FromHex;
 
@@ -18,16 +17,12 @@ using orx_test::FromHex;
 const Bytes kSignerName = FromHex("3011310f300d06035504031306 7369676e6572");
 
 bssl::UniquePtr<EVP_PKEY> NewKey() {
-  KeyParams params = {{Tag::EC_CURVE, km::EcCurve::P_256}};
-  SecretBytes material;
-  EXPECT_EQ(GenerateEc(false, &params, &material), ErrorCode::OK);
-  return ParsePrivateKey(material.data(), material.size());
+  return NewEcPair(NID_X9_62_prime256v1);
 }
 
 KeyParams Dates(int64_t not_before, int64_t not_after) {
-  using Value = km::KeyParameterValue;
-  return {Param<Value::dateTime>(Tag::CERTIFICATE_NOT_BEFORE, not_before),
-          Param<Value::dateTime>(Tag::CERTIFICATE_NOT_AFTER, not_after)};
+  return {DateParam(Tag::CERTIFICATE_NOT_BEFORE, not_before),
+          DateParam(Tag::CERTIFICATE_NOT_AFTER, not_after)};
 }
 
 KeyParams Purposes(const std::vector<KeyPurpose>& purposes) {

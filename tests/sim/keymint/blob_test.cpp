@@ -11,13 +11,17 @@ using km::KeyPurpose;
 KeyParams Request() {
   return {{Tag::ALGORITHM, km::Algorithm::AES},
           {Tag::PURPOSE, KeyPurpose::ENCRYPT},
-          {Tag::BLOCK_MODE, km::BlockMode::ECB},
+          {Tag::BLOCK_MODE, km::BlockMode::CBC},
           {Tag::PADDING, km::PaddingMode::NONE},
+          {Tag::CALLER_NONCE, true},
           {Tag::NO_AUTH_REQUIRED, true}};
 }
 
 KeyParams Use(const KeyParams& more = {}) {
-  return With({{Tag::BLOCK_MODE, km::BlockMode::ECB}, {Tag::PADDING, km::PaddingMode::NONE}}, more);
+  return With({{Tag::BLOCK_MODE, km::BlockMode::CBC},
+               {Tag::PADDING, km::PaddingMode::NONE},
+               BlobParam(Tag::NONCE, Bytes(16))},
+              more);
 }
 
 Bytes NewBlob(Services& services, const KeyParams& more = {}) {

@@ -79,24 +79,5 @@ TEST(RootOfTrustTest, EachInstanceLacksTheOthersMethods) {
             ErrorCode::VERIFICATION_FAILED);
 }
 
-TEST(CborWriterTest, UsesTheShortestHeads) {
-  for (const auto& [value, encoding] : {std::make_pair(int64_t{0}, "00"),
-                                        {23, "17"},
-                                        {24, "1818"},
-                                        {255, "18ff"},
-                                        {256, "190100"},
-                                        {65535, "19ffff"},
-                                        {65536, "1a00010000"},
-                                        {4294967295, "1affffffff"},
-                                        {4294967296, "1b0000000100000000"},
-                                        {-1, "20"},
-                                        {-24, "37"},
-                                        {-25, "3818"},
-                                        {-70000, "3a0001116f"},
-                                        {INT64_MIN, "3b7fffffffffffffff"}}) {
-    EXPECT_EQ(CborWriter().Integer(value).Take(), FromHex(encoding)) << value;
-  }
-}
-
 }  // namespace
 }  // namespace orx_sim

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "sim/keymint/ec_keys.h"
-
 #include <gtest/gtest.h>
 #include <openssl/ecdsa.h>
 #include <openssl/sha.h>
 
+#include "sim/keymint/algorithm.h"
+#include "sim/keys/private_key.h"
 #include "tests/sim/simulated_device.h"
 
 namespace orx_sim {
@@ -14,10 +14,8 @@ using km::Digest;
 using km::EcCurve;
 using km::KeyPurpose;
 
-Bytes NewPkcs8(EcCurve curve) {
-  KeyParams params = {{Tag::EC_CURVE, curve}};
-  SecretBytes material;
-  EXPECT_EQ(GenerateEc(false, &params, &material), ErrorCode::OK);
+Bytes NewPkcs8(int curve_nid) {
+  const SecretBytes material = EncodePrivateKey(NewEcPair(curve_nid).get());
   return Bytes(material.begin(), material.end());
 }
 
@@ -51,7 +49,7 @@ bool Verifies(const km::KeyCreationResult& key, const Bytes& digest, const Bytes
                       EVP_PKEY_get0_EC_KEY(public_key.get())) == 1;
 }
 
-TEST(EcKeysTest, SignsMessagesAndBareDigests) {
+TEST(EcTest, SignsMessagesAndBareDigests) {
   TestDevice device;
   const Bytes message(1000, 'm');
   Bytes digest(SHA256_DIGEST_LENGTH);
@@ -67,10 +65,11 @@ TEST(EcKeysTest, SignsMessagesAndBareDigests) {
   }
 }
 
-TEST(EcKeysTest, BeginChecksPurposeAndDigest) {
+TEST(EcTest, BeginChecksPurposeAndDigest) {
   const Key key = [] {
     Key made;
     made.authorizations = SigningRequest();
+    made.pair = NewEcPair(NID_X9_62_prime256v1);
     return made;
   }();
   const km::KeyParameter sha256 = {Tag::DIGEST, Digest::SHA_2_256};
@@ -86,8 +85,9 @@ TEST(EcKeysTest, BeginChecksPurposeAndDigest) {
       {KeyPurpose::VERIFY, {sha256}, ErrorCode::UNSUPPORTED_PURPOSE},
   };
   for (const auto& row : rows) {
-    Digest digest{};
-    EXPECT_EQ(CheckEcBegin({key, row.purpose, row.params}, &digest), row.code);
+    Started started;
+    EXPECT_EQ(kEc.begin({key, row.purpose, row.params, false}, &started), row.code);
+    EXPECT_EQ(started.computation != nullptr, row.code == ErrorCode::OK);
   }
 }
 
@@ -97,9 +97,9 @@ constexpr ErrorCode kCurve = ErrorCode::UNSUPPORTED_EC_CURVE;
 constexpr ErrorCode kFormat = ErrorCode::INCOMPATIBLE_KEY_FORMAT;
 constexpr ErrorCode kMismatch = ErrorCode::IMPORT_PARAMETER_MISMATCH;
 
-TEST(EcKeysTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
-  const Bytes p256 = NewPkcs8(EcCurve::P_256);
-  const Bytes p384 = NewPkcs8(EcCurve::P_384);
+TEST(EcTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
+  const Bytes p256 = NewPkcs8(NID_X9_62_prime256v1);
+  const Bytes p384 = NewPkcs8(NID_secp384r1);
   struct {
     const char* title;
     km::KeyFormat format;
@@ -121,14 +121,16 @@ TEST(EcKeysTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
       {"garbage", km::KeyFormat::PKCS8, {1, 2, 3}, {}, kArgument, kArgument},
   };
   for (const auto& row : rows) {
-    for (const bool strongbox : {false, true}) {
-      KeyParams params = row.params;
-      SecretBytes material;
-      const ErrorCode code = ImportEc(row.format, row.data, strongbox, &params, &material);
-      EXPECT_EQ(code, strongbox ? row.strongbox : row.tee) << row.title;
+    for (const Instance& instance : {kTee, kStrongBox}) {
+      Key key;
+      key.authorizations = row.params;
+      const ErrorCode code = kEc.import_key(instance, row.format, row.data, &key);
+      EXPECT_EQ(code, instance.IsStrongBox() ? row.strongbox : row.tee) << row.title;
       if (code != kOk) continue;
+      const SecretBytes material = EncodePrivateKey(key.pair.get());
       EXPECT_EQ(Bytes(material.begin(), material.end()), row.data);
-      EXPECT_TRUE(Has(params, Tag::KEY_SIZE) && Has(params, Tag::EC_CURVE)) << row.title;
+      EXPECT_TRUE(Has(key.authorizations, Tag::KEY_SIZE)) << row.title;
+      EXPECT_TRUE(Has(key.authorizations, Tag::EC_CURVE)) << row.title;
     }
   }
 }
