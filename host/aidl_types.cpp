@@ -2,7 +2,6 @@
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
 #include <aidl/android/hardware/security/keymint/BnKeyMintOperation.h>
 #include <aidl/android/hardware/security/keymint/BnRemotelyProvisionedComponent.h>
-#include <aidl/android/hardware/security/secureclock/BnSecureClock.h>
 #include <aidl/android/hardware/security/sharedsecret/BnSharedSecret.h>
 #include <android/log.h>
 #include <android_host/aidl_types.h>
@@ -84,18 +83,9 @@ std::shared_ptr<::ndk::ICInterface> FromBinder(const ::ndk::SpAIBinder& binder,
     *_aidl_return = "";                                                                     \
     return ::ndk::ScopedAStatus::ok();                                                      \
   }                                                                                         \
-                                                                                            \
-  I##Foo##Delegator::I##Foo##Delegator(const std::shared_ptr<I##Foo>& impl) : _impl(impl) { \
-    int32_t impl_version = 0;                                                               \
-    _impl->getInterfaceVersion(&impl_version);                                              \
-    if (impl_version == I##Foo::version) return;                                            \
-    ::android_host::internal::AssertionFailed(__FILE__, __LINE__, __func__,                 \
-                                              "Mismatched versions of delegator and impl"); \
-  }                                                                                         \
   }
 
 ANDROID_HOST_AIDL_DEFINE(keymint, KeyMintDevice)
 ANDROID_HOST_AIDL_DEFINE(keymint, KeyMintOperation)
 ANDROID_HOST_AIDL_DEFINE(keymint, RemotelyProvisionedComponent)
 ANDROID_HOST_AIDL_DEFINE(sharedsecret, SharedSecret)
-ANDROID_HOST_AIDL_DEFINE(secureclock, SecureClock)

@@ -14,7 +14,6 @@ struct AIBinder_Class {
   std::string descriptor;
   AIBinder_Class_onCreate on_create;
   AIBinder_Class_onDestroy on_destroy;
-  AIBinder_onDump on_dump;
 };
 
 struct AIBinder {
@@ -46,15 +45,7 @@ AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,
       onTransact == nullptr) {
     return nullptr;
   }
-  return new AIBinder_Class{interfaceDescriptor, onCreate, onDestroy, nullptr};
-}
-
-void AIBinder_Class_setOnDump(AIBinder_Class* clazz, AIBinder_onDump onDump) {
-  clazz->on_dump = onDump;
-}
-
-const char* AIBinder_Class_getDescriptor(const AIBinder_Class* clazz) {
-  return clazz->descriptor.c_str();
+  return new AIBinder_Class{interfaceDescriptor, onCreate, onDestroy};
 }
 
 AIBinder* AIBinder_new(const AIBinder_Class* clazz, void* args) {
@@ -79,28 +70,6 @@ void AIBinder_decStrong(AIBinder* binder) {
   ReleaseMemory(binder);
 }
 
-int32_t AIBinder_debugGetRefCount(AIBinder* binder) {
-  return binder == nullptr ? -1 : binder->strong.load();
-}
-
-bool AIBinder_isRemote(const AIBinder*) {
-  return false;
-}
-
-bool AIBinder_isAlive(const AIBinder* binder) {
-  return binder != nullptr;
-}
-
-binder_status_t AIBinder_ping(AIBinder* binder) {
-  return binder == nullptr ? STATUS_UNEXPECTED_NULL : STATUS_OK;
-}
-
-binder_status_t AIBinder_dump(AIBinder* binder, int fd, const char** args, uint32_t numArgs) {
-  if (binder == nullptr) return STATUS_UNEXPECTED_NULL;
-  if (binder->clazz->on_dump == nullptr) return STATUS_OK;
-  return binder->clazz->on_dump(binder, fd, args, numArgs);
-}
-
 bool AIBinder_associateClass(AIBinder* binder, const AIBinder_Class* clazz) {
   if (binder == nullptr || clazz == nullptr) return false;
   if (binder->clazz == clazz) return true;
@@ -108,10 +77,6 @@ bool AIBinder_associateClass(AIBinder* binder, const AIBinder_Class* clazz) {
              "AIBinder_associateClass: the object is of another class '%s' than '%s'",
              binder->clazz->descriptor.c_str(), clazz->descriptor.c_str());
   return false;
-}
-
-const AIBinder_Class* AIBinder_getClass(AIBinder* binder) {
-  return binder == nullptr ? nullptr : binder->clazz;
 }
 
 void* AIBinder_getUserData(AIBinder* binder) {
@@ -171,10 +136,6 @@ void SharedRefBase::operator delete(void* memory) {
 
 ICInterface::~ICInterface() = default;
 
-binder_status_t ICInterface::dump(int, const char**, uint32_t) {
-  return STATUS_OK;
-}
-
 namespace {
 
 struct InterfaceHolder {
@@ -189,10 +150,6 @@ void DropInterface(void* user_data) {
   delete static_cast<InterfaceHolder*>(user_data);
 }
 
-binder_status_t DumpInterface(AIBinder* binder, int fd, const char** args, uint32_t num_args) {
-  return ICInterface::asInterface(binder)->dump(fd, args, num_args);
-}
-
 }  // namespace
 
 std::shared_ptr<ICInterface> ICInterface::asInterface(AIBinder* binder) {
@@ -202,10 +159,7 @@ std::shared_ptr<ICInterface> ICInterface::asInterface(AIBinder* binder) {
 
 AIBinder_Class* ICInterface::defineClass(const char* interfaceDescriptor,
                                          AIBinder_Class_onTransact onTransact) {
-  AIBinder_Class* const clazz =
-      AIBinder_Class_define(interfaceDescriptor, HoldInterface, DropInterface, onTransact);
-  if (clazz != nullptr) AIBinder_Class_setOnDump(clazz, DumpInterface);
-  return clazz;
+  return AIBinder_Class_define(interfaceDescriptor, HoldInterface, DropInterface, onTransact);
 }
 
 }  // namespace ndk

@@ -39,10 +39,8 @@ bool EqualPairs(const Map::entry_type& a, const Map::entry_type& b) {
   return Equal(a.first, b.first) && Equal(a.second, b.second);
 }
 
-bool EqualSimple(const Simple& a, const Simple& b) {
-  if (a.simpleType() != b.simpleType()) return false;
-  return a.simpleType() != BOOLEAN ||
-         static_cast<const Bool&>(a).value() == static_cast<const Bool&>(b).value();
+bool IsCompound(const std::unique_ptr<Item>& item) {
+  return item->type() == ARRAY || item->type() == MAP;
 }
 
 // Printer writes one item; a text that grows too long is cut off and answered as overflown.
@@ -119,8 +117,7 @@ void Printer::PrintBstr(const std::vector<uint8_t>& value) {
 }
 
 void Printer::PrintArray(const Array& array, size_t indent) {
-  const bool multi_line = std::any_of(array.begin(), array.end(),
-                                      [](const auto& entry) { return entry->isCompound(); });
+  const bool multi_line = std::any_of(array.begin(), array.end(), IsCompound);
   text_ += "[";
   if (multi_line) NewLine(indent);
   for (const auto& entry : array) {
@@ -187,39 +184,23 @@ Array* Item::asArray() {
   return type() == ARRAY ? static_cast<Array*>(content()) : nullptr;
 }
 
-Bool* Item::asBool() {
-  Simple* simple = semanticTagCount() == 0 ? asSimple() : nullptr;
-  return simple != nullptr && simple->simpleType() == BOOLEAN ? static_cast<Bool*>(simple)
-                                                              : nullptr;
-}
-
-Null* Item::asNull() {
-  Simple* simple = semanticTagCount() == 0 ? asSimple() : nullptr;
-  return simple != nullptr && simple->simpleType() == NULL_T ? static_cast<Null*>(simple) : nullptr;
-}
-
-SemanticTag* Item::asSemanticTag() {
-  return semanticTagCount() > 0 ? static_cast<SemanticTag*>(this) : nullptr;
-}
-
 bool Item::operator==(const Item& other) const {
   if (type() != other.type()) return false;
   switch (type()) {
     case UINT:
+      return *asUint() == *other.asUint();
     case NINT:
-      return asInt()->value() == other.asInt()->value();
+      return *asNint() == *other.asNint();
     case BSTR:
-      return asBstr()->value() == other.asBstr()->value();
+      return *asBstr() == *other.asBstr();
     case TSTR:
-      return asTstr()->value() == other.asTstr()->value();
+      return *asTstr() == *other.asTstr();
     case ARRAY:
-      return std::equal(asArray()->begin(), asArray()->end(), other.asArray()->begin(),
-                        other.asArray()->end(), Equal);
+      return *asArray() == *other.asArray();
     case MAP:
-      return std::equal(asMap()->begin(), asMap()->end(), other.asMap()->begin(),
-                        other.asMap()->end(), EqualPairs);
+      return *asMap() == *other.asMap();
     case SIMPLE:
-      return EqualSimple(*asSimple(), *other.asSimple());
+      return asSimple()->encode() == other.asSimple()->encode();
     case SEMANTIC:
       break;  // the type of no item
   }
@@ -230,15 +211,6 @@ std::vector<uint8_t> Item::encode() const {
   std::vector<uint8_t> encoding;
   appendTo(&encoding);
   return encoding;
-}
-
-void Item::encode(const EncodeCallback& encodeCallback) const {
-  for (uint8_t byte : encode()) encodeCallback(byte);
-}
-
-std::string Item::toString() const {
-  const std::vector<uint8_t> encoding = encode();
-  return std::string(encoding.begin(), encoding.end());
 }
 
 void Uint::appendTo(std::vector<uint8_t>* encoding) const {
@@ -274,10 +246,8 @@ void Array::appendTo(std::vector<uint8_t>* encoding) const {
   for (const auto& entry : entries_) entry->appendTo(encoding);
 }
 
-std::unique_ptr<Item> Array::clone() const {
-  auto copy = std::make_unique<Array>();
-  for (const auto& entry : entries_) copy->add(entry->clone());
-  return copy;
+bool Array::operator==(const Array& other) const {
+  return std::equal(begin(), end(), other.begin(), other.end(), Equal);
 }
 
 void Map::appendTo(std::vector<uint8_t>* encoding) const {
@@ -288,11 +258,8 @@ void Map::appendTo(std::vector<uint8_t>* encoding) const {
   }
 }
 
-std::unique_ptr<Item> Map::clone() const {
-  auto copy = std::make_unique<Map>();
-  for (const auto& [key, value] : entries_) copy->add(key->clone(), value->clone());
-  copy->canonical_ = canonical_;
-  return copy;
+bool Map::operator==(const Map& other) const {
+  return std::equal(begin(), end(), other.begin(), other.end(), EqualPairs);
 }
 
 const std::unique_ptr<Item>& Map::find(const Item& key) const {
@@ -300,28 +267,6 @@ const std::unique_ptr<Item>& Map::find(const Item& key) const {
   const auto entry = std::find_if(entries_.begin(), entries_.end(),
                                   [&](const entry_type& each) { return *each.first == key; });
   return entry == entries_.end() ? kMissing : entry->second;
-}
-
-Map& Map::canonicalize(bool recurse) & {
-  if (recurse) {
-    for (auto& [key, value] : entries_) {
-      if (key->asMap() != nullptr) key->asMap()->canonicalize(recurse);
-      if (value->asMap() != nullptr) value->asMap()->canonicalize(recurse);
-    }
-  }
-  if (entries_.size() < 2 || canonical_) return *this;
-  std::sort(entries_.begin(), entries_.end(), [](const entry_type& a, const entry_type& b) {
-    return keyLess(a.first.get(), b.first.get());
-  });
-  canonical_ = true;
-  return *this;
-}
-
-bool Map::keyLess(const Item* a, const Item* b) {
-  const std::vector<uint8_t> first = a->encode();
-  const std::vector<uint8_t> second = b->encode();
-  if (first.size() != second.size()) return first.size() < second.size();
-  return first < second;
 }
 
 uint64_t SemanticTag::semanticTag(size_t nesting) const {

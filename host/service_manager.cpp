@@ -3,8 +3,6 @@
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <set>
@@ -16,11 +14,9 @@
 namespace {
 
 constexpr size_t kLongestName = 127;
-constexpr auto kGetServicePatience = std::chrono::seconds(5);
 
 struct Registry {
   std::mutex mutex;
-  std::condition_variable added;
   std::map<std::string, ndk::SpAIBinder> services;
   std::set<std::string> declared;
 };
@@ -38,14 +34,6 @@ bool IsServiceName(std::string_view name) {
          name.find_first_not_of(kAllowed) == std::string_view::npos;
 }
 
-// Returns the service with a reference for the caller, or null. The registry is locked.
-AIBinder* Find(const Registry& registry, const char* instance) {
-  const auto service = registry.services.find(instance);
-  if (service == registry.services.end()) return nullptr;
-  AIBinder_incStrong(service->second.get());
-  return service->second.get();
-}
-
 }  // namespace
 
 binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
@@ -56,12 +44,9 @@ binder_exception_t AServiceManager_addService(AIBinder* binder, const char* inst
   AIBinder_incStrong(binder);
   ndk::SpAIBinder service(binder);
   Registry& registry = TheRegistry();
-  {
-    const std::lock_guard<std::mutex> lock(registry.mutex);
-    std::swap(registry.services[instance], service);
-  }
-  registry.added.notify_all();
-  // What was replaced dies here, outside the lock: its destructor may use the registry.
+  // What is replaced dies after the lock is released: its destructor may use the registry.
+  const std::lock_guard<std::mutex> lock(registry.mutex);
+  std::swap(registry.services[instance], service);
   return EX_NONE;
 }
 
@@ -70,26 +55,10 @@ AIBinder* AServiceManager_checkService(const char* instance) {
   if (instance == nullptr) return nullptr;
   Registry& registry = TheRegistry();
   const std::lock_guard<std::mutex> lock(registry.mutex);
-  return Find(registry, instance);
-}
-
-AIBinder* AServiceManager_getService(const char* instance) {
-  android_host::EnsureDevice();
-  if (instance == nullptr) return nullptr;
-  Registry& registry = TheRegistry();
-  std::unique_lock<std::mutex> lock(registry.mutex);
-  registry.added.wait_for(lock, kGetServicePatience,
-                          [&] { return registry.services.count(instance) != 0; });
-  return Find(registry, instance);
-}
-
-AIBinder* AServiceManager_waitForService(const char* instance) {
-  android_host::EnsureDevice();
-  if (instance == nullptr) return nullptr;
-  Registry& registry = TheRegistry();
-  std::unique_lock<std::mutex> lock(registry.mutex);
-  registry.added.wait(lock, [&] { return registry.services.count(instance) != 0; });
-  return Find(registry, instance);
+  const auto service = registry.services.find(instance);
+  if (service == registry.services.end()) return nullptr;
+  AIBinder_incStrong(service->second.get());
+  return service->second.get();
 }
 
 bool AServiceManager_isDeclared(const char* instance) {

@@ -2,15 +2,16 @@
 #pragma once
 
 // Stand-in for Android's libcppbor (state of Android 14): CBOR items (RFC 8949), their encoding and
-// a readable form. Names and semantics are the platform's. Left out: the view items, EncodedItem,
-// encoding into a caller's range, encodeHeader() and headerSize(), and construction from iterators.
+// a readable form. Names and semantics are the platform's. Left out: Item's asBool(), asNull(),
+// asSemanticTag(), isCompound(), clone(), encodedSize(), toString() and encoding other than into a
+// vector; canonical order; byte strings from anything but a vector, and moving their values out;
+// the view items, EncodedItem, encodeHeader() and headerSize(), and construction from iterators.
 //
 // Unlike the platform's, prettyPrint() gives up beyond kMaxPrettyPrintSize: nested containers
 // indent every line, so that a small hostile input would print as gigabytes.
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -64,11 +65,8 @@ class Simple;
 class Tstr;
 class Uint;
 
-using EncodeCallback = std::function<void(uint8_t)>;
-
 // Item is one CBOR data item. The as...() casts look through tags and answer null for an item of
-// another kind; the pointers they return are borrowed. asBool() and asNull() alone answer null for
-// a tagged item.
+// another kind; the pointers they return are borrowed.
 class Item {
  public:
   virtual ~Item() = default;
@@ -81,11 +79,8 @@ class Item {
   Tstr* asTstr();
   Bstr* asBstr();
   Simple* asSimple();
-  Bool* asBool();
-  Null* asNull();
   Map* asMap();
   Array* asArray();
-  SemanticTag* asSemanticTag();
 
   const Int* asInt() const { return mutable_this()->asInt(); }
   const Uint* asUint() const { return mutable_this()->asUint(); }
@@ -93,32 +88,20 @@ class Item {
   const Tstr* asTstr() const { return mutable_this()->asTstr(); }
   const Bstr* asBstr() const { return mutable_this()->asBstr(); }
   const Simple* asSimple() const { return mutable_this()->asSimple(); }
-  const Bool* asBool() const { return mutable_this()->asBool(); }
-  const Null* asNull() const { return mutable_this()->asNull(); }
   const Map* asMap() const { return mutable_this()->asMap(); }
   const Array* asArray() const { return mutable_this()->asArray(); }
-  const SemanticTag* asSemanticTag() const { return mutable_this()->asSemanticTag(); }
 
   // Number of tags around the item, and the tag `nesting` steps out from the innermost (0).
   virtual size_t semanticTagCount() const { return 0; }
   virtual uint64_t semanticTag(size_t /*nesting*/ = 0) const { return 0; }
 
-  // isCompound says whether the item, looking through its tags, is an array or a map.
-  bool isCompound() const { return type() == ARRAY || type() == MAP; }
-
   // Items are equal when types and values are; tags are ignored, maps and arrays compare in order.
+  // A concrete class compares with itself alone; items of different classes compare as Item.
   bool operator==(const Item& other) const;
   bool operator!=(const Item& other) const { return !(*this == other); }
 
   // The encoding uses the shortest header, definite lengths and the order of insertion.
   std::vector<uint8_t> encode() const;
-  void encode(const EncodeCallback& encodeCallback) const;
-  size_t encodedSize() const { return encode().size(); }
-
-  // toString returns the encoding as a byte string.
-  std::string toString() const;
-
-  virtual std::unique_ptr<Item> clone() const = 0;
 
  protected:
   friend class Array;
@@ -148,7 +131,7 @@ class Uint : public Int {
   MajorType type() const override { return kMajorType; }
   int64_t value() const override { return static_cast<int64_t>(value_); }
   uint64_t unsignedValue() const { return value_; }
-  std::unique_ptr<Item> clone() const override { return std::make_unique<Uint>(value_); }
+  bool operator==(const Uint& other) const { return value_ == other.value_; }
 
  private:
   void appendTo(std::vector<uint8_t>* encoding) const override;
@@ -165,7 +148,7 @@ class Nint : public Int {
 
   MajorType type() const override { return kMajorType; }
   int64_t value() const override { return value_; }
-  std::unique_ptr<Item> clone() const override { return std::make_unique<Nint>(value_); }
+  bool operator==(const Nint& other) const { return value_ == other.value_; }
 
  private:
   void appendTo(std::vector<uint8_t>* encoding) const override;
@@ -179,14 +162,10 @@ class Bstr : public Item {
 
   Bstr() = default;
   explicit Bstr(std::vector<uint8_t> value) : value_(std::move(value)) {}
-  explicit Bstr(const std::string& value) : value_(value.begin(), value.end()) {}
-  explicit Bstr(const std::pair<const uint8_t*, size_t>& bytes)
-      : value_(bytes.first, bytes.first + bytes.second) {}
 
   MajorType type() const override { return kMajorType; }
   const std::vector<uint8_t>& value() const { return value_; }
-  std::vector<uint8_t>&& moveValue() { return std::move(value_); }
-  std::unique_ptr<Item> clone() const override { return std::make_unique<Bstr>(value_); }
+  bool operator==(const Bstr& other) const { return value_ == other.value_; }
 
  private:
   void appendTo(std::vector<uint8_t>* encoding) const override;
@@ -205,8 +184,7 @@ class Tstr : public Item {
 
   MajorType type() const override { return kMajorType; }
   const std::string& value() const { return value_; }
-  std::string&& moveValue() { return std::move(value_); }
-  std::unique_ptr<Item> clone() const override { return std::make_unique<Tstr>(value_); }
+  bool operator==(const Tstr& other) const { return value_ == other.value_; }
 
  private:
   void appendTo(std::vector<uint8_t>* encoding) const override;
@@ -230,7 +208,7 @@ class Bool : public Simple {
 
   SimpleType simpleType() const override { return kSimpleType; }
   bool value() const { return value_; }
-  std::unique_ptr<Item> clone() const override { return std::make_unique<Bool>(value_); }
+  bool operator==(const Bool& other) const { return value_ == other.value_; }
 
  private:
   void appendTo(std::vector<uint8_t>* encoding) const override;
@@ -243,7 +221,7 @@ class Null : public Simple {
   static constexpr SimpleType kSimpleType = NULL_T;
 
   SimpleType simpleType() const override { return kSimpleType; }
-  std::unique_ptr<Item> clone() const override { return std::make_unique<Null>(); }
+  bool operator==(const Null&) const { return true; }
 
  private:
   void appendTo(std::vector<uint8_t>* encoding) const override;
@@ -257,8 +235,8 @@ std::unique_ptr<Item> makeItem(T&& value);
 }  // namespace details
 
 // Array takes C++ values as items: bool as Bool; integers and enumerations as Uint or Nint; strings
-// as Tstr; byte vectors and (pointer, size) pairs as Bstr; nullptr as Null; an Item by value, a
-// pointer to one or a unique_ptr becomes the array's own.
+// as Tstr; byte vectors as Bstr; nullptr as Null; an Item by value, a pointer to one or a
+// unique_ptr becomes the array's own.
 class Array : public Item {
  public:
   static constexpr MajorType kMajorType = ARRAY;
@@ -301,7 +279,7 @@ class Array : public Item {
   auto end() { return entries_.end(); }
   auto end() const { return entries_.end(); }
 
-  std::unique_ptr<Item> clone() const override;
+  bool operator==(const Array& other) const;
 
  private:
   void appendTo(std::vector<uint8_t>* encoding) const override;
@@ -309,8 +287,8 @@ class Array : public Item {
   std::vector<std::unique_ptr<Item>> entries_;
 };
 
-// Map keeps its entries in the order of insertion, duplicates included, until canonicalize(). Keys
-// and values convert as those of Array.
+// Map keeps its entries in the order of insertion, duplicates included. Keys and values convert as
+// those of Array.
 class Map : public Item {
  public:
   static constexpr MajorType kMajorType = MAP;
@@ -329,10 +307,7 @@ class Map : public Item {
 
   // size is the number of pairs.
   virtual size_t size() const { return entries_.size(); }
-  entry_type& operator[](size_t index) {
-    canonical_ = false;
-    return entries_[index];
-  }
+  entry_type& operator[](size_t index) { return entries_[index]; }
   const entry_type& operator[](size_t index) const { return entries_[index]; }
 
   // get returns the value of the first entry with `key` (an integer, enumeration or text), or an
@@ -348,7 +323,6 @@ class Map : public Item {
   Map& add(Key&& key, Value&& value) & {
     entries_.emplace_back(details::makeItem(std::forward<Key>(key)),
                           details::makeItem(std::forward<Value>(value)));
-    canonical_ = false;
     return *this;
   }
   template <typename Key, typename Value>
@@ -356,29 +330,12 @@ class Map : public Item {
     return std::move(add(std::forward<Key>(key), std::forward<Value>(value)));
   }
 
-  // canonicalize sorts the entries by keyLess(), those of nested maps too if `recurse` is set.
-  Map& canonicalize(bool recurse = false) &;
-  Map&& canonicalize(bool recurse = false) && { return std::move(canonicalize(recurse)); }
-
-  // isCanonical is true from canonicalize() (of two or more entries) until the next change; a
-  // parsed map is never marked.
-  bool isCanonical() const { return canonical_; }
-
-  // keyLess orders by the length of the encoding, then bytewise (RFC 7049, 3.9).
-  static bool keyLess(const Item* a, const Item* b);
-
-  auto begin() {
-    canonical_ = false;
-    return entries_.begin();
-  }
+  auto begin() { return entries_.begin(); }
   auto begin() const { return entries_.begin(); }
-  auto end() {
-    canonical_ = false;
-    return entries_.end();
-  }
+  auto end() { return entries_.end(); }
   auto end() const { return entries_.end(); }
 
-  std::unique_ptr<Item> clone() const override;
+  bool operator==(const Map& other) const;
 
  private:
   void addAll() {}
@@ -391,7 +348,6 @@ class Map : public Item {
   void appendTo(std::vector<uint8_t>* encoding) const override;
 
   std::vector<entry_type> entries_;
-  bool canonical_ = false;
 };
 
 // SemanticTag behaves as the item it wraps.
@@ -412,10 +368,7 @@ class SemanticTag : public Item {
   size_t semanticTagCount() const override { return count_; }
   uint64_t semanticTag(size_t nesting = 0) const override;
   size_t size() const { return 1; }
-
-  std::unique_ptr<Item> clone() const override {
-    return std::make_unique<SemanticTag>(tag_, item_->clone());
-  }
+  bool operator==(const SemanticTag& other) const { return *item_ == *other.item_; }
 
  private:
   Item* content() override { return item_->content(); }
@@ -432,9 +385,6 @@ template <typename T>
 struct IsUniquePtr : std::false_type {};
 template <typename T>
 struct IsUniquePtr<std::unique_ptr<T>> : std::true_type {};
-
-template <typename T>
-constexpr bool kIsBytePair = std::is_convertible_v<T, std::pair<const uint8_t*, size_t>>;
 
 template <typename T>
 std::unique_ptr<Item> makeItem(T&& value) {
@@ -458,8 +408,6 @@ std::unique_ptr<Item> makeItem(T&& value) {
     return std::unique_ptr<Item>(value);
   } else if constexpr (std::is_convertible_v<Value, std::string_view>) {
     return std::make_unique<Tstr>(std::string_view(value));
-  } else if constexpr (kIsBytePair<Value>) {
-    return std::make_unique<Bstr>(std::pair<const uint8_t*, size_t>(value));
   } else {
     return std::make_unique<Bstr>(std::vector<uint8_t>(std::forward<T>(value)));
   }

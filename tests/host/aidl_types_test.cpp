@@ -33,17 +33,12 @@ TEST(Enums, AreComplete) {
 }
 
 TEST(Text, IsThatOfTheGeneratedTypes) {
-  struct Nameless {};
   const int number = 5;
   const std::pair<std::string, const char*> kCases[] = {
       {ToString(false), "false"},
-      {ToString(u'\u00e4'), "\xc3\xa4"},
-      {ToString(u'\u20ac'), "\xe2\x82\xac"},
-      {ToString(ndk::ScopedFileDescriptor()), "fd:-1"},
       {ToString(std::unique_ptr<int>()), "(null)"},
       {ToString(&number), "5"},
       {ToString(std::vector<uint8_t>{97, 255}), "[97, 255]"},
-      {ToString(Nameless()), "{no toString() implemented}"},
       {toString(ErrorCode(-66)), "CANNOT_ATTEST_IDS"},
       {toString(ErrorCode(-42)), "-42"},
       {toString(static_cast<Tag>(0x900002C6)), "ATTESTATION_ID_BRAND"},
@@ -53,12 +48,10 @@ TEST(Text, IsThatOfTheGeneratedTypes) {
       {KeyParameter{Tag::ALGORITHM, Algorithm::EC}.toString(),
        "KeyParameter{tag: ALGORITHM, value: KeyParameterValue{algorithm: EC}}"},
       {BeginResult{9, {}, ndk::SharedRefBase::make<IKeyMintOperationDefault>()}.toString(),
-       "BeginResult{challenge: 9, params: [], operation: <unimplemented>}"},
+       "BeginResult{challenge: 9, params: [], operation: <interface>}"},
       {RpcHardwareInfo().toString(),
        "RpcHardwareInfo{versionNumber: 0, rpcAuthorName: , supportedEekCurve: 0, uniqueId: "
        "(null), supportedNumKeysInCsr: 4}"},
-      {ToString(IKeyMintDevice::TRANSACTION_getHardwareInfo), "1"},
-      {ToString(IKeyMintDevice::TRANSACTION_sendRootOfTrust), "17"},
       {BnKeyMintDevice::makeServiceName("x"), "android.hardware.security.keymint.IKeyMintDevice/x"},
   };
   for (const auto& [text, expected] : kCases) EXPECT_EQ(text, expected);

@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
-#include <aidl/android/hardware/security/secureclock/BnSecureClock.h>
+#include <aidl/android/hardware/security/sharedsecret/BnSharedSecret.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
-#include <android_host/versioned_bn.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace {
@@ -18,27 +15,27 @@ using ndk::ScopedAStatus;
 using ndk::SpAIBinder;
 
 namespace km = ::aidl::android::hardware::security::keymint;
-namespace sc = ::aidl::android::hardware::security::secureclock;
+namespace ss = ::aidl::android::hardware::security::sharedsecret;
 
-// Clock is a service that counts its living objects and answers the challenge that it was asked.
-class Clock : public android_host::VersionedBn<sc::ISecureClock> {
+// Service counts its living objects.
+class Service : public ss::BnSharedSecret {
  public:
-  Clock() : VersionedBn(sc::ISecureClock::version, "fake") { ++alive; }
-  ~Clock() override { --alive; }
-  ScopedAStatus generateTimeStamp(int64_t challenge, sc::TimeStampToken* token) override {
-    *token = {challenge, {1}, {2}};
+  Service() { ++alive; }
+  ~Service() override { --alive; }
+  ScopedAStatus getSharedSecretParameters(ss::SharedSecretParameters*) override {
     return ScopedAStatus::ok();
   }
-  binder_status_t dump(int fd, const char**, uint32_t count) override {
-    return 10 * fd + static_cast<binder_status_t>(count);
+  ScopedAStatus computeSharedSecret(const std::vector<ss::SharedSecretParameters>&,
+                                    std::vector<uint8_t>*) override {
+    return ScopedAStatus::ok();
   }
 
   static int alive;
 };
-int Clock::alive = 0;
+int Service::alive = 0;
 
-std::shared_ptr<Clock> MakeClock() {
-  return ndk::SharedRefBase::make<Clock>();
+std::shared_ptr<Service> MakeService() {
+  return ndk::SharedRefBase::make<Service>();
 }
 
 class Binder : public testing::Test {
@@ -46,7 +43,7 @@ class Binder : public testing::Test {
   Binder() { android_host::DisableDeviceModule(); }
   ~Binder() override {
     android_host::ClearServices();
-    EXPECT_EQ(Clock::alive, 0) << "a reference was lost";
+    EXPECT_EQ(Service::alive, 0) << "a reference was lost";
   }
 };
 using ServiceManager = Binder;
@@ -78,19 +75,19 @@ TEST(Status, CarriesItsCodesAndDescribesItself) {
 }
 
 TEST_F(Binder, DiesWithItsLastStrongReference) {
-  SpAIBinder first = MakeClock()->asBinder();
+  SpAIBinder first = MakeService()->asBinder();
   AIBinder* const raw = first.get();
   AIBinder_Weak* const weak = AIBinder_Weak_new(raw);
-  EXPECT_EQ(AIBinder_debugGetRefCount(raw), 1) << "an owner takes over one reference";
   SpAIBinder copy = first;
-  EXPECT_EQ(AIBinder_debugGetRefCount(raw), 2) << "a copy adds one";
-  first = SpAIBinder(AIBinder_Weak_promote(weak));
-  EXPECT_EQ(AIBinder_debugGetRefCount(raw), 2) << "one came, one went";
   EXPECT_TRUE(first == copy && copy != nullptr);
-  copy = nullptr;
-  EXPECT_EQ(Clock::alive, 1);
   first = nullptr;
-  EXPECT_EQ(Clock::alive, 0);
+  EXPECT_EQ(Service::alive, 1) << "a copy has a reference of its own";
+  first = SpAIBinder(AIBinder_Weak_promote(weak));
+  EXPECT_EQ(first.get(), raw);
+  copy = nullptr;
+  EXPECT_EQ(Service::alive, 1) << "and so has what was promoted";
+  first = nullptr;
+  EXPECT_EQ(Service::alive, 0);
   EXPECT_EQ(AIBinder_Weak_promote(weak), nullptr);
   AIBinder_Weak_delete(weak);
 }
@@ -100,78 +97,66 @@ binder_status_t NoTransaction(AIBinder*, transaction_code_t, const AParcel*, APa
 }
 
 TEST_F(Binder, IsOfOneClassComparedByAddress) {
-  const SpAIBinder clock = MakeClock()->asBinder();
+  const SpAIBinder service = MakeService()->asBinder();
   // Never freed, as classes are not.
   static const AIBinder_Class* const kTwin =
-      ndk::ICInterface::defineClass(sc::ISecureClock::descriptor, NoTransaction);
-  EXPECT_FALSE(AIBinder_associateClass(clock.get(), kTwin));
-  EXPECT_TRUE(AIBinder_associateClass(clock.get(), AIBinder_getClass(clock.get())));
+      ndk::ICInterface::defineClass(ss::ISharedSecret::descriptor, NoTransaction);
+  EXPECT_FALSE(AIBinder_associateClass(service.get(), kTwin));
   EXPECT_EQ(ndk::ICInterface::defineClass(nullptr, NoTransaction), nullptr);
   EXPECT_EQ(ndk::ICInterface::defineClass("a.b.IFoo", nullptr), nullptr);
 }
 
 TEST_F(Binder, KeepsTheObjectAliveAndGivesItBackAsItself) {
-  auto clock = MakeClock();
-  clock->asBinder();  // which ends at once, so that the next is made anew
-  const SpAIBinder binder = clock->asBinder();
-  EXPECT_EQ(clock->asBinder(), binder);
-  EXPECT_EQ(AIBinder_debugGetRefCount(binder.get()), 1);
-  EXPECT_EQ(sc::ISecureClock::fromBinder(binder), clock);
+  auto service = MakeService();
+  service->asBinder();  // which ends at once, so that the next is made anew
+  const SpAIBinder binder = service->asBinder();
+  EXPECT_EQ(service->asBinder(), binder);
+  EXPECT_EQ(ss::ISharedSecret::fromBinder(binder), service);
   EXPECT_EQ(km::IKeyMintDevice::fromBinder(binder), nullptr) << "another interface";
-  EXPECT_EQ(sc::ISecureClock::fromBinder(SpAIBinder()), nullptr);
-  EXPECT_EQ(AIBinder_dump(binder.get(), 4, nullptr, 2), 42) << "the object's own answer";
-  clock.reset();
-  EXPECT_EQ(Clock::alive, 1);
+  EXPECT_EQ(ss::ISharedSecret::fromBinder(SpAIBinder()), nullptr);
+  service.reset();
+  EXPECT_EQ(Service::alive, 1);
 }
 
 TEST(SharedRef, HasOneOwnerWhoMadeIt) {
   const char* const kComplaint = "destroyed by another than its owner";
-  EXPECT_DEATH({ Clock on_the_stack; }, kComplaint);
-  EXPECT_DEATH({ delete MakeClock().get(); }, kComplaint);
+  EXPECT_DEATH({ Service on_the_stack; }, kComplaint);
+  EXPECT_DEATH({ delete MakeService().get(); }, kComplaint);
 }
 
-TEST_F(Binder, DelegatorForwardsToItsOwnVersionOnly) {
-  const auto identity = [](sc::ISecureClock& clock) {
+TEST_F(Binder, SaysWhichVersionItIsOf) {
+  const auto identity = [](ss::ISharedSecret& service) {
     int32_t version = -1;
     std::string hash = "none";
-    EXPECT_TRUE(clock.getInterfaceVersion(&version).isOk());
-    EXPECT_TRUE(clock.getInterfaceHash(&hash).isOk());
+    EXPECT_TRUE(service.getInterfaceVersion(&version).isOk());
+    EXPECT_TRUE(service.getInterfaceHash(&hash).isOk());
     return std::to_string(version) + " " + hash;
   };
-  EXPECT_EQ(identity(*MakeClock()), "1 fake");
-  const auto delegator = ndk::SharedRefBase::make<sc::ISecureClockDelegator>(MakeClock());
-  EXPECT_EQ(identity(*delegator), "1 cd55ca9963c6a57fa5f2f120a45c6e0c4fafb423");
-  EXPECT_EQ(sc::ISecureClock::fromBinder(delegator->asBinder()), delegator);
-  sc::TimeStampToken token;
-  EXPECT_TRUE(delegator->generateTimeStamp(9, &token).isOk());
-  EXPECT_EQ(token.challenge, 9);
-
-  const auto none = ndk::SharedRefBase::make<sc::ISecureClockDefault>();
+  EXPECT_EQ(identity(*MakeService()), "1 aea3745b559d2977f0676952e510fb0547a52140");
+  const auto none = ndk::SharedRefBase::make<ss::ISharedSecretDefault>();
   EXPECT_EQ(identity(*none), "0 ");
-  EXPECT_EQ(none->generateTimeStamp(9, &token).getStatus(), STATUS_UNKNOWN_TRANSACTION);
-  EXPECT_DEATH(ndk::SharedRefBase::make<sc::ISecureClockDelegator>(none), "Mismatched versions");
+  EXPECT_EQ(none->getSharedSecretParameters(nullptr).getStatus(), STATUS_UNKNOWN_TRANSACTION);
 }
 
 TEST_F(ServiceManager, HandsOutTheVeryObjectWithAReference) {
   const char* const kName = "a.b.IFoo/default";
-  ASSERT_EQ(AServiceManager_addService(MakeClock()->asBinder().get(), kName), EX_NONE);
-  EXPECT_EQ(Clock::alive, 1);
-  const SpAIBinder successor = MakeClock()->asBinder();
+  ASSERT_EQ(AServiceManager_addService(MakeService()->asBinder().get(), kName), EX_NONE);
+  EXPECT_EQ(Service::alive, 1);
+  SpAIBinder successor = MakeService()->asBinder();
   ASSERT_EQ(AServiceManager_addService(successor.get(), kName), EX_NONE);
-  EXPECT_EQ(Clock::alive, 1) << "the replaced service";
-  for (auto* look_up :
-       {AServiceManager_checkService, AServiceManager_getService, AServiceManager_waitForService}) {
-    const SpAIBinder found(look_up(kName));
-    EXPECT_EQ(found, successor);
-    EXPECT_EQ(AIBinder_debugGetRefCount(found.get()), 3);
-  }
+  EXPECT_EQ(Service::alive, 1) << "the replaced service";
+  SpAIBinder found(AServiceManager_checkService(kName));
+  EXPECT_EQ(found, successor);
+  EXPECT_TRUE(AServiceManager_isDeclared(kName));
   android_host::ClearServices();
-  EXPECT_EQ(AIBinder_debugGetRefCount(successor.get()), 1);
+  EXPECT_EQ(SpAIBinder(AServiceManager_checkService(kName)), nullptr);
   EXPECT_FALSE(AServiceManager_isDeclared(kName));
+  successor = nullptr;
+  EXPECT_EQ(Service::alive, 1) << "what was found has a reference of its own";
 }
 
 TEST_F(ServiceManager, RefusesBadNames) {
-  const SpAIBinder binder = MakeClock()->asBinder();
+  const SpAIBinder binder = MakeService()->asBinder();
   for (const std::string& name : {std::string("A-z_0.9/x"), std::string(127, 'n')}) {
     EXPECT_EQ(AServiceManager_addService(binder.get(), name.c_str()), EX_NONE) << name;
   }
@@ -180,20 +165,6 @@ TEST_F(ServiceManager, RefusesBadNames) {
     EXPECT_EQ(AServiceManager_addService(binder.get(), name.c_str()), EX_ILLEGAL_ARGUMENT) << name;
     EXPECT_FALSE(AServiceManager_isDeclared(name.c_str())) << name;
   }
-}
-
-TEST_F(ServiceManager, WaitsForALateService) {
-  const SpAIBinder binder = MakeClock()->asBinder();
-  SpAIBinder waited;
-  SpAIBinder got;
-  std::thread waiter([&] { waited = SpAIBinder(AServiceManager_waitForService("late")); });
-  std::thread getter([&] { got = SpAIBinder(AServiceManager_getService("late")); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  ASSERT_EQ(AServiceManager_addService(binder.get(), "late"), EX_NONE);
-  waiter.join();
-  getter.join();
-  EXPECT_EQ(waited, binder);
-  EXPECT_EQ(got, binder);
 }
 
 }  // namespace

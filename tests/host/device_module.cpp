@@ -1,16 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // A device module as small as one can be, for device_module_test.
-#include <aidl/android/hardware/security/secureclock/BnSecureClock.h>
+#include <aidl/android/hardware/security/sharedsecret/BnSharedSecret.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 
 namespace {
 
-namespace sc = ::aidl::android::hardware::security::secureclock;
+namespace ss = ::aidl::android::hardware::security::sharedsecret;
 
-class Clock : public sc::BnSecureClock {
+class SharedSecret : public ss::BnSharedSecret {
  public:
-  ndk::ScopedAStatus generateTimeStamp(int64_t, sc::TimeStampToken*) override {
+  ndk::ScopedAStatus getSharedSecretParameters(ss::SharedSecretParameters*) override {
+    return ndk::ScopedAStatus::ok();
+  }
+  ndk::ScopedAStatus computeSharedSecret(const std::vector<ss::SharedSecretParameters>&,
+                                         std::vector<uint8_t>*) override {
     return ndk::ScopedAStatus::ok();
   }
 };
@@ -19,9 +23,9 @@ class Clock : public sc::BnSecureClock {
 
 // The platform is in use while the module attaches.
 extern "C" int android_host_device_attach() {
-  const auto clock = ndk::SharedRefBase::make<Clock>();
-  const std::string name = Clock::makeServiceName("default");
-  if (AServiceManager_addService(clock->asBinder().get(), name.c_str()) != EX_NONE) return 1;
+  const auto service = ndk::SharedRefBase::make<SharedSecret>();
+  const std::string name = SharedSecret::makeServiceName("default");
+  if (AServiceManager_addService(service->asBinder().get(), name.c_str()) != EX_NONE) return 1;
   if (!android_host::SetProperty("ro.product.device", "module", nullptr)) return 2;
   return ATTACH_RESULT;
 }

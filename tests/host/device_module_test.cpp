@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <aidl/android/hardware/security/secureclock/ISecureClock.h>
+#include <aidl/android/hardware/security/sharedsecret/ISharedSecret.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 #include <cutils/properties.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-namespace sc = ::aidl::android::hardware::security::secureclock;
+namespace ss = ::aidl::android::hardware::security::sharedsecret;
 
 std::string DeviceProperty() {
   char value[PROPERTY_VALUE_MAX];
@@ -20,27 +20,27 @@ std::string DeviceProperty() {
   return value;
 }
 
-bool HasClock() {
+bool HasService() {
   const ndk::SpAIBinder binder(
-      AServiceManager_checkService("android.hardware.security.secureclock.ISecureClock/default"));
-  return sc::ISecureClock::fromBinder(binder) != nullptr;
+      AServiceManager_checkService("android.hardware.security.sharedsecret.ISharedSecret/default"));
+  return ss::ISharedSecret::fromBinder(binder) != nullptr;
 }
 
 TEST(DeviceModule, IsLoadedByTheFirstPropertyRead) {
   setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
   EXPECT_EQ(DeviceProperty(), "module");
-  EXPECT_TRUE(HasClock());
+  EXPECT_TRUE(HasService());
 }
 
 TEST(DeviceModule, IsLoadedByTheFirstServiceLookUp) {
   setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
-  EXPECT_TRUE(HasClock());
+  EXPECT_TRUE(HasService());
 }
 
 TEST(DeviceModule, IsNotLoadedOnceDisabled) {
   setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
   android_host::DisableDeviceModule();
-  EXPECT_FALSE(HasClock());
+  EXPECT_FALSE(HasService());
   EXPECT_EQ(DeviceProperty(), "none");
 }
 
@@ -58,7 +58,7 @@ TEST(DeviceModule, FailureLeavesAnEmptyDevice) {
     EXPECT_EXIT(
         {
           setenv("ANDROID_HOST_DEVICE", module, 1);
-          exit(HasClock() || DeviceProperty() != "none");
+          exit(HasService() || DeviceProperty() != "none");
         },
         testing::ExitedWithCode(0), testing::HasSubstr(says));
   }

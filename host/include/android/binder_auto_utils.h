@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for the binder NDK's <android/binder_auto_utils.h>: owners of binders, statuses and
-// file descriptors. Left out: the owners of parcels and death recipients, which do not exist here.
+// Stands in for the binder NDK's <android/binder_auto_utils.h>: owners of binders and statuses.
+// Left out: the owners of parcels and death recipients, which do not exist here, and of
+// descriptors.
 #pragma once
 
 #include <android/binder_ibinder.h>
@@ -8,7 +9,6 @@
 #include <android/binder_status.h>
 #include <assert.h>
 #include <string.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <iostream>
@@ -100,10 +100,6 @@ class ScopedAResource {
   T resource_;
 };
 
-inline void CloseFd(int fd) {
-  if (fd >= 0) close(fd);
-}
-
 }  // namespace impl
 
 // ScopedAStatus owns a status object. A default-constructed one has none: only isOk(), which is
@@ -154,21 +150,6 @@ class ScopedAIBinder_Weak
   explicit ScopedAIBinder_Weak(AIBinder_Weak* weak = nullptr) : ScopedAResource(weak) {}
 
   SpAIBinder promote() const { return SpAIBinder(AIBinder_Weak_promote(get())); }
-};
-
-class ScopedFileDescriptor : public impl::ScopedAResource<int, impl::CloseFd, -1> {
- public:
-  ScopedFileDescriptor() : ScopedFileDescriptor(-1) {}
-  explicit ScopedFileDescriptor(int fd) : ScopedAResource(fd) {}
-
-  ScopedFileDescriptor dup() const { return ScopedFileDescriptor(::dup(get())); }
-
-  bool operator==(const ScopedFileDescriptor& rhs) const { return get() == rhs.get(); }
-  bool operator!=(const ScopedFileDescriptor& rhs) const { return get() != rhs.get(); }
-  bool operator<(const ScopedFileDescriptor& rhs) const { return get() < rhs.get(); }
-  bool operator<=(const ScopedFileDescriptor& rhs) const { return get() <= rhs.get(); }
-  bool operator>(const ScopedFileDescriptor& rhs) const { return get() > rhs.get(); }
-  bool operator>=(const ScopedFileDescriptor& rhs) const { return get() >= rhs.get(); }
 };
 
 }  // namespace ndk

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stands in for the binder NDK's <android/binder_ibinder.h>: objects of this process, their
-// classes, strong and weak references. Left out: transactions, death recipients, extensions and the
-// caller's identity, all of which concern other processes.
+// classes, strong and weak references. Left out: what concerns other processes (transactions,
+// liveness, death recipients, extensions, the caller's identity), dumps and reference counts.
 #pragma once
 
 #include <android/binder_parcel.h>
@@ -12,11 +12,7 @@
 
 __BEGIN_DECLS
 
-typedef uint32_t binder_flags_t;
-enum { FLAG_ONEWAY = 0x01 };
-
 typedef uint32_t transaction_code_t;
-enum { FIRST_CALL_TRANSACTION = 0x00000001, LAST_CALL_TRANSACTION = 0x00ffffff };
 
 struct AIBinder_Class;
 typedef struct AIBinder_Class AIBinder_Class;
@@ -29,8 +25,6 @@ typedef void* (*AIBinder_Class_onCreate)(void* args);
 typedef void (*AIBinder_Class_onDestroy)(void* userData);
 typedef binder_status_t (*AIBinder_Class_onTransact)(AIBinder* binder, transaction_code_t code,
                                                      const AParcel* in, AParcel* out);
-typedef binder_status_t (*AIBinder_onDump)(AIBinder* binder, int fd, const char** args,
-                                           uint32_t numArgs);
 
 // Each call makes a class of its own, even for a descriptor that exists: classes of local objects
 // are compared by address. Never freed. Null for a null argument.
@@ -39,24 +33,15 @@ AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,
                                       AIBinder_Class_onDestroy onDestroy,
                                       AIBinder_Class_onTransact onTransact)
     __attribute__((warn_unused_result));
-void AIBinder_Class_setOnDump(AIBinder_Class* clazz, AIBinder_onDump onDump);
-const char* AIBinder_Class_getDescriptor(const AIBinder_Class* clazz);
 
 // The caller owns the one strong reference of the new object. Null for a null class.
 AIBinder* AIBinder_new(const AIBinder_Class* clazz, void* args) __attribute__((warn_unused_result));
 void AIBinder_incStrong(AIBinder* binder);
 // The last reference takes the object's user data with it (onDestroy).
 void AIBinder_decStrong(AIBinder* binder);
-int32_t AIBinder_debugGetRefCount(AIBinder* binder);
-
-bool AIBinder_isRemote(const AIBinder* binder);
-bool AIBinder_isAlive(const AIBinder* binder);
-binder_status_t AIBinder_ping(AIBinder* binder);
-binder_status_t AIBinder_dump(AIBinder* binder, int fd, const char** args, uint32_t numArgs);
 
 // Whether the object is of exactly this class; a class of the same descriptor will not do.
 bool AIBinder_associateClass(AIBinder* binder, const AIBinder_Class* clazz);
-const AIBinder_Class* AIBinder_getClass(AIBinder* binder);
 void* AIBinder_getUserData(AIBinder* binder);
 
 AIBinder_Weak* AIBinder_Weak_new(AIBinder* binder) __attribute__((warn_unused_result));

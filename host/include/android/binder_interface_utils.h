@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stands in for the binder NDK's <android/binder_interface_utils.h>: the bases of interfaces and of
 // the objects that implement them. Left out: BpCInterface, the base of proxies (every service is an
-// object of this process and is called directly), and shell commands.
+// object of this process and is called directly), dumps and shell commands.
 #pragma once
 
 #include <android/binder_auto_utils.h>
@@ -56,7 +56,6 @@ class ICInterface : public SharedRefBase {
 
   virtual SpAIBinder asBinder() = 0;
   virtual bool isRemote() = 0;
-  virtual binder_status_t dump(int fd, const char** args, uint32_t numArgs);
 
   // The object behind a binder of a class that defineClass() made, which is not checked; null for a
   // null binder.

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stands in for the platform's <android/binder_manager.h>: a registry of this process. Where the
 // environment names a device module (see android_host/host.h), the first call loads it. Left out:
-// lazy services, registration flags and notifications, updatable APEX queries.
+// waiting for a service (a device module registers all of its own before the first look-up
+// returns), lazy services, registration flags and notifications, updatable APEX queries.
 #pragma once
 
 #include <android/binder_ibinder.h>
@@ -17,12 +18,6 @@ binder_exception_t AServiceManager_addService(AIBinder* binder, const char* inst
 
 // Never waits. The caller owns a reference to the result; null when there is no such service.
 AIBinder* AServiceManager_checkService(const char* instance) __attribute__((warn_unused_result));
-
-// Polls for up to five seconds.
-AIBinder* AServiceManager_getService(const char* instance) __attribute__((warn_unused_result));
-
-// Waits without limit.
-AIBinder* AServiceManager_waitForService(const char* instance) __attribute__((warn_unused_result));
 
 // There is no manifest here: what is registered counts as declared, and what a device module named
 // (DeclareService in android_host/host.h).

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for the binder NDK's <android/binder_to_string.h>, complete: the text of any value that
-// an AIDL type can hold.
+// Stands in for the binder NDK's <android/binder_to_string.h>: the text of any value that an AIDL
+// type holds here. Left out: characters, binders and file descriptors, which no type has.
 #pragma once
 
-#include <android/binder_auto_utils.h>
 #include <android/binder_interface_utils.h>
 
 #include <iterator>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -45,15 +43,6 @@ template <typename T>
 struct IsIterable<T, std::void_t<decltype(std::begin(std::declval<const T&>())),
                                  decltype(std::end(std::declval<const T&>()))>> : std::true_type {};
 
-// The UTF-8 form of one UTF-16 code unit.
-inline std::string Utf8(char16_t unit) {
-  const unsigned code = unit;
-  const auto tail = [](unsigned bits) { return static_cast<char>(0x80 | (bits & 0x3f)); };
-  if (code < 0x80) return {static_cast<char>(code)};
-  if (code < 0x800) return {static_cast<char>(0xc0 | (code >> 6)), tail(code)};
-  return {static_cast<char>(0xe0 | (code >> 12)), tail(code >> 6), tail(code)};
-}
-
 template <typename T>
 std::string ToString(const T& value);
 
@@ -72,21 +61,13 @@ std::string JoinElements(const T& values) {
 template <typename T>
 std::string ToString(const T& value) {
   if constexpr (std::is_base_of_v<::ndk::ICInterface, T>) {
-    return "<unimplemented>";
+    return "<interface>";
   } else if constexpr (std::is_same_v<T, bool>) {
     return value ? "true" : "false";
-  } else if constexpr (std::is_same_v<T, char16_t>) {
-    return Utf8(value);
   } else if constexpr (std::is_arithmetic_v<T>) {
     return std::to_string(value);
   } else if constexpr (std::is_same_v<T, std::string>) {
     return value;
-  } else if constexpr (std::is_same_v<T, ::ndk::SpAIBinder>) {
-    std::ostringstream text;
-    text << "binder:" << std::hex << static_cast<const void*>(value.get());
-    return text.str();
-  } else if constexpr (std::is_same_v<T, ::ndk::ScopedFileDescriptor>) {
-    return "fd:" + std::to_string(value.get());
   } else if constexpr (IsNullable<T>::value) {
     return value ? ToString(*value) : "(null)";
   } else if constexpr (HasToStringMember<T>::value) {
@@ -96,7 +77,7 @@ std::string ToString(const T& value) {
   } else if constexpr (IsIterable<T>::value) {
     return JoinElements(value);
   } else {
-    return "{no toString() implemented}";
+    static_assert(!sizeof(T), "no text for this type: give it a toString()");
   }
 }
 

@@ -6,7 +6,8 @@
 // list macro, which applies its argument to every entry.
 //
 // Left out of every type, as nothing leaves the process: readFromParcel and writeToParcel; of
-// interfaces also the proxy (Bp) and the default implementation that only a proxy uses.
+// interfaces also the transaction codes, the proxy (Bp), the default implementation that only a
+// proxy uses, and the delegator.
 
 #include <android/binder_enums.h>
 #include <android/binder_interface_utils.h>
@@ -23,6 +24,13 @@
 #include <utility>
 #include <variant>
 #include <vector>
+
+namespace android_host {
+
+// The hash of version 3 of the keymint package, which its interfaces share.
+inline constexpr char kKeyMintHash[] = "74a538630d5d90f732f361a2313cbb69b09eb047";
+
+}  // namespace android_host
 
 namespace android_host::internal {
 
@@ -139,15 +147,10 @@ const AIBinder_Class* ClassOf();
 // ANDROID_HOST_AIDL_INTERFACE(Foo, version, hash, METHODS), in class IFoo. METHODS(M) is
 // M(method, (parameters), (arguments))... in the order of the interface definition.
 #define ANDROID_HOST_AIDL_INTERFACE(Foo, interface_version, interface_hash, METHODS) \
- private:                                                                            \
-  enum class MethodIndex : uint32_t { METHODS(ANDROID_HOST_AIDL_METHOD_NAME) };      \
-                                                                                     \
  public:                                                                             \
-  typedef class I##Foo##Delegator DefaultDelegator;                                  \
   static const char* descriptor;                                                     \
   static inline const int32_t version = interface_version;                           \
   static inline const std::string hash = interface_hash;                             \
-  METHODS(ANDROID_HOST_AIDL_METHOD_CODE)                                             \
                                                                                      \
   I##Foo();                                                                          \
   ~I##Foo() override;                                                                \
@@ -169,9 +172,8 @@ const AIBinder_Class* ClassOf();
     ::ndk::ScopedAStatus getInterfaceHash(std::string* _aidl_return) override; \
   };
 
-// ANDROID_HOST_AIDL_LOCAL(Foo, METHODS): class BnFoo, the base of implementations, and class
-// IFooDelegator, which forwards to another implementation of the same version.
-#define ANDROID_HOST_AIDL_LOCAL(Foo, METHODS)                               \
+// ANDROID_HOST_AIDL_LOCAL(Foo): class BnFoo, the base of implementations.
+#define ANDROID_HOST_AIDL_LOCAL(Foo)                                        \
   class Bn##Foo : public ::ndk::BnCInterface<I##Foo> {                      \
    public:                                                                  \
     Bn##Foo();                                                              \
@@ -181,29 +183,12 @@ const AIBinder_Class* ClassOf();
                                                                             \
    protected:                                                               \
     ::ndk::SpAIBinder createBinder() override;                              \
-  };                                                                        \
-                                                                            \
-  class I##Foo##Delegator : public Bn##Foo {                                \
-   public:                                                                  \
-    explicit I##Foo##Delegator(const std::shared_ptr<I##Foo>& impl);        \
-    METHODS(ANDROID_HOST_AIDL_METHOD_FORWARD)                               \
-                                                                            \
-   protected:                                                               \
-    std::shared_ptr<I##Foo> _impl;                                          \
   };
 
-#define ANDROID_HOST_AIDL_METHOD_NAME(name, parameters, arguments) name,
-#define ANDROID_HOST_AIDL_METHOD_CODE(name, parameters, arguments) \
-  static constexpr uint32_t TRANSACTION_##name =                   \
-      FIRST_CALL_TRANSACTION + static_cast<uint32_t>(MethodIndex::name);
 #define ANDROID_HOST_AIDL_METHOD_PURE(name, parameters, arguments) \
   virtual ::ndk::ScopedAStatus name parameters = 0;
 #define ANDROID_HOST_AIDL_METHOD_UNKNOWN(name, parameters, arguments)    \
   ::ndk::ScopedAStatus name parameters override {                        \
     static_cast<void>(std::forward_as_tuple arguments);                  \
     return ::ndk::ScopedAStatus::fromStatus(STATUS_UNKNOWN_TRANSACTION); \
-  }
-#define ANDROID_HOST_AIDL_METHOD_FORWARD(name, parameters, arguments) \
-  ::ndk::ScopedAStatus name parameters override {                     \
-    return _impl->name arguments;                                     \
   }

@@ -15,6 +15,9 @@
 // A module that cannot be loaded or attached leaves a device without services and properties, and
 // one line on standard error. The platform may be used from within the attach function, but not
 // from a thread that it waits for.
+//
+// Without the variable there is no device: a program that wants to say so, instead of failing call
+// by call, looks at the variable itself.
 namespace android_host {
 
 // DisableDeviceModule keeps this process from loading a device module: tests start from nothing.

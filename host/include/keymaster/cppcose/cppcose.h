@@ -1,25 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-// Stand-in for Android's libcppcose: the labels and values of COSE (RFC 9052, RFC 9053) that
-// KeyMint uses. Left out: every function, the key class's members and the message helpers included.
+// Stand-in for Android's libcppcose: the labels and values of COSE (RFC 9052, RFC 9053) that a MACed
+// public key has. Left out: every function, and what belongs to signed and encrypted messages.
 
 #include <cppbor.h>
 #include <cppbor_parse.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <vector>
-
 namespace cppcose {
-
-using bytevec = std::vector<uint8_t>;
-
-constexpr int kCoseSign1EntryCount = 4;
-constexpr int kCoseSign1ProtectedParams = 0;
-constexpr int kCoseSign1UnprotectedParams = 1;
-constexpr int kCoseSign1Payload = 2;
-constexpr int kCoseSign1Signature = 3;
 
 constexpr int kCoseMac0EntryCount = 4;
 constexpr int kCoseMac0ProtectedParams = 0;
@@ -27,12 +15,6 @@ constexpr int kCoseMac0UnprotectedParams = 1;
 constexpr int kCoseMac0Payload = 2;
 constexpr int kCoseMac0Tag = 3;
 constexpr int kCoseMac0SemanticTag = 17;
-
-constexpr int kCoseEncryptEntryCount = 4;
-constexpr int kCoseEncryptProtectedParams = 0;
-constexpr int kCoseEncryptUnprotectedParams = 1;
-constexpr int kCoseEncryptPayload = 2;
-constexpr int kCoseEncryptRecipients = 3;
 
 // Header parameters of a message.
 enum Label : int { ALGORITHM = 1, KEY_ID = 4, IV = 5, COSE_KEY = -1 };
@@ -48,12 +30,6 @@ enum CoseKeyAlgorithm : int {
 
 enum CoseKeyCurve : int { P256 = 1, P384 = 2, X25519 = 4, ED25519 = 6 };
 enum CoseKeyType : int { OCTET_KEY_PAIR = 1, EC2 = 2, SYMMETRIC_KEY = 4 };
-enum CoseKeyOps : int { SIGN = 1, VERIFY = 2, ENCRYPT = 3, DECRYPT = 4 };
-
-constexpr int kAesGcmNonceLength = 12;
-constexpr int kAesGcmTagSize = 16;
-constexpr int kAesGcmKeySize = 32;
-constexpr int kAesGcmKeySizeBits = 256;
 
 // The two kinds of labels share names, on the platform too.
 #pragma GCC diagnostic push

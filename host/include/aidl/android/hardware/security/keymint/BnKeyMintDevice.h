@@ -6,6 +6,6 @@
 
 namespace aidl::android::hardware::security::keymint {
 
-ANDROID_HOST_AIDL_LOCAL(KeyMintDevice, ANDROID_HOST_KEYMINT_DEVICE_METHODS)
+ANDROID_HOST_AIDL_LOCAL(KeyMintDevice)
 
 }  // namespace aidl::android::hardware::security::keymint

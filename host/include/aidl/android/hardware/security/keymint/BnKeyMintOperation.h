@@ -6,6 +6,6 @@
 
 namespace aidl::android::hardware::security::keymint {
 
-ANDROID_HOST_AIDL_LOCAL(KeyMintOperation, ANDROID_HOST_KEYMINT_OPERATION_METHODS)
+ANDROID_HOST_AIDL_LOCAL(KeyMintOperation)
 
 }  // namespace aidl::android::hardware::security::keymint

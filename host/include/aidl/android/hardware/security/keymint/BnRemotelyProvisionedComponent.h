@@ -7,7 +7,6 @@
 
 namespace aidl::android::hardware::security::keymint {
 
-ANDROID_HOST_AIDL_LOCAL(RemotelyProvisionedComponent,
-                        ANDROID_HOST_REMOTELY_PROVISIONED_COMPONENT_METHODS)
+ANDROID_HOST_AIDL_LOCAL(RemotelyProvisionedComponent)
 
 }  // namespace aidl::android::hardware::security::keymint

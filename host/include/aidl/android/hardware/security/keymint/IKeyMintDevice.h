@@ -68,7 +68,7 @@ namespace aidl::android::hardware::security::keymint {
 class IKeyMintDevice : public ::ndk::ICInterface {
  public:
   enum : int32_t { AUTH_TOKEN_MAC_LENGTH = 32 };
-  ANDROID_HOST_AIDL_INTERFACE(KeyMintDevice, 3, "74a538630d5d90f732f361a2313cbb69b09eb047",
+  ANDROID_HOST_AIDL_INTERFACE(KeyMintDevice, 3, ::android_host::kKeyMintHash,
                               ANDROID_HOST_KEYMINT_DEVICE_METHODS)
 };
 

@@ -31,7 +31,7 @@ namespace aidl::android::hardware::security::keymint {
 
 class IKeyMintOperation : public ::ndk::ICInterface {
  public:
-  ANDROID_HOST_AIDL_INTERFACE(KeyMintOperation, 3, "74a538630d5d90f732f361a2313cbb69b09eb047",
+  ANDROID_HOST_AIDL_INTERFACE(KeyMintOperation, 3, ::android_host::kKeyMintHash,
                               ANDROID_HOST_KEYMINT_OPERATION_METHODS)
 };
 

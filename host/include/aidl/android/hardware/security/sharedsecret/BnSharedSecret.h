@@ -7,6 +7,6 @@
 
 namespace aidl::android::hardware::security::sharedsecret {
 
-ANDROID_HOST_AIDL_LOCAL(SharedSecret, ANDROID_HOST_SHARED_SECRET_METHODS)
+ANDROID_HOST_AIDL_LOCAL(SharedSecret)
 
 }  // namespace aidl::android::hardware::security::sharedsecret
