@@ -245,7 +245,7 @@ DAMAGES = [
     ('"-Wcast-qual",', '"-Wcast-qual",\n        "-Iinclude",'),
     ('"-Wcast-qual",', '"-Wcast-qual -Wall",'),
     ('"-Wcast-qual",', '"-w",'),
-    ('    cflags: ["-fvisibility=hidden"],\n', ''),
+    ('        "-fvisibility=hidden",\n', ''),
     ('"-fvisibility=hidden"', '"-fvisibility=hidden", "-fshort-enums"'),
     ('version_script: "src/liborx.map",',
      'version_script: "src/liborx.map",\n    ldflags: ["-Wl,--version-script=src/liborx.map"],'),
