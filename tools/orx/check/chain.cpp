@@ -7,6 +7,7 @@
 #include "tools/orx/check/certificate.h"
 #include "tools/orx/check/check_commands.h"
 #include "tools/orx/cli/files.h"
+#include "tools/orx/cli/process.h"
 #include "tools/orx/diagnosis/library_log.h"
 
 namespace orx_tool {
@@ -43,7 +44,9 @@ bool WriteText(const std::string& path, const std::string& text, std::optional<P
 // WriteChain writes chain.pem and each certificate on its own.
 bool WriteChain(const std::string& folder, const CertificateChain& chain,
                 std::optional<Problem>* problem) {
-  if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+  const bool made = mkdir(folder.c_str(), 0700) == 0;
+  if (made) chmod(folder.c_str(), UserMode(0777));
+  if (!made && errno != EEXIST) {
     *problem = MakeProblem("OUTPUT-FAILED", "cannot make " + folder + ": " + strerror(errno));
     return false;
   }

@@ -11,16 +11,20 @@
 
 #include <algorithm>
 
+#include "tools/orx/cli/process.h"
 #include "tools/orx/cli/signals.h"
+#include "tools/orx/cli/terminal.h"
 
 namespace orx_tool {
 namespace {
 
 // How much is read first from an input that does not tell its size.
 constexpr uint64_t kFirstReadBytes = 64UL * 1024;
+// How many left-over temporary names of other processes are passed by.
+constexpr int kMaxNames = 100;
 
 bool IsStandardStream(const std::string& path) {
-  return path.empty() || path == "-";
+  return path == "-";
 }
 
 std::string ResolveLink(const std::string& path) {
@@ -44,6 +48,18 @@ void SyncFolder(const std::string& path) {
   if (fd < 0) return;
   fsync(fd);  // the file's own bytes are safe already
   close(fd);
+}
+
+// OpenUnnamed opens a file that no name leads to, so that even a killed process leaves none behind;
+// -1 where that is not to be had. An Android domain may create files but seldom link them.
+int OpenUnnamed(const std::string& folder) {
+#ifdef __ANDROID__
+  static_cast<void>(folder);
+  return -1;
+#else
+  if (access("/proc/self/fd", X_OK) != 0) return -1;
+  return open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+#endif
 }
 
 Problem ReadFailure(const std::string& name, int error) {
@@ -121,7 +137,7 @@ FileOutput::FileOutput(const std::string& path, Privacy privacy, std::optional<P
   } else if (IsSpecialFile(path_)) {
     fd_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
   } else {
-    OpenTemporary(privacy);
+    OpenUnfinished(privacy);
   }
   if (fd_ < 0) *problem = Failure(errno);
 }
@@ -133,29 +149,54 @@ FileOutput::~FileOutput() {
   RemoveOnSignal(nullptr);
 }
 
-void FileOutput::OpenTemporary(Privacy privacy) {
-  temporary_ = path_ + ".XXXXXX";
+void FileOutput::OpenUnfinished(Privacy privacy) {
+  fd_ = OpenUnnamed(FolderOf(path_));
+  unnamed_ = fd_ >= 0;
+  if (!unnamed_) OpenTemporary();
+  if (fd_ < 0) return;
+  struct stat old;
+  if (stat(path_.c_str(), &old) == 0) {
+    // What the user set on the file stays. Only root may give a file away.
+    const bool given = fchown(fd_, old.st_uid, old.st_gid) == 0;
+    fchmod(fd_, old.st_mode & (given ? 07777 : 0777));
+  } else {
+    fchmod(fd_, privacy == Privacy::kSecret ? 0600 : UserMode(0666));
+  }
+}
+
+void FileOutput::OpenTemporary() {
+  // A short name of its own: the file's may have no room for a suffix.
+  temporary_ = FolderOf(path_) + "/.orx.XXXXXX";
   const EndingSignalsBlocked blocked;
   fd_ = mkostemp(temporary_.data(), O_CLOEXEC);  // mode 0600
-  if (fd_ < 0) {
-    temporary_.clear();
-    return;
+  if (fd_ >= 0 && RemoveOnSignal(temporary_.c_str())) return;
+  const int error = fd_ < 0 ? errno : ENAMETOOLONG;
+  if (fd_ >= 0) unlink(temporary_.c_str());
+  if (fd_ >= 0) close(fd_);
+  temporary_.clear();
+  fd_ = -1;
+  errno = error;
+}
+
+// NameUnfinished gives the unnamed file a name: its own, or while an old file has that, one from
+// which Commit renames it.
+bool FileOutput::NameUnfinished() {
+  const std::string source = "/proc/self/fd/" + std::to_string(fd_);
+  const auto link_to = [&](const std::string& name) {
+    return linkat(AT_FDCWD, source.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  };
+  if (link_to(path_)) return true;
+  const EndingSignalsBlocked blocked;
+  for (int i = 0; errno == EEXIST && i < kMaxNames; ++i) {
+    temporary_ = FolderOf(path_) + "/.orx." + std::to_string(getpid()) + "." + std::to_string(i);
+    if (link_to(temporary_)) return RemoveOnSignal(temporary_.c_str());
   }
-  if (!RemoveOnSignal(temporary_.c_str())) {
-    close(fd_);
-    unlink(temporary_.c_str());
-    temporary_.clear();
-    fd_ = -1;
-    errno = ENAMETOOLONG;
-    return;
-  }
-  if (privacy == Privacy::kSecret) return;
-  const mode_t mask = umask(0);
-  umask(mask);
-  fchmod(fd_, 0666 & ~mask);
+  temporary_.clear();
+  return false;
 }
 
 bool FileOutput::Write(const void* bytes, size_t size, std::optional<Problem>* problem) {
+  if (fd_ >= 0 && !unnamed_ && temporary_.empty()) ClearStatus();  // it may be the same terminal
   const auto* next = static_cast<const uint8_t*>(bytes);
   while (size > 0) {
     const ssize_t written = write(fd_, next, size);
@@ -171,17 +212,16 @@ bool FileOutput::Write(const void* bytes, size_t size, std::optional<Problem>* p
 }
 
 bool FileOutput::Commit(std::optional<Problem>* problem) {
-  if (temporary_.empty()) return true;
-  if (fsync(fd_) != 0 && errno != EINVAL && errno != EROFS) {
-    *problem = Failure(errno);
-    return false;
-  }
-  if (rename(temporary_.c_str(), path_.c_str()) != 0) {
+  if (!unnamed_ && temporary_.empty()) return true;
+  const bool synced = fsync(fd_) == 0 || errno == EINVAL || errno == EROFS;
+  if (!synced || (unnamed_ && !NameUnfinished()) ||
+      (!temporary_.empty() && rename(temporary_.c_str(), path_.c_str()) != 0)) {
     *problem = Failure(errno);
     return false;
   }
   RemoveOnSignal(nullptr);
   temporary_.clear();
+  unnamed_ = false;
   SyncFolder(path_);
   return true;
 }

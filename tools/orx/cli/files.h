@@ -14,7 +14,7 @@ namespace orx_tool {
 
 using orx_common::SecretBytes;
 
-// Input reads a file or, for the path "-" or "", standard input.
+// Input reads a file or, for the path "-", standard input.
 class Input {
  public:
   // Open returns an object that cannot be read, and sets *problem, when the path cannot be opened.
@@ -41,11 +41,12 @@ std::optional<SecretBytes> ReadWhole(const std::string& path, size_t limit,
 // Sensitivity of an output: a secret is readable by its owner only.
 enum class Privacy { kPublic, kSecret };
 
-// FileOutput writes a file that appears under its name only when it is whole: the bytes go to a
-// temporary file in the same folder, which Commit syncs and renames. Without Commit, also when the
-// process ends by SIGINT, SIGTERM or SIGHUP, nothing is left behind. The path "-" or "" is standard
-// output, and what is there but no regular file (a device, a pipe) is written directly; neither can
-// be taken back.
+// FileOutput writes a file that appears under its name only when it is whole, after Commit synced
+// it. Until then it has no name where the file system offers that (O_TMPFILE), so that nothing is
+// left behind however the process ends; elsewhere it is a temporary file in the same folder, which
+// is removed without Commit and when the process ends by SIGINT, SIGTERM or SIGHUP. A file that is
+// replaced keeps its mode. The path "-" is standard output, and what is there but no regular file
+// (a device, a pipe) is written directly; neither can be taken back.
 class FileOutput {
  public:
   FileOutput(const std::string& path, Privacy privacy, std::optional<Problem>* problem);
@@ -57,12 +58,15 @@ class FileOutput {
   bool Commit(std::optional<Problem>* problem);
 
  private:
-  void OpenTemporary(Privacy privacy);
+  void OpenUnfinished(Privacy privacy);
+  void OpenTemporary();
+  bool NameUnfinished();
   Problem Failure(int error) const;
 
   std::string name_;       // for messages
   std::string path_;       // where the file goes in the end, links resolved
-  std::string temporary_;  // empty when written directly
+  std::string temporary_;  // the unfinished file's name, if it has one
+  bool unnamed_ = false;   // the unfinished file has none
   int fd_ = -1;
 };
 

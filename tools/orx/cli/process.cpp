@@ -13,7 +13,10 @@
 namespace orx_tool {
 namespace {
 
-constexpr mode_t kPrivateUmask = 0007;
+// Nothing for others; for the group only where the user lets it write, so that files are 0660 or
+// 0600.
+constexpr mode_t kOthers = 0007;
+constexpr mode_t kGroupAndOthers = 0077;
 std::optional<mode_t> user_umask;
 
 void OpenIfClosed(int fd, int useless_direction) {
@@ -34,8 +37,8 @@ void PrepareProcess() {
   OpenIfClosed(STDIN_FILENO, O_WRONLY);
   OpenIfClosed(STDOUT_FILENO, O_RDONLY);
   OpenIfClosed(STDERR_FILENO, O_RDWR);
-  user_umask = umask(kPrivateUmask);
-  umask(*user_umask | kPrivateUmask);
+  user_umask = umask(kGroupAndOthers);
+  if ((*user_umask & S_IWGRP) == 0) umask(*user_umask | kOthers);
   std::set_new_handler(OnNoMemory);
 }
 

@@ -8,7 +8,7 @@ namespace orx_tool {
 // PrepareProcess makes what the tool's process stands on certain, before anything else:
 // - descriptors 0 to 2 are open. One that was closed is put on /dev/null in the direction in which
 //   it cannot be used, so that reading or writing it fails instead of meeting another file.
-// - files that the library makes are no one else's business: the umask becomes 0007 at least.
+// - files that the library makes have mode 0660 or 0600, whatever the umask was.
 // - running out of memory ends the process with one line and exit code 1.
 void PrepareProcess();
 

@@ -5,14 +5,14 @@ namespace orx_tool {
 
 ResultBytes::ResultBytes(const Args& args, Output& output, Format default_format, Privacy privacy,
                          std::optional<Problem>* problem)
-    : output_(output), format_(default_format), path_(args.Get("output")) {
+    : output_(output), format_(default_format), path_(args.Get("output", "-")) {
   if (args.Has("format")) {
     const auto format = ParseFormat(args.Get("format"));
     if (!format) *problem = MakeProblem("USAGE", "--format takes raw, hex or base64");
     format_ = format.value_or(default_format);
   }
   if (*problem) return;
-  const bool in_answer = output.json() && (path_.empty() || path_ == "-");
+  const bool in_answer = output.json() && path_ == "-";
   if (!in_answer) file_.emplace(path_, privacy, problem);
 }
 
@@ -36,7 +36,7 @@ bool ResultBytes::Finish(std::optional<Problem>* problem) {
     WipeString(&hex_);
     return true;
   }
-  if (!path_.empty()) output_.answer()["output"] = path_;
+  if (path_ != "-") output_.answer()["output"] = path_;
   if (format_ != Format::kRaw && !file_->Write("\n", 1, problem)) return false;
   return file_->Commit(problem);
 }

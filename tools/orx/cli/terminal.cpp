@@ -104,7 +104,8 @@ std::string Wrapped(const std::string& line, size_t width, size_t indent) {
   while (Columns(rest) > width) {
     const std::string fitting = CutToColumns(rest, width + 1);
     size_t cut = fitting.rfind(' ');
-    if (cut == std::string::npos || cut < rest.find_first_not_of(' ')) cut = rest.find(' ', fitting.size());
+    if (cut == std::string::npos || cut < rest.find_first_not_of(' '))
+      cut = rest.find(' ', fitting.size());
     if (cut == std::string::npos) break;  // one long word
     result += rest.substr(0, rest.find_last_not_of(' ', cut) + 1) + "\n";
     rest = std::string(indent, ' ') + rest.substr(cut + 1);

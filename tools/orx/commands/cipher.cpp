@@ -114,8 +114,9 @@ std::optional<Problem> EncryptAll(Job& job) {
   CbcStream stream(Direction::kEncrypt, iv);
   SecretBytes result(kPieceBytes + kAesBlockBytes);
   Progress progress(job.output, job.input.size());
-  if (!reader.Start(&problem) || !Put(job, iv, sizeof(iv), &problem)) return problem;
+  if (!reader.Start(&problem)) return problem;
   do {
+    const bool first = job.bytes_in == 0;
     if (!reader.Next(&problem)) return problem;
     size_t size = reader.size();
     job.bytes_in += size;
@@ -125,8 +126,10 @@ std::optional<Problem> EncryptAll(Job& job) {
                          "the input has " + std::to_string(job.bytes_in) +
                              " bytes; without padding it must be a multiple of 16");
     }
-    if (size == 0) break;
-    if (!stream.Transform(reader.bytes(), result.data(), size)) return CallProblem(job);
+    const bool transformed = size == 0 || stream.Transform(reader.bytes(), result.data(), size);
+    if (!transformed) return CallProblem(job);
+    // Nothing goes out before the key was seen to work.
+    if (first && !Put(job, iv, sizeof(iv), &problem)) return problem;
     if (!Put(job, result.data(), size, &problem)) return problem;
     progress.Advance(reader.size());
   } while (!reader.is_last());
@@ -184,11 +187,11 @@ int RunCipher(Direction direction, const Args& args, Output& output) {
   std::optional<Problem> problem;
   const Slot* slot = ParseSlot(args.operands()[0], &problem);
   if (slot == nullptr) return output.Fail(*problem);
-  const std::string target = args.Get("output");
-  if (output.json() && (target.empty() || target == "-")) {
+  const std::string target = args.Get("output", "-");
+  if (output.json() && target == "-") {
     return output.Fail(MakeProblem("USAGE", "--json needs -o FILE: standard output carries JSON"));
   }
-  Input input(args.Get("input"), &problem);
+  Input input(args.Get("input", "-"), &problem);
   if (problem) return output.Fail(*problem);
   if (!SelectKey(*slot)) return output.Fail(DiagnoseStorage(LibraryLogLines(), slot->path()));
 

@@ -88,7 +88,7 @@ int RunRandom(const Args& args, Output& output) {
   std::optional<Problem> problem;
   const auto count = ParseNumber(args.operands()[0], 1, INT64_MAX);
   if (!count) return output.Fail(MakeProblem("USAGE", "the number of bytes is 1 or more"));
-  if (output.json() && !args.Has("output") && *count > kMaxJsonBytes) {
+  if (output.json() && args.Get("output", "-") == "-" && *count > kMaxJsonBytes) {
     return output.Fail(MakeProblem("USAGE", "more than 1048576 bytes need -o FILE under --json"));
   }
   ResultBytes result(args, output, Format::kHex, Privacy::kSecret, &problem);

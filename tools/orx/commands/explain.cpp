@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <stdio.h>
+#include <string.h>
 #include <strings.h>
 
 #include "tools/orx/cli/json_lines.h"
@@ -77,6 +77,21 @@ std::string Joined(const std::vector<std::string>& words) {
   return text;
 }
 
+// ReasonWithin finds a code in a line that the tool printed, between one of the characters `before`
+// (or the line's beginning) and one of `after` (or its end).
+const Reason* ReasonWithin(const std::string& line, const char* before, const char* after) {
+  for (const Reason& reason : Reasons()) {
+    const std::string code = reason.code;
+    for (size_t at = line.find(code); at != std::string::npos; at = line.find(code, at + 1)) {
+      const size_t end = at + code.size();
+      const bool begins = at == 0 || strchr(before, line[at - 1]) != nullptr;
+      const bool ends = end == line.size() || strchr(after, line[end]) != nullptr;
+      if (begins && ends) return &reason;
+    }
+  }
+  return nullptr;
+}
+
 // LibraryMessage finds the message in a line that may carry logcat's columns and the place in the
 // sources in front.
 std::optional<std::pair<MessageMatch, std::string>> LibraryMessage(const std::string& line) {
@@ -95,8 +110,12 @@ int RunExplain(const Args& args, Output& output) {
   if (const KeyMintError* error = FindKeyMintError(text)) {
     return ExplainReason(*FindReason(error->reason), output);
   }
+  if (const Reason* reason = ReasonWithin(text, "[", "]")) return ExplainReason(*reason, output);
   if (const auto found = LibraryMessage(text)) {
     return ExplainMessage(found->first, found->second, output);
+  }
+  if (const Reason* reason = ReasonWithin(text, " \t:\"'", " \t:,.\"'")) {
+    return ExplainReason(*reason, output);
   }
   return output.Fail(MakeProblem(
       "EXPLAIN-UNKNOWN", "'" + text + "' is neither a reason code nor a message of the library"));
@@ -111,8 +130,9 @@ std::vector<Command> ExplainCommands() {
        0,
        kAnyNumber,
        "explain a reason code or a log line",
-       "Takes a reason code, a KeyMint error by name or number (after --), or a line of the\n"
-       "library's log as logcat shows it. Without one it lists all codes.\n",
+       "Takes a reason code, a KeyMint error by name or number (after --), a line that this "
+       "program\n"
+       "printed, or one of the library's log as logcat shows it. Without one it lists all codes.\n",
        {},
        RunExplain},
   };

@@ -46,10 +46,6 @@ Problem IdsProblem() {
   return problem;
 }
 
-void SetText(Json::Value* json, const char* name, const char* value) {
-  (*json)[name] = value != nullptr ? Json::Value(value) : Json::Value();
-}
-
 struct ModemIdentifier {
   const char* name;
   size_t digits;
@@ -76,7 +72,6 @@ int RunModemIdentifier(const ModemIdentifier& identifier, Output& output) {
       problem.cause = oddity;
       problem.advice = "The library takes the digits alone; see 'orx modem' for raw answers.";
     }
-    output.answer()["modem_answer"] = *answer;
   }
   return output.Fail(problem);
 }
@@ -114,23 +109,34 @@ TagName FindTag(uint32_t tag) {
   return {"unknown", static_cast<km::Tag>(tag), true};
 }
 
+struct IdName {
+  const char* label;
+  const char* member;
+  const char* (*get)();
+};
+
+constexpr IdName kIdNames[] = {{"Model", "model", ORX_get_model_name},
+                               {"Product", "product", ORX_get_product_name},
+                               {"Device", "device", ORX_get_device_name},
+                               {"Serial", "serial", ORX_get_serial},
+                               {"Manufacturer", "manufacturer", ORX_get_manufacturer_name},
+                               {"Brand", "brand", ORX_get_brand_name}};
+
+// RunIds prints what ORX_print_device_ids prints, through Output: a property may hold anything.
 int RunIds(const Args& /*args*/, Output& output) {
   ClearLibraryLog();
-  const bool complete = ORX_device_id_attestation_properties_ok() == 0;
-  if (!output.json()) {
-    ORX_print_device_ids();
-    return complete ? output.Succeed() : output.Fail(IdsProblem());
+  if (ORX_device_id_attestation_properties_ok() != 0) {
+    output.Text("Device ID properties not ok");
+    return output.Fail(IdsProblem());
   }
-  if (!complete) return output.Fail(IdsProblem());
-  Json::Value& answer = output.answer();
-  SetText(&answer, "model", ORX_get_model_name());
-  SetText(&answer, "product", ORX_get_product_name());
-  SetText(&answer, "device", ORX_get_device_name());
-  SetText(&answer, "serial", ORX_get_serial());
-  SetText(&answer, "manufacturer", ORX_get_manufacturer_name());
-  SetText(&answer, "brand", ORX_get_brand_name());
-  answer["dual_sim"] = ORX_device_supports_dual_sim() == 0;
-  answer["generic_properties"] = ORX_device_requires_generic_ids() == 1;
+  output.Text("Device IDs for attestation:");
+  for (const IdName& id : kIdNames) {
+    const char* value = id.get();
+    output.Text(std::string(" ") + id.label + ":" + (value != nullptr ? value : ""));
+    output.answer()[id.member] = value != nullptr ? Json::Value(value) : Json::Value();
+  }
+  output.answer()["dual_sim"] = ORX_device_supports_dual_sim() == 0;
+  output.answer()["generic_properties"] = ORX_device_requires_generic_ids() == 1;
   return output.Succeed();
 }
 
@@ -228,16 +234,45 @@ int RunModem(const Args& args, Output& output) {
 
 constexpr const char kModemDetails[] =
     "Asks the modem daemon. Without one the library tries 30 times, about half a minute; a daemon\n"
-    "that accepts but does not answer blocks without end: use --timeout.\n";
+    "that accepts but does not answer is given 120 seconds, or what --timeout says.\n";
+constexpr bool kHandlesTimeout = true;
+constexpr double kModemSeconds = 120;
 
 }  // namespace
 
 std::vector<Command> IdentityCommands() {
   return {
       {"ids", "", 0, 0, "print the identifiers that the device attests", "", {}, RunIds},
-      {"imei", "", 0, 0, "print the IMEI", kModemDetails, {}, RunImei},
-      {"imei2", "", 0, 0, "print the second IMEI", kModemDetails, {}, RunImei2},
-      {"meid", "", 0, 0, "print the MEID", kModemDetails, {}, RunMeid},
+      {"imei",
+       "",
+       0,
+       0,
+       "print the IMEI",
+       kModemDetails,
+       {},
+       RunImei,
+       !kHandlesTimeout,
+       kModemSeconds},
+      {"imei2",
+       "",
+       0,
+       0,
+       "print the second IMEI",
+       kModemDetails,
+       {},
+       RunImei2,
+       !kHandlesTimeout,
+       kModemSeconds},
+      {"meid",
+       "",
+       0,
+       0,
+       "print the MEID",
+       kModemDetails,
+       {},
+       RunMeid,
+       !kHandlesTimeout,
+       kModemSeconds},
       {"uid", "", 0, 0, "print the unique hardware id", "", {}, RunUid},
       {"mode", "", 0, 0, "print the secure-hardware mode", "", {}, RunMode},
       {"records",
@@ -247,7 +282,9 @@ std::vector<Command> IdentityCommands() {
        "print the device-ID records that KeyMint is asked to attest",
        kModemDetails,
        {},
-       RunRecords},
+       RunRecords,
+       !kHandlesTimeout,
+       kModemSeconds},
       {"modem",
        "COMMAND",
        1,
@@ -256,7 +293,9 @@ std::vector<Command> IdentityCommands() {
        "A command that begins with AT is sent as TCATSEND,0,AT..., the form that the modem daemon\n"
        "expects; --raw sends it as it is.\n",
        {{"raw", 0, nullptr, "send the command as it is"}},
-       RunModem},
+       RunModem,
+       !kHandlesTimeout,
+       kModemSeconds},
   };
 }
 

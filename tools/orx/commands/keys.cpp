@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <set>
+
 #include "tools/orx/cli/encoding.h"
 #include "tools/orx/cli/file_text.h"
 #include "tools/orx/cli/files.h"
@@ -98,15 +100,24 @@ std::vector<std::string> DescribeSlot(const Slot& slot, Json::Value* json) {
   (*json)["size"] = static_cast<Json::UInt64>(status.st_size);
   (*json)["owner"] = OwnerText(status);
   (*json)["mode"] = ModeText(status);
-  (*json)["type"] = TypeText(status);
+  const std::string type =
+      IsEmptyFile(slot.path()) ? "empty file, no key [KEY-FILE-EMPTY]" : TypeText(status);
+  (*json)["type"] = type;
   return {std::to_string(slot.key_id), slot.file,        std::to_string(status.st_size),
-          OwnerText(status),           ModeText(status), TypeText(status)};
+          OwnerText(status),           ModeText(status), type};
 }
 
 // DeleteAesKey selects the key first: the library deletes only the selected one.
 bool DeleteAesKey(int key_id) {
   ORX_SYM_CONTEXT* context = nullptr;
   return ORX_SYM_GetContextForID(&context, key_id) == 0 && ORX_SYM_DeleteKeyID(key_id) == 0;
+}
+
+// IsDamage says whether a refusal means that the file holds no key of this device.
+bool IsDamage(const Problem& refusal) {
+  const std::set<std::string> codes = {"KM-BLOB-REFUSED", "KEY-FILE-EMPTY", "KEY-FILE-CHANGED",
+                                       "KEY-FILE-UNREADABLE"};
+  return codes.count(refusal.code) != 0;
 }
 
 int RunKeyImport(const Args& args, Output& output) {
@@ -131,21 +142,25 @@ int RunKeyDelete(const Args& args, Output& output) {
   ClearLibraryLog();
   const bool deleted =
       args.Has("rsa") ? ORX_RSA_DeleteKeyID(slot->key_id) == 0 : DeleteAesKey(slot->key_id);
-  if (!deleted) return output.Fail(DiagnoseStorage(LibraryLogLines(), slot->path()));
-
-  const std::string name = "key " + std::to_string(slot->key_id);
   const bool remove = args.Has("file");
+  if (!deleted) {
+    const Problem refusal = DiagnoseStorage(LibraryLogLines(), slot->path());
+    if (!remove || !IsDamage(refusal)) return output.Fail(refusal);
+    output.Note("note: KeyMint has no key for this file: " + refusal.cause);
+  }
+  const std::string name = "key " + std::to_string(slot->key_id);
   if (remove && unlink(slot->path().c_str()) != 0) {
-    return output.Fail(
-        MakeProblem("OUTPUT-FAILED", name + " is deleted, but its file " + slot->path() +
-                                         " could not be removed: " + strerror(errno)));
+    return output.Fail(MakeProblem("OUTPUT-FAILED",
+                                   name + (deleted ? " is deleted, but its file " : ": the file ") +
+                                       slot->path() + " could not be removed: " + strerror(errno)));
   }
   output.answer()["key_id"] = slot->key_id;
-  output.answer()["deleted"] = true;
+  output.answer()["deleted"] = deleted;
   output.answer()["file_removed"] = remove;
-  output.Text(name + ": deleted in KeyMint" +
-              (remove ? ", file removed" : "; its file stays (--file removes it): ") +
-              (remove ? "" : slot->path()));
+  const std::string file =
+      remove ? "file removed" : "its file stays (--file removes it): " + slot->path();
+  output.Text(name + ": " +
+              (deleted ? "deleted in KeyMint" + std::string(remove ? ", " : "; ") : "") + file);
   return output.Succeed();
 }
 

@@ -10,8 +10,9 @@
 namespace orx_tool {
 namespace {
 
-// Binder's buffer is 1 MiB less two pages; what is larger never reaches KeyMint.
-constexpr size_t kMaxMessageBytes = 1024UL * 1024 - 8192;
+// Binder's buffer is 1 MiB less two pages and holds the call's other arguments too; what is larger
+// never reaches KeyMint.
+constexpr size_t kMaxMessageBytes = 1000UL * 1024;
 // More than any RSA output, so that nothing is cut off.
 constexpr size_t kOutputBytes = 2048;
 constexpr size_t kSignatureLimit = 64UL * 1024;
@@ -51,7 +52,7 @@ std::optional<Request> ReadRequest(const Args& args, std::optional<Problem>* pro
   const auto padding = ParsePadding(args.Get("padding", "pkcs1"));
   if (!padding) *problem = MakeProblem("USAGE", "--padding takes pkcs1 or none");
   if (*problem) return std::nullopt;
-  auto data = ReadWhole(args.Get("input"), kMaxMessageBytes, problem);
+  auto data = ReadWhole(args.Get("input", "-"), kMaxMessageBytes, problem);
   if (data && data->empty()) *problem = MakeProblem("INPUT-UNREADABLE", "the input is empty");
   if (*problem) return std::nullopt;
   return Request{slot, *digest, *padding, std::move(*data)};

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <orx/orx.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <functional>
@@ -16,6 +19,7 @@ namespace {
 // The store is for small secrets; this keeps a mistaken argument from filling the partition.
 constexpr size_t kMaxStoreBytes = 16UL * 1024 * 1024;
 constexpr size_t kPieceBytes = 3UL * 16384;
+constexpr uint64_t kBlockBytes = 512;  // of st_blocks
 constexpr int kForReading = 0;
 constexpr int kForWriting = 1;
 
@@ -54,8 +58,22 @@ class StoreFile {
   bool open_;
 };
 
-Problem StoreProblem(int number) {
-  return DiagnoseStorage(LibraryLogLines(), StorePath(number));
+Problem StoreProblem(int number, Access access = Access::kRead) {
+  return DiagnoseStorage(LibraryLogLines(), StorePath(number), access);
+}
+
+// CheckSpace says so when `size` bytes have no room in the place of the old file. A size that the
+// file system does not tell is no obstacle.
+std::optional<Problem> CheckSpace(const std::string& path, uint64_t size) {
+  struct statvfs space;
+  struct stat old;
+  if (statvfs(kPersistFolder, &space) != 0 || space.f_blocks == 0) return std::nullopt;
+  uint64_t room = static_cast<uint64_t>(space.f_bavail) * space.f_frsize;
+  if (stat(path.c_str(), &old) == 0) room += static_cast<uint64_t>(old.st_blocks) * kBlockBytes;
+  if (size <= room) return std::nullopt;
+  return MakeProblem("PERSIST-FULL", std::string(kPersistFolder) + " has room for " +
+                                         std::to_string(room) + " bytes, not for " +
+                                         std::to_string(size));
 }
 
 // CopyOut hands `size` bytes of the open file on.
@@ -95,14 +113,19 @@ int RunStorePut(const Args& args, Output& output) {
   const auto number = ParseFileNumber(args.operands()[0], &problem);
   if (!number) return output.Fail(*problem);
   // Read whole before the old content goes: opening for writing truncates.
-  const auto bytes = ReadWhole(args.Get("input"), kMaxStoreBytes, &problem);
+  const auto bytes = ReadWhole(args.Get("input", "-"), kMaxStoreBytes, &problem);
   if (!bytes) return output.Fail(*problem);
+  const std::string path = StorePath(*number);
+  problem = CheckSpace(path, bytes->size());
+  if (problem) return output.Fail(*problem);
+  const bool replaces = access(path.c_str(), F_OK) == 0;
   StoreFile file(*number, kForWriting);
-  if (!file.open()) return output.Fail(StoreProblem(*number));
+  if (!file.open()) return output.Fail(StoreProblem(*number, Access::kWrite));
   const bool written = ORX_STORE_Write(bytes->data(), 1, bytes->size()) == 0;
   if (!file.Close() || !written) {
-    const Problem failure = StoreProblem(*number);
+    Problem failure = StoreProblem(*number, Access::kWrite);
     ORX_STORE_Delete(*number);  // half a secret is worse than none
+    failure.cause += replaces ? "; the old content is gone too" : "; nothing was stored";
     return output.Fail(failure);
   }
   output.answer()["file"] = StorePath(*number);

@@ -122,12 +122,32 @@ Problem FromReason(const Reason& reason) {
   return {reason.exit_code, reason.code, reason.cause, "", reason.remedy, reason.owner};
 }
 
+struct ErrorAt {
+  const char* format;
+  int number;
+  const char* reason;
+};
+
+// ReasonAt is the reason of a KeyMint error within a message of that format.
+const char* ReasonAt(const char* format, const KeyMintError& error) {
+  static const auto& errors = *new std::vector<ErrorAt>{
+#define KEYMINT_ERROR_AT(format, name, code) {format, static_cast<int>(ErrorCode::name), code},
+#include "tools/orx/diagnosis/diagnostics.def"
+  };
+  for (const ErrorAt& at : errors) {
+    if (at.number == error.number && strcmp(at.format, format) == 0) return at.reason;
+  }
+  return error.reason;
+}
+
 // WithKeyMintError replaces the problem by what is known of the KeyMint error, a name or a number.
 // Errors that are the operator's to put right speak of a key in use or its data; a message that has
 // more to say than that KeyMint refused, as of the making of an attestation key, keeps its reason.
-Problem WithKeyMintError(Problem problem, const std::string& text) {
+// Number 0 is no error. `format` is the message's.
+Problem WithKeyMintError(Problem problem, const std::string& text, const char* format) {
+  if (text == "0") return problem;
   const KeyMintError* error = FindKeyMintError(text);
-  const Reason* reason = error != nullptr ? &KnownReason(error->reason) : nullptr;
+  const Reason* reason = error != nullptr ? &KnownReason(ReasonAt(format, *error)) : nullptr;
   const bool of_operator = reason != nullptr && strcmp(reason->owner, "operator") == 0;
   if (reason != nullptr && (!of_operator || problem.code == "KM-FAILED")) {
     problem = FromReason(*reason);
@@ -143,7 +163,8 @@ Problem FromMatch(const MessageMatch& match, const std::string& text) {
   Problem problem = FromReason(KnownReason(match.message->reason));
   const int index = match.message->keymint_argument;
   if (index >= 0) {
-    problem = WithKeyMintError(problem, match.arguments[static_cast<size_t>(index)]);
+    problem = WithKeyMintError(problem, match.arguments[static_cast<size_t>(index)],
+                               match.message->format);
   }
   problem.library_line = text;
   return problem;
@@ -223,7 +244,8 @@ Problem Diagnose(const std::vector<LogLine>& lines) {
 Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result) {
   Problem problem = Diagnose(lines);
   if (problem.code != "UNEXPLAINED") return problem;
-  Problem answered = WithKeyMintError(FromReason(KnownReason("KM-FAILED")), std::to_string(result));
+  Problem answered =
+      WithKeyMintError(FromReason(KnownReason("KM-FAILED")), std::to_string(result), "");
   answered.library_line = problem.library_line;
   return answered;
 }

@@ -19,6 +19,11 @@ bool IsWriteProblem(const std::string& code) {
   return code == "KEY-FILE-UNWRITABLE" || code == "STORE-IO";
 }
 
+// What an empty key blob comes to, in one call or another.
+bool IsBlobProblem(const std::string& code) {
+  return code == "KM-BLOB-REFUSED" || code == "KEY-SLOT-EMPTY" || code == "UNEXPLAINED";
+}
+
 bool NoSpaceLeft() {
   struct statvfs status;
   if (statvfs(kPersistFolder, &status) != 0) return false;
@@ -48,16 +53,26 @@ std::optional<Problem> CheckPersistFolder() {
   return std::nullopt;
 }
 
-Problem DiagnoseStorage(const std::vector<LogLine>& lines, const std::string& path) {
+bool IsEmptyFile(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+}
+
+Problem DiagnoseStorage(const std::vector<LogLine>& lines, const std::string& path,
+                        Access access_wanted) {
   Problem problem = Diagnose(lines);
-  if (!IsFileProblem(problem.code)) return problem;
   const std::string& line = problem.library_line;
+  if (IsBlobProblem(problem.code) && IsEmptyFile(path)) {
+    return WithLine(MakeProblem("KEY-FILE-EMPTY", path + " is empty: storing a key was cut short"),
+                    line);
+  }
+  if (!IsFileProblem(problem.code)) return problem;
   if (auto folder = CheckPersistFolder()) return WithLine(*folder, line);
 
   struct stat status;
   const bool exists = lstat(path.c_str(), &status) == 0;
   const std::string folder = kPersistFolder;
-  if (IsWriteProblem(problem.code)) {
+  if (access_wanted == Access::kWrite || IsWriteProblem(problem.code)) {
     if (NoSpaceLeft()) {
       return WithLine(MakeProblem("PERSIST-FULL", folder + " is full or read-only"), line);
     }

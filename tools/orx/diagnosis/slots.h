@@ -29,8 +29,16 @@ constexpr std::array<Slot, 5> kSlots = {{{17, "zol_key_cek"},
 // CheckPersistFolder says why the folder cannot be used, if so.
 std::optional<Problem> CheckPersistFolder();
 
+// IsEmptyFile says whether `path` is a file without a byte, as storing a key leaves it when the
+// process is killed or the power goes.
+bool IsEmptyFile(const std::string& path);
+
+enum class Access { kRead, kWrite };
+
 // DiagnoseStorage is Diagnose for a call that reads or writes `path` in the persist folder. The
-// library does not tell why a file could not be opened; this looks.
-Problem DiagnoseStorage(const std::vector<LogLine>& lines, const std::string& path);
+// library does not tell why a file could not be opened; this looks. What a message says itself goes
+// before `access`: storing a key may end in reading one.
+Problem DiagnoseStorage(const std::vector<LogLine>& lines, const std::string& path,
+                        Access access = Access::kRead);
 
 }  // namespace orx_tool

@@ -126,6 +126,9 @@ Finding ProbeSlot(const Slot& slot, km::IKeyMintDevice* keymint) {
   if (!S_ISREG(status.st_mode)) {
     return MakeFinding(finding.area, "KEY-FILE-UNREADABLE", slot.path() + " is no regular file");
   }
+  if (IsEmptyFile(slot.path())) {
+    return MakeFinding(finding.area, "KEY-FILE-EMPTY", slot.path() + " is empty");
+  }
   std::optional<Problem> problem;
   const auto bytes = ReadWhole(slot.path(), kBlobLimit, &problem);
   if (!bytes) return MakeFinding(finding.area, "KEY-FILE-UNREADABLE", problem->cause);

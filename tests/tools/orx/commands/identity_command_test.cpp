@@ -83,20 +83,19 @@ TEST_F(IdentityCommandTest, AModemThatClosesIsTold) {
 
 TEST_F(IdentityCommandTest, TimeoutEndsACallThatBlocksWithoutEnd) {
   faults_ = {"modem:silent"};
-  const ProgramResult result = Orx({"imei", "--timeout", "3"});
+  const ProgramResult result = Orx({"imei", "--timeout", "0.7"});
   EXPECT_EQ(result.exit_code, 5);
   EXPECT_THAT(result.err, HasSubstr("[TIMED-OUT]"));
   EXPECT_THAT(result.err, HasSubstr("No response timeout is set"));
-  EXPECT_EQ(OrxJson("failure", {"imei", "--timeout", "3"})["exit_code"].asInt(), 5);
 }
 
 TEST_F(IdentityCommandTest, ATerminalShowsTheAttempts) {
   SetDevice("modem=no");
   options_.terminal = true;
-  const ProgramResult result = Orx({"imei", "--timeout", "4"});
-  EXPECT_EQ(result.exit_code, 5);
+  options_.signal_when_shown = "modem: attempt 2 of 30";
+  const ProgramResult result = Orx({"imei"});
+  EXPECT_EQ(result.exit_code, 130);
   EXPECT_THAT(result.err, HasSubstr("modem: attempt 1 of 30"));
-  EXPECT_THAT(result.err, HasSubstr("modem: attempt 2 of 30"));
 }
 
 TEST_F(IdentityCommandTest, AKeyboardInterruptEndsWith130) {

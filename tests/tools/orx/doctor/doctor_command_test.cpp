@@ -95,6 +95,11 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
       {{"11-21 06:31:00.123  812  812 D ORX     : src/keymint/ORX_SYM.cpp:178: SYM: AES begin "
         "(decrypt) failed, code:-33, blob size:120"},
        "KM-BLOB-REFUSED"},
+      {{"orx: The key slot holds no key. [KEY-SLOT-EMPTY]"}, "KEY-SLOT-EMPTY (exit code 1)"},
+      {{"[KEY-SLOT-EMPTY]"}, "KEY-SLOT-EMPTY (exit code 1)"},
+      {{"  library: SYM: No key loaded"}, "SYM-NO-KEY"},
+      {{"FAIL attestation/tee    0.01 ATTEST-ROOT"}, "ATTEST-ROOT (exit code 1)"},
+      {{"         KM-BLOB-REFUSED: Import the key again. (operator)"}, "KM-BLOB-REFUSED"},
       {{"KM: GenerateKey"}, "no failure"}};
   for (const ExplainCase& c : cases) {
     std::vector<std::string> words = {ORX_PROGRAM, "explain"};
