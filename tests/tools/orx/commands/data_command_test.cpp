@@ -140,7 +140,7 @@ TEST_F(DataCommandTest, StoreLeavesNothingHalfWrittenOnAFullDisk) {
   options_.input = "text";
   const ProgramResult result = Direct({"store", "put", "7"});
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("[STORE-IO]"));
+  EXPECT_THAT(result.err, HasSubstr("; the old content is gone too [STORE-IO]"));
   EXPECT_FALSE(std::filesystem::is_symlink(std::string(kFolder) + "7.bin"));
 }
 
@@ -173,6 +173,50 @@ TEST_F(DataCommandTest, LostStreamsAreToldApart) {
         orx_test::RunProgram({"bash", "-c", orx + " " + c.words + " " + c.redirection});
     EXPECT_EQ(result.exit_code, c.exit_code);
     EXPECT_THAT(result.err, HasSubstr(c.line));
+  }
+}
+
+struct ShellCase {
+  const char* script;  // $ORX is the program
+  const char* out;
+  const char* err;
+};
+
+// The folder is this test's own; a script sees it as a user with another umask, without rights over
+// others' files, or with little memory or space would.
+TEST_F(DataCommandTest, FilesArePrivateAndNothingIsLostByTheWay) {
+  const std::string folder = kFolder;
+  const std::string plain_user = geteuid() == 0 ? "setpriv --bounding-set=-all " : "";
+  const ShellCase cases[] = {
+      {"umask 000; echo x | $ORX store put 1 >$D/answer; stat -c %a $F/1.bin", "660\n", ""},
+      {"umask 022; echo x | $ORX store put 2 >$D/answer; stat -c %a $F/2.bin", "600\n", ""},
+      {"umask 022; $ORX random 8 -o $D/new; stat -c %a $D/new", "600\n", ""},
+      {"echo x >$D/old; chmod 640 $D/old; $ORX random 8 -o $D/old; stat -c %a $D/old", "640\n", ""},
+      {"umask 002; $ORX --help >$D/help; stat -c %a $D/help", "664\n", ""},
+      {"chmod 555 $F; echo x | $AS_USER $ORX store put 3; chmod 755 $F", "", "[PERSIST-DENIED]"},
+      {"n=$(printf %0255d 1); $ORX random 8 -o $D/$n; $ORX random 8 -o $D/$n; ls $D | wc -L",
+       "255\n", ""},
+      {"ulimit -v 70000; $ORX --version || exec printf '1\\n';"  // with a sanitizer nothing runs
+       " $ORX kdf --secret-hex 01 -n 16000000 2>&1 | grep -c NO-MEMORY",
+       "1\n", ""},
+      {"bwrap --dev-bind / / --size 16384 --tmpfs $F bash -c 'echo old | $ORX -q store put 4;"
+       " head -c 60000 /dev/zero | $ORX store put 4; $ORX store get 4'",
+       "old\n", "has room for"},
+      {"bwrap --dev-bind / / --tmpfs /proc $ORX random 8 -o $D/named; ls -A $D | grep named",
+       "named\n", ""},
+      {"$ORX random 9999999999 -o $D/killed & until ls -l /proc/$!/fd | grep -q deleted; do :; "
+       "done;"
+       " kill -9 $!; wait $!; ls -A $D | grep -c -e killed -e '^.orx'",
+       "0\n", ""}};
+  for (const ShellCase& c : cases) {
+    SCOPED_TRACE(c.script);
+    setenv("ORX", ORX_PROGRAM, 1);
+    setenv("AS_USER", plain_user.c_str(), 1);
+    setenv("F", folder.c_str(), 1);
+    setenv("D", work("").c_str(), 1);
+    const ProgramResult result = orx_test::RunProgram({"bash", "-c", c.script});
+    EXPECT_THAT(result.out, testing::EndsWith(c.out));
+    EXPECT_THAT(result.err, *c.err == 0 ? HasSubstr("") : HasSubstr(c.err));
   }
 }
 

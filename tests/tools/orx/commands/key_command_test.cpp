@@ -115,6 +115,78 @@ TEST_F(KeyCommandTest, DecryptsWhatThePublicKeyEncrypted) {
   EXPECT_EQ(Orx({"rsa-decrypt", "51", "-i", work("cipher"), "--format", "hex"}).out, "64617461\n");
 }
 
+struct CauseCase {
+  std::vector<std::string> words;
+  size_t bytes;  // of the input
+  const char* fault;
+  const char* code;
+};
+
+TEST_F(KeyCommandTest, RefusalsNameTheirOwnCause) {
+  WritePkcs8Pem(work("key.pem"));
+  ASSERT_EQ(Orx({"key", "import", "51", "--pkcs8", work("key.pem")}).exit_code, 0);
+  Write(work("empty"), "");
+  const ProgramResult sealed =
+      orx_test::RunProgram({"openssl", "pkeyutl", "-encrypt", "-inkey", work("key.pem"), "-in",
+                            work("empty"), "-out", work("sealed")});
+  ASSERT_EQ(sealed.exit_code, 0) << sealed.err;
+  const std::string in = work("in");
+  const CauseCase cases[] = {
+      {{"rsa-decrypt", "51", "-i", in}, 256, "", "[RSA-DATA]"},
+      {{"rsa-decrypt", "51", "-i", work("sealed")}, 0, "", "[RSA-EMPTY-MESSAGE]"},
+      {{"rsa-decrypt", "51", "-i", in}, 0, "", "the input is empty"},
+      {{"sign", "51", "-i", in}, 4, "begin:-62@1", "[RSA-UPGRADE]"},
+      {{"sign", "51", "-i", in}, 1024001, "", "[INPUT-TOO-LARGE]"}};
+  for (const CauseCase& c : cases) {
+    SCOPED_TRACE(c.code);
+    Write(in, std::string(c.bytes, '\1'));
+    faults_.clear();
+    if (*c.fault != 0) faults_ = {c.fault};
+    const ProgramResult result = Orx(c.words);
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr(c.code));
+    EXPECT_THAT(result.err, HasSubstr("  try: "));
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("try: Import")));
+  }
+  faults_.clear();
+  Write(in, std::string(1024000, 'x'));
+  EXPECT_EQ(Orx({"sign", "51", "-i", in, "-o", work("signature")}).exit_code, 0);
+}
+
+TEST_F(KeyCommandTest, ADamagedSlotHasOneNameAndCanBeCleared) {
+  const std::string blob = "/mnt/vendor/persist/security/zol_key_user0";
+  const auto damage = [&](const std::string& how) {
+    ASSERT_EQ(Orx({"key", "import", "50", "--hex", kKeyHex}).exit_code, 0);
+    Simulator({"run", "-q", "--device", work("device"), "--", "bash", "-c", how + blob});
+  };
+  damage(": >");
+  options_.input = "data";
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"encrypt", "50"},
+                                                {"sign", "50"},
+                                                {"key", "delete", "50"},
+                                                {"key", "delete", "--rsa", "50"}}) {
+    const ProgramResult result = Orx(words);
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr("[KEY-FILE-EMPTY]")) << words[0];
+  }
+  EXPECT_THAT(Orx({"key", "list"}).out, HasSubstr("empty file, no key [KEY-FILE-EMPTY]"));
+  EXPECT_THAT(Orx({"doctor", "--timeout", "60"}).out, HasSubstr("KEY-FILE-EMPTY: Import"));
+
+  for (const char* how : {": >", "echo x >>"}) {
+    damage(how);
+    const Json::Value answer = OrxJson("answer", {"key", "delete", "50", "--file"});
+    EXPECT_FALSE(answer["deleted"].asBool());
+    EXPECT_TRUE(answer["file_removed"].asBool());
+    EXPECT_FALSE(OrxJson("answer", {"key", "list"})["slots"][2]["used"].asBool());
+  }
+  // Without an answer of KeyMint nothing says that the key is none.
+  damage("echo x >>");
+  faults_ = {"service:default:absent"};
+  EXPECT_EQ(Orx({"key", "delete", "50", "--file"}).exit_code, 4);
+  faults_.clear();
+  EXPECT_TRUE(OrxJson("answer", {"key", "list"})["slots"][2]["used"].asBool());
+}
+
 TEST_F(KeyCommandTest, AnUpgradedKeySignsAndItsFileIsRewritten) {
   WritePkcs8Pem(work("key.pem"));
   ASSERT_EQ(Orx({"key", "import", "51", "--pkcs8", work("key.pem")}).exit_code, 0);
@@ -248,6 +320,9 @@ TEST_F(KeyCommandTest, AMissingFolderIsAnEnvironmentFailure) {
     const ProgramResult result = orx_test::RunProgram(argv);
     EXPECT_EQ(result.exit_code, 4) << words[0];
     EXPECT_THAT(result.err, HasSubstr("[PERSIST-MISSING]"));
+    EXPECT_THAT(result.err, HasSubstr("no Android device. Run the command inside a simulated one: "
+                                      "orx-sim run -- orx " +
+                                      words[0]));
   }
 }
 
