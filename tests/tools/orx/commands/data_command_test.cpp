@@ -196,7 +196,7 @@ TEST_F(DataCommandTest, FilesArePrivateAndNothingIsLostByTheWay) {
       {"chmod 555 $F; echo x | $AS_USER $ORX store put 3; chmod 755 $F", "", "[PERSIST-DENIED]"},
       {"n=$(printf %0255d 1); $ORX random 8 -o $D/$n; $ORX random 8 -o $D/$n; ls $D | wc -L",
        "255\n", ""},
-      {"ulimit -v 70000; $ORX --version || exec printf '1\\n';"  // with a sanitizer nothing runs
+      {"ulimit -v 70000; $ORX --version || exec echo 1;"  // with a sanitizer nothing runs
        " $ORX kdf --secret-hex 01 -n 16000000 2>&1 | grep -c NO-MEMORY",
        "1\n", ""},
       {"bwrap --dev-bind / / --size 16384 --tmpfs $F bash -c 'echo old | $ORX -q store put 4;"
