@@ -5,16 +5,11 @@
 #include <android-base/macros.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <linux/audit.h>
-#include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <poll.h>
-#include <stddef.h>
 #include <string.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -23,62 +18,19 @@
 #include <filesystem>
 #include <utility>
 
+#include "sim/tool/file_calls.h"
+
 namespace orx_sim {
 namespace {
 
 namespace fs = std::filesystem;
 using android::base::unique_fd;
 
-#if defined(__x86_64__)
-constexpr uint32_t kArchitecture = AUDIT_ARCH_X86_64;
-#elif defined(__aarch64__)
-constexpr uint32_t kArchitecture = AUDIT_ARCH_AARCH64;
-#else
-#error "no architecture whose system calls are known"
-#endif
-
-constexpr int kNone = -1;
-
-// SystemCall is a system call, the one of FileCalls() that it is, and which of its arguments are
-// the path, the descriptor (with a path, that of the folder where it starts) and open(2)'s flags.
-struct SystemCall {
-  int number;
-  const char* call;
-  int path = kNone;
-  int descriptor = kNone;
-  int flags = kNone;
-};
-constexpr SystemCall kSystemCalls[] = {
-    {SYS_openat, "open", 1, 0, 2},      {SYS_read, "read", kNone, 0},
-    {SYS_pread64, "read", kNone, 0},    {SYS_readv, "read", kNone, 0},
-    {SYS_write, "write", kNone, 0},     {SYS_pwrite64, "write", kNone, 0},
-    {SYS_writev, "write", kNone, 0},    {SYS_fsync, "fsync", kNone, 0},
-    {SYS_fdatasync, "fsync", kNone, 0}, {SYS_unlinkat, "unlink", 1, 0},
-#if defined(__x86_64__)
-    {SYS_open, "open", 0, kNone, 1},    {SYS_creat, "open", 0},
-    {SYS_unlink, "unlink", 0},
-#endif
-};
-
 const SystemCall* Find(int number) {
   const auto* const found =
       std::find_if(std::begin(kSystemCalls), std::end(kSystemCalls),
                    [number](const SystemCall& row) { return row.number == number; });
   return found == std::end(kSystemCalls) ? nullptr : found;
-}
-
-std::vector<sock_filter> Filter() {
-  std::vector<sock_filter> filter = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, arch)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kArchitecture, 1, 0),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
-  for (const SystemCall& row : kSystemCalls) {
-    filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<uint32_t>(row.number), 0, 1));
-    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF));
-  }
-  filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
-  return filter;
 }
 
 // Reads a path out of a process. A page that is not there may follow its end.
@@ -108,17 +60,18 @@ std::string Link(pid_t pid, const std::string& name) {
 // The path of the file that a call is about, as its process sees it.
 std::string FileOf(const seccomp_notif& question, const SystemCall& row) {
   const auto pid = static_cast<pid_t>(question.pid);
-  const int descriptor =
-      row.descriptor == kNone ? AT_FDCWD : static_cast<int>(question.data.args[row.descriptor]);
+  const int descriptor = row.descriptor == kNoArgument
+                             ? AT_FDCWD
+                             : static_cast<int>(question.data.args[row.descriptor]);
   const std::string start = descriptor == AT_FDCWD ? "cwd" : "fd/" + std::to_string(descriptor);
-  if (row.path == kNone) return Link(pid, start);
+  if (row.path == kNoArgument) return Link(pid, start);
   const fs::path path = PathAt(pid, question.data.args[row.path]);
   return path.is_absolute() ? path.lexically_normal()
                             : (fs::path(Link(pid, start)) / path).lexically_normal();
 }
 
 bool Changes(const seccomp_notif& question, const SystemCall& row) {
-  if (row.flags == kNone) return row.call != std::string("read");
+  if (row.flags == kNoArgument) return row.call != std::string("read");
   const auto flags = static_cast<int>(question.data.args[row.flags]);
   return (flags & O_ACCMODE) != O_RDONLY || (flags & (O_CREAT | O_TRUNC)) != 0;
 }
@@ -129,14 +82,6 @@ bool IsBelow(const std::string& file, const std::string& folder) {
 }
 
 }  // namespace
-
-unique_fd FilterFileCalls() {
-  std::vector<sock_filter> filter = Filter();
-  const sock_fprog program = {static_cast<unsigned short>(filter.size()), filter.data()};
-  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return unique_fd();
-  return unique_fd(static_cast<int>(
-      syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &program)));
-}
 
 FileFaults::FileFaults(unique_fd questions, FaultTable* faults, std::vector<std::string> folders)
     : questions_(std::move(questions)),

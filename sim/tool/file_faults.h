@@ -11,14 +11,8 @@
 
 namespace orx_sim {
 
-// FilterFileCalls has the kernel ask, before it does any of FileCalls() in this process and those
-// that it starts, whoever holds the descriptor that is returned (seccomp_unotify(2)): so faults
-// show in every program, statically linked ones included. Invalid with the reason in errno when it
-// cannot.
-android::base::unique_fd FilterFileCalls();
-
-// FileFaults answers the kernel's questions on a thread of its own, as a table of faults says for
-// the files below `folders`.
+// FileFaults answers the kernel's questions that FilterFileCalls() leads to, on a thread of its
+// own: as a table of faults says for the files below `folders`.
 class FileFaults {
  public:
   FileFaults(android::base::unique_fd questions, FaultTable* faults,

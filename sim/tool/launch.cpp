@@ -4,7 +4,6 @@
 #include <android-base/cmsg.h>
 #include <android-base/file.h>
 #include <android-base/macros.h>
-#include <android-base/parseint.h>
 #include <android-base/strings.h>
 #include <android-base/unique_fd.h>
 #include <errno.h>
@@ -33,10 +32,6 @@ namespace {
 namespace fs = std::filesystem;
 using android::base::unique_fd;
 
-// The signals that end a program. The command decides what they do; orx-sim and the sandbox live on
-// until it has ended, so that nothing is left behind.
-constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-
 sigset_t Signals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -44,11 +39,6 @@ sigset_t Signals() {
   for (const int number : kEndingSignals) sigaddset(&signals, number);
   return signals;
 }
-
-// What BecomeCommand is told beside the numbers.
-constexpr char kFilter[] = "filter";  // the file calls
-constexpr char kWait[] = "wait";      // for the command, to tell which signal ended it
-constexpr char kNothing[] = "-";
 
 sigset_t mask_before;  // of this process, which the command gets back
 
@@ -60,16 +50,16 @@ int Fail(const std::string& reason) {
 // The signals that were ignored when orx-sim was started, as nohup(1) does, stay so for the
 // command.
 std::string IgnoredSignals() {
-  std::string ignored;
+  unsigned long ignored = 0;
   for (const int number : kEndingSignals) {
     struct sigaction action {};
     sigaction(number, nullptr, &action);
-    if (action.sa_handler == SIG_IGN) ignored += std::to_string(number) + ",";
+    if (action.sa_handler == SIG_IGN) ignored |= 1UL << number;
   }
-  return ignored;
+  return std::to_string(ignored);
 }
 
-// What this process and BecomeCommand share. Standard error is the command's alone: what the
+// What this process and orx-sim-enter share. Standard error is the command's alone: what the
 // sandbox itself says is kept, to be the reason when it fails.
 struct Wires {
   unique_fd control;        // this process's end
@@ -92,12 +82,13 @@ std::vector<std::string> Arguments(const Sandbox& sandbox, const Launch& launch,
                                    const Wires& wires) {
   std::vector<std::string> arguments = sandbox.arguments(launch.placements);
   std::error_code error;
-  const std::string self = fs::read_symlink("/proc/self/exe", error);
-  for (const std::string& argument :
-       std::vector<std::string>{self, kBecomeCommand, std::to_string(wires.command_end.get()),
-                                std::to_string(wires.command_error.get()), IgnoredSignals(),
-                                launch.faults->HasFileFaults() ? kFilter : kNothing,
-                                sandbox.hides_signals ? kWait : kNothing}) {
+  const fs::path self = fs::read_symlink("/proc/self/exe", error);
+  std::string flags = "-";
+  if (launch.faults->HasFileFaults()) flags += kEnterFilter;
+  if (sandbox.hides_signals) flags += kEnterWait;
+  for (const std::string& argument : std::vector<std::string>{
+           self.parent_path() / "orx-sim-enter", std::to_string(wires.command_end.get()),
+           std::to_string(wires.command_error.get()), IgnoredSignals(), flags}) {
     arguments.push_back(argument);
   }
   arguments.insert(arguments.end(), launch.command.begin(), launch.command.end());
@@ -123,10 +114,6 @@ pid_t StartSandbox(const Sandbox& sandbox, const Launch& launch, const Wires& wi
   execvp(argv[0], argv.data());
   fprintf(stderr, "%s: %s\n", argv[0], strerror(errno));
   _exit(kExitRunFailed);
-}
-
-int ExitCode(int status) {
-  return WIFSIGNALED(status) ? kExitSignal + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 // Waits for the sandbox and passes signals on meanwhile. Those that the terminal sends reach the
@@ -181,34 +168,6 @@ std::optional<int> Try(const Sandbox& sandbox, const Launch& launch,
   return std::nullopt;
 }
 
-// execvp() answers EACCES too when it may not look into a folder of PATH.
-int WhyNotExecuted(const std::string& command, int reason) {
-  if (reason != EACCES || command.find('/') != std::string::npos) return reason;
-  const char* const path = getenv("PATH");
-  for (const std::string& folder : android::base::Split(path == nullptr ? "" : path, ":")) {
-    if (access((folder + "/" + command).c_str(), F_OK) == 0) return reason;
-  }
-  return ENOENT;
-}
-
-// Tells RunInSandbox that the command is reached, and waits for its consent.
-bool Report(int control, bool filter) {
-  const pid_t pid = getpid();
-  ssize_t sent = -1;
-  if (filter) {
-    const unique_fd listener = FilterFileCalls();
-    if (!listener.ok()) {
-      fprintf(stderr, "%s\n", Reason("faults of file calls need seccomp_unotify(2)").c_str());
-      return false;
-    }
-    sent = android::base::SendFileDescriptors(control, &pid, sizeof(pid), listener.get());
-  } else {
-    sent = send(control, &pid, sizeof(pid), MSG_NOSIGNAL);
-  }
-  char byte;
-  return sent == sizeof(pid) && TEMP_FAILURE_RETRY(recv(control, &byte, sizeof(byte), 0)) == 0;
-}
-
 }  // namespace
 
 void HoldSignals() {
@@ -232,37 +191,6 @@ int RunInSandbox(const Launch& launch) {
   return Fail(
       reasons +
       "; install bubblewrap where user namespaces are allowed, or proot where ptrace(2) is");
-}
-
-int BecomeCommand(int argc, char** argv) {
-  int control = -1;
-  int command_error = -1;
-  if (argc < 6 || !android::base::ParseInt(argv[0], &control, 0) ||
-      !android::base::ParseInt(argv[1], &command_error)) {
-    return kExitRunFailed;
-  }
-  const pid_t child = argv[4] == std::string(kWait) ? fork() : 0;
-  if (child < 0) return kExitRunFailed;
-  if (child > 0) {
-    close(control);
-    int status = 0;
-    TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
-    return ExitCode(status);
-  }
-  const std::vector<std::string> ignored = android::base::Split(argv[2], ",");
-  for (const int number : kEndingSignals) {
-    const bool stays = std::count(ignored.begin(), ignored.end(), std::to_string(number)) != 0;
-    signal(number, stays ? SIG_IGN : SIG_DFL);
-  }
-  if (!Report(control, argv[3] == std::string(kFilter))) return kExitRunFailed;
-  close(control);
-  close(STDERR_FILENO);
-  if (command_error >= 0) dup2(command_error, STDERR_FILENO);
-  close(command_error);
-  execvp(argv[5], argv + 5);
-  const int reason = WhyNotExecuted(argv[5], errno);
-  fprintf(stderr, "orx-sim: %s: %s\n", argv[5], strerror(reason));
-  return reason == ENOENT ? kExitNotFound : kExitNotExecutable;
 }
 
 }  // namespace orx_sim

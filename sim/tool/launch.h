@@ -6,17 +6,10 @@
 #include <vector>
 
 #include "sim/channel/faults.h"
+#include "sim/tool/enter.h"
 #include "sim/tool/sandbox.h"
 
 namespace orx_sim {
-
-// The exit codes of orx-sim run when the command did not run or did not exit by itself: as env(1),
-// timeout(1) and the shell have them, so that none is taken for the command's own. A command that a
-// signal ended gives 128 and the signal's number.
-inline constexpr int kExitRunFailed = 125;
-inline constexpr int kExitNotExecutable = 126;
-inline constexpr int kExitNotFound = 127;
-inline constexpr int kExitSignal = 128;
 
 struct Launch {
   std::vector<std::string> command;
@@ -36,11 +29,5 @@ void HoldSignals();
 // a program is the command's to decide on: this process passes it on and lives until the command
 // has ended.
 int RunInSandbox(const Launch& launch);
-
-// The name under which orx-sim calls itself inside the sandbox, and what it does there: it reports
-// to RunInSandbox, restores standard error and the signal handling, and becomes the command.
-// Returns an exit code when it cannot.
-inline constexpr char kBecomeCommand[] = "become-command";
-int BecomeCommand(int argc, char** argv);
 
 }  // namespace orx_sim

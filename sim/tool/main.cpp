@@ -247,7 +247,6 @@ int Main(int argc, char** argv) {
     return kExitUsage;
   }
   const std::string name = argv[1];
-  if (name == kBecomeCommand) return BecomeCommand(argc - 2, argv + 2);
   if (name == "--help" || name == "-h" || name == "help") {
     fputs(kUsage, stdout);
     return kExitDone;
