@@ -15,7 +15,7 @@ as_root() {
   fi
 }
 
-# Installs what packages.txt lists and the machine has not.
+# install_packages [PACKAGE...]: installs what packages.txt lists and what is named, where missing.
 install_packages() {
   local missing='' package
   command -v dpkg-query >/dev/null || die "needs Debian 12: dpkg-query is not here"
@@ -23,7 +23,7 @@ install_packages() {
     [[ -z $package || $package == \#* ]] && continue
     dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed ||
       missing+="$package "
-  done <packages.txt
+  done < <(cat packages.txt; printf '%s\n' "$@")
   [[ -z $missing ]] && return
   step "Installing ${missing% }"
   as_root apt-get update -q

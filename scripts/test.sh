@@ -60,5 +60,6 @@ test_all() {
 case ${1:-} in
   '') test_all ;;
   --changed) test_changed ;;
-  *) die "usage: ./dev test [--changed]" ;;
+  --arch) exec scripts/test_arch.sh "${2:-}" ;;
+  *) die "usage: ./dev test [--changed | --arch arm64 | --arch armhf]" ;;
 esac
