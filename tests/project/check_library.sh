@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Checks the finished liborx.so: that it exports what the headers declare and nothing else, that it
-# is hardened, and that its log lines carry paths from the project root.
+# carries the version of orx.h, and that its log lines carry paths from the project root.
 # usage: check_library.sh LIBRARY SOURCE_FOLDER
 set -euo pipefail
 library=$1 source=$2
@@ -40,11 +40,6 @@ dynamic=$(readelf -Wd "$library")
 grep -q "soname: \[liborx.so.$(version MAJOR)\]" <<<"$dynamic" || fail "not named by its major version"
 [[ $(readlink -f "$library") == *.so.$(version MAJOR).$(version MINOR).$(version PATCH) ]] ||
   fail "the file does not carry the version of orx.h"
-grep -q 'BIND_NOW' <<<"$dynamic" || fail "not linked with -z now"
-grep -q 'TEXTREL' <<<"$dynamic" && fail "has text relocations"
-segments=$(readelf -Wl "$library")
-grep -q 'GNU_RELRO' <<<"$segments" || fail "no RELRO segment"
-grep 'GNU_STACK' <<<"$segments" | grep -q 'RWE' && fail "executable stack"
 
 paths=$(strings -a "$library" | grep -E '\.(cpp|h)$' || true)
 grep -qx 'src/keymint/ORX_SYM.cpp' <<<"$paths" || fail "no source path from the project root"
