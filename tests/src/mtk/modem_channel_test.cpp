@@ -9,6 +9,8 @@
 #include <orx/device.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -181,6 +183,19 @@ TEST_F(ModemChannel, ASocketOnDescriptorZeroIsClosedAndCountsAsFailed) {
   EXPECT_EQ(dup(STDERR_FILENO), STDIN_FILENO) << "the last one is closed too";
 }
 
+TEST_F(ModemChannel, ADescriptorThatNoSetHoldsFailsTheWaits) {
+  const rlimit limit = {FD_SETSIZE + 30, FD_SETSIZE + 30};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  ScriptedModem modem(ScriptedModem::Answers(kImei));
+  while (dup(STDERR_FILENO) < FD_SETSIZE - 2) {
+  }
+  // The last descriptor of a set, for the socket: the modem's own is behind.
+  EXPECT_EQ(Ask(), 0);
+  ASSERT_EQ(dup(STDERR_FILENO), FD_SETSIZE - 1);
+  EXPECT_EQ(Ask(), -1);
+  EXPECT_THAT(Log(), HasSubstr("Select failed, select_status = -1\n"));
+}
+
 TEST_F(ModemChannel, WhileConnectingTheOnlyFlagIsNonBlockingThenTheOldOnesAreBack) {
   ScriptedModem modem(ScriptedModem::Answers(kImei));
   std::vector<int> flags;
@@ -219,6 +234,16 @@ TEST(ReadSocket, GivesUpAtTheTenthEmptyReceiveAndAtEagain) {
   };
   expect(9, 0, "AT data receive is 12345678, data length is 8");
   expect(10, -1, "Read Failed, over number of retries.");
+  // No room is as an empty receive, and a negative length no limit.
+  for (const auto& [length, result] : {std::pair(0, -1), std::pair(-1, 0)}) {
+    ASSERT_EQ(send(ends[1], "123456789", 9, 0), 9);
+    for (int i = 0; i < 9; ++i) ASSERT_EQ(send(ends[1], "", 0, 0), 0);
+    char buffer[16] = {};
+    EXPECT_EQ(ORX_read_socket(ends[0], length, buffer), result);
+    EXPECT_STREQ(buffer, length == 0 ? "" : "123456789");
+    while (recv(ends[0], buffer, sizeof(buffer), 0) >= 0) {
+    }
+  }
   expect(9, -2, "fail to receive data from target socket. errno = 11");
   // With data unread: the first receive is ECONNRESET and does not count, the next ones are empty.
   send(ends[0], "unread", 6, 0);
