@@ -7,6 +7,7 @@
 
 #include "tools/orx/cli/process.h"
 #include "tools/orx/cli/signals.h"
+#include "tools/orx/cli/suggestion.h"
 #include "tools/orx/cli/supervisor.h"
 #include "tools/orx/commands/commands.h"
 #include "tools/orx/diagnosis/library_log.h"
@@ -39,6 +40,20 @@ bool IsGroup(const std::string& word) {
   return std::any_of(Commands().begin(), Commands().end(), [&](const Command& command) {
     return strncmp(command.name, (word + " ").c_str(), word.size() + 1) == 0;
   });
+}
+
+// DidYouMean names the command that `words` are close to, of one word or of two.
+std::string DidYouMean(const Words& words) {
+  Words singles;
+  Words pairs;
+  for (const Command& command : Commands()) {
+    const std::string name = command.name;
+    singles.push_back(name.substr(0, name.find(' ')));
+    if (singles.back() != name) pairs.push_back(name);
+  }
+  std::string meant = words.size() > 1 ? Suggestion(words[0] + " " + words[1], pairs) : "";
+  if (meant.empty() && !IsGroup(words[0])) meant = Suggestion(words[0], singles);
+  return meant.empty() ? "" : "; did you mean '" + meant + "'?";
 }
 
 // UsageError reports before the options are understood, so it looks for --json itself.
@@ -144,11 +159,14 @@ int Main(const Words& words) {
     return UsageError(words, "", "a command is needed");
   }
   if (const Command* command = TakeCommand(&rest)) return RunCommand(*command, rest, args);
-  if (!IsGroup(rest[0])) return UsageError(words, "", "unknown command '" + rest[0] + "'");
+  if (!IsGroup(rest[0])) {
+    return UsageError(words, "", "unknown command '" + rest[0] + "'" + DidYouMean(rest));
+  }
   const bool wants_help =
       args.Has("help") || (rest.size() > 1 && (rest[1] == "--help" || rest[1] == "-h"));
   if (wants_help) return ShowHelp(GroupHelp(rest[0]));
-  return UsageError(words, rest[0], "'" + rest[0] + "' needs one of its commands");
+  return UsageError(words, rest[0],
+                    "'" + rest[0] + "' needs one of its commands" + DidYouMean(rest));
 }
 
 }  // namespace

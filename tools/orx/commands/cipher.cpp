@@ -17,8 +17,8 @@ namespace orx_tool {
 namespace {
 
 // One call carries its whole message through binder, whose buffer is 1 MiB for all that a process
-// has under way. Pieces beyond this size gain nothing and leave the processor's cache. A multiple of
-// the block size.
+// has under way. Pieces beyond this size gain nothing and leave the processor's cache. A multiple
+// of the block size.
 constexpr size_t kPieceBytes = 128UL * 1024;
 constexpr int kModeCbc = 0;
 

@@ -24,6 +24,12 @@ constexpr size_t kAesKeyBytes = 16;
 constexpr size_t kKeyFileLimit = 4096;
 
 std::optional<SecretBytes> ReadAesKey(const Args& args, std::optional<Problem>* problem) {
+  if (args.Has("random")) {
+    SecretBytes random(kAesKeyBytes);
+    if (ORX_RNG_GetBytes(random.data(), random.size()) == 0) return random;
+    *problem = MakeProblem("CRYPTO-LIBRARY", "no random bytes for the key");
+    return std::nullopt;
+  }
   if (!args.Has("hex")) return ReadWhole(args.Get("aes"), kKeyFileLimit, problem);
   auto key = ParseHex(args.Get("hex"));
   if (!key) *problem = MakeProblem("USAGE", "the value of --hex is not hexadecimal");
@@ -124,11 +130,14 @@ int RunKeyImport(const Args& args, Output& output) {
   std::optional<Problem> problem;
   const Slot* slot = ParseSlot(args.operands()[0], &problem);
   if (slot == nullptr) return output.Fail(*problem);
-  const int sources =
-      args.Has("aes") + args.Has("hex") + args.Has("pkcs8") + args.Has("rsa-components");
+  const int sources = args.Has("aes") + args.Has("hex") + args.Has("random") + args.Has("pkcs8") +
+                      args.Has("rsa-components");
   if (sources != 1) {
     return output.Fail(
-        MakeProblem("USAGE", "give one of --aes, --hex, --pkcs8 and --rsa-components"));
+        MakeProblem("USAGE", "give one of --aes, --hex, --random, --pkcs8 and --rsa-components"));
+  }
+  if (!args.Has("force") && access(slot->path().c_str(), F_OK) == 0 && !IsEmptyFile(slot->path())) {
+    return output.Fail(MakeProblem("KEY-SLOT-USED", slot->path() + " holds a key blob"));
   }
   if (args.Has("pkcs8")) return ImportPkcs8(*slot, args, output);
   if (args.Has("rsa-components")) return ImportComponents(*slot, args, output);
@@ -188,11 +197,15 @@ std::vector<Command> KeyCommands() {
        1,
        1,
        "import a key into the secure hardware",
-       "The ids are 14, 17, 50, 51 and 52. A key in the slot is replaced. Keys on the command "
+       "The ids are 14, 17, 50, 51 and 52. With --random nobody ever sees the key. Keys on the "
+       "command "
        "line\n"
        "are seen by other users of the machine; files are not.\n",
        {{"aes", 0, "FILE", "AES-128 key: a file of 16 raw bytes"},
         {"hex", 0, "HEX", "AES-128 key: 32 hex digits"},
+        {"random", 0, nullptr, "AES-128 key: made here from random bytes"},
+        {"force", 0, nullptr,
+         "replace the key blob in the slot; what was encrypted under it is lost"},
         {"pkcs8", 0, "FILE", "RSA private key: PKCS#8 or PKCS#1, DER or PEM"},
         {"rsa-components", 0, "FILE", "RSA private key: its eight numbers as text"}},
        RunKeyImport},

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <dirent.h>
 #include <orx/orx.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -7,6 +9,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "tools/orx/cli/file_text.h"
 #include "tools/orx/cli/result_bytes.h"
 #include "tools/orx/commands/command_tables.h"
 #include "tools/orx/commands/common_options.h"
@@ -155,6 +158,53 @@ int RunStoreSize(const Args& args, Output& output) {
   });
 }
 
+// StoreNumber reads the number from a store file's name.
+std::optional<int> StoreNumber(const std::string& name) {
+  constexpr const char kEnd[] = ".bin";
+  const size_t end = name.rfind(kEnd);
+  if (end == std::string::npos || end + strlen(kEnd) != name.size()) return std::nullopt;
+  const auto number = ParseNumber(name.substr(0, end), INT32_MIN, INT32_MAX);
+  // The library writes neither leading zeros nor "-0".
+  if (!number || std::to_string(*number) + kEnd != name) return std::nullopt;
+  return static_cast<int>(*number);
+}
+
+// StoreNumbers lists the store files, smallest number first.
+std::vector<int> StoreNumbers() {
+  std::vector<int> numbers;
+  DIR* folder = opendir(kPersistFolder);
+  if (folder == nullptr) return numbers;
+  while (const dirent* entry = readdir(folder)) {
+    if (const auto number = StoreNumber(entry->d_name)) numbers.push_back(*number);
+  }
+  closedir(folder);
+  std::sort(numbers.begin(), numbers.end());
+  return numbers;
+}
+
+int RunStoreList(const Args& /*args*/, Output& output) {
+  if (const auto problem = CheckPersistFolder()) return output.Fail(*problem);
+  std::vector<std::vector<std::string>> rows = {{"NUMBER", "SIZE", "OWNER", "MODE"}};
+  Json::Value files(Json::arrayValue);
+  for (const int number : StoreNumbers()) {
+    struct stat status;
+    if (stat(StorePath(number).c_str(), &status) != 0) continue;  // removed meanwhile
+    const auto size = static_cast<Json::UInt64>(status.st_size);
+    rows.push_back(
+        {std::to_string(number), std::to_string(size), OwnerText(status), ModeText(status)});
+    Json::Value file(Json::objectValue);
+    file["number"] = number;
+    file["size"] = size;
+    file["owner"] = OwnerText(status);
+    file["mode"] = ModeText(status);
+    files.append(file);
+  }
+  PrintTable(output, rows);
+  output.answer()["folder"] = kPersistFolder;
+  output.answer()["files"] = files;
+  return output.Succeed();
+}
+
 int RunStoreRemove(const Args& args, Output& output) {
   std::optional<Problem> problem;
   const auto number = ParseFileNumber(args.operands()[0], &problem);
@@ -194,6 +244,7 @@ std::vector<Command> StoreCommands() {
        "",
        {},
        RunStoreSize},
+      {"store list", "", 0, 0, "show the files of the secure store", "", {}, RunStoreList},
       {"store rm", "NUMBER", 1, 1, "remove a file of the secure store", "", {}, RunStoreRemove},
   };
 }

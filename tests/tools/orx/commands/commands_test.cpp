@@ -59,6 +59,7 @@ class EveryCommandTest : public ToolTest {
             {"store", "put", "1", "-i", data},
             {"store", "get", "1"},
             {"store", "size", "1"},
+            {"store", "list"},
             {"store", "rm", "1"},
             {"ids"},
             {"imei"},

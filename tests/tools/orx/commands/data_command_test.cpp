@@ -109,6 +109,9 @@ TEST_F(DataCommandTest, StoreKeepsBytesAndGivesThemBackInEveryForm) {
   EXPECT_EQ(Direct({"store", "get", "7"}).out, std::string("a\0b", 3));
   EXPECT_EQ(Direct({"store", "get", "7", "--format", "hex"}).out, "610062\n");
   EXPECT_EQ(Direct({"store", "get", "7", "--format", "base64"}).out, "YQBi\n");
+  Write(std::string(kFolder) + "07.bin", "no file of the library's");
+  EXPECT_THAT(Direct({"store", "list"}).out,
+              testing::MatchesRegex("NUMBER  SIZE  OWNER *MODE\n7       3     .* 06[06]0\n"));
   EXPECT_EQ(Direct({"store", "rm", "7"}).exit_code, 0);
   EXPECT_FALSE(Exists(std::string(kFolder) + "7.bin"));
   for (const char* command : {"get", "size", "rm"}) {
@@ -220,6 +223,15 @@ TEST_F(DataCommandTest, FilesArePrivateAndNothingIsLostByTheWay) {
   }
 }
 
+TEST_F(DataCommandTest, QuietLeavesOutNotes) {
+  const std::vector<std::string> words = {"kdf",  "--secret-hex", "01",       "-n",
+                                          "6000", "-o",           "/dev/null"};
+  EXPECT_THAT(Direct(words).err, HasSubstr("note: the counter has 8 bits"));
+  std::vector<std::string> quiet = words;
+  quiet.push_back("-q");
+  EXPECT_EQ(Direct(quiet).err, "");
+}
+
 TEST_F(DataCommandTest, JsonIsJsonWhateverTheBytes) {
   const std::string name = work("\xff\"\n");
   Write(name, "abc");
@@ -235,7 +247,11 @@ struct UsageCase {
 
 TEST_F(DataCommandTest, UsageErrorsGetOneLine) {
   const UsageCase cases[] = {{{}, "a command is needed"},
-                             {{"frobnicate"}, "unknown command 'frobnicate'"},
+                             {{"frobnicate"}, "unknown command 'frobnicate'; see"},
+                             {{"encypt", "50"}, "did you mean 'encrypt'?"},
+                             {{"sotre", "put", "1"}, "did you mean 'store put'?"},
+                             {{"chekc"}, "did you mean 'check'?"},
+                             {{"key", "improt", "50"}, "did you mean 'key import'?"},
                              {{"key"}, "'key' needs one of its commands"},
                              {{"key", "frobnicate"}, "'key' needs one of its commands"},
                              {{"store", "size"}, "it needs NUMBER"},

@@ -92,7 +92,7 @@ TEST_F(KeyCommandTest, TakesRsaKeysInEveryForm) {
             [&](BIO* bio) { return i2d_RSAPrivateKey_bio(bio, const_cast<RSA*>(rsa())); });
   for (const char* name : {"pkcs8.pem", "pkcs8.der", "pkcs1.pem", "pkcs1.der"}) {
     SCOPED_TRACE(name);
-    const ProgramResult result = Orx({"key", "import", "51", "--pkcs8", work(name)});
+    const ProgramResult result = Orx({"key", "import", "51", "--force", "--pkcs8", work(name)});
     EXPECT_EQ(result.exit_code, 0) << result.err;
     EXPECT_THAT(result.out, HasSubstr("RSA-2048"));
     ExpectSigns("51");
@@ -156,7 +156,7 @@ TEST_F(KeyCommandTest, RefusalsNameTheirOwnCause) {
 TEST_F(KeyCommandTest, ADamagedSlotHasOneNameAndCanBeCleared) {
   const std::string blob = "/mnt/vendor/persist/security/zol_key_user0";
   const auto damage = [&](const std::string& how) {
-    ASSERT_EQ(Orx({"key", "import", "50", "--hex", kKeyHex}).exit_code, 0);
+    ASSERT_EQ(Orx({"key", "import", "50", "--force", "--random"}).exit_code, 0);
     Simulator({"run", "-q", "--device", work("device"), "--", "bash", "-c", how + blob});
   };
   damage(": >");
@@ -286,7 +286,10 @@ TEST_F(KeyCommandTest, ListAndDeleteShowWhatStays) {
   const ProgramResult encrypted = Orx({"encrypt", "17", "-i", "/dev/null"});
   EXPECT_THAT(encrypted.err, HasSubstr("[KM-BLOB-REFUSED]"));
 
-  ASSERT_EQ(Orx({"key", "import", "17", "--hex", kKeyHex}).exit_code, 0);
+  const ProgramResult used = Orx({"key", "import", "17", "--hex", kKeyHex});
+  EXPECT_EQ(used.exit_code, 1);
+  EXPECT_THAT(used.err, HasSubstr("[KEY-SLOT-USED]"));
+  ASSERT_EQ(Orx({"key", "import", "17", "--hex", kKeyHex, "--force"}).exit_code, 0);
   EXPECT_EQ(Orx({"key", "delete", "17", "--file"}).exit_code, 0);
   EXPECT_FALSE(OrxJson("answer", {"key", "list"})["slots"][0]["used"].asBool());
   const ProgramResult again = Orx({"key", "delete", "17"});
