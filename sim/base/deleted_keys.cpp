@@ -23,6 +23,7 @@ using android::base::unique_fd;
 
 constexpr off_t kCountBytes = sizeof(DeletedKeys::kEmpty) - 1;
 constexpr char kAll[] = "*";
+constexpr char kCut[] = ": cut; keys that were deleted would come back";
 
 std::string Hex(const KeyId& id) {
   std::string text;
@@ -38,9 +39,9 @@ bool IsHexId(const std::string& text) {
          text.find_first_not_of("0123456789abcdef") == std::string::npos;
 }
 
-bool ReadAt(const unique_fd& fd, off_t offset, off_t length, std::string* out) {
-  out->resize(static_cast<size_t>(length));
-  return android::base::ReadFullyAtOffset(fd, out->data(), out->size(), offset);
+// Reads from `offset` to the end.
+bool ReadFrom(const unique_fd& fd, off_t offset, std::string* out) {
+  return lseek(fd.get(), offset, SEEK_SET) == offset && android::base::ReadFdToString(fd, out);
 }
 
 bool WriteAt(const unique_fd& fd, off_t offset, const std::string& text) {
@@ -69,10 +70,10 @@ bool DeletedKeys::Refresh(std::string* error) {
   }
   const Seen now{status.st_ino, status.st_size, status.st_mtim};
   if (now == seen_) return true;
-  if (now.inode != seen_.inode) {
+  if (now.inode != seen_.inode || now.size < end_) {
     instances_.clear();
     count_ = 0;
-    end_ = 0;
+    end_ = kCountBytes;
   }
   seen_ = Seen();
   if (!ReadOn(error)) return false;
@@ -81,20 +82,15 @@ bool DeletedKeys::Refresh(std::string* error) {
 }
 
 // Takes what came after the part that is known. A last line without its end is a deletion that was
-// never confirmed.
+// never confirmed. The count is read first: a deletion that is added meanwhile comes before its
+// count.
 bool DeletedKeys::ReadOn(std::string* error) {
   const unique_fd fd(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat status {};
-  std::string head;
+  char count[kCountBytes + 1] = {};
   std::string text;
-  const off_t begin = std::max(end_, kCountBytes);
-  if (!fd.ok() || fstat(fd.get(), &status) != 0) {
-    *error = Reason(path_);
-    return false;
-  }
-  if (status.st_size < begin || !ReadAt(fd, 0, kCountBytes, &head) ||
-      !ReadAt(fd, begin, status.st_size - begin, &text)) {
-    *error = path_ + ": cut; keys that were deleted would come back";
+  if (!fd.ok() || !android::base::ReadFullyAtOffset(fd, count, kCountBytes, 0) ||
+      !ReadFrom(fd, end_, &text)) {
+    *error = fd.ok() ? path_ + kCut : Reason(path_);
     return false;
   }
   size_t line = 0;
@@ -105,9 +101,9 @@ bool DeletedKeys::ReadOn(std::string* error) {
     }
     ++count_;
   }
-  end_ = begin + static_cast<off_t>(line);
-  if (strtoull(head.c_str(), nullptr, 10) <= count_ && head.back() == '\n') return true;
-  *error = path_ + ": cut; keys that were deleted would come back";
+  end_ += static_cast<off_t>(line);
+  if (count[kCountBytes - 1] == '\n' && strtoull(count, nullptr, 10) <= count_) return true;
+  *error = path_ + kCut;
   return false;
 }
 

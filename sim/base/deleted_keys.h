@@ -65,7 +65,7 @@ class DeletedKeys {
   std::mutex mutex_;
   std::map<std::string, OfInstance> instances_;
   uint64_t count_ = 0;  // lines that were taken
-  off_t end_ = 0;       // where the next line begins; 0: nothing was read yet
+  off_t end_ = 0;       // where the next line begins
   Seen seen_;
 };
 

@@ -80,15 +80,17 @@ bool ReadConf(const DeviceFolder& folder, DeviceConf* conf, std::string* error) 
   return ReadFile(folder.File(kConf), &text, error) && conf->Parse(text, folder.File(kConf), error);
 }
 
-bool IsSame(const unique_fd& fd, const std::string& path) {
+// Whether `fd` is the user's own folder that has the name `path` itself, not through a link.
+bool IsOwn(const unique_fd& fd, const std::string& path) {
   struct stat open_one {};
   struct stat named_one {};
-  return fstat(fd.get(), &open_one) == 0 && stat(path.c_str(), &named_one) == 0 &&
-         open_one.st_ino == named_one.st_ino && open_one.st_dev == named_one.st_dev;
+  return fstat(fd.get(), &open_one) == 0 && lstat(path.c_str(), &named_one) == 0 &&
+         open_one.st_ino == named_one.st_ino && open_one.st_dev == named_one.st_dev &&
+         open_one.st_uid == geteuid();
 }
 
 // Makes a folder for what is not complete yet, or takes over the one that a killed process left:
-// its lock is free then. Who is killed later leaves it to the next in the same way.
+// its lock is free then.
 unique_fd ClaimFolder(const std::string& path, std::string* error) {
   if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
     *error = Reason(path);
@@ -97,8 +99,8 @@ unique_fd ClaimFolder(const std::string& path, std::string* error) {
   unique_fd lock = LockFolder(path, error);
   if (!lock.ok()) return lock;
   // Whoever held the lock before may have completed the folder and given it its name.
-  if (!IsSame(lock, path)) {
-    *error = path + ": another process made it meanwhile";
+  if (!IsOwn(lock, path)) {
+    *error = path + ": another process's";
     return unique_fd();
   }
   RemoveContent(path);

@@ -112,6 +112,9 @@ TEST_F(DeviceFolderTest, FailedCreationLeavesNothing) {
   std::ofstream(path_ + "/precious") << "1";
   EXPECT_EQ(DeviceFolder::Create(path_, "bare", &error_), nullptr);
   EXPECT_THAT(error_, HasSubstr("not empty"));
+  fs::create_directory_symlink(path_, parent_ / "new.orx-sim-new");
+  EXPECT_EQ(DeviceFolder::Create(parent_ / "new", "bare", &error_), nullptr);
+  fs::remove(parent_ / "new.orx-sim-new");
   EXPECT_EQ(Content("precious"), "1");
   EXPECT_EQ(Entries(parent_.path()).size(), 1u);
 }
