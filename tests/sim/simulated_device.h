@@ -93,6 +93,44 @@ inline ErrorCode Operate(Services& services, km::KeyPurpose purpose, const Bytes
   return code == ErrorCode::OK ? Finish(begun.operation, input, output, signature) : code;
 }
 
+using Code = ErrorCode;  // so that a row stays on its line
+
+// What importKey answers in either instance.
+struct ImportRow {
+  const char* title;
+  km::KeyFormat format;
+  KeyParams params;
+  Bytes data;
+  Code tee;
+  Code strongbox;
+};
+inline void ExpectCodes(TestDevice& device, const std::vector<ImportRow>& rows) {
+  for (const ImportRow& row : rows) {
+    km::KeyCreationResult result;
+    EXPECT_EQ(Import(device.tee(), row.params, row.format, row.data, &result), row.tee)
+        << row.title;
+    result = {};
+    EXPECT_EQ(Import(device.strongbox(), row.params, row.format, row.data, &result), row.strongbox)
+        << row.title << " in the StrongBox";
+  }
+}
+
+// What begin answers.
+struct BeginRow {
+  const char* title;
+  km::KeyPurpose purpose;
+  const Bytes& blob;
+  KeyParams params;
+  Code code;
+};
+inline void ExpectCodes(Services& services, const std::vector<BeginRow>& rows) {
+  for (const BeginRow& row : rows) {
+    km::BeginResult result;
+    EXPECT_EQ(Begin(services, row.purpose, row.blob, row.params, &result), row.code) << row.title;
+    EXPECT_TRUE(result.params.empty()) << row.title;
+  }
+}
+
 inline bssl::UniquePtr<X509> ParseCertificate(const Bytes& der) {
   const uint8_t* end = nullptr;
   bssl::UniquePtr<X509> certificate = orx_common::ParseCertificate(der, &end);

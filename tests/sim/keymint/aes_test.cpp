@@ -56,41 +56,33 @@ ErrorCode Aad(const Operation& operation) {
 
 TEST(AesImportTest, AcceptsWhatTheStandardAcceptsAndNothingElse) {
   TestDevice device;
-  const KeyParams request = AesRequest();
-  const auto with = [&](km::KeyParameter param) { return With(request, {std::move(param)}); };
-  struct Case {
-    const char* title;
-    bool strongbox;
-    KeyParams params;
-    size_t key_bytes;
-    ErrorCode expected;
-    km::KeyFormat format = km::KeyFormat::RAW;
-  };
-  const Case cases[] = {
-      {"128 bits", false, with(UintParam(Tag::KEY_SIZE, 128)), 16, ErrorCode::OK},
-      {"256 bits", false, with(UintParam(Tag::KEY_SIZE, 256)), 32, ErrorCode::UNSUPPORTED_KEY_SIZE},
-      {"192 bits, strongbox", true, request, 24, ErrorCode::UNSUPPORTED_KEY_SIZE},
-      {"another size than declared", false, with(UintParam(Tag::KEY_SIZE, 128)), 32,
-       ErrorCode::IMPORT_PARAMETER_MISMATCH},
-      {"no algorithm", false, Without(request, Tag::ALGORITHM), 16,
-       ErrorCode::UNSUPPORTED_ALGORITHM},
-      {"padding of RSA", false, with({Tag::PADDING, PaddingMode::RSA_PSS}), 16,
-       ErrorCode::INCOMPATIBLE_PADDING_MODE},
-      {"GCM without length", false, with({Tag::BLOCK_MODE, BlockMode::GCM}), 16,
-       ErrorCode::MISSING_MIN_MAC_LENGTH},
-      {"early boot", false, with({Tag::EARLY_BOOT_ONLY, true}), 16, ErrorCode::EARLY_BOOT_ENDED},
-      {"wrong format", false, request, 16, ErrorCode::INCOMPATIBLE_KEY_FORMAT,
-       km::KeyFormat::PKCS8},
-      {"challenge, to be ignored", false, with(BlobParam(Tag::ATTESTATION_CHALLENGE, {1})), 16,
-       ErrorCode::OK},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.title);
-    km::KeyCreationResult result;
-    Services& services = c.strongbox ? device.strongbox() : device.tee();
-    EXPECT_EQ(Import(services, c.params, c.format, Bytes(c.key_bytes, 7), &result), c.expected);
-    EXPECT_TRUE(result.certificateChain.empty());
-  }
+  constexpr km::KeyFormat kRaw = km::KeyFormat::RAW;
+  const Bytes key(16, 7);
+  const auto with = [](km::KeyParameter param) { return With(AesRequest(), {std::move(param)}); };
+  const KeyParams sized = with(UintParam(Tag::KEY_SIZE, 128));
+  const KeyParams no_algorithm = Without(AesRequest(), Tag::ALGORITHM);
+  const KeyParams of_rsa = with({Tag::PADDING, PaddingMode::RSA_PSS});
+  const KeyParams gcm = with({Tag::BLOCK_MODE, BlockMode::GCM});
+  const KeyParams short_mac = With(gcm, {UintParam(Tag::MIN_MAC_LENGTH, 88)});
+  const KeyParams gcm_128 = With(gcm, {UintParam(Tag::MIN_MAC_LENGTH, 128)});
+  const KeyParams early = with({Tag::EARLY_BOOT_ONLY, true});
+  const KeyParams attested = with(BlobParam(Tag::ATTESTATION_CHALLENGE, {1}));
+  const Code ok = Code::OK, size = Code::UNSUPPORTED_KEY_SIZE,
+             padding = Code::INCOMPATIBLE_PADDING_MODE;
+  const Code mismatch = Code::IMPORT_PARAMETER_MISMATCH, format = Code::INCOMPATIBLE_KEY_FORMAT;
+  const Code early_boot = Code::EARLY_BOOT_ENDED, algorithm = Code::UNSUPPORTED_ALGORITHM;
+  const Code no_mac = Code::MISSING_MIN_MAC_LENGTH, mac = Code::UNSUPPORTED_MIN_MAC_LENGTH;
+  ExpectCodes(device, {{"128 bits", kRaw, sized, key, ok, ok},
+                       {"256 bits", kRaw, AesRequest(), Bytes(32), size, size},
+                       {"another size than declared", kRaw, sized, Bytes(32), mismatch, mismatch},
+                       {"no algorithm", kRaw, no_algorithm, key, algorithm, algorithm},
+                       {"padding of RSA", kRaw, of_rsa, key, padding, padding},
+                       {"GCM without length", kRaw, gcm, key, no_mac, no_mac},
+                       {"GCM with 88 bits", kRaw, short_mac, key, mac, mac},
+                       {"GCM with 128 bits", kRaw, gcm_128, key, ok, ok},
+                       {"early boot", kRaw, early, key, early_boot, early_boot},
+                       {"PKCS#8", km::KeyFormat::PKCS8, AesRequest(), key, format, format},
+                       {"challenge, to be ignored", kRaw, attested, key, ok, ok}});
 }
 
 TEST(AesImportTest, CharacteristicsAreWhatTheDeviceEnforces) {
@@ -153,62 +145,42 @@ TEST(AesOperationTest, TakesWholeBlocksOnly) {
 
 TEST(AesBeginTest, ChecksKeyModeAndNonce) {
   TestDevice device;
+  const KeyParams cbc = Cbc();
   const Bytes blob = Imported(device.tee(), AesRequest());
-  const Bytes cbc_only = Imported(
-      device.tee(), With(Without(Without(AesRequest(), Tag::BLOCK_MODE), Tag::CALLER_NONCE),
-                         {{Tag::BLOCK_MODE, BlockMode::CBC}}));
-  const Bytes unpadded = Imported(
-      device.tee(), With(Without(AesRequest(), Tag::PADDING), {{Tag::PADDING, PaddingMode::NONE}}));
+  const Bytes narrow = Imported(device.tee(), {{Tag::ALGORITHM, km::Algorithm::AES},
+                                               {Tag::PURPOSE, KeyPurpose::ENCRYPT},
+                                               {Tag::BLOCK_MODE, BlockMode::CBC},
+                                               {Tag::PADDING, PaddingMode::NONE}});
   const Bytes bound =
       Imported(device.tee(), With(AesRequest(), {UlongParam(Tag::USER_SECURE_ID, 5)}));
-  const KeyParams cbc = Cbc();
   const auto nonce_of = [](size_t length) {
     return With(Cbc(nullptr), {BlobParam(Tag::NONCE, Bytes(length))});
   };
-  const auto other_mode = [&](BlockMode mode) {
-    return With(Without(cbc, Tag::BLOCK_MODE), {{Tag::BLOCK_MODE, mode}});
+  const auto with = [&](Tag tag, const km::KeyParameter& other) {
+    return With(Without(cbc, tag), {other});
   };
-  const KeyParams pkcs7 = With(Without(cbc, Tag::PADDING), {{Tag::PADDING, PaddingMode::PKCS7}});
-  struct Case {
-    const char* title;
-    KeyPurpose purpose;
-    const Bytes& blob;
-    KeyParams params;
-    ErrorCode expected;
-  };
-  const KeyPurpose encrypt = KeyPurpose::ENCRYPT;
-  const KeyPurpose decrypt = KeyPurpose::DECRYPT;
-  const Case cases[] = {
-      {"fine", encrypt, blob, cbc, ErrorCode::OK},
-      {"purpose that the key has not", KeyPurpose::SIGN, blob, cbc,
-       ErrorCode::INCOMPATIBLE_PURPOSE},
-      {"key of a user", encrypt, bound, cbc, ErrorCode::KEY_USER_NOT_AUTHENTICATED},
-      {"no block mode", encrypt, blob, Without(cbc, Tag::BLOCK_MODE),
-       ErrorCode::UNSUPPORTED_BLOCK_MODE},
-      {"two block modes", encrypt, blob, With(cbc, {{Tag::BLOCK_MODE, BlockMode::CBC}}),
-       ErrorCode::UNSUPPORTED_BLOCK_MODE},
-      {"block mode that the key has not", encrypt, cbc_only, other_mode(BlockMode::CTR),
-       ErrorCode::INCOMPATIBLE_BLOCK_MODE},
-      {"block mode that the device has not", encrypt, blob, other_mode(BlockMode::ECB),
-       ErrorCode::UNSUPPORTED_BLOCK_MODE},
-      {"no padding mode", encrypt, blob, Without(cbc, Tag::PADDING),
-       ErrorCode::UNSUPPORTED_PADDING_MODE},
-      {"padding that the key has not", encrypt, unpadded, pkcs7,
-       ErrorCode::INCOMPATIBLE_PADDING_MODE},
-      {"padding that the device has not", encrypt, blob, pkcs7,
-       ErrorCode::UNSUPPORTED_PADDING_MODE},
-      {"nonce of 0 bytes", encrypt, blob, nonce_of(0), ErrorCode::INVALID_NONCE},
-      {"nonce of 17 bytes", decrypt, blob, nonce_of(17), ErrorCode::INVALID_NONCE},
-      {"nonce where the device makes it", encrypt, cbc_only, cbc,
-       ErrorCode::CALLER_NONCE_PROHIBITED},
-      {"nonce missing", decrypt, blob, Without(cbc, Tag::NONCE), ErrorCode::MISSING_NONCE},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.title);
-    km::BeginResult result;
-    EXPECT_EQ(Begin(device.tee(), c.purpose, c.blob, c.params, &result), c.expected);
-    EXPECT_TRUE(result.params.empty());
-  }
+  const KeyParams ctr = with(Tag::BLOCK_MODE, {Tag::BLOCK_MODE, BlockMode::CTR});
+  const KeyParams two_modes = With(cbc, {{Tag::BLOCK_MODE, BlockMode::CBC}});
+  const KeyParams pkcs7 = with(Tag::PADDING, {Tag::PADDING, PaddingMode::PKCS7});
+  const KeyPurpose encrypt = KeyPurpose::ENCRYPT, decrypt = KeyPurpose::DECRYPT;
+  const KeyPurpose sign = KeyPurpose::SIGN, wrap = KeyPurpose::WRAP_KEY;
+  const Code no_mode = Code::UNSUPPORTED_BLOCK_MODE, no_padding = Code::UNSUPPORTED_PADDING_MODE;
+  ExpectCodes(device.tee(),
+              {{"fine", encrypt, blob, cbc, Code::OK},
+               {"no operation", wrap, blob, cbc, Code::UNSUPPORTED_PURPOSE},
+               {"purpose that the key has not", sign, blob, cbc, Code::INCOMPATIBLE_PURPOSE},
+               {"key of a user", encrypt, bound, cbc, Code::KEY_USER_NOT_AUTHENTICATED},
+               {"no block mode", encrypt, blob, Without(cbc, Tag::BLOCK_MODE), no_mode},
+               {"two block modes", encrypt, blob, two_modes, no_mode},
+               {"mode that the key has not", encrypt, narrow, ctr, Code::INCOMPATIBLE_BLOCK_MODE},
+               {"mode that the device has not", encrypt, blob, ctr, no_mode},
+               {"no padding", encrypt, blob, Without(cbc, Tag::PADDING), no_padding},
+               {"not the key's padding", encrypt, narrow, pkcs7, Code::INCOMPATIBLE_PADDING_MODE},
+               {"padding that the device has not", encrypt, blob, pkcs7, no_padding},
+               {"nonce of 0 bytes", encrypt, blob, nonce_of(0), Code::INVALID_NONCE},
+               {"nonce of 17 bytes", decrypt, blob, nonce_of(17), Code::INVALID_NONCE},
+               {"the device's nonce", encrypt, narrow, cbc, Code::CALLER_NONCE_PROHIBITED},
+               {"no nonce", decrypt, blob, Cbc(nullptr), Code::MISSING_NONCE}});
 }
 
 TEST(AesBeginTest, MakesANonceThatDecryptsAgain) {

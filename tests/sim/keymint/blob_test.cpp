@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/sim/simulated_device.h"
 
 namespace orx_sim {
@@ -68,6 +70,14 @@ TEST(BlobTest, EveryChangedBitMakesItInvalid) {
     changed[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
     ASSERT_EQ(Begin(device.tee(), changed), ErrorCode::INVALID_KEY_BLOB) << "bit " << bit;
   }
+}
+
+// Two blobs under one nonce would give their keys away.
+TEST(BlobTest, EachHasANonceOfItsOwn) {
+  TestDevice device;
+  const Bytes one = NewBlob(device.tee());
+  const Bytes other = NewBlob(device.tee());
+  EXPECT_FALSE(std::equal(&one[5], &one[17], &other[5]));
 }
 
 TEST(BlobTest, EveryOtherLengthMakesItInvalid) {

@@ -3,7 +3,6 @@
 #include <openssl/ecdsa.h>
 #include <openssl/sha.h>
 
-#include "sim/keymint/algorithm.h"
 #include "sim/keys/private_key.h"
 #include "tests/sim/simulated_device.h"
 
@@ -66,73 +65,39 @@ TEST(EcTest, SignsMessagesAndBareDigests) {
 }
 
 TEST(EcTest, BeginChecksPurposeAndDigest) {
-  const Key key = [] {
-    Key made;
-    made.authorizations = SigningRequest();
-    made.pair = NewEcPair(NID_X9_62_prime256v1);
-    return made;
-  }();
+  TestDevice device;
+  const KeyPurpose sign = KeyPurpose::SIGN, verify = KeyPurpose::VERIFY;
+  const Bytes blob = NewKey(device.tee(), With(SigningRequest(), {{Tag::PURPOSE, verify}})).keyBlob;
   const km::KeyParameter sha256 = {Tag::DIGEST, Digest::SHA_2_256};
-  struct {
-    KeyPurpose purpose;
-    KeyParams params;
-    ErrorCode code;
-  } const rows[] = {
-      {KeyPurpose::SIGN, {sha256}, ErrorCode::OK},
-      {KeyPurpose::SIGN, {}, ErrorCode::UNSUPPORTED_DIGEST},
-      {KeyPurpose::SIGN, {sha256, sha256}, ErrorCode::UNSUPPORTED_DIGEST},
-      {KeyPurpose::SIGN, {{Tag::DIGEST, Digest::SHA1}}, ErrorCode::INCOMPATIBLE_DIGEST},
-      {KeyPurpose::VERIFY, {sha256}, ErrorCode::UNSUPPORTED_PURPOSE},
-  };
-  for (const auto& row : rows) {
-    Started started;
-    EXPECT_EQ(kEc.begin({key, row.purpose, row.params, false}, &started), row.code);
-    EXPECT_EQ(started.computation != nullptr, row.code == ErrorCode::OK);
-  }
+  const km::KeyParameter sha1 = {Tag::DIGEST, Digest::SHA1};
+  ExpectCodes(device.tee(), {{"fine", sign, blob, {sha256}, Code::OK},
+                             {"no digest", sign, blob, {}, Code::UNSUPPORTED_DIGEST},
+                             {"two", sign, blob, {sha256, sha256}, Code::UNSUPPORTED_DIGEST},
+                             {"not the key's", sign, blob, {sha1}, Code::INCOMPATIBLE_DIGEST},
+                             {"verify", verify, blob, {sha256}, Code::UNSUPPORTED_PURPOSE}});
 }
 
-constexpr ErrorCode kOk = ErrorCode::OK;
-constexpr ErrorCode kArgument = ErrorCode::INVALID_ARGUMENT;
-constexpr ErrorCode kCurve = ErrorCode::UNSUPPORTED_EC_CURVE;
-constexpr ErrorCode kFormat = ErrorCode::INCOMPATIBLE_KEY_FORMAT;
-constexpr ErrorCode kMismatch = ErrorCode::IMPORT_PARAMETER_MISMATCH;
-
 TEST(EcTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
+  TestDevice device;
+  constexpr km::KeyFormat kPkcs8 = km::KeyFormat::PKCS8;
   const Bytes p256 = NewPkcs8(NID_X9_62_prime256v1);
   const Bytes p384 = NewPkcs8(NID_secp384r1);
-  struct {
-    const char* title;
-    km::KeyFormat format;
-    Bytes data;
-    KeyParams params;
-    ErrorCode tee;
-    ErrorCode strongbox;
-  } const rows[] = {
-      {"P-256", km::KeyFormat::PKCS8, p256, {}, kOk, kOk},
-      {"P-384", km::KeyFormat::PKCS8, p384, {}, kOk, kCurve},
-      {"curve",
-       km::KeyFormat::PKCS8,
-       p256,
-       {{Tag::EC_CURVE, EcCurve::P_384}},
-       kMismatch,
-       kMismatch},
-      {"size", km::KeyFormat::PKCS8, p256, {UintParam(Tag::KEY_SIZE, 384)}, kMismatch, kMismatch},
-      {"raw", km::KeyFormat::RAW, p256, {}, kFormat, kFormat},
-      {"garbage", km::KeyFormat::PKCS8, {1, 2, 3}, {}, kArgument, kArgument},
-  };
-  for (const auto& row : rows) {
-    for (const Instance& instance : {kTee, kStrongBox}) {
-      Key key;
-      key.authorizations = row.params;
-      const ErrorCode code = kEc.import_key(instance, row.format, row.data, &key);
-      EXPECT_EQ(code, instance.IsStrongBox() ? row.strongbox : row.tee) << row.title;
-      if (code != kOk) continue;
-      const SecretBytes material = EncodePrivateKey(key.pair.get());
-      EXPECT_EQ(Bytes(material.begin(), material.end()), row.data);
-      EXPECT_TRUE(Has(key.authorizations, Tag::KEY_SIZE)) << row.title;
-      EXPECT_TRUE(Has(key.authorizations, Tag::EC_CURVE)) << row.title;
-    }
-  }
+  const KeyParams bare = RequestOf(km::Algorithm::EC, KeyPurpose::SIGN);
+  const KeyParams as_384 = With(bare, {{Tag::EC_CURVE, EcCurve::P_384}});
+  const KeyParams sized_384 = With(bare, {UintParam(Tag::KEY_SIZE, 384)});
+  const Code ok = Code::OK, curve = Code::UNSUPPORTED_EC_CURVE, argument = Code::INVALID_ARGUMENT;
+  const Code mismatch = Code::IMPORT_PARAMETER_MISMATCH, format = Code::INCOMPATIBLE_KEY_FORMAT;
+  ExpectCodes(device, {{"P-256", kPkcs8, EcRequest(KeyPurpose::SIGN), p256, ok, ok},
+                       {"P-384", kPkcs8, bare, p384, ok, curve},
+                       {"another curve", kPkcs8, as_384, p256, mismatch, mismatch},
+                       {"another size", kPkcs8, sized_384, p256, mismatch, mismatch},
+                       {"raw", km::KeyFormat::RAW, bare, p256, format, format},
+                       {"garbage", kPkcs8, bare, {1, 2, 3}, argument, argument}});
+  km::KeyCreationResult result;
+  ASSERT_EQ(Import(device.tee(), bare, kPkcs8, p384, &result), ok);
+  const KeyParams& told = result.keyCharacteristics.at(0).authorizations;
+  EXPECT_EQ(FindNumber(told, Tag::KEY_SIZE), 384);
+  EXPECT_EQ(FindEnum<EcCurve>(told, Tag::EC_CURVE), EcCurve::P_384);
 }
 
 }  // namespace

@@ -79,43 +79,28 @@ KeyParams Mode(PaddingMode padding, Digest digest) {
 
 TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
   TestDevice device;
+  constexpr km::KeyFormat kPkcs8 = km::KeyFormat::PKCS8;
   const Bytes der2048 = Pkcs8(NewRsa(2048).get());
   const Bytes der3072 = Pkcs8(NewRsa(3072).get());
-  Bytes trailing = der2048;
-  trailing.push_back(0);
-  const Bytes ec_der = Pkcs8(NewEcPair(NID_X9_62_prime256v1).get());
-
-  const KeyParams request = RsaRequest();
-  const auto declared = [&](int bits, int64_t exponent) {
-    return With(request,
-                {UintParam(Tag::KEY_SIZE, bits), UlongParam(Tag::RSA_PUBLIC_EXPONENT, exponent)});
-  };
-  struct Case {
-    const char* title;
-    bool strongbox;
-    KeyParams params;
-    const Bytes& der;
-    ErrorCode expected;
-  };
-  const auto mismatch = ErrorCode::IMPORT_PARAMETER_MISMATCH;
-  const Case cases[] = {
-      {"3072 declared as 2048", false, declared(2048, 65537), der3072, mismatch},
-      {"3072 in the strongbox", true, request, der3072, ErrorCode::UNSUPPORTED_KEY_SIZE},
-      {"EC key", false, request, ec_der, ErrorCode::INVALID_ARGUMENT},
-      {"byte behind the key", false, request, trailing, ErrorCode::INVALID_ARGUMENT},
-      {"no begin of validity", false, Without(request, Tag::CERTIFICATE_NOT_BEFORE), der2048,
-       ErrorCode::MISSING_NOT_BEFORE},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.title);
-    km::KeyCreationResult result;
-    Services& services = c.strongbox ? device.strongbox() : device.tee();
-    EXPECT_EQ(Import(services, c.params, km::KeyFormat::PKCS8, c.der, &result), c.expected);
-    EXPECT_EQ(result.certificateChain.size(), c.expected == ErrorCode::OK ? 1u : 0u);
-  }
-  km::KeyCreationResult result;
-  EXPECT_EQ(Import(device.tee(), request, km::KeyFormat::RAW, der2048, &result),
-            ErrorCode::INCOMPATIBLE_KEY_FORMAT);
+  const Bytes ec = Pkcs8(NewEcPair(NID_X9_62_prime256v1).get());
+  Bytes longer = der2048;
+  longer.push_back(0);
+  const KeyParams all = RsaRequest();
+  const KeyParams as_2048 = With(all, {UintParam(Tag::KEY_SIZE, 2048)});
+  const KeyParams e3 = With(all, {UlongParam(Tag::RSA_PUBLIC_EXPONENT, 3)});
+  const KeyParams undated = Without(all, Tag::CERTIFICATE_NOT_BEFORE);
+  const Code ok = Code::OK, size = Code::UNSUPPORTED_KEY_SIZE, argument = Code::INVALID_ARGUMENT;
+  const Code mismatch = Code::IMPORT_PARAMETER_MISMATCH, format = Code::INCOMPATIBLE_KEY_FORMAT;
+  const Code no_date = Code::MISSING_NOT_BEFORE;
+  ExpectCodes(device, {{"2048", kPkcs8, as_2048, der2048, ok, ok},
+                       {"3072", kPkcs8, all, der3072, ok, size},
+                       {"3072 declared as 2048", kPkcs8, as_2048, der3072, mismatch, mismatch},
+                       {"another exponent", kPkcs8, e3, der2048, mismatch, mismatch},
+                       {"1024", kPkcs8, all, Pkcs8(NewRsa(1024).get()), size, size},
+                       {"EC key", kPkcs8, all, ec, argument, argument},
+                       {"byte behind the key", kPkcs8, all, longer, argument, argument},
+                       {"no begin of validity", kPkcs8, undated, der2048, no_date, no_date},
+                       {"raw", km::KeyFormat::RAW, all, der2048, format, format}});
 }
 
 TEST(RsaOperationTest, TakesBlocksWithinTheirLengthsAndTheModulus) {
@@ -161,41 +146,28 @@ TEST(RsaBeginTest, ChecksPurposePaddingAndDigest) {
                              {{Tag::PADDING, kSignPadding}, {Tag::DIGEST, Digest::SHA_2_256}});
   ASSERT_EQ(Import(device.tee(), few, km::KeyFormat::PKCS8, Pkcs8(key.pair.get()), &narrow),
             ErrorCode::OK);
-  struct Case {
-    const char* title;
-    const Bytes& blob;
-    KeyPurpose purpose;
-    KeyParams params;
-    ErrorCode expected;
-  };
-  const KeyPurpose sign = KeyPurpose::SIGN;
-  const KeyPurpose decrypt = KeyPurpose::DECRYPT;
-  const auto bad_digest = ErrorCode::INCOMPATIBLE_DIGEST;
-  const auto bad_padding = ErrorCode::UNSUPPORTED_PADDING_MODE;
-  const Case cases[] = {
-      {"verify", key.blob, KeyPurpose::VERIFY, Mode(kSignPadding, Digest::SHA1),
-       ErrorCode::UNSUPPORTED_PURPOSE},
-      {"encrypt", key.blob, KeyPurpose::ENCRYPT, Mode(kEncryptPadding),
-       ErrorCode::UNSUPPORTED_PURPOSE},
-      {"padding of decryption", key.blob, sign, Mode(kEncryptPadding, Digest::SHA1), bad_padding},
-      {"padding of signing", key.blob, decrypt, Mode(kSignPadding), bad_padding},
-      {"padding of AES", key.blob, decrypt, Mode(PaddingMode::PKCS7), bad_padding},
-      {"padding that the key has not", narrow.keyBlob, decrypt, Mode(kEncryptPadding),
-       ErrorCode::INCOMPATIBLE_PADDING_MODE},
-      {"digest that the key has not", narrow.keyBlob, sign, Mode(kSignPadding, Digest::SHA1),
-       bad_digest},
-      {"plain with a digest", key.blob, sign, Mode(PaddingMode::NONE, Digest::SHA_2_256),
-       bad_digest},
-      {"PSS", key.blob, sign, Mode(PaddingMode::RSA_PSS, Digest::SHA_2_256), bad_padding},
-      {"OAEP", key.blob, decrypt, Mode(PaddingMode::RSA_OAEP, Digest::SHA1), bad_padding},
-      {"no padding mode", key.blob, decrypt, {}, bad_padding},
-      {"no digest", key.blob, sign, Mode(kSignPadding), ErrorCode::UNSUPPORTED_DIGEST},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.title);
-    km::BeginResult result;
-    EXPECT_EQ(Begin(device.tee(), c.purpose, c.blob, c.params, &result), c.expected);
-  }
+  const Bytes& some = narrow.keyBlob;
+  const KeyPurpose sign = KeyPurpose::SIGN, decrypt = KeyPurpose::DECRYPT;
+  const auto padding = Code::UNSUPPORTED_PADDING_MODE, digest = Code::INCOMPATIBLE_DIGEST;
+  const auto purpose = Code::UNSUPPORTED_PURPOSE;
+  const KeyParams sha1 = Mode(kSignPadding, Digest::SHA1);
+  const KeyParams pss = Mode(PaddingMode::RSA_PSS, Digest::SHA_2_256);
+  const KeyParams oaep = Mode(PaddingMode::RSA_OAEP, Digest::SHA1);
+  const KeyParams plain = Mode(PaddingMode::NONE, Digest::SHA_2_256);
+  ExpectCodes(
+      device.tee(),
+      {{"verify", KeyPurpose::VERIFY, key.blob, sha1, purpose},
+       {"encrypt", KeyPurpose::ENCRYPT, key.blob, Mode(kEncryptPadding), purpose},
+       {"padding of decryption", sign, key.blob, Mode(kEncryptPadding, Digest::SHA1), padding},
+       {"padding of signing", decrypt, key.blob, Mode(kSignPadding), padding},
+       {"PSS", sign, key.blob, pss, padding},
+       {"OAEP", decrypt, key.blob, oaep, padding},
+       {"no padding mode", decrypt, key.blob, {}, padding},
+       {"not the key's padding", decrypt, some, Mode(kEncryptPadding),
+        Code::INCOMPATIBLE_PADDING_MODE},
+       {"no digest", sign, key.blob, Mode(kSignPadding), Code::UNSUPPORTED_DIGEST},
+       {"digest that the key has not", sign, some, sha1, digest},
+       {"plain with a digest", sign, key.blob, plain, digest}});
 }
 
 TEST(RsaBeginTest, PublicKeyOperationsWorkWhereTheDeviceOffersThem) {
