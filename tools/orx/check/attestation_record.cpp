@@ -14,6 +14,7 @@
 #include <algorithm>
 
 #include "tools/orx/cli/encoding.h"
+#include "tools/orx/cli/iso8601.h"
 
 namespace orx_tool {
 
@@ -26,8 +27,11 @@ constexpr const char kExtensionOid[] = "1.3.6.1.4.1.11129.2.1.17";
 // How the value of an authorization is shown.
 enum class Kind {
   kNumber,
+  kDate,
   kFlag,
   kBytes,
+  kHash,
+  kApplicationId,
   kRootOfTrust,
   kAlgorithm,
   kCurve,
@@ -54,13 +58,14 @@ constexpr Field kFields[] = {
     {"callerNonce", 7, Kind::kFlag},
     {"minMacLength", 8, Kind::kNumber},
     {"ecCurve", 10, Kind::kCurve},
+    {"mlDsaVariant", 11, Kind::kNumber},
     {"rsaPublicExponent", 200, Kind::kNumber},
     {"mgfDigest", 203, Kind::kDigests},
     {"rollbackResistance", 303, Kind::kFlag},
     {"earlyBootOnly", 305, Kind::kFlag},
-    {"activeDateTime", 400, Kind::kNumber},
-    {"originationExpireDateTime", 401, Kind::kNumber},
-    {"usageExpireDateTime", 402, Kind::kNumber},
+    {"activeDateTime", 400, Kind::kDate},
+    {"originationExpireDateTime", 401, Kind::kDate},
+    {"usageExpireDateTime", 402, Kind::kDate},
     {"usageCountLimit", 405, Kind::kNumber},
     {"userSecureId", 502, Kind::kNumber},
     {"noAuthRequired", 503, Kind::kFlag},
@@ -70,12 +75,14 @@ constexpr Field kFields[] = {
     {"trustedUserPresenceRequired", 507, Kind::kFlag},
     {"trustedConfirmationRequired", 508, Kind::kFlag},
     {"unlockedDeviceRequired", 509, Kind::kFlag},
-    {"creationDateTime", 701, Kind::kNumber},
+    {"allApplications", 600, Kind::kFlag},
+    {"creationDateTime", 701, Kind::kDate},
     {"origin", 702, Kind::kOrigin},
+    {"rollbackResistant", 703, Kind::kFlag},
     {"rootOfTrust", 704, Kind::kRootOfTrust},
     {"osVersion", 705, Kind::kNumber},
     {"osPatchLevel", 706, Kind::kNumber},
-    {"attestationApplicationId", 709, Kind::kBytes},
+    {"attestationApplicationId", 709, Kind::kApplicationId},
     {"attestationIdBrand", 710, Kind::kBytes},
     {"attestationIdDevice", 711, Kind::kBytes},
     {"attestationIdProduct", 712, Kind::kBytes},
@@ -88,28 +95,39 @@ constexpr Field kFields[] = {
     {"bootPatchLevel", 719, Kind::kNumber},
     {"deviceUniqueAttestation", 720, Kind::kFlag},
     {"attestationIdSecondImei", 723, Kind::kBytes},
+    {"moduleHash", 724, Kind::kHash},
 };
 
 constexpr const char* kSecurityLevels[] = {"Software", "TrustedEnvironment", "StrongBox"};
 constexpr const char* kBootStates[] = {"Verified", "SelfSigned", "Unverified", "Failed"};
 
+std::string HexText(const CBS& bytes) {
+  return ToHex(CBS_data(&bytes), CBS_len(&bytes));
+}
+
 // Printable text as it is, anything else in hexadecimal.
 std::string BytesText(const CBS& bytes) {
   const uint8_t* data = CBS_data(&bytes);
   const size_t size = CBS_len(&bytes);
-  const bool text = size > 0 && std::all_of(data, data + size, [](uint8_t byte) {
-                      return byte >= 0x20 && byte < 0x7f;
-                    });
-  if (text) return "\"" + std::string(reinterpret_cast<const char*>(data), size) + "\"";
-  return size == 0 ? "(empty)" : ToHex(data, size);
+  const bool text =
+      std::all_of(data, data + size, [](uint8_t byte) { return byte >= 0x20 && byte < 0x7f; });
+  return text ? std::string(reinterpret_cast<const char*>(data), size) : HexText(bytes);
 }
 
 template <size_t N>
-std::string Named(const char* const (&names)[N], uint64_t value) {
-  return value < N ? names[value] : std::to_string(value);
+Json::Value Named(const char* const (&names)[N], uint64_t value) {
+  if (value < N) return names[value];
+  return static_cast<Json::UInt64>(value);
 }
 
-std::string NumberText(Kind kind, uint64_t number) {
+// The time of a tag in milliseconds since 1970.
+Json::Value DateValue(uint64_t milliseconds) {
+  const std::string text =
+      milliseconds <= INT64_MAX ? Iso8601(static_cast<int64_t>(milliseconds / 1000)) : "";
+  return text.empty() ? Json::Value(static_cast<Json::UInt64>(milliseconds)) : Json::Value(text);
+}
+
+Json::Value NumberValue(Kind kind, uint64_t number) {
   const auto value = static_cast<int32_t>(number);
   switch (kind) {
     case Kind::kAlgorithm:
@@ -124,8 +142,10 @@ std::string NumberText(Kind kind, uint64_t number) {
       return toString(static_cast<km::Digest>(value));
     case Kind::kPaddings:
       return toString(static_cast<km::PaddingMode>(value));
+    case Kind::kDate:
+      return DateValue(number);
     default:
-      return std::to_string(number);
+      return static_cast<Json::UInt64>(number);
   }
 }
 
@@ -140,25 +160,82 @@ bool ReadEnumerated(CBS* in, uint64_t* value) {
   return true;
 }
 
-bool ReadRootOfTrust(CBS* in, Json::Value* json) {
+// ReadBoolean takes every value but zero for true: devices write 01 as well as the FF of DER.
+bool ReadBoolean(CBS* in, bool* value) {
+  CBS bytes;
+  uint8_t byte = 0;
+  if (!CBS_get_asn1(in, &bytes, CBS_ASN1_BOOLEAN) || !CBS_get_u8(&bytes, &byte) ||
+      CBS_len(&bytes) != 0) {
+    return false;
+  }
+  *value = byte != 0;
+  return true;
+}
+
+bool ReadRootOfTrust(CBS* in, RecordEntry* entry) {
   CBS sequence;
   CBS key;
   CBS hash;
-  int locked = 0;
+  bool locked = false;
   uint64_t state = 0;
   if (!CBS_get_asn1(in, &sequence, CBS_ASN1_SEQUENCE) ||
-      !CBS_get_asn1(&sequence, &key, CBS_ASN1_OCTETSTRING) ||
-      !CBS_get_asn1_bool(&sequence, &locked) || !ReadEnumerated(&sequence, &state)) {
+      !CBS_get_asn1(&sequence, &key, CBS_ASN1_OCTETSTRING) || !ReadBoolean(&sequence, &locked) ||
+      !ReadEnumerated(&sequence, &state)) {
     return false;
   }
-  (*json)["verifiedBootKey"] = BytesText(key);
-  (*json)["deviceLocked"] = locked != 0;
-  (*json)["verifiedBootState"] = Named(kBootStates, state);
+  entry->entries = {{"verifiedBootKey", HexText(key), {}},
+                    {"deviceLocked", locked, {}},
+                    {"verifiedBootState", Named(kBootStates, state), {}}};
   // Records of version 2 and before end here.
-  if (CBS_get_asn1(&sequence, &hash, CBS_ASN1_OCTETSTRING)) {
-    (*json)["verifiedBootHash"] = BytesText(hash);
+  if (CBS_len(&sequence) == 0) return true;
+  if (!CBS_get_asn1(&sequence, &hash, CBS_ASN1_OCTETSTRING)) return false;
+  entry->entries.push_back({"verifiedBootHash", HexText(hash), {}});
+  return true;
+}
+
+bool ReadPackages(CBS* in, Json::Value* packages) {
+  CBS set;
+  if (!CBS_get_asn1(in, &set, CBS_ASN1_SET)) return false;
+  *packages = Json::Value(Json::arrayValue);
+  while (CBS_len(&set) != 0) {
+    CBS package;
+    CBS name;
+    uint64_t version = 0;
+    if (!CBS_get_asn1(&set, &package, CBS_ASN1_SEQUENCE) ||
+        !CBS_get_asn1(&package, &name, CBS_ASN1_OCTETSTRING) ||
+        !CBS_get_asn1_uint64(&package, &version)) {
+      return false;
+    }
+    packages->append(BytesText(name) + " version " + std::to_string(version));
   }
   return true;
+}
+
+bool ReadSignerDigests(CBS* in, Json::Value* digests) {
+  CBS set;
+  if (!CBS_get_asn1(in, &set, CBS_ASN1_SET)) return false;
+  *digests = Json::Value(Json::arrayValue);
+  while (CBS_len(&set) != 0) {
+    CBS digest;
+    if (!CBS_get_asn1(&set, &digest, CBS_ASN1_OCTETSTRING)) return false;
+    digests->append(HexText(digest));
+  }
+  return true;
+}
+
+// ReadApplicationId decodes the structure that Android's key store puts in; other clients, as the
+// self-tests, put in bytes of their own.
+void ReadApplicationId(const CBS& bytes, RecordEntry* entry) {
+  CBS in = bytes;
+  CBS sequence;
+  Json::Value packages;
+  Json::Value digests;
+  if (CBS_get_asn1(&in, &sequence, CBS_ASN1_SEQUENCE) && CBS_len(&in) == 0 &&
+      ReadPackages(&sequence, &packages) && ReadSignerDigests(&sequence, &digests)) {
+    entry->entries = {{"packages", packages, {}}, {"signerDigests", digests, {}}};
+  } else {
+    entry->value = BytesText(bytes);
+  }
 }
 
 bool ReadSet(CBS* in, Kind kind, Json::Value* json) {
@@ -168,33 +245,37 @@ bool ReadSet(CBS* in, Kind kind, Json::Value* json) {
   while (CBS_len(&set) != 0) {
     uint64_t number = 0;
     if (!CBS_get_asn1_uint64(&set, &number)) return false;
-    json->append(NumberText(kind, number));
+    json->append(NumberValue(kind, number));
   }
   return true;
 }
 
 // ReadValue reads what stands within the explicit tag of one authorization.
-bool ReadValue(CBS* in, Kind kind, Json::Value* json) {
+bool ReadValue(CBS* in, Kind kind, RecordEntry* entry) {
   CBS bytes;
   uint64_t number = 0;
   switch (kind) {
     case Kind::kFlag:
-      *json = true;
+      entry->value = true;
       return CBS_get_asn1(in, &bytes, CBS_ASN1_NULL) == 1;
     case Kind::kBytes:
+    case Kind::kHash:
+    case Kind::kApplicationId:
       if (!CBS_get_asn1(in, &bytes, CBS_ASN1_OCTETSTRING)) return false;
-      *json = BytesText(bytes);
+      if (kind == Kind::kApplicationId) ReadApplicationId(bytes, entry);
+      if (kind == Kind::kBytes) entry->value = BytesText(bytes);
+      if (kind == Kind::kHash) entry->value = HexText(bytes);
       return true;
     case Kind::kRootOfTrust:
-      return ReadRootOfTrust(in, json);
+      return ReadRootOfTrust(in, entry);
     case Kind::kPurposes:
     case Kind::kDigests:
     case Kind::kPaddings:
     case Kind::kNumbers:
-      return ReadSet(in, kind, json);
+      return ReadSet(in, kind, &entry->value);
     default:
       if (!CBS_get_asn1_uint64(in, &number)) return false;
-      *json = NumberText(kind, number);
+      entry->value = NumberValue(kind, number);
       return true;
   }
 }
@@ -206,57 +287,72 @@ const Field* FindField(unsigned number) {
   return nullptr;
 }
 
-bool ReadAuthorizations(CBS* in, Json::Value* json) {
+// ReadAuthorization reads one entry; one that makes no sense hides none of those behind it.
+RecordEntry ReadAuthorization(unsigned number, const CBS& content) {
+  RecordEntry entry;
+  const Field* field = FindField(number);
+  entry.name = field != nullptr ? field->name : "tag " + std::to_string(number);
+  CBS in = content;
+  if (field == nullptr) {
+    entry.value = HexText(content);
+  } else if (!ReadValue(&in, field->kind, &entry) || CBS_len(&in) != 0) {
+    entry.value = "not readable: " + HexText(content);
+    entry.entries.clear();
+  }
+  return entry;
+}
+
+RecordEntry Broken() {
+  return {"error", "not well-formed from here on", {}};
+}
+
+bool ReadAuthorizations(CBS* in, const char* name, Record* record) {
   CBS list;
   if (!CBS_get_asn1(in, &list, CBS_ASN1_SEQUENCE)) return false;
-  *json = Json::Value(Json::objectValue);
+  RecordEntry& entry = record->emplace_back();
+  entry.name = name;
+  entry.value = Json::Value(Json::objectValue);
   while (CBS_len(&list) != 0) {
     CBS content;
     unsigned tag = 0;
-    if (!CBS_get_any_asn1(&list, &content, &tag)) return false;
-    const unsigned number = tag & CBS_ASN1_TAG_NUMBER_MASK;
-    const Field* field = FindField(number);
-    if (field == nullptr) {
-      (*json)["tag " + std::to_string(number)] = BytesText(content);
-    } else if (!ReadValue(&content, field->kind, &(*json)[field->name])) {
-      return false;
+    if (!CBS_get_any_asn1(&list, &content, &tag)) {
+      entry.entries.push_back(Broken());
+      return true;
     }
+    entry.entries.push_back(ReadAuthorization(tag & CBS_ASN1_TAG_NUMBER_MASK, content));
   }
   return true;
 }
 
-bool ReadNumbers(CBS* record, Json::Value* json) {
+bool ReadVersion(CBS* in, const char* version_name, const char* level_name, Record* record) {
   uint64_t version = 0;
   uint64_t level = 0;
-  uint64_t keymint_version = 0;
-  uint64_t keymint_level = 0;
-  if (!CBS_get_asn1_uint64(record, &version) || !ReadEnumerated(record, &level) ||
-      !CBS_get_asn1_uint64(record, &keymint_version) || !ReadEnumerated(record, &keymint_level)) {
-    return false;
-  }
-  (*json)["attestationVersion"] = static_cast<Json::UInt64>(version);
-  (*json)["attestationSecurityLevel"] = Named(kSecurityLevels, level);
-  (*json)["keyMintVersion"] = static_cast<Json::UInt64>(keymint_version);
-  (*json)["keyMintSecurityLevel"] = Named(kSecurityLevels, keymint_level);
+  if (!CBS_get_asn1_uint64(in, &version)) return false;
+  record->push_back({version_name, static_cast<Json::UInt64>(version), {}});
+  if (!ReadEnumerated(in, &level)) return false;
+  record->push_back({level_name, Named(kSecurityLevels, level), {}});
   return true;
 }
 
-bool ReadRecord(CBS in, Json::Value* json) {
-  CBS record;
-  CBS challenge;
-  CBS unique_id;
-  if (!CBS_get_asn1(&in, &record, CBS_ASN1_SEQUENCE) || !ReadNumbers(&record, json) ||
-      !CBS_get_asn1(&record, &challenge, CBS_ASN1_OCTETSTRING) ||
-      !CBS_get_asn1(&record, &unique_id, CBS_ASN1_OCTETSTRING)) {
-    return false;
-  }
-  (*json)["attestationChallenge"] = BytesText(challenge);
-  (*json)["uniqueId"] = BytesText(unique_id);
-  return ReadAuthorizations(&record, &(*json)["softwareEnforced"]) &&
-         ReadAuthorizations(&record, &(*json)["hardwareEnforced"]);
+bool ReadBytes(CBS* in, const char* name, Record* record) {
+  CBS bytes;
+  if (!CBS_get_asn1(in, &bytes, CBS_ASN1_OCTETSTRING)) return false;
+  record->push_back({name, BytesText(bytes), {}});
+  return true;
 }
 
-std::string ScalarText(const Json::Value& value) {
+bool ReadRecord(CBS in, Record* record) {
+  CBS fields;
+  return CBS_get_asn1(&in, &fields, CBS_ASN1_SEQUENCE) &&
+         ReadVersion(&fields, "attestationVersion", "attestationSecurityLevel", record) &&
+         ReadVersion(&fields, "keyMintVersion", "keyMintSecurityLevel", record) &&
+         ReadBytes(&fields, "attestationChallenge", record) &&
+         ReadBytes(&fields, "uniqueId", record) &&
+         ReadAuthorizations(&fields, "softwareEnforced", record) &&
+         ReadAuthorizations(&fields, "hardwareEnforced", record);
+}
+
+std::string ValueText(const Json::Value& value) {
   if (!value.isArray()) return value.asString();
   std::string text;
   for (const Json::Value& item : value) text += (text.empty() ? "" : ", ") + item.asString();
@@ -265,24 +361,37 @@ std::string ScalarText(const Json::Value& value) {
 
 }  // namespace
 
-std::optional<Json::Value> DecodeAttestationRecord(const X509* certificate) {
+std::optional<Record> DecodeAttestationRecord(const X509* certificate) {
   const bssl::UniquePtr<ASN1_OBJECT> oid(OBJ_txt2obj(kExtensionOid, /*dont_search_names=*/1));
   const int index = X509_get_ext_by_OBJ(certificate, oid.get(), -1);
   if (index < 0) return std::nullopt;
   const ASN1_OCTET_STRING* value = X509_EXTENSION_get_data(X509_get_ext(certificate, index));
+  return DecodeKeyDescription(ASN1_STRING_get0_data(value),
+                              static_cast<size_t>(ASN1_STRING_length(value)));
+}
+
+Record DecodeKeyDescription(const uint8_t* der, size_t size) {
   CBS bytes;
-  CBS_init(&bytes, ASN1_STRING_get0_data(value), static_cast<size_t>(ASN1_STRING_length(value)));
+  CBS_init(&bytes, der, size);
+  Record record;
+  if (!ReadRecord(bytes, &record)) record.push_back(Broken());
+  return record;
+}
+
+Json::Value RecordJson(const Record& record) {
   Json::Value json(Json::objectValue);
-  if (!ReadRecord(bytes, &json)) json["error"] = "the record is not well-formed from here on";
+  for (const RecordEntry& entry : record) {
+    json[entry.name] = entry.entries.empty() ? entry.value : RecordJson(entry.entries);
+  }
   return json;
 }
 
-void AppendRecordLines(const Json::Value& record, size_t indent, std::vector<std::string>* lines) {
-  for (const std::string& name : record.getMemberNames()) {
-    const Json::Value& value = record[name];
-    const std::string begin = std::string(indent, ' ') + name + ":";
-    lines->push_back(value.isObject() ? begin : begin + " " + ScalarText(value));
-    if (value.isObject()) AppendRecordLines(value, indent + 2, lines);
+void AppendRecordLines(const Record& record, size_t indent, std::vector<std::string>* lines) {
+  for (const RecordEntry& entry : record) {
+    const bool inner = !entry.entries.empty() || entry.value.isObject();
+    const std::string begin = std::string(indent, ' ') + entry.name + ":";
+    lines->push_back(inner ? begin : begin + " " + ValueText(entry.value));
+    AppendRecordLines(entry.entries, indent + 2, lines);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/ec.h>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
@@ -13,20 +14,29 @@
 #include "tools/orx/check/attestation_record.h"
 #include "tools/orx/cli/encoding.h"
 #include "tools/orx/cli/files.h"
+#include "tools/orx/cli/iso8601.h"
 
 namespace orx_tool {
 namespace {
 
 constexpr size_t kFileLimit = 1024UL * 1024;
 constexpr const char kPemLabel[] = "CERTIFICATE";
+constexpr const char kPemBegin[] = "-----BEGIN ";
 
-// The attestation root that Google publishes for devices: its subject and the SHA-256 of its public
-// key. Its certificate was renewed under the same key.
-constexpr const char kPublishedRootSubject[] = "/serialNumber=f92009e853b6b045";
-constexpr const char kPublishedRootKey[] =
-    "feb2ea7551ee316ed4bb443c8293b884dbfdea40b603ee3e4f4a897e4580fbae";
-// Its successor, in use since 2026.
-constexpr const char kNewerRootSubject[] = "/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
+constexpr const char kLeafSubject[] = "/CN=Android Keystore Key";
+
+// The attestation roots that Google publishes for devices: subject, and SHA-256 of the public key.
+// The first one's certificate was renewed under the same key; the second is in use since 2026.
+struct PublishedRoot {
+  const char* subject;
+  const char* key;
+};
+constexpr PublishedRoot kExpectedRoot = {
+    "/serialNumber=f92009e853b6b045",
+    "feb2ea7551ee316ed4bb443c8293b884dbfdea40b603ee3e4f4a897e4580fbae"};
+constexpr PublishedRoot kNewerRoot = {
+    "/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US",
+    "3ee44512a1af2beb39c889490c60ea3f82e43f5d5a5532f5ab9419f676cd07ec"};
 
 std::string Text(BIO* bio) {
   const uint8_t* bytes = nullptr;
@@ -36,9 +46,13 @@ std::string Text(BIO* bio) {
 }
 
 std::string TimeText(const ASN1_TIME* time) {
-  bssl::UniquePtr<BIO> bio(BIO_new(BIO_s_mem()));
-  if (bio == nullptr || !ASN1_TIME_print(bio.get(), time)) return "not readable";
-  return Text(bio.get());
+  const bssl::UniquePtr<ASN1_TIME> epoch(ASN1_TIME_set(nullptr, 0));
+  int days = 0;
+  int seconds = 0;
+  if (epoch == nullptr || !ASN1_TIME_diff(&days, &seconds, epoch.get(), time)) {
+    return "not readable";
+  }
+  return Iso8601(int64_t{days} * 24 * 3600 + seconds);
 }
 
 std::string SerialText(const X509* certificate) {
@@ -47,21 +61,57 @@ std::string SerialText(const X509* certificate) {
   return text != nullptr ? text.get() : "not readable";
 }
 
-std::optional<CertificateChain> ReadPem(const SecretBytes& file) {
-  bssl::UniquePtr<BIO> bio(BIO_new_mem_buf(file.data(), static_cast<int>(file.size())));
-  CertificateChain chain;
-  for (;;) {
-    char* name = nullptr;
-    char* header = nullptr;
-    uint8_t* bytes = nullptr;
-    long size = 0;
-    if (!PEM_read_bio(bio.get(), &name, &header, &bytes, &size)) return chain;
-    const bool certificate = strcmp(name, kPemLabel) == 0;
-    if (certificate) chain.emplace_back(bytes, bytes + size);
-    OPENSSL_free(name);
-    OPENSSL_free(header);
-    OPENSSL_free(bytes);
+// ReadBlock decodes one PEM block (RFC 7468); false when it is cut or damaged.
+bool ReadBlock(const std::string& block, std::string* label, std::vector<uint8_t>* der) {
+  bssl::UniquePtr<BIO> bio(BIO_new_mem_buf(block.data(), static_cast<int>(block.size())));
+  char* name = nullptr;
+  char* header = nullptr;
+  uint8_t* bytes = nullptr;
+  long size = 0;
+  if (!PEM_read_bio(bio.get(), &name, &header, &bytes, &size)) return false;
+  *label = name;
+  der->assign(bytes, bytes + size);
+  OPENSSL_free(name);
+  OPENSSL_free(header);
+  OPENSSL_free(bytes);
+  return true;
+}
+
+CertificateFile ReadPem(const std::string& text) {
+  CertificateFile file;
+  size_t number = 0;
+  for (size_t at = text.find(kPemBegin); at != std::string::npos;) {
+    const size_t next = text.find(kPemBegin, at + 1);
+    std::string label = kPemLabel;
+    std::vector<uint8_t> der;
+    const bool whole = ReadBlock(text.substr(at, next - at), &label, &der);
+    ++number;
+    at = next;
+    if (label != kPemLabel) continue;
+    if (whole && orx_common::ParseCertificate(der) != nullptr) {
+      file.chain.push_back(std::move(der));
+    } else {
+      file.damage.push_back("block " + std::to_string(number) + " is " +
+                            (whole ? "no X.509 certificate" : "damaged or cut"));
+    }
   }
+  return file;
+}
+
+CertificateFile ReadDer(std::vector<uint8_t> bytes) {
+  CertificateFile file;
+  while (!bytes.empty()) {
+    const uint8_t* end = nullptr;
+    if (orx_common::ParseCertificate(bytes, &end) == nullptr) {
+      file.damage.push_back("its last " + std::to_string(bytes.size()) +
+                            " bytes are no X.509 certificate");
+      break;
+    }
+    const auto size = static_cast<size_t>(end - bytes.data());
+    file.chain.emplace_back(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(size));
+    bytes.erase(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(size));
+  }
+  return file;
 }
 
 // Validity of `certificate` now, in words; empty when it is in its time.
@@ -75,31 +125,47 @@ std::string OutOfTime(const X509* certificate) {
   return "";
 }
 
-std::string RootAdvice(const X509* root) {
-  const std::string subject = NameText(X509_get_subject_name(root));
-  if (subject == kNewerRootSubject) {
-    return "the chain ends in the newer attestation root " + subject +
-           " (in use since 2026), which the strict check does not know; --relaxed accepts it";
+std::string Which(size_t index) {
+  return "certificate " + std::to_string(index);
+}
+
+// AddLinkFindings looks at one certificate and its signer, the certificate itself for the last.
+void AddLinkFindings(size_t index, X509* certificate, X509* signer,
+                     std::vector<std::string>* findings) {
+  const bool last = certificate == signer;
+  const std::string by = last ? "itself" : Which(index + 1);
+  const bssl::UniquePtr<EVP_PKEY> key(X509_get_pubkey(signer));
+  const std::string issuer = NameText(X509_get_issuer_name(certificate));
+  const std::string subject = NameText(X509_get_subject_name(certificate));
+  const std::string signer_subject = NameText(X509_get_subject_name(signer));
+  if (key == nullptr) {
+    findings->push_back(Which(last ? index : index + 1) + " has no usable public key");
+  } else if (X509_verify(certificate, key.get()) == 0) {
+    findings->push_back(Which(index) + " is not signed by " + by);
   }
-  if (subject == kPublishedRootSubject && KeyDigest(root) != kPublishedRootKey) {
-    return "the root has the expected subject but another key than the published attestation "
-           "root: a development or simulated device";
+  ERR_clear_error();
+  if (issuer != signer_subject) {
+    findings->push_back(Which(index) + " names the issuer " + issuer + ", but " + by + " is " +
+                        signer_subject);
   }
-  return "";
+  if (index == 0 && subject != kLeafSubject) {
+    findings->push_back(Which(0) + " has the subject " + subject + " instead of " + kLeafSubject);
+  }
 }
 
 }  // namespace
 
-std::optional<CertificateChain> ReadCertificates(const std::string& path,
-                                                 std::optional<Problem>* problem) {
-  const auto file = ReadWhole(path, kFileLimit, problem);
-  if (!file) return std::nullopt;
-  const bool pem = memmem(file->data(), file->size(), "-----BEGIN ", 11) != nullptr;
-  auto chain = pem ? ReadPem(*file) : CertificateChain{{file->data(), file->data() + file->size()}};
-  bool parsed = !chain->empty();
-  for (const auto& der : *chain) parsed = parsed && orx_common::ParseCertificate(der) != nullptr;
-  if (parsed) return chain;
-  *problem = MakeProblem("CERTIFICATE-FORMAT", path + " holds no readable X.509 certificate");
+std::optional<CertificateFile> ReadCertificates(const std::string& path,
+                                                std::optional<Problem>* problem) {
+  const auto bytes = ReadWhole(path, kFileLimit, problem);
+  if (!bytes) return std::nullopt;
+  const std::string text(bytes->begin(), bytes->end());
+  const bool pem = text.find(kPemBegin) != std::string::npos;
+  CertificateFile file = pem ? ReadPem(text) : ReadDer({bytes->begin(), bytes->end()});
+  for (std::string& damage : file.damage) damage.insert(0, path + ": ");
+  if (!file.chain.empty()) return file;
+  const std::string why = pem && !file.damage.empty() ? " (" + file.damage[0] + ")" : "";
+  *problem = MakeProblem("CERTIFICATE-FORMAT", path + " holds no readable X.509 certificate" + why);
   return std::nullopt;
 }
 
@@ -144,7 +210,9 @@ Json::Value DescribeCertificate(const X509* certificate) {
   const bssl::UniquePtr<EVP_PKEY> key(X509_get_pubkey(const_cast<X509*>(certificate)));
   json["key"] = KeyText(key.get());
   json["key_sha256"] = KeyDigest(certificate);
-  if (const auto record = DecodeAttestationRecord(certificate)) json["attestation"] = *record;
+  if (const auto record = DecodeAttestationRecord(certificate)) {
+    json["attestation"] = RecordJson(*record);
+  }
   return json;
 }
 
@@ -155,29 +223,50 @@ std::vector<std::string> CertificateLines(const X509* certificate) {
       "serial:     " + json["serial"].asString(),
       "validity:   " + json["not_before"].asString() + " to " + json["not_after"].asString(),
       "key:        " + json["key"].asString() + ", SHA-256 " + json["key_sha256"].asString()};
-  const std::string time = OutOfTime(certificate);
-  if (!time.empty()) lines.push_back("note:       the certificate " + time);
-  if (!json.isMember("attestation")) return lines;
+  const auto record = DecodeAttestationRecord(certificate);
+  if (!record) return lines;
   lines.push_back("attestation record:");
-  AppendRecordLines(json["attestation"], 2, &lines);
+  AppendRecordLines(*record, 2, &lines);
   return lines;
 }
 
+std::string RootFinding(const std::string& subject, const std::string& key_digest) {
+  const bool newer_key = key_digest == kNewerRoot.key;
+  if (newer_key || subject == kNewerRoot.subject) {
+    return std::string("the chain ends in the newer attestation root (in use since 2026), which ") +
+           "the strict check does not know; --relaxed accepts it" +
+           (newer_key ? "" : ". Its key is another than the published one");
+  }
+  if (subject != kExpectedRoot.subject) {
+    return "the chain ends in " + subject + ", not in the attestation root " +
+           kExpectedRoot.subject;
+  }
+  if (key_digest == kExpectedRoot.key) return "";
+  return "the root has the expected subject but another key than the published attestation root: "
+         "a development or simulated device";
+}
+
 std::vector<std::string> ChainAdvice(const CertificateChain& chain) {
+  std::vector<bssl::UniquePtr<X509>> certificates;
+  for (const auto& der : chain) certificates.push_back(orx_common::ParseCertificate(der));
   std::vector<std::string> advice;
-  for (size_t i = 0; i < chain.size(); ++i) {
-    const auto certificate = orx_common::ParseCertificate(chain[i]);
-    const std::string which = "certificate " + std::to_string(i) + " of the chain ";
+  std::vector<std::string> times;
+  for (size_t i = 0; i < certificates.size(); ++i) {
+    X509* certificate = certificates[i].get();
+    X509* signer = i + 1 < certificates.size() ? certificates[i + 1].get() : certificate;
     if (certificate == nullptr) {
-      advice.push_back(which + "does not parse");
+      advice.push_back(Which(i) + " does not parse");
       continue;
     }
-    const std::string time = OutOfTime(certificate.get());
-    if (!time.empty()) advice.push_back(which + time + "; the self-test does not look at that");
-    if (i + 1 != chain.size()) continue;
-    const std::string root = RootAdvice(certificate.get());
-    if (!root.empty()) advice.push_back(root);
+    if (signer != nullptr) AddLinkFindings(i, certificate, signer, &advice);
+    const std::string time = OutOfTime(certificate);
+    if (!time.empty()) times.push_back(Which(i) + " " + time + "; the self-test does not look");
   }
+  const X509* root = certificates.empty() ? nullptr : certificates.back().get();
+  const std::string finding =
+      root != nullptr ? RootFinding(NameText(X509_get_subject_name(root)), KeyDigest(root)) : "";
+  if (!finding.empty()) advice.push_back(finding);
+  advice.insert(advice.end(), times.begin(), times.end());
   return advice;
 }
 

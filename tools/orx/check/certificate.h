@@ -14,9 +14,16 @@
 
 namespace orx_tool {
 
-// ReadCertificates reads a file of certificates, PEM or one in DER.
-std::optional<CertificateChain> ReadCertificates(const std::string& path,
-                                                 std::optional<Problem>* problem);
+// CertificateFile is what a file holds: its certificates, and what in it is none.
+struct CertificateFile {
+  CertificateChain chain;
+  std::vector<std::string> damage;  // one line each
+};
+
+// ReadCertificates reads a file of certificates, in PEM or one after the other in DER. Nothing, and
+// *problem, when it holds none that can be read.
+std::optional<CertificateFile> ReadCertificates(const std::string& path,
+                                                std::optional<Problem>* problem);
 
 // WritePem gives the chain in PEM, the leaf first.
 std::string WritePem(const CertificateChain& chain);
@@ -37,9 +44,13 @@ Json::Value DescribeCertificate(const X509* certificate);
 // CertificateLines is the same as text, one line each.
 std::vector<std::string> CertificateLines(const X509* certificate);
 
-// ChainAdvice names what is odd about an attestation chain without being wrong by the self-tests'
-// rules, or explains why they refuse it: certificates out of their time, a root with the expected
-// subject but another key than the published one, the newer attestation root.
+// RootFinding says what a root is, by its subject and the digest of its key, if it is not the one
+// that the self-tests expect; else it is empty.
+std::string RootFinding(const std::string& subject, const std::string& key_digest);
+
+// ChainAdvice names what is wrong or odd about an attestation chain, in the order in which the
+// self-tests look: of each certificate its signature, the names and, of the first, its subject;
+// then the root. They do not look at validity or at the root's key; that comes last.
 std::vector<std::string> ChainAdvice(const CertificateChain& chain);
 
 }  // namespace orx_tool

@@ -7,6 +7,7 @@
 #include "tools/orx/check/certificate.h"
 #include "tools/orx/check/check_commands.h"
 #include "tools/orx/cli/files.h"
+#include "tools/orx/cli/json_lines.h"
 #include "tools/orx/cli/process.h"
 #include "tools/orx/diagnosis/library_log.h"
 
@@ -28,12 +29,9 @@ void ShowChain(const CertificateChain& chain, Output& output) {
     certificates.append(DescribeCertificate(certificate.get()));
   }
   output.answer()["certificates"] = certificates;
-  Json::Value advice(Json::arrayValue);
-  for (const std::string& text : ChainAdvice(chain)) {
-    output.Text("note: " + text);
-    advice.append(text);
-  }
-  output.answer()["advice"] = advice;
+  const std::vector<std::string> advice = ChainAdvice(chain);
+  for (const std::string& text : advice) output.Text("note: " + text);
+  output.answer()["advice"] = Texts(advice);
 }
 
 bool WriteText(const std::string& path, const std::string& text, std::optional<Problem>* problem) {
@@ -58,15 +56,19 @@ bool WriteChain(const std::string& folder, const CertificateChain& chain,
 }
 
 int RunChainShow(const Args& args, Output& output) {
-  CertificateChain chain;
+  CertificateFile all;
   for (const std::string& path : args.operands()) {
     std::optional<Problem> problem;
-    const auto read = ReadCertificates(path, &problem);
-    if (!read) return output.Fail(*problem);
-    chain.insert(chain.end(), read->begin(), read->end());
+    const auto file = ReadCertificates(path, &problem);
+    if (!file) return output.Fail(*problem);
+    all.chain.insert(all.chain.end(), file->chain.begin(), file->chain.end());
+    all.damage.insert(all.damage.end(), file->damage.begin(), file->damage.end());
   }
-  ShowChain(chain, output);
-  return output.Succeed();
+  ShowChain(all.chain, output);
+  if (all.damage.empty()) return output.Succeed();
+  std::string cause;
+  for (const std::string& damage : all.damage) cause += (cause.empty() ? "" : "; ") + damage;
+  return output.Fail(MakeProblem("CERTIFICATE-FORMAT", cause));
 }
 
 int RunAttestKey(const Args& args, Output& output) {
@@ -98,7 +100,9 @@ std::vector<Command> ChainCommands() {
        1,
        kAnyNumber,
        "print certificates readably",
-       "Takes PEM or DER. Android attestation records are decoded.\n",
+       "Takes PEM, or one or more certificates in DER. Android attestation records are decoded, "
+       "and\n"
+       "notes say what the self-tests refuse in the chain, in their order.\n",
        {},
        RunChainShow},
       {"attest-key",

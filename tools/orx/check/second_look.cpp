@@ -75,7 +75,8 @@ void MakeAttestKey(const Check& check, Calls* calls, SecondLook* look) {
   for (const km::Certificate& one : created.certificateChain) {
     chain.push_back(one.encodedCertificate);
   }
-  if (check.looks_at_chain) look->chain_advice = ChainAdvice(chain);
+  // A chain of one has no root to tell anything about.
+  if (check.looks_at_chain && with_challenge) look->chain_advice = ChainAdvice(chain);
 }
 
 void MakeRemoteKey(const Check& check, Calls* calls) {

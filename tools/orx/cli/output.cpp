@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "tools/orx/cli/device.h"
+#include "tools/orx/cli/iso8601.h"
 
 namespace orx_tool {
 
@@ -22,15 +23,6 @@ namespace {
 
 constexpr const char kNoDevice[] =
     "This PC is no Android device. Run the command inside a simulated one: orx-sim run -- orx ";
-
-// Iso8601 is a time in UTC (ISO 8601, RFC 3339).
-std::string Iso8601(time_t seconds) {
-  tm utc = {};
-  gmtime_r(&seconds, &utc);
-  char text[32];
-  strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &utc);
-  return text;
-}
 
 Json::Value ProblemToJson(const Problem& problem) {
   Json::Value error(Json::objectValue);

@@ -381,7 +381,7 @@ TEST_F(CheckCommandTest, ShowsAndWritesTheChainOfAnAttestationKey) {
   const Json::Value& record = leaf["attestation"];
   EXPECT_EQ(record["attestationVersion"].asInt(), 300);
   EXPECT_EQ(record["attestationSecurityLevel"].asString(), "TrustedEnvironment");
-  EXPECT_EQ(record["attestationChallenge"].asString(), "\"orx\"");
+  EXPECT_EQ(record["attestationChallenge"].asString(), "orx");
   EXPECT_EQ(record["hardwareEnforced"]["purpose"][0].asString(), "ATTEST_KEY");
   EXPECT_FALSE(record["hardwareEnforced"]["rootOfTrust"]["deviceLocked"].asBool());
   EXPECT_FALSE(record.isMember("error"));
