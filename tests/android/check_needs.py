@@ -117,7 +117,7 @@ def main():
     archive = f'{BUILD}/lib/liborx_static.a'
     imports = symbols(archive, '-u') - symbols(archive, '--defined-only')
     recorder = symbols(f'{BUILD}/tests/needs_recorder', '-D', '--defined-only')
-    exports = {e for e in symbols(library, '-D', '--defined-only') if not e.startswith('LIBORX')}
+    exports = symbols(library, '-D', '--defined-only')
     seen = record()
 
     def faults(table_path, lines):

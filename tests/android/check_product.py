@@ -16,10 +16,11 @@ $(info packages $(PRODUCT_PACKAGES))
 $(info policy $(BOARD_VENDOR_SEPOLICY_DIRS))
 all:
 '''
-# init's commands that orx.rc may use: name and number of arguments.
-COMMANDS = {'mkdir': 4, 'restorecon_recursive': 1, 'setprop': 2}
-OPTIONS = {'user': 1, 'group': 9, 'disabled': 0, 'oneshot': 0}
-TRIGGERS = ('init', 'post-fs-data')
+# What orx.rc may hold: sections, and init's commands and options below them.
+INIT_LINE = re.compile(
+    r'on (init|post-fs-data)|service \S+ /vendor/bin/orx( \w+)*|'
+    r' {4}(mkdir \S+ 0\d\d0 \w+ \w+|restorecon_recursive \S+|setprop \S+ \S+|'
+    r'user \w+|group( \w+)+|disabled|oneshot)')
 
 
 def read(path):
@@ -55,33 +56,13 @@ def product_faults(tree):
 
 
 def init_faults(tree):
-    section, made, serial = None, {}, False
-    programs = re.findall(r'cc_binary \{\n    name: "(.*)"', read(f'{tree}/{PLACE}/Android.bp'))
-    for line in read(f'{tree}/{PLACE}/android/orx.rc').splitlines():
-        words = line.split('#')[0].split()
-        if not words:
-            continue
-        if not line.startswith(' '):
-            section = words
-            if words[0] == 'on' and words[1:] and words[1] in TRIGGERS and len(words) == 2:
-                continue
-            if words[0] != 'service' or words[2] not in [f'/vendor/bin/{p}' for p in programs]:
-                yield f'no section of init: {line}'
-            continue
-        known = COMMANDS if section and section[0] == 'on' else OPTIONS
-        if words[0] not in known or (len(words) - 1 > known[words[0]]):
-            yield f'not known to init: {line}'
-        elif words[0] == 'mkdir':
-            made[words[1]] = None
-            if section[1] != 'post-fs-data' or int(words[2], 8) & 0o7:
-                yield f'too early, or open to all: {line}'
-        elif words[0] == 'restorecon_recursive' and words[1] in made:
-            made[words[1]] = line
-        serial |= words == ['setprop', 'ro.vendor.boot.serialno', '${ro.boot.serialno}'] and \
-            section == ['on', 'init']
-    if not made or None in made.values():
-        yield f'not labelled after mkdir: {made}'
-    if not serial:
+    text = re.sub(r' *#.*\n', '', read(f'{tree}/{PLACE}/android/orx.rc'))
+    yield from (f'not known to init: {line}' for line in text.splitlines()
+                if line and not INIT_LINE.fullmatch(line))
+    # A directory is made once its partition is mounted; mkdir leaves the label of an old one.
+    if not re.search(r'^on post-fs-data\n +mkdir (\S+) .*\n +restorecon_recursive \1\n', text, re.M):
+        yield 'no directory is made and labelled'
+    if 'on init\n    setprop ro.vendor.boot.serialno ${ro.boot.serialno}\n' not in text:
         yield 'the serial number is not passed on before its readers start'
 
 
@@ -89,7 +70,6 @@ DAMAGES = [
     ('android/orx.mk', 'liborx orx', 'liborx orxtool'),
     ('android/BoardConfigOrx.mk', 'soong_config_set,orx,', 'soong_config_set,liborx,'),
     ('android/BoardConfigOrx.mk', '/android/BoardConfigOrx.mk,', '/BoardConfigOrx.mk,'),
-    ('android/BoardConfigOrx.mk', 'sepolicy/modem', 'sepolicy/modems'),
     ('android/BoardConfigOrx.mk', 'ORX_STRONGBOX_LABELLED),true', 'ORX_STRONGBOX_LABELLED),1'),
     ('docs/android.md', 'include vendor/x/orx/android/', 'include vendor/x/orx/'),
     ('android/orx.rc', '    restorecon_recursive /mnt/vendor/persist/security\n', ''),
