@@ -40,8 +40,8 @@ FILES = ('srcs', 'init_rc', 'data', 'corpus', 'src', 'version_script', 'dictiona
 
 
 def parse(text):
-    """The modules, type and properties, of a text that bpfmt has accepted and formatted. What is not
-    of Android 14 (select, unset) is an unknown name."""
+    """The modules, type and properties, of a text that bpfmt has accepted and formatted. What
+    Android 14 has not (select, unset) is an unknown name."""
     text = re.sub(r'("(?:[^"\\\n]|\\.)*")|//.*', lambda m: m[1] or '', text)
     variables, modules = {'true': True, 'false': False, '__builtins__': {}}, []
     maps = text
@@ -52,7 +52,7 @@ def parse(text):
         maps = re.sub(r'\{[^{}]*\}', '', maps)
     for statement in re.split(r'\n(?=\w)', text.strip()):
         name, operator, value = re.fullmatch(r'(\w+) (\+?=|(?=\{))(.*)', statement, re.S).groups()
-        # Otherwise than in its keys, a value is one of Python's too.
+        # A value is one of Python's too, once its keys are in quotes.
         value = eval(re.sub(r'("(?:[^"\\]|\\.)*")|(\w+)(?=:)',
                             lambda m: m[1] or f'"{m[2]}"', value).strip(), variables)
         if not operator:

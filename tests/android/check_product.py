@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """Checks what a product takes in besides Android.bp: that GNU make reads orx.mk and
-BoardConfigOrx.mk as docs/android.md includes them, and that orx.rc is in init's grammar and does what
-a directory on the persist partition needs. Then checks itself on damaged copies.
+BoardConfigOrx.mk as docs/android.md includes them, and that orx.rc is in init's grammar and does
+what a directory on the persist partition needs. Then checks itself on damaged copies.
 usage: check_product.py SOURCE_FOLDER"""
 import os, re, shutil, subprocess, sys, tempfile
 
@@ -60,7 +60,8 @@ def init_faults(tree):
     yield from (f'not known to init: {line}' for line in text.splitlines()
                 if line and not INIT_LINE.fullmatch(line))
     # A directory is made once its partition is mounted; mkdir leaves the label of an old one.
-    if not re.search(r'^on post-fs-data\n +mkdir (\S+) .*\n +restorecon_recursive \1\n', text, re.M):
+    made = r'^on post-fs-data\n +mkdir (\S+) .*\n +restorecon_recursive \1\n'
+    if not re.search(made, text, re.M):
         yield 'no directory is made and labelled'
     if 'on init\n    setprop ro.vendor.boot.serialno ${ro.boot.serialno}\n' not in text:
         yield 'the serial number is not passed on before its readers start'
