@@ -97,8 +97,8 @@ ORX_EXPORT int ORX_validate_attestation_model(const char* model, bool relaxed, b
  * WARNING: the MAC of the public key is not verified, as only the secure hardware can; its length
  * is. Only the result 0 of a certificate's signature check counts as a failure.
  *
- * WARNING: the platform's CBOR parser (RFC 8949), which reads the public key, has no limit of depth
- * before Android 15: a component that answers tens of thousands of nested levels ends the process.
+ * The platform's CBOR parser (RFC 8949), which reads the public key, has no limit of depth before
+ * Android 15: a component that answers tens of thousands of nested levels ends the process.
  */
 ORX_EXPORT int ORX_validate_attestation_ids(bool attest_ids, uint32_t id_mask, bool relaxed,
                                             bool strongbox);

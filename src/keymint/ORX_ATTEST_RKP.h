@@ -33,8 +33,8 @@ using PublicKeyPtr = std::unique_ptr<EVP_PKEY, UniquePtrDeleter<EVP_PKEY, EVP_PK
 // accepted at every level, and the key's type, algorithm and curve must be consecutive in this
 // order, which is that of the canonical encoding. p256_pub_key() judges the rest.
 //
-// WARNING: the platform's parser of CBOR recurses without a limit in releases before Android 15:
-// input of tens of thousands of nested levels overflows the stack.
+// The platform's CBOR parser has no limit of depth before Android 15: input of tens of thousands of
+// nested levels overflows the stack.
 bool check_maced_pubkey(const km::MacedPublicKey& macedPubKey, std::vector<uint8_t>* payload_value);
 
 // p256_pub_key makes the P-256 public key of an encoded COSE_Key (RFC 9053, 7.1.1) that

@@ -2,6 +2,7 @@
 #include <keymint/authorization_set.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace android::hardware::keymint::ORX {
 
@@ -29,15 +30,15 @@ void AuthorizationSet::Union(const AuthorizationSet& other) {
 }
 
 void AuthorizationSet::Subtract(const AuthorizationSet& other) {
-  const std::vector<km::KeyParameter> removed = other.parameters_;  // `other` may be this set
+  std::vector<km::KeyParameter> removed = other.parameters_;  // `other` may be this set
+  std::sort(removed.begin(), removed.end());
   Deduplicate();
-  for (const km::KeyParameter& parameter : removed) {
-    for (int at = find(parameter.tag); at != -1; at = find(parameter.tag, at)) {
-      if ((*this)[at] != parameter) continue;
-      erase(at);
-      break;
-    }
-  }
+  // No element is left twice, so that this is what removing one after the other leaves.
+  std::vector<km::KeyParameter> kept;
+  std::set_difference(std::make_move_iterator(parameters_.begin()),
+                      std::make_move_iterator(parameters_.end()), removed.begin(), removed.end(),
+                      std::back_inserter(kept));
+  parameters_ = std::move(kept);
 }
 
 int AuthorizationSet::find(km::Tag tag, int begin) const {

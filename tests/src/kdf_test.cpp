@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <openssl/sha.h>
 #include <orx/kdf.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -93,6 +95,32 @@ TEST(KdfTest, ArgumentsAreCheckedInOrderBeforeTheOutputIsTouched) {
     EXPECT_THAT(log.Take(), ElementsAre(std::string("ORX_LIB_KDF_Gen() : ") + row.message));
     EXPECT_THAT(output, Each(0x5a));
   }
+}
+
+TEST(KdfTest, TheSecondSelectorNamesNoDigest) {
+  orx_test::LogCapture log;
+  Bytes output(40, 0x5a);
+  EXPECT_EQ(ORX_KDF_Gen(kCounter, 1, 3, kZ.data(), 0, nullptr, 40, output.data()), 1u);
+  EXPECT_THAT(log.Take(), ElementsAre("invalid hash algo", "Error computing hash for KDF",
+                                      "exiting with status=1"));
+  EXPECT_THAT(output, Each(0));
+}
+
+// 4 GiB of addresses, 1,024 times the same 4 MiB of memory.
+TEST(KdfTest, ALengthThatWrapsWhenItIsRoundedUpGivesZerosAndSuccess) {
+  constexpr size_t kWhole = size_t{4} << 30, kPart = size_t{4} << 20;
+  const int memory = memfd_create("output", 0);
+  ASSERT_EQ(ftruncate(memory, kPart), 0);
+  auto* const output = static_cast<uint8_t*>(
+      mmap(nullptr, kWhole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+  ASSERT_NE(output, MAP_FAILED);
+  for (size_t at = 0; at < kWhole; at += kPart) {
+    ASSERT_NE(mmap(output + at, kPart, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, memory, 0),
+              MAP_FAILED);
+  }
+  output[0] = 0x5a;
+  EXPECT_EQ(ORX_KDF_Gen(kCounter, kSha1, 3, kZ.data(), 0, nullptr, 0xFFFFFFFF - 18, output), 0u);
+  EXPECT_THAT(Bytes(output, output + 100), Each(0));
 }
 
 // The worker checks nothing, so that each hash identifier that has the selector's number answers.

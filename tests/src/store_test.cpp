@@ -179,6 +179,10 @@ TEST_F(StoreTest, TheSizeLeavesOutWhatIsBufferedAndAllBut32Bits) {
   EXPECT_EQ(size, (1u << 30) + 7);
 }
 
+TEST_F(StoreTest, ClosingWithoutAFileEndsTheProcess) {
+  EXPECT_DEATH(ORX_STORE_Close(0), "");
+}
+
 TEST_F(StoreTest, DeletingFailsOnAMissingFile) {
   Put(5, "abc");
   log_.Clear();

@@ -12,6 +12,7 @@
 #include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <functional>
@@ -181,6 +182,23 @@ TEST_F(ModemChannel, ASocketOnDescriptorZeroIsClosedAndCountsAsFailed) {
   EXPECT_EQ(Ask(), -1);
   EXPECT_THAT(Log(), HasSubstr("socket_fd =  0 \nConnect to AT command engine with 1 fails\n"));
   EXPECT_EQ(dup(STDERR_FILENO), STDIN_FILENO) << "the last one is closed too";
+}
+
+TEST_F(ModemChannel, WhileTheDaemonsQueueIsFullConnectingWaits) {
+  const auto ask = [this] {
+    listen(ListenAsModem(), 0);
+    const sockaddr_un address = {AF_UNIX, "/dev/socket/rild-oem"};
+    int connected = 0;
+    while (connected == 0) {
+      const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0);
+      connected = connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    }
+    At("socket_fd", [](int) { _exit(0); });  // what is logged next, once connecting has ended
+    alarm(1);
+    char response[16] = {};
+    ORX_communicate_with_modem(kCommand, response);
+  };
+  EXPECT_EXIT(ask(), ::testing::KilledBySignal(SIGALRM), "");
 }
 
 TEST_F(ModemChannel, ADescriptorThatNoSetHoldsFailsTheWaits) {
