@@ -145,8 +145,9 @@ void AddLinkFindings(size_t index, X509* certificate, X509* signer,
   }
   ERR_clear_error();
   if (issuer != signer_subject) {
-    findings->push_back(Which(index) + " names the issuer " + issuer + ", but " + by + " is " +
-                        signer_subject);
+    findings->push_back(
+        Which(index) + " names the issuer " + issuer +
+        (last ? ", but the chain ends with it" : ", but " + by + " is " + signer_subject));
   }
   if (index == 0 && subject != kLeafSubject) {
     findings->push_back(Which(0) + " has the subject " + subject + " instead of " + kLeafSubject);

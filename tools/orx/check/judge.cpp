@@ -2,12 +2,12 @@
 #include "tools/orx/check/judge.h"
 
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
-#include <math.h>
 #include <stdio.h>
 
 #include <algorithm>
 
 #include "tools/orx/check/identifiers.h"
+#include "tools/orx/diagnosis/modem_answer.h"
 
 namespace orx_tool {
 namespace {
@@ -64,11 +64,13 @@ std::string SecondsText(double seconds) {
 
 // WhatIsAbsent tells a service that the device does not have by its manifest from one that should
 // be there: the code of the former, or an empty string.
-std::string WhatIsAbsent(const Check& check, const std::string& code, const SecondLook& look) {
-  const bool strongbox_asked = code == "ESE-STRONGBOX-MISSING" ||
-                               (check.on_strongbox() && code == "KM-SERVICE-MISSING") ||
-                               (check.on_strongbox() && code == "RKP-SERVICE-MISSING");
-  if (strongbox_asked && !look.strongbox_declared) return "STRONGBOX-ABSENT";
+std::string WhatIsAbsent(const Check& check, const Problem& problem, const SecondLook& look) {
+  const std::string& code = problem.code;
+  const bool missing = code == "KM-SERVICE-MISSING" || code == "RKP-SERVICE-MISSING" ||
+                       code == "SS-SERVICE-MISSING" || code == "ESE-STRONGBOX-MISSING";
+  const bool of_strongbox =
+      check.on_strongbox() || problem.library_line.find("Strongbox") != std::string::npos;
+  if (missing && of_strongbox && !look.strongbox_declared) return "STRONGBOX-ABSENT";
   return code == "RKP-SERVICE-MISSING" && !look.rkp_declared ? "RKP-ABSENT" : "";
 }
 
@@ -103,29 +105,36 @@ Problem WithIdentifiers(Problem problem, const Seen& seen) {
   return problem;
 }
 
-bool IsOfOneCall(const std::string& code) {
-  return std::find(std::begin(kOfOneCall), std::end(kOfOneCall), code) != std::end(kOfOneCall);
+// OneCallFailed tells whether the library's line says no more than that a call failed. "Invalid
+// seed" and the like speak of what it answered.
+bool OneCallFailed(const std::string& code, const std::string& line) {
+  return line.rfind("Invalid", 0) != 0 &&
+         std::find(std::begin(kOfOneCall), std::end(kOfOneCall), code) != std::end(kOfOneCall);
 }
 
 // CameAndWent tells whether what failed in the check passed when it was done again.
 bool CameAndWent(const CheckResult& result, const SecondLook& look) {
   if (result.code == "ATTEST-DEVICE-ID") return look.wrong_identifiers == 0;
-  const bool invalid_answer = result.message.rfind("Invalid", 0) == 0;
-  return IsOfOneCall(result.code) && !invalid_answer && !look.call.name.empty() &&
+  return OneCallFailed(result.code, result.message) && !look.call.name.empty() &&
          !look.call.failed();
 }
 
 // Refine puts what the second look found into the library's own account of a failure.
 Problem Refine(const Check& check, const Seen& seen, const Problem& problem) {
   const SecondLook& look = seen.look;
-  const std::string absent = WhatIsAbsent(check, problem.code, look);
+  const std::string absent = WhatIsAbsent(check, problem, look);
   if (!absent.empty()) return Replaced(problem, absent);
   if (problem.code == "KM-KEYS-NOT-PROVISIONED" && look.remote_keys) {
     return Replaced(problem, "ATTEST-REMOTE");
   }
-  Problem refined =
-      IsOfOneCall(problem.code) && look.call.failed() ? WithCall(problem, look.call) : problem;
+  Problem refined = OneCallFailed(problem.code, problem.library_line) && look.call.failed()
+                        ? WithCall(problem, look.call)
+                        : problem;
   if (refined.code == "ATTEST-DEVICE-ID") refined = WithIdentifiers(refined, seen);
+  if (refined.code == "KM-SERVICE-MISSING" && check.instance != "both") {
+    refined.cause.pop_back();
+    refined.cause += " (" + check.instance + ").";
+  }
   const bool for_other_devices = check.kind == Check::Kind::kRkpIds && look.factory_keys &&
                                  *seen.status != 0 && refined.exit_code == kFailed;
   return for_other_devices ? Replaced(problem, "RKP-FACTORY-KEYS") : refined;
@@ -152,17 +161,27 @@ void JudgeCoverage(const Check& check, const Seen& seen, CheckResult* result) {
                            problem.cause);
 }
 
+// AdviseOnModem says what is odd about an answer that is no IMEI.
+void AdviseOnModem(const Seen& seen, CheckResult* result) {
+  constexpr size_t kImeiDigits = 15;
+  const auto answer = ModemAnswer(seen.lines);
+  if (result->code.rfind("IMEI-", 0) != 0 || !answer) return;
+  const std::string odd = ExplainModemAnswer(*answer, kImeiDigits);
+  if (!odd.empty()) result->advice.insert(result->advice.begin(), odd);
+}
+
 // Advise adds what the second look tells beside the cause.
 void Advise(const Check& check, const Seen& seen, CheckResult* result) {
   const bool passed = result->verdict == Verdict::kPass;
   if (result->verdict == Verdict::kFail && CameAndWent(*result, seen.look)) {
-    result->advice.push_back(
-        "it passed when it was done again: look for a crash of the HAL in logcat");
+    result->cause += " It passed when it was done again.";
+    result->advice = {"Look for a crash of the HAL in logcat, and run the check again."};
   }
   if (passed && seen.look.remote_strongbox && check.needs_factory_keys() && !check.relaxed) {
     result->advice.push_back(
         "checked relaxed: a remotely provisioned StrongBox certifies its attestation key itself");
   }
+  AdviseOnModem(seen, result);
   const bool of_chain = result->code.rfind("ATTEST-CHAIN", 0) == 0 ||
                         result->code == "ATTEST-ROOT" || result->code == "ATTEST-LEAF-SUBJECT";
   if (!passed && !of_chain) return;
