@@ -9,6 +9,7 @@ namespace orx_tool {
 
 // The commands of this room, one table a source file.
 std::vector<Command> KeyCommands();
+std::vector<Command> KeyShowCommands();
 std::vector<Command> CipherCommands();
 std::vector<Command> RsaCommands();
 std::vector<Command> HashCommands();

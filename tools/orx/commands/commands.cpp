@@ -26,7 +26,8 @@ std::vector<Command> AllCommands() {
 
 const std::vector<CommandGroup>& CommandGroups() {
   static const auto& groups = *new std::vector<CommandGroup>{
-      {"Keys in the secure hardware", Joined({KeyCommands(), CipherCommands(), RsaCommands()})},
+      {"Keys in the secure hardware",
+       Joined({KeyCommands(), KeyShowCommands(), CipherCommands(), RsaCommands()})},
       {"Digests, derived keys, random bytes", Joined({HashCommands(), DeriveCommands()})},
       {"Small secrets in files", StoreCommands()},
       {"What this device is", IdentityCommands()},

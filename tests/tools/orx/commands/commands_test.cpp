@@ -46,6 +46,7 @@ class EveryCommandTest : public ToolTest {
     return {{"key", "import", "50", "--hex", std::string(32, '0')},
             {"key", "import", "51", "--pkcs8", work("rsa.pem")},
             {"key", "list"},
+            {"key", "show", "50"},
             {"encrypt", "50", "-i", data, "-o", work("cipher")},
             {"decrypt", "50", "-i", work("cipher"), "-o", work("plain")},
             {"sign", "51", "-i", data},

@@ -205,7 +205,8 @@ TEST_F(DataCommandTest, FilesArePrivateAndNothingIsLostByTheWay) {
       {"bwrap --dev-bind / / --size 16384 --tmpfs $F bash -c 'echo old | $ORX -q store put 4;"
        " head -c 60000 /dev/zero | $ORX store put 4; $ORX store get 4'",
        "old\n", "has room for"},
-      {"bwrap --dev-bind / / --tmpfs /proc $ORX random 8 -o $D/named; ls -A $D | grep named",
+      {"export LD_LIBRARY_PATH=${ORX%/bin/orx}/lib;"  // the run path is found through /proc
+       " bwrap --dev-bind / / --tmpfs /proc $ORX random 8 -o $D/named; ls -A $D | grep named",
        "named\n", ""},
       {"$ORX random 9999999999 -o $D/killed & until ls -l /proc/$!/fd | grep -q deleted; do :; "
        "done;"

@@ -15,16 +15,19 @@ constexpr const char kKeyHex[] = "000102030405060708090a0b0c0d0e0f";
 
 class KeyCommandTest : public ToolTest {
  protected:
-  KeyCommandTest() {
+  // The key is made on first use.
+  EVP_PKEY* key() {
+    if (key_ != nullptr) return key_.get();
     bssl::UniquePtr<BIGNUM> e(BN_new());
     bssl::UniquePtr<RSA> rsa(RSA_new());
-    BN_set_word(e.get(), 65537);
+    BN_set_word(e.get(), RSA_F4);
     RSA_generate_key_ex(rsa.get(), 2048, e.get(), nullptr);
     key_.reset(EVP_PKEY_new());
     EVP_PKEY_set1_RSA(key_.get(), rsa.get());
+    return key_.get();
   }
 
-  const RSA* rsa() const { return EVP_PKEY_get0_RSA(key_.get()); }
+  const RSA* rsa() { return EVP_PKEY_get0_RSA(key()); }
 
   static std::string Contents(BIO* bio) {
     const uint8_t* bytes = nullptr;
@@ -43,11 +46,11 @@ class KeyCommandTest : public ToolTest {
 
   void WritePkcs8Pem(const std::string& path) {
     WriteWith(path, [&](BIO* bio) {
-      return PEM_write_bio_PKCS8PrivateKey(bio, key_.get(), nullptr, nullptr, 0, nullptr, nullptr);
+      return PEM_write_bio_PKCS8PrivateKey(bio, key(), nullptr, nullptr, 0, nullptr, nullptr);
     });
   }
 
-  std::string ComponentsText() const {
+  std::string ComponentsText() {
     const std::pair<const char*, const BIGNUM*> components[] = {
         {"n", RSA_get0_n(rsa())},     {"e", RSA_get0_e(rsa())},      {"d", RSA_get0_d(rsa())},
         {"p", RSA_get0_p(rsa())},     {"q", RSA_get0_q(rsa())},      {"dp", RSA_get0_dmp1(rsa())},
@@ -60,9 +63,9 @@ class KeyCommandTest : public ToolTest {
     return text;
   }
 
-  bool Verifies(const std::string& data, const std::string& signature) const {
+  bool Verifies(const std::string& data, const std::string& signature) {
     bssl::ScopedEVP_MD_CTX context;
-    EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr, key_.get());
+    EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr, key());
     return EVP_DigestVerify(context.get(), reinterpret_cast<const uint8_t*>(signature.data()),
                             signature.size(), reinterpret_cast<const uint8_t*>(data.data()),
                             data.size()) == 1;
@@ -82,7 +85,7 @@ class KeyCommandTest : public ToolTest {
 TEST_F(KeyCommandTest, TakesRsaKeysInEveryForm) {
   WritePkcs8Pem(work("pkcs8.pem"));
   WriteWith(work("pkcs8.der"), [&](BIO* bio) {
-    return i2d_PKCS8PrivateKey_bio(bio, key_.get(), nullptr, nullptr, 0, nullptr, nullptr);
+    return i2d_PKCS8PrivateKey_bio(bio, key(), nullptr, nullptr, 0, nullptr, nullptr);
   });
   WriteWith(work("pkcs1.pem"), [&](BIO* bio) {
     return PEM_write_bio_RSAPrivateKey(bio, const_cast<RSA*>(rsa()), nullptr, nullptr, 0, nullptr,
@@ -253,7 +256,7 @@ TEST_F(KeyCommandTest, BadKeysGetOneClearLineAndLeaveTheSlotEmpty) {
 TEST_F(KeyCommandTest, TellsEncryptedAndForeignKeysFromBrokenOnes) {
   char password[] = "pass";
   WriteWith(work("encrypted.pem"), [&](BIO* bio) {
-    return PEM_write_bio_PKCS8PrivateKey(bio, key_.get(), EVP_aes_128_cbc(), password, 4, nullptr,
+    return PEM_write_bio_PKCS8PrivateKey(bio, key(), EVP_aes_128_cbc(), password, 4, nullptr,
                                          nullptr);
   });
   EXPECT_THAT(Orx({"key", "import", "50", "--pkcs8", work("encrypted.pem")}).err,
@@ -274,6 +277,20 @@ TEST_F(KeyCommandTest, InconsistentComponentsAreRefusedByName) {
   const ProgramResult result = Orx({"key", "import", "50", "--rsa-components", work("components")});
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_THAT(result.err, HasSubstr("library: "));
+}
+
+TEST_F(KeyCommandTest, ShowTellsWhatKeyMintKnowsOfAKey) {
+  ASSERT_EQ(Orx({"key", "import", "17", "--random"}).exit_code, 0);
+  const Json::Value shown = OrxJson("answer", {"key", "show", "17"});
+  EXPECT_EQ(shown["algorithm"].asString(), "AES");
+  EXPECT_EQ(shown["key_size"].asInt(), 128);
+  EXPECT_GT(shown["os_patch_level"].asInt(), 202000);
+  EXPECT_THAT(Orx({"key", "show", "17"}).out, HasSubstr("  key_size: 128\n"));
+  EXPECT_THAT(Orx({"key", "show", "50"}).err, HasSubstr("[KEY-SLOT-EMPTY]"));
+  Orx({"key", "delete", "17"});
+  EXPECT_THAT(Orx({"key", "show", "17"}).err, HasSubstr("[KM-BLOB-REFUSED]"));
+  faults_ = {"service:default:absent"};
+  EXPECT_EQ(Orx({"key", "show", "17"}).exit_code, 4);
 }
 
 TEST_F(KeyCommandTest, ListAndDeleteShowWhatStays) {
