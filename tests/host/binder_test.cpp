@@ -155,6 +155,16 @@ TEST_F(ServiceManager, HandsOutTheVeryObjectWithAReference) {
   EXPECT_EQ(Service::alive, 1) << "what was found has a reference of its own";
 }
 
+TEST_F(ServiceManager, DeclaredIsWhatTheDeviceNamesToo) {
+  const char* const kName = "a.b.IFoo/absent";
+  EXPECT_FALSE(AServiceManager_isDeclared(kName));
+  android_host::DeclareService(kName);
+  EXPECT_TRUE(AServiceManager_isDeclared(kName));
+  EXPECT_EQ(SpAIBinder(AServiceManager_checkService(kName)), nullptr);
+  android_host::ClearServices();
+  EXPECT_FALSE(AServiceManager_isDeclared(kName));
+}
+
 TEST_F(ServiceManager, RefusesBadNames) {
   const SpAIBinder binder = MakeService()->asBinder();
   for (const std::string& name : {std::string("A-z_0.9/x"), std::string(127, 'n')}) {

@@ -4,6 +4,7 @@
 #include <cppbor_parse.h>
 #include <gmock/gmock.h>
 #include <keymaster/cppcose/cppcose.h>
+#include <sys/resource.h>
 
 #include <string>
 #include <tuple>
@@ -122,16 +123,25 @@ TEST(CppborTest, NestingEndsAtAThousandLevels) {
 
 std::vector<std::string> logged_errors;
 
+int64_t PeakMemoryKb() {
+  struct rusage usage {};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
 TEST(CppborTest, PrettyPrintRefusesWhatItCannotPrintWithOneErrorLine) {
   __android_log_set_logger([](const __android_logger_data* data, const char* message) {
     if (data->priority == ANDROID_LOG_ERROR) logged_errors.push_back(message);
   });
   EXPECT_EQ(cppbor::prettyPrint(FromHex("a1")), "");
-  // Every entry of the innermost array is a line behind 1800 blanks.
+  // Every entry of the innermost array is a line behind 1800 blanks, 470 MB in all.
   std::vector<uint8_t> wide(900, 0x81);
-  for (uint8_t byte : {0x9a, 0x00, 0x01, 0x00, 0x00}) wide.push_back(byte);
-  wide.resize(wide.size() + 0x10000, 0x80);
-  EXPECT_EQ(cppbor::prettyPrint(wide), "");
+  for (uint8_t byte : {0x9a, 0x00, 0x04, 0x00, 0x00}) wide.push_back(byte);
+  wide.resize(wide.size() + 0x40000, 0x80);
+  const auto item = std::move(std::get<0>(cppbor::parse(wide)));
+  const int64_t before = PeakMemoryKb();
+  EXPECT_EQ(cppbor::prettyPrint(item.get()), "");
+  EXPECT_LT(PeakMemoryKb() - before, 200 << 10) << "what would be cut off is not made first";
   using testing::HasSubstr;
   EXPECT_THAT(logged_errors,
               testing::ElementsAre(HasSubstr("not valid CBOR: Not enough entries for map."),

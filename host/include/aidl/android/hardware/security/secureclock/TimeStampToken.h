@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Stands in for the AIDL compiler's NDK output for android.hardware.security.secureclock,
-// version 1.
+// version 1. Left out: ISecureClock, as nothing here has a clock to be asked.
 #pragma once
 
 #include <aidl/android/hardware/security/secureclock/Timestamp.h>
