@@ -31,7 +31,8 @@ struct Sandbox {
 // into that one folder, for it would be lost; what lies in it stays where it is, and writable. A
 // source that does not exist leaves its target absent.
 //
-// proot translates the paths of every system call, which needs ptrace(2) alone.
+// proot translates the paths of every system call, which needs ptrace(2) alone. Run by root, it may
+// leave an empty folder where a target had none.
 const std::vector<Sandbox>& Sandboxes();
 
 }  // namespace orx_sim

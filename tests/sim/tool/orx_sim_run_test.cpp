@@ -72,6 +72,7 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
       {{"run", "--profile", "none", "true"}, 125, "there is no profile \"none\""},
       {{"run", "--fault", "begin", "true"}, 125, "fault \"begin\""},
       {{"run", "-q"}, 125, "run needs a command"},
+      {{"run", "--device", "x", "--profile", "y", "true"}, 125, "has its profile already"},
       {{"run", "--devil", "a"}, 125, "unrecognized option '--devil'"},
       {{"new", folder_}, 1, "not empty"},
       {{"new"}, 2, "new needs one folder"},
@@ -95,6 +96,15 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
               HasSubstr("temporary files, /gone: "));
 }
 
+TEST_F(OrxSimTest, HelpGoesToStandardOutput) {
+  EXPECT_THAT(OrxSim({"--help"}).out, HasSubstr("usage: orx-sim COMMAND"));
+  for (const char* command : {"new", "run", "faults", "set", "info", "profiles"}) {
+    const ProgramResult result = OrxSim({command, "--help"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.out, StartsWith("usage: orx-sim " + std::string(command)));
+  }
+}
+
 TEST_F(OrxSimTest, CommandKeepsItsSurroundingsAndItsExitCode) {
   const ProgramResult result =
       RunInside("cat; echo; pwd; id -u; echo 1 >made; echo to-error >&2; exit 200");
@@ -103,6 +113,9 @@ TEST_F(OrxSimTest, CommandKeepsItsSurroundingsAndItsExitCode) {
             "from standard input\n" + folder_ + "/run\n" + std::to_string(geteuid()) + "\n");
   EXPECT_EQ(result.err, "to-error\n");
   EXPECT_TRUE(fs::exists(folder_ + "/run/made"));
+  const std::string open_files = "ls /proc/self/fd";
+  EXPECT_EQ(RunInside(open_files).out, Run({"sh", "-c", open_files}).out)
+      << "nothing of orx-sim's is open";
   EXPECT_EQ(OrxSim({"run", "-q", "echo", "-q", "--device", "x"}).out, "-q --device x\n")
       << "options behind the command are the command's";
   EXPECT_EQ(OrxSim({"run", "--profile", "bare", "true"}).err,
@@ -245,7 +258,7 @@ TEST_F(OrxSimTest, AKilledRunLeavesNothing) {
   // The cleaner needs a moment; what it could not remove, the next run does.
   const std::string killed = ORX_SIM_PROGRAM
       " run -q -- sh -c 'read -r _ _ _ sim _ </proc/$PPID/stat; "
-      "kill -KILL $sim; sleep 5'; "
+      "kill -KILL $sim; exec sleep 5'; "
       "for i in $(seq 100); do ls $TMPDIR | grep -q . || exit 4; sleep 0.05; done";
   EXPECT_EQ(Run({"sh", "-c", killed}).exit_code, 4);
   fs::create_directory(folder_ + "/tmp/orx-sim-run.000000");
