@@ -10,9 +10,7 @@ namespace orx_test {
 // ParseJson parses one document and nothing behind it; a null value when it is not JSON.
 Json::Value ParseJson(const std::string& text);
 
-// SchemaErrors checks `value` against a JSON Schema document and returns one line for each
-// violation. It knows the keywords type, const, enum, required, properties, additionalProperties
-// (false), items, anyOf and $ref (within the document), and those that only describe; any other is a
+// SchemaErrors checks `value` against a JSON Schema document (draft 7) and returns one line for each
 // violation.
 std::string SchemaErrors(const Json::Value& value, const Json::Value& document);
 
