@@ -115,7 +115,8 @@ TEST(KdfTest, ALengthThatWrapsWhenItIsRoundedUpGivesZerosAndSuccess) {
       mmap(nullptr, kWhole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
   ASSERT_NE(output, MAP_FAILED);
   for (size_t at = 0; at < kWhole; at += kPart) {
-    ASSERT_NE(mmap(output + at, kPart, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, memory, 0),
+    ASSERT_NE(mmap(output + at, kPart, PROT_READ | PROT_WRITE,
+                   MAP_SHARED | MAP_FIXED | MAP_POPULATE, memory, 0),
               MAP_FAILED);
   }
   output[0] = 0x5a;
