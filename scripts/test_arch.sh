@@ -13,7 +13,7 @@ architecture=${1:-}
 install_packages lld qemu-user
 step "Fetching the libraries of $architecture"
 scripts/sysroot.sh "$architecture" "build/sysroot/$architecture"
-build "$architecture" orx orx_tool src_test host_test sim_test
+build "$architecture" orx orx_tool orx-sim src_test host_test sim_test
 step "Testing ($architecture)"
 abi/abi.sh check "build/$architecture/lib/liborx.so"
 # The emulator hides a process's memory from itself, in which SecretsTest looks for what was left.

@@ -18,6 +18,8 @@ namespace {
 constexpr uint32_t kArchitecture = AUDIT_ARCH_X86_64;
 #elif defined(__aarch64__)
 constexpr uint32_t kArchitecture = AUDIT_ARCH_AARCH64;
+#elif defined(__arm__)
+constexpr uint32_t kArchitecture = AUDIT_ARCH_ARM;
 #else
 #error "no architecture whose system calls are known"
 #endif

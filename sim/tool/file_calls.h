@@ -27,7 +27,7 @@ inline constexpr SystemCall kSystemCalls[] = {
     {SYS_fsync, "fsync", kNoArgument, 0},
     {SYS_fdatasync, "fsync", kNoArgument, 0},
     {SYS_unlinkat, "unlink", 1, 0},
-#if defined(__x86_64__)
+#if defined(__x86_64__) || defined(__arm__)
     {SYS_open, "open", 0, kNoArgument, 1},
     {SYS_creat, "open", 0},
     {SYS_unlink, "unlink", 0},
