@@ -36,6 +36,10 @@ int ProbeAll(int fd, bool show_ids) {
 
 // What the child did not come to say.
 Json::Value Unfinished(const ChildResult& child, const std::string& area) {
+  if (child.end == ChildResult::End::kInterrupted) {
+    return FindingJson(
+        MakeFinding(area, "INTERRUPTED", "interrupted; what comes after was not looked at"));
+  }
   const bool late = child.end == ChildResult::End::kTimedOut;
   Finding finding = MakeFinding(area, late ? "TIMED-OUT" : "LIBRARY-CRASHED",
                                 late ? "does not answer; what comes after was not looked at"
@@ -55,18 +59,16 @@ void ShowFinding(const Json::Value& finding, const Output& output) {
               finding["owner"].asString() + ")");
 }
 
+// ExitCodeOf is the worst of the problems' exit codes.
 int ExitCodeOf(const Json::Value& findings) {
-  int exit_code = kDone;
-  for (const Json::Value& finding : findings) {
-    if (finding["status"].asString() != StatusName(Status::kProblem)) continue;
-    const Reason* reason = FindReason(finding["code"].asString());
-    if (reason != nullptr && reason->exit_code == kEnvironment && exit_code != kFailed) {
-      exit_code = kEnvironment;
-    } else {
-      exit_code = kFailed;
+  for (const int exit_code : {kFailed, kTimedOut, kEnvironment}) {
+    for (const Json::Value& finding : findings) {
+      if (finding["status"].asString() != StatusName(Status::kProblem)) continue;
+      const Reason* reason = FindReason(finding["code"].asString());
+      if (reason != nullptr && reason->exit_code == exit_code) return exit_code;
     }
   }
-  return exit_code;
+  return kDone;
 }
 
 int RunDoctor(const Args& args, Output& output) {
@@ -75,7 +77,6 @@ int RunDoctor(const Args& args, Output& output) {
   watch.seconds = asked > 0 ? asked : kDeadlineSeconds;
   const ChildResult child =
       RunInChild([&](int fd) { return ProbeAll(fd, args.Has("show-ids")); }, watch);
-  if (child.end == ChildResult::End::kInterrupted) return 128 + child.status;
   Json::Value findings(Json::arrayValue);
   std::string area;
   for (const Json::Value& line : ParseLines(child.payload)) {
@@ -88,7 +89,8 @@ int RunDoctor(const Args& args, Output& output) {
   if (child.end != ChildResult::End::kExited) findings.append(Unfinished(child, area));
 
   for (const Json::Value& finding : findings) ShowFinding(finding, output);
-  const int exit_code = ExitCodeOf(findings);
+  const bool interrupted = child.end == ChildResult::End::kInterrupted;
+  const int exit_code = interrupted ? 128 + child.status : ExitCodeOf(findings);
   output.answer()["findings"] = findings;
   output.answer()["healthy"] = exit_code == kDone;
   return output.Finish(exit_code);
@@ -106,7 +108,8 @@ std::vector<Command> DoctorCommands() {
        0,
        "look at everything that the library needs of the device",
        "Takes less than two seconds, changes nothing and waits for nothing that is not there.\n"
-       "Exit code 0 when all is well, 4 when something is missing, 1 for other problems.\n",
+       "Exit code 0 when all is well, 4 when something is missing, 5 when a service hangs, 1 for\n"
+       "other problems.\n",
        {},
        RunDoctor,
        kHandlesTimeout},

@@ -41,19 +41,16 @@ std::vector<Finding> ProbeFolder(bool /*show_ids*/) {
   if (stat(kPersistFolder, &status) != 0 || statvfs(kPersistFolder, &space) != 0) {
     return {MakeFinding(kArea, "PERSIST-DENIED", folder + ": " + strerror(errno))};
   }
+  const bool writable = access(kPersistFolder, W_OK) == 0;
   const uint64_t free_bytes = static_cast<uint64_t>(space.f_bavail) * space.f_frsize;
+  const std::string code = FolderProblem(free_bytes, (space.f_flag & ST_RDONLY) != 0, writable);
   const std::string text = folder + ", " + OwnerText(status) + ", mode " + ModeText(status) + ", " +
-                           std::to_string(free_bytes / 1024) + " KiB free";
-  if ((space.f_flag & ST_RDONLY) != 0 || free_bytes < kLowSpaceBytes) {
-    return {MakeFinding(kArea, "PERSIST-FULL", text)};
-  }
-  if (access(kPersistFolder, W_OK) != 0) {
-    return {MakeFinding(kArea, "PERSIST-DENIED", text + "; not writable for this process")};
-  }
-  return {Ok(kArea, text)};
+                           std::to_string(free_bytes / 1024) + " KiB free" +
+                           (writable ? "" : "; not writable for this process");
+  return {code.empty() ? Ok(kArea, text) : MakeFinding(kArea, code, text)};
 }
 
-// ConnectError tries a connection that does not wait. Returns 0 when somebody listens, else errno.
+// ConnectError tries a connection that does not wait. Returns 0 when a daemon listens, else errno.
 int ConnectError() {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
@@ -63,13 +60,13 @@ int ConnectError() {
   const int result = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
   const int error = result == 0 ? 0 : errno;
   close(fd);
-  return error == EAGAIN ? 0 : error;  // its queue is full, so somebody listens
+  return error == EAGAIN ? 0 : error;  // its queue is full, so a daemon listens
 }
 
 std::vector<Finding> ProbeModem(bool /*show_ids*/) {
   constexpr const char kArea[] = "modem";
   const int error = ConnectError();
-  if (error == 0) return {Ok(kArea, std::string("somebody listens on ") + kModemSocket)};
+  if (error == 0) return {Ok(kArea, std::string("a daemon listens on ") + kModemSocket)};
   return {
       MakeFinding(kArea, "MODEM-UNREACHABLE", std::string(kModemSocket) + ": " + strerror(error))};
 }
@@ -133,6 +130,11 @@ const char* StatusName(Status status) {
       break;
   }
   return "PROBLEM";
+}
+
+std::string FolderProblem(uint64_t free_bytes, bool read_only, bool writable) {
+  if (read_only || free_bytes < kLowSpaceBytes) return "PERSIST-FULL";
+  return writable ? "" : "PERSIST-DENIED";
 }
 
 Finding MakeFinding(const std::string& area, const std::string& code, const std::string& text) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -25,6 +26,9 @@ struct Finding {
 
 // MakeFinding is a problem with the remedy of its reason.
 Finding MakeFinding(const std::string& area, const std::string& code, const std::string& text);
+
+// FolderProblem is the reason why nothing can be stored in a folder, or empty.
+std::string FolderProblem(uint64_t free_bytes, bool read_only, bool writable);
 
 // Probe looks at one part of the device without changing anything and without waiting.
 struct Probe {

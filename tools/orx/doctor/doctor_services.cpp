@@ -52,13 +52,24 @@ Finding Missing(const std::string& area, const std::string& name, const char* co
   return note;
 }
 
-// Answer is a service that answered, or did not.
+// NoAnswer tells a service that answered an error from one that did not answer.
+Finding NoAnswer(const std::string& area, const ::ndk::ScopedAStatus& status, const char* method) {
+  const bool answered = status.get() != nullptr && status.getExceptionCode() == EX_SERVICE_SPECIFIC;
+  if (!answered) {
+    return MakeFinding(area, "KM-TRANSPORT",
+                       std::string("is registered but does not answer ") + method);
+  }
+  return MakeFinding(area, "KM-FAILED",
+                     std::string("answers ") + method + " with " +
+                         KeyMintErrorName(orx::KeyMintService::GetReturnErrorCode(status)));
+}
+
+// Versioned is a service that tells its version, or does not.
 template <typename Interface>
 Finding Versioned(const std::string& area, Interface& service, const std::string& details) {
   int32_t version = 0;
-  if (!service.getInterfaceVersion(&version).isOk()) {
-    return MakeFinding(area, "KM-TRANSPORT", "is registered but does not tell its version");
-  }
+  const auto status = service.getInterfaceVersion(&version);
+  if (!status.isOk()) return NoAnswer(area, status, "getInterfaceVersion");
   Finding finding;
   finding.area = area;
   finding.text = "version " + std::to_string(version) + details;
@@ -71,9 +82,8 @@ Finding ProbeKeyMint(const std::string& instance) {
   const auto service = km::IKeyMintDevice::fromBinder(Find(name));
   if (service == nullptr) return Missing(area, name, "KM-SERVICE-MISSING");
   km::KeyMintHardwareInfo info;
-  if (!service->getHardwareInfo(&info).isOk()) {
-    return MakeFinding(area, "KM-TRANSPORT", "is registered but does not tell its hardware");
-  }
+  const auto status = service->getHardwareInfo(&info);
+  if (!status.isOk()) return NoAnswer(area, status, "getHardwareInfo");
   return Versioned(area, *service,
                    ", " + toString(info.securityLevel) + ", " + info.keyMintName + " by " +
                        info.keyMintAuthorName);

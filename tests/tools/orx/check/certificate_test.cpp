@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 
 #include "tests/support/certificate_builder.h"
@@ -77,6 +78,16 @@ TEST(ChainAdviceTest, EveryDamagedByteOfALeafIsFound) {
     chain[0][i] = static_cast<uint8_t>(chain[0][i] ^ (1 << i % 8));
     EXPECT_THAT(ChainAdvice(chain)[0], testing::StartsWith("certificate 0 ")) << i;
   }
+}
+
+TEST(ChainAdviceTest, TellsACertificateThatIsNotYetValid) {
+  CertificateChain chain = Made(Fields());
+  const uint8_t utc_time[] = {0x17, 0x0d};  // the first one is notBefore
+  const auto at = std::search(chain[1].begin(), chain[1].end(), utc_time, utc_time + 2);
+  at[2] = '4';
+  at[3] = '9';
+  EXPECT_THAT(ChainAdvice(chain).back(),
+              testing::StartsWith("certificate 1 is not valid before 2049-"));
 }
 
 class ReadCertificatesTest : public testing::Test {

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include "tests/tools/orx/tool_fixture.h"
+#include "tools/orx/doctor/doctor_probes.h"
 
 namespace orx_tool {
 namespace {
@@ -31,7 +34,7 @@ TEST_F(DoctorCommandTest, FindsAHealthyDeviceHealthy) {
   EXPECT_EQ(result.exit_code, 0) << result.out;
   EXPECT_THAT(result.out, HasSubstr("version 3, TRUSTED_ENVIRONMENT"));
   EXPECT_THAT(result.out, HasSubstr("-byte blob, AES-128\n"));
-  EXPECT_THAT(result.out, HasSubstr("somebody listens on /dev/socket/rild-oem"));
+  EXPECT_THAT(result.out, HasSubstr("a daemon listens on /dev/socket/rild-oem"));
   EXPECT_THAT(result.out, Not(HasSubstr("SIM0000000000001")));
   EXPECT_TRUE(OrxJson("doctor", kDoctor)["healthy"].asBool());
 }
@@ -73,10 +76,48 @@ TEST_F(DoctorCommandTest, AMissingServiceAndFolderAreEnvironmentFailures) {
   EXPECT_EQ(problems.at("folder"), "PERSIST-MISSING");
 }
 
-TEST_F(DoctorCommandTest, ADeadServiceIsAProblem) {
-  faults_ = {"strongbox.getHardwareInfo:dead-object"};
-  const Json::Value answer = OrxJson("doctor", kDoctor);
-  EXPECT_EQ(Problems(answer).at("keymint/strongbox"), "KM-TRANSPORT");
+struct ServiceRow {
+  const char* fault;
+  std::vector<std::string> options;
+  const char* area;
+  const char* code;
+  int exit_code;
+};
+
+TEST_F(DoctorCommandTest, AServiceThatDoesNotAnswerWellIsAProblem) {
+  const ServiceRow rows[] = {
+      {"strongbox.getHardwareInfo:dead-object", {}, "keymint/strongbox", "KM-TRANSPORT", 4},
+      {"strongbox.getHardwareInfo:-1000", {}, "keymint/strongbox", "KM-FAILED", 1},
+      {"default.rkp.getInterfaceVersion:dead-object", {}, "rkp/tee", "KM-TRANSPORT", 4},
+      {"default.getHardwareInfo:delay=30", {"--timeout", "0.5"}, "service", "TIMED-OUT", 5}};
+  for (const ServiceRow& row : rows) {
+    SCOPED_TRACE(row.fault);
+    faults_ = {row.fault};
+    std::vector<std::string> words =
+        row.options.empty() ? kDoctor : std::vector<std::string>{"doctor"};
+    words.insert(words.end(), row.options.begin(), row.options.end());
+    const Json::Value answer = OrxAnswer(words);
+    EXPECT_EQ(answer["exit_code"].asInt(), row.exit_code);
+    EXPECT_EQ(Problems(answer["result"])[row.area], row.code);
+  }
+}
+
+TEST_F(DoctorCommandTest, AFolderThatTakesNoFilesIsAProblem) {
+  EXPECT_EQ(FolderProblem(65536, false, true), "");
+  EXPECT_EQ(FolderProblem(65535, false, true), "PERSIST-FULL");
+  EXPECT_EQ(FolderProblem(65536, true, true), "PERSIST-FULL");
+  EXPECT_EQ(FolderProblem(65536, false, false), "PERSIST-DENIED");
+  const std::string folder = "/mnt/vendor/persist/security";
+  std::filesystem::permissions(folder, std::filesystem::perms(0555));
+  std::vector<std::string> words = {ORX_PROGRAM, "doctor", "--json", "--timeout", "60"};
+  if (access(folder.c_str(), W_OK) == 0) {
+    // The superuser may write everywhere.
+    const std::vector<std::string> as_nobody = {"setpriv", "--reuid=65534", "--regid=65534",
+                                                "--clear-groups"};
+    words.insert(words.begin(), as_nobody.begin(), as_nobody.end());
+  }
+  const ProgramResult result = orx_test::RunProgram(words);
+  EXPECT_EQ(Problems(orx_test::ParseJson(result.out)["result"])["folder"], "PERSIST-DENIED");
 }
 
 struct ExplainCase {
