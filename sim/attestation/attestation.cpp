@@ -54,7 +54,7 @@ ErrorCode Attestation::Certify(const KeyParams& request, const Key& key,
   }
   Signer signer;
   Bytes key_description;
-  code = OpenSigner(attestation_key, &signer);
+  code = attestation_key ? OpenAttestationKey(*attestation_key, &signer) : OpenFactoryKey(&signer);
   if (code == ErrorCode::OK) code = Describe(request, key, &key_description);
   if (code == ErrorCode::OK) {
     code = CertifyAttestedKey(request, key.pair.get(), {signer.key.get(), signer.name},
@@ -83,11 +83,6 @@ ErrorCode Attestation::CheckRequest(const KeyParams& request, const Key& key,
   if (application == nullptr) return ErrorCode::ATTESTATION_APPLICATION_ID_MISSING;
   if (application->size() > kMaxApplicationIdLength) return ErrorCode::INVALID_INPUT_LENGTH;
   return ErrorCode::OK;
-}
-
-ErrorCode Attestation::OpenSigner(const std::optional<km::AttestationKey>& attestation_key,
-                                  Signer* signer) const {
-  return attestation_key ? OpenAttestationKey(*attestation_key, signer) : OpenFactoryKey(signer);
 }
 
 ErrorCode Attestation::OpenAttestationKey(const km::AttestationKey& attestation_key,

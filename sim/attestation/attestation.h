@@ -36,8 +36,6 @@ class Attestation {
   struct Signer;
 
   ErrorCode CheckRequest(const KeyParams& request, const Key& key, bool has_attestation_key) const;
-  ErrorCode OpenSigner(const std::optional<km::AttestationKey>& attestation_key,
-                       Signer* signer) const;
   ErrorCode OpenAttestationKey(const km::AttestationKey& attestation_key, Signer* signer) const;
   ErrorCode OpenFactoryKey(Signer* signer) const;
   ErrorCode Describe(const KeyParams& request, const Key& key, Bytes* key_description) const;

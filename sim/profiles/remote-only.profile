@@ -1,4 +1,4 @@
-# The phone of dual-sim as it is sold: neither environment has factory attestation keys any more.
+# The phone of dual-sim as it is sold: neither instance has factory attestation keys any more.
 strongbox = yes
 attestation = remote
 strongbox-attestation = remote

@@ -18,6 +18,7 @@
 #include "sim/base/files.h"
 #include "sim/device.h"
 #include "sim/keys/key_params.h"
+#include "sim/keys/private_key.h"
 #include "tests/support/temp_folder.h"
 
 namespace orx_sim {
@@ -162,6 +163,12 @@ inline bssl::UniquePtr<EVP_PKEY> PublicKeyOf(const Bytes& maced_key) {
     return nullptr;
   }
   return key;
+}
+
+// The PrivateKeyInfo (PKCS#8) of a pair.
+inline Bytes Pkcs8(const bssl::UniquePtr<EVP_PKEY>& pair) {
+  const SecretBytes der = EncodePrivateKey(pair.get());
+  return Bytes(der.begin(), der.end());
 }
 
 // Parameters of an EC P-256 key with this purpose, valid without end.

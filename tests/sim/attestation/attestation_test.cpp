@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "sim/attestation/factory_chain.h"
-#include "sim/keys/private_key.h"
 #include "tests/sim/simulated_device.h"
 #include "tests/support/hex.h"
 
@@ -216,10 +215,10 @@ TEST(AttestationTest, ImportedKeysAreAttestedUnderTheSameRulesButForOneCode) {
   const KeyParams params = Request();
   const auto import = [&](const KeyParams& request,
                           const std::optional<km::AttestationKey>& attestation_key) {
-    const SecretBytes pkcs8 = EncodePrivateKey(NewEcPair(NID_X9_62_prime256v1).get());
     km::KeyCreationResult result;
     const ErrorCode code = CodeOf(device.tee().keymint->importKey(
-        request, km::KeyFormat::PKCS8, {pkcs8.begin(), pkcs8.end()}, attestation_key, &result));
+        request, km::KeyFormat::PKCS8, Pkcs8(NewEcPair(NID_X9_62_prime256v1)), attestation_key,
+        &result));
     return std::make_pair(code, result.certificateChain.size());
   };
   EXPECT_EQ(import(params, {}), std::make_pair(kOk, size_t{1}));

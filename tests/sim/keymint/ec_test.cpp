@@ -3,7 +3,6 @@
 #include <openssl/ecdsa.h>
 #include <openssl/sha.h>
 
-#include "sim/keys/private_key.h"
 #include "tests/sim/simulated_device.h"
 
 namespace orx_sim {
@@ -12,11 +11,6 @@ namespace {
 using km::Digest;
 using km::EcCurve;
 using km::KeyPurpose;
-
-Bytes NewPkcs8(int curve_nid) {
-  const SecretBytes material = EncodePrivateKey(NewEcPair(curve_nid).get());
-  return Bytes(material.begin(), material.end());
-}
 
 KeyParams SigningRequest() {
   return With(EcRequest(KeyPurpose::SIGN), {{Tag::DIGEST, Digest::NONE}});
@@ -31,13 +25,11 @@ km::KeyCreationResult NewKey(Services& services, const KeyParams& params) {
 // Signs `message`, given to the device in two parts.
 Bytes Sign(Services& services, const Bytes& blob, Digest digest, const Bytes& message) {
   km::BeginResult begun;
-  EXPECT_TRUE(
-      services.keymint->begin(KeyPurpose::SIGN, blob, {{Tag::DIGEST, digest}}, {}, &begun).isOk());
   Bytes nothing, signature;
-  const Bytes first(message.begin(), message.begin() + 1), rest(message.begin() + 1, message.end());
-  EXPECT_TRUE(begun.operation->update(first, {}, {}, &nothing).isOk());
+  EXPECT_EQ(Begin(services, KeyPurpose::SIGN, blob, {{Tag::DIGEST, digest}}, &begun), Code::OK);
+  EXPECT_TRUE(begun.operation->update({message[0]}, {}, {}, &nothing).isOk());
+  EXPECT_EQ(Finish(begun.operation, {message.begin() + 1, message.end()}, &signature), Code::OK);
   EXPECT_EQ(nothing, Bytes());
-  EXPECT_TRUE(begun.operation->finish(rest, {}, {}, {}, {}, &signature).isOk());
   return signature;
 }
 
@@ -80,8 +72,8 @@ TEST(EcTest, BeginChecksPurposeAndDigest) {
 TEST(EcTest, ImportTakesWhatTheKeySaysAndRefusesWhatItContradicts) {
   TestDevice device;
   constexpr km::KeyFormat kPkcs8 = km::KeyFormat::PKCS8;
-  const Bytes p256 = NewPkcs8(NID_X9_62_prime256v1);
-  const Bytes p384 = NewPkcs8(NID_secp384r1);
+  const Bytes p256 = Pkcs8(NewEcPair(NID_X9_62_prime256v1));
+  const Bytes p384 = Pkcs8(NewEcPair(NID_secp384r1));
   const KeyParams bare = RequestOf(km::Algorithm::EC, KeyPurpose::SIGN);
   const KeyParams as_384 = With(bare, {{Tag::EC_CURVE, EcCurve::P_384}});
   const KeyParams sized_384 = With(bare, {UintParam(Tag::KEY_SIZE, 384)});

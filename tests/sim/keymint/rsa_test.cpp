@@ -3,7 +3,6 @@
 #include <openssl/bn.h>
 #include <openssl/rsa.h>
 
-#include "sim/keys/private_key.h"
 #include "tests/sim/simulated_device.h"
 
 namespace orx_sim {
@@ -24,11 +23,6 @@ bssl::UniquePtr<EVP_PKEY> NewRsa(int bits) {
   EXPECT_TRUE(RSA_generate_key_ex(rsa.get(), bits, e.get(), nullptr));
   EXPECT_TRUE(EVP_PKEY_assign_RSA(key.get(), rsa.release()));
   return key;
-}
-
-Bytes Pkcs8(EVP_PKEY* key) {
-  const SecretBytes der = EncodePrivateKey(key);
-  return Bytes(der.begin(), der.end());
 }
 
 // A key for what is offered and for what is refused at begin.
@@ -55,7 +49,7 @@ KeyParams RsaRequest() {
 struct RsaKey {
   explicit RsaKey(Services& where) : services(where), pair(NewRsa(2048)) {
     km::KeyCreationResult result;
-    EXPECT_EQ(Import(services, RsaRequest(), km::KeyFormat::PKCS8, Pkcs8(pair.get()), &result),
+    EXPECT_EQ(Import(services, RsaRequest(), km::KeyFormat::PKCS8, Pkcs8(pair), &result),
               ErrorCode::OK);
     blob = result.keyBlob;
   }
@@ -80,9 +74,9 @@ KeyParams Mode(PaddingMode padding, Digest digest) {
 TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
   TestDevice device;
   constexpr km::KeyFormat kPkcs8 = km::KeyFormat::PKCS8;
-  const Bytes der2048 = Pkcs8(NewRsa(2048).get());
-  const Bytes der3072 = Pkcs8(NewRsa(3072).get());
-  const Bytes ec = Pkcs8(NewEcPair(NID_X9_62_prime256v1).get());
+  const Bytes der2048 = Pkcs8(NewRsa(2048));
+  const Bytes der3072 = Pkcs8(NewRsa(3072));
+  const Bytes ec = Pkcs8(NewEcPair(NID_X9_62_prime256v1));
   Bytes longer = der2048;
   longer.push_back(0);
   const KeyParams all = RsaRequest();
@@ -96,7 +90,7 @@ TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
                        {"3072", kPkcs8, all, der3072, ok, size},
                        {"3072 declared as 2048", kPkcs8, as_2048, der3072, mismatch, mismatch},
                        {"another exponent", kPkcs8, e3, der2048, mismatch, mismatch},
-                       {"1024", kPkcs8, all, Pkcs8(NewRsa(1024).get()), size, size},
+                       {"1024", kPkcs8, all, Pkcs8(NewRsa(1024)), size, size},
                        {"EC key", kPkcs8, all, ec, argument, argument},
                        {"byte behind the key", kPkcs8, all, longer, argument, argument},
                        {"no begin of validity", kPkcs8, undated, der2048, no_date, no_date},
@@ -144,7 +138,7 @@ TEST(RsaBeginTest, ChecksPurposePaddingAndDigest) {
   km::KeyCreationResult narrow;
   const KeyParams few = With(Without(Without(RsaRequest(), Tag::PADDING), Tag::DIGEST),
                              {{Tag::PADDING, kSignPadding}, {Tag::DIGEST, Digest::SHA_2_256}});
-  ASSERT_EQ(Import(device.tee(), few, km::KeyFormat::PKCS8, Pkcs8(key.pair.get()), &narrow),
+  ASSERT_EQ(Import(device.tee(), few, km::KeyFormat::PKCS8, Pkcs8(key.pair), &narrow),
             ErrorCode::OK);
   const Bytes& some = narrow.keyBlob;
   const KeyPurpose sign = KeyPurpose::SIGN, decrypt = KeyPurpose::DECRYPT;
