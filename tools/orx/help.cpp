@@ -54,7 +54,8 @@ std::string ProgramHelp() {
   text += OptionLines("Options without a command:", StandaloneOptions());
   text +=
       "\nExit codes: 0 done or passed, 1 failed, 2 usage, 3 not applicable to this device,\n"
-      "4 environment (a service, folder, daemon, property or permission is missing), 5 timed out.\n"
+      "4 environment (a service, folder, daemon, property or permission is missing), 5 timed out,\n"
+      "128+N ended by signal N.\n"
       "'orx explain CODE' tells more about the code in brackets behind a failure.\n";
   return text;
 }
