@@ -10,7 +10,7 @@ TEST(EncodingTest, ReadsHexWithSeparators) {
   const auto bytes = ParseHex("00:fF 1\n0");
   ASSERT_TRUE(bytes);
   EXPECT_EQ(ToHex(bytes->data(), bytes->size()), "00ff10");
-  for (const char* text : {"0", "0g", "000", "-1"}) EXPECT_FALSE(ParseHex(text)) << text;
+  for (const char* text : {"0", "0g", "000", "00 1", "-1"}) EXPECT_FALSE(ParseHex(text)) << text;
 }
 
 TEST(EncodingTest, WritesBase64OfEveryRemainder) {

@@ -125,19 +125,24 @@ TEST_F(FileOutputTest, ReadWholeStopsAtItsLimit) {
 }
 
 TEST_F(FileOutputTest, ReadWholeTakesInputsThatDoNotTellTheirSize) {
-  const std::string text(200000, 'x');
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const pid_t writer = fork();
-  if (writer == 0) _exit(write(ends[1], text.data(), text.size()) == 200000 ? 0 : 1);
-  close(ends[1]);
-  dup2(ends[0], STDIN_FILENO);
-  close(ends[0]);
   std::optional<Problem> problem;
-  const auto whole = ReadWhole("-", text.size(), &problem);
-  ASSERT_TRUE(whole);
-  EXPECT_TRUE(std::equal(text.begin(), text.end(), whole->data()) && whole->size() == text.size());
-  waitpid(writer, nullptr, 0);
+  // The first is as long as what is read first.
+  for (const size_t size : {size_t{65537}, size_t{200000}}) {
+    const std::string text(size, 'x');
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t writer = fork();
+    if (writer == 0) {
+      _exit(write(ends[1], text.data(), size) == static_cast<ssize_t>(size) ? 0 : 1);
+    }
+    close(ends[1]);
+    dup2(ends[0], STDIN_FILENO);
+    close(ends[0]);
+    const auto whole = ReadWhole("-", size, &problem);
+    ASSERT_TRUE(whole) << size;
+    EXPECT_TRUE(std::equal(text.begin(), text.end(), whole->data()) && whole->size() == size);
+    waitpid(writer, nullptr, 0);
+  }
   // Sized 0 and not empty.
   EXPECT_GT(ReadWhole("/proc/self/status", 100000, &problem)->size(), 0u);
 }

@@ -30,6 +30,7 @@ TEST(WrappedTest, BreaksAtWordsUnderTheText) {
   const std::string line = "  try: one two three four five six seven";
   EXPECT_EQ(Wrapped(line, 0), line);
   EXPECT_EQ(Wrapped(line, line.size()), line);
+  EXPECT_EQ(Wrapped(line, 10), line);  // no room to wrap in
   EXPECT_EQ(Wrapped(line, 30), "  try: one two three four five\n       six seven");
   EXPECT_EQ(Wrapped("one two three four", 20, 0), "one two three four");
   EXPECT_EQ(Wrapped("one two three four five", 20), "one two three four\nfive");

@@ -88,6 +88,9 @@ TEST_F(CipherCommandTest, WithoutPaddingTakesWholeBlocksOnly) {
   EXPECT_EQ(Read(work("cipher")).size(), 48u);
   EXPECT_EQ(Orx({"decrypt", "50", "--no-padding", "-i", work("cipher")}).out, std::string(32, 'x'));
 
+  Write(work("short"), std::string(15, 'x'));  // of an IV
+  EXPECT_EQ(Orx({"decrypt", "50", "--no-padding", "-i", work("short")}).exit_code, 1);
+
   Write(work("text"), std::string(33, 'x'));
   std::filesystem::remove(work("cipher"));
   const ProgramResult odd = Orx(encrypt);
@@ -183,8 +186,9 @@ TEST_F(CipherCommandTest, NothingGoesOutBeforeTheKeyWorks) {
   EXPECT_EQ(Orx({"encrypt", "50"}).out, "");
 }
 
-TEST_F(CipherCommandTest, AFullDiskIsTold) {
+TEST_F(CipherCommandTest, AnOutputThatCannotBeWrittenIsTold) {
   ImportKey();
+  EXPECT_THAT(Orx({"encrypt", "50", "-o", work("no/folder")}).err, HasSubstr("No such file"));
   options_.input = "text";
   const ProgramResult result = Orx({"encrypt", "50", "-o", "/dev/full"});
   EXPECT_EQ(result.exit_code, 1);

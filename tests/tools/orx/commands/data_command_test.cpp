@@ -112,7 +112,7 @@ TEST_F(DataCommandTest, StoreKeepsBytesAndGivesThemBackInEveryForm) {
   Write(std::string(kFolder) + "07.bin", "no file of the library's");
   EXPECT_THAT(Direct({"store", "list"}).out,
               testing::MatchesRegex("NUMBER  SIZE  OWNER *MODE\n7       3     .* 06[06]0\n"));
-  EXPECT_EQ(Direct({"store", "rm", "7"}).exit_code, 0);
+  EXPECT_EQ(Direct({"store", "rm", "7"}).out, "store 7: removed\n");
   EXPECT_FALSE(Exists(std::string(kFolder) + "7.bin"));
   for (const char* command : {"get", "size", "rm"}) {
     const ProgramResult result = Direct({"store", command, "7"});
