@@ -141,9 +141,9 @@ Problem Refine(const Check& check, const Seen& seen, const Problem& problem) {
 }
 
 // NegativeTestError is the KeyMint error that ended the last key generation of the check of
-// remotely provisioned keys. The library passes with any.
+// remotely provisioned keys. The library passes with any; 0 when it logged none.
 int NegativeTestError(const std::vector<LogLine>& lines) {
-  int error = kNotProvisioned;
+  int error = 0;
   for (const LogLine& line : lines) {
     sscanf(line.message.c_str(), "Negative Test: return error = %d", &error);
   }
@@ -190,7 +190,8 @@ void Advise(const Check& check, const Seen& seen, CheckResult* result) {
 }
 
 void JudgeReturned(const Check& check, const Seen& seen, CheckResult* result) {
-  const int negative = NegativeTestError(seen.lines);
+  const int negative =
+      check.kind == Check::Kind::kRkpIds ? NegativeTestError(seen.lines) : kNotProvisioned;
   if (*seen.status != 0) {
     SetProblem(Refine(check, seen, Diagnose(seen.lines)), result);
   } else if (negative != kNotProvisioned) {
@@ -221,8 +222,17 @@ Problem JudgeTimeOut(const Seen& seen) {
   return problem;
 }
 
+Problem JudgeCrash(const Seen& seen) {
+  const bool crashed = seen.end == ChildResult::End::kCrashed;
+  Problem problem = KnownProblem("LIBRARY-CRASHED");
+  problem.cause = std::string("The self-test ended ") +
+                  (crashed ? "by signal " : "with exit code ") + std::to_string(seen.signal) +
+                  " before the library returned.";
+  if (!seen.lines.empty()) problem.library_line = seen.lines.back().message;
+  return problem;
+}
+
 void JudgeUnfinished(const Seen& seen, CheckResult* result) {
-  Problem problem;
   switch (seen.end) {
     case ChildResult::End::kTimedOut:
       return SetProblem(JudgeTimeOut(seen), result);
@@ -233,12 +243,8 @@ void JudgeUnfinished(const Seen& seen, CheckResult* result) {
       return;
     case ChildResult::End::kExited:
     case ChildResult::End::kCrashed:
-      break;
+      return SetProblem(JudgeCrash(seen), result);
   }
-  problem = KnownProblem("LIBRARY-CRASHED");
-  problem.cause = "The self-test ended by signal " + std::to_string(seen.signal) + ".";
-  if (!seen.lines.empty()) problem.library_line = seen.lines.back().message;
-  SetProblem(problem, result);
 }
 
 }  // namespace
