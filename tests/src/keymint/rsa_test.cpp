@@ -236,14 +236,16 @@ TEST_F(RsaTest, ComponentsThatMakeNoKeyAreRefusedBeforeTheDevice) {
   const RsaComponents other = ComponentsOf(NewRsaKey(1024).get());
   EXPECT_CALL(device_, importKey).Times(0);
   orx_test::CryptoMemory memory;
+  Bytes beyond_any_number(70 << 20, 0xa5);
   for (size_t i = 0; i < good.size(); ++i) {
-    const Bytes longer(good[i].size() + 1, 0xff), beyond_any_number(70 << 20, 0xa5);
-    for (const Bytes& bad : {Bytes(), longer, beyond_any_number, other[i]}) {
-      if (bad == good[i]) continue;  // both keys have the same exponent
+    Bytes nothing, longer(good[i].size() + 1, 0xff), of_another = other[i];
+    for (Bytes* bad : {&nothing, &longer, &beyond_any_number, &of_another}) {
+      if (*bad == good[i]) continue;  // both keys have the same exponent
       RsaComponents components = good;
-      components[i] = bad;
-      EXPECT_EQ(Import(components), 1u) << kRsaComponentNames[i] << " of " << bad.size();
+      components[i].swap(*bad);
+      EXPECT_EQ(Import(components), 1u) << kRsaComponentNames[i] << " of " << components[i].size();
       EXPECT_THAT(TakeMessages(), ElementsAre("RSA: the components make no RSA private key"));
+      components[i].swap(*bad);
     }
   }
   // A null pointer is an empty component whatever its length.
