@@ -113,7 +113,11 @@ std::vector<std::string> NoteLines(const std::vector<CheckResult>& results) {
     for (const std::string& text : result.advice) add(text, result.full_name());
   }
   std::vector<std::string> lines;
-  for (const auto& [text, names] : notes) lines.push_back("note: " + names + ": " + text);
+  lines.reserve(notes.size());
+  for (const auto& [text, names] : notes) {
+    std::string& line = lines.emplace_back("note: ");
+    line.append(names).append(": ").append(text);
+  }
   return lines;
 }
 

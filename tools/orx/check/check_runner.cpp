@@ -79,7 +79,7 @@ CheckResult CheckRunner::Execute(const Check& check) {
     if (output_.interactive() || output_.settings().quiet) return;
     fprintf(stderr, "%s\n", (running + elapsed + doing).c_str());
   };
-  const CheckResult result = RunCheck(check, settings);
+  CheckResult result = RunCheck(check, settings);
   if (WaitedForModem(result)) modem_wait_ = result;
   return result;
 }

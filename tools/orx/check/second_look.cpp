@@ -85,7 +85,7 @@ void MakeRemoteKey(const Check& check, Calls* calls) {
   calls->Make(check.on_strongbox(), "generateEcdsaP256KeyPair", [&] {
     km::MacedPublicKey key;
     std::vector<uint8_t> handle;
-    return component->generateEcdsaP256KeyPair(/*testMode=*/false, &key, &handle);
+    return component->generateEcdsaP256KeyPair(/*in_testMode=*/false, &key, &handle);
   });
 }
 

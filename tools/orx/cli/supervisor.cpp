@@ -89,8 +89,10 @@ void EndChild(const SignalHold& signals, pid_t child, int fd, double grace_secon
   kill(child, SIGTERM);
   std::string ignored;
   const double deadline = Now() + grace_seconds;
-  for (double left = grace_seconds; left > 0; left = deadline - Now()) {
+  double left = grace_seconds;
+  while (left > 0) {
     if (signals.Wait(fd, left) && !Drain(fd, &ignored)) return;
+    left = deadline - Now();
   }
   kill(child, SIGKILL);
 }
