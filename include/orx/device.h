@@ -216,7 +216,8 @@ ORX_EXPORT int ORX_communicate_with_modem(const char* at_command, char* response
  * Returns 0 when at least one byte came, -1 after 10 empty receives (the peer closed the
  * connection, or `len` is 0), and -2 when the receive failed with EAGAIN or EINTR. `fd` stays open.
  *
- * WARNING: a negative `len` is no limit: all that has come is written to `buf`.
+ * WARNING: a negative `len` is no limit: all that has come is written to `buf`. Where `buf` is less
+ * than 2 GiB from the end of the address space, as on some stacks, the receive fails, for ever.
  *
  * WARNING: EAGAIN and EINTR end the call, and every other error makes it receive again without
  * limit: the reverse of the usual rule. A descriptor that is no socket, or data for a null `buf`,
