@@ -45,7 +45,7 @@ def dependencies():
 
 def state(entry, files):
     digest = hashlib.sha256(output("clang-tidy", "--version").encode() + entry["command"].encode())
-    for path in sorted(set(files)) + [".clang-tidy"]:
+    for path in sorted(set(files)) + [".clang-tidy", "tests/.clang-tidy"]:
         digest.update(digest_of_file(path))
     return digest.hexdigest()
 

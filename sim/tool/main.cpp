@@ -157,10 +157,10 @@ int Set(const CommandLine& line) {
 
 int Info(const CommandLine& line) {
   const char* const running = getenv("ORX_SIM_DEVICE");
-  if (line.arguments.size() > 1 || (line.arguments.empty() && running == nullptr)) {
-    return Misuse("info needs one folder");
-  }
-  const std::string path = line.arguments.empty() ? running : line.arguments[0];
+  std::vector<std::string> folders = line.arguments;
+  if (folders.empty() && running != nullptr) folders.emplace_back(running);
+  if (folders.size() != 1) return Misuse("info needs one folder");
+  const std::string& path = folders[0];
   std::string error;
   const std::shared_ptr<DeviceFolder> folder = OpenFolder(path, &error);
   if (folder == nullptr) return Fail(error);

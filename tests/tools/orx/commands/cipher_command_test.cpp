@@ -15,7 +15,7 @@ using testing::IsEmpty;
 using testing::Not;
 
 constexpr const char kKeyHex[] = "000102030405060708090a0b0c0d0e0f";
-constexpr size_t kPiece = 128 * 1024;
+constexpr size_t kPiece = size_t{128} * 1024;
 
 class CipherCommandTest : public ToolTest {
  protected:
