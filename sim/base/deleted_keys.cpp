@@ -134,7 +134,7 @@ bool DeletedKeys::Append(const std::string& line, std::string* error) {
   if (!Refresh(error)) return false;
   const unique_fd fd(open(path_.c_str(), O_WRONLY | O_CLOEXEC));
   char count[sizeof(kEmpty)];
-  snprintf(count, sizeof(count), "%010llu\n", static_cast<unsigned long long>(count_ + 1));
+  snprintf(count, sizeof(count), "%010llu\n", static_cast<unsigned long long>(count_) + 1);
   if (fd.ok() && ftruncate(fd.get(), end_) == 0 && WriteAt(fd, end_, line + "\n") &&
       fsync(fd.get()) == 0 && WriteAt(fd, 0, count)) {
     return true;

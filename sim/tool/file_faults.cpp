@@ -41,6 +41,7 @@ std::string PathAt(pid_t pid, uint64_t address) {
     char part[kPage];
     const size_t length = kPage - (address + path.size()) % kPage;
     const iovec to = {part, length};
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address in the other process, given as a number
     const iovec from = {reinterpret_cast<void*>(address + path.size()), length};
     const ssize_t got = process_vm_readv(pid, &to, 1, &from, 1, 0);
     if (got <= 0) return "";

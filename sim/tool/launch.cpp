@@ -97,6 +97,7 @@ std::vector<std::string> Arguments(const Sandbox& sandbox, const Launch& launch,
 
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;

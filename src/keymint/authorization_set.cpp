@@ -180,6 +180,7 @@ AuthorizationSetBuilder& AuthorizationSetBuilder::BlockMode(
   return *this;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): taken by value in the interface
 AuthorizationSetBuilder& AuthorizationSetBuilder::Digest(std::vector<km::Digest> digests) {
   for (km::Digest digest : digests) push_back(TAG_DIGEST, digest);
   return *this;

@@ -23,7 +23,6 @@ namespace orx_test {
 namespace {
 
 using ::testing::AnyOf;
-using ::testing::NiceMock;
 
 constexpr char kFile50[] = "/mnt/vendor/persist/security/zol_key_user0";
 constexpr uint8_t kBytes[16] = {1, 2, 3};

@@ -17,7 +17,6 @@ using orx_test::CertificateFields;
 using orx_test::ChainFields;
 using orx_test::EcKey;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 CertificateChain Made(const std::vector<CertificateFields>& fields) {
   CertificateChain chain;
