@@ -82,12 +82,14 @@ RunFolder::~RunFolder() {
 }
 
 bool RunFolder::Make(std::string* error) {
+  // An empty TMPDIR is none, as it is to mktemp(1).
+  const char* const named = getenv("TMPDIR");
+  const fs::path parent = named == nullptr || named[0] == '\0' ? "/tmp" : named;
   std::error_code reason;
-  const fs::path parent = fs::temp_directory_path(reason);
-  if (reason) {
-    const char* const name = getenv("TMPDIR");
-    *error = std::string("the folder for temporary files, ") + (name == nullptr ? "/tmp" : name) +
-             ": " + reason.message() + "; TMPDIR names another";
+  if (!fs::is_directory(parent, reason)) {
+    if (!reason) reason = std::make_error_code(std::errc::not_a_directory);
+    *error = "the folder for temporary files, " + parent.string() + ": " + reason.message() +
+             "; TMPDIR names another";
     return false;
   }
   RemoveLeftovers(parent);

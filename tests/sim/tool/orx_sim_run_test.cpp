@@ -94,6 +94,7 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
             "bubblewrap where user namespaces are allowed, or proot where ptrace(2) is\n");
   EXPECT_THAT(Run({"env", "TMPDIR=/gone", ORX_SIM_PROGRAM, "run", "true"}).err,
               HasSubstr("temporary files, /gone: "));
+  EXPECT_EQ(Run({"env", "TMPDIR=", ORX_SIM_PROGRAM, "run", "-q", "true"}).exit_code, 0);
 }
 
 TEST_F(OrxSimTest, HelpGoesToStandardOutput) {
