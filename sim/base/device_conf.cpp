@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/base/device_conf.h"
 
+#include <android-base/stringprintf.h>
 #include <android-base/strings.h>
 #include <dlfcn.h>
 #include <stdlib.h>
@@ -58,7 +59,7 @@ bool DeviceConf::Parse(const std::string& text, const std::string& file, std::st
     std::string reason = kBadForm;
     if (!Split(line, &assignment) ||
         !(is_property ? CheckProperty : CheckSetting)(assignment.name, assignment.value, &reason)) {
-      *error = file + ":" + std::to_string(number) + ": " + reason;
+      *error = android::base::StringPrintf("%s:%d: %s", file.c_str(), number, reason.c_str());
       return false;
     }
     (is_property ? parsed.properties_ : parsed.settings_).push_back(std::move(assignment));

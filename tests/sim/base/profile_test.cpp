@@ -11,7 +11,6 @@ namespace orx_sim {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
 std::string Property(const char* name) {
