@@ -230,6 +230,7 @@ std::string ToString(const uint8_t* bytes, uint32_t length) {
 // is filled rather than refused, see the header's WARNING.
 void CopyOut(const std::string& bytes, uint8_t* output, uint32_t* capacity) {
   const size_t length = std::min<size_t>(bytes.size(), *capacity);
+  // NOLINTNEXTLINE(bugprone-not-null-terminated-result): bytes with a length, not text
   memcpy(output, bytes.data(), length);
   *capacity = static_cast<uint32_t>(length);
 }

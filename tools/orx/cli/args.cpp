@@ -108,10 +108,11 @@ std::string ParseOptions(const std::vector<std::string>& words, const std::vecto
     if (result == -1) break;
     if (result == '?' || result == ':') return OptionError(result, argv[optind - 1], options);
     const Option* found = FindOption(options, result);
-    if (TakesPath(*found) && *optarg == 0) {
+    const std::string value = optarg != nullptr ? optarg : "";
+    if (TakesPath(*found) && value.empty()) {
       return "option '--" + std::string(found->name) + "' needs a value";
     }
-    args->Set(found->name, optarg != nullptr ? optarg : "");
+    args->Set(found->name, value);
   }
   for (int i = optind; i < argc; ++i) rest->push_back(argv[i]);
   return "";

@@ -23,7 +23,7 @@ std::string Megabytes(uint64_t bytes) {
 
 std::string ProgressText(uint64_t done, std::optional<uint64_t> total, size_t width) {
   if (!total || *total == 0) return Megabytes(done);
-  const std::string count = Megabytes(done) + " of " + Megabytes(*total);
+  std::string count = Megabytes(done) + " of " + Megabytes(*total);
   const size_t frame = count.size() + 3;  // two brackets and a blank
   if (width < frame + kMinBarWidth) return count;
   const uint64_t bar = std::min<uint64_t>(width - frame, kMaxBarWidth);
