@@ -62,7 +62,7 @@ class ToolTest : public testing::Test {
   Json::Value OrxAnswer(std::vector<std::string> words) {
     words.insert(words.begin(), "--json");
     const ProgramResult result = Orx(words);
-    const Json::Value answer = orx_test::ParseJson(result.out);
+    Json::Value answer = orx_test::ParseJson(result.out);
     EXPECT_EQ(orx_test::SchemaErrors(answer, Schema()), "") << result.out;
     EXPECT_EQ(answer["exit_code"].asInt(), result.exit_code);
     EXPECT_EQ(answer["ok"].asBool(), result.exit_code == 0);
@@ -87,8 +87,10 @@ class ToolTest : public testing::Test {
   }
   static bool Exists(const std::string& path) { return std::filesystem::exists(path); }
 
-  static Json::Value Schema() {
-    return orx_test::ParseJson(orx_test::RunProgram({ORX_PROGRAM, "--schema"}).out);
+  static const Json::Value& Schema() {
+    static const auto& schema =
+        *new Json::Value(orx_test::ParseJson(orx_test::RunProgram({ORX_PROGRAM, "--schema"}).out));
+    return schema;
   }
 
  private:

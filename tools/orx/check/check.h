@@ -21,6 +21,9 @@ struct Check {
   bool relaxed = false;              // accepts chains to another attestation root
   std::optional<std::string> model;  // of kModel; without one the device's own
   bool looks_at_chain = false;       // a look at the attestation chain can tell more
+  // Of kRkpIds: an instance with factory keys is no failure, as nobody said that it is to have
+  // none.
+  bool spares_factory_keys = false;
 
   bool on_strongbox() const { return instance == "strongbox"; }
   // Whether it passes with factory attestation keys only.

@@ -1,16 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/orx/check/check_commands.h"
 
+#include <algorithm>
 #include <functional>
 
 #include "tools/orx/check/check_plan.h"
 #include "tools/orx/check/check_runner.h"
 #include "tools/orx/check/identifiers.h"
+#include "tools/orx/cli/json_lines.h"
 
 namespace orx_tool {
 namespace {
 
 using Layout = CheckRunner::Layout;
+
+// The summaries of the single checks begin with it.
+constexpr const char kSelfTest[] = "self-test: ";
 
 const char* Instance(const Args& args) {
   return args.Has("strongbox") ? "strongbox" : "tee";
@@ -77,7 +82,43 @@ constexpr const char kCheckDetails[] =
     "Prints PASS, FAIL, N/A (does not apply to this device), ENV (something that the check needs\n"
     "is missing), TIMEOUT or INTERRUPTED, the name, the seconds and a code; then the reason and\n"
     "what to look at next. A call may take 120 seconds, or as many as --timeout says.\n";
+constexpr const char kRkpIdsDetails[] =
+    "For devices whose keys are provisioned remotely: FAIL where the instance still has factory\n"
+    "attestation keys, which are to be cleared before shipping. 'check all' takes a device as it\n"
+    "is: where it finds factory keys, this check is N/A.\n\n";
 constexpr bool kHandlesTimeout = true;
+
+const char* RkpIdsDetails() {
+  static const auto& details = *new std::string(std::string(kRkpIdsDetails) + kCheckDetails);
+  return details.c_str();
+}
+
+// RunCheckList lists the single checks; which those are, the table of commands tells.
+int RunCheckList(const Args& /*args*/, Output& output) {
+  const std::string command_prefix = "check ";
+  const std::string summary_prefix = kSelfTest;
+  std::vector<std::vector<std::string>> rows = {{"CHECK", "INSTANCE", "QUESTION"}};
+  Json::Value list(Json::arrayValue);
+  for (const Command& command : CheckCommands()) {
+    const std::string summary = command.summary;
+    if (summary.rfind(summary_prefix, 0) != 0) continue;
+    const bool of_one = std::any_of(
+        command.options.begin(), command.options.end(),
+        [](const Option& option) { return option.name == std::string(kStrongBoxOption.name); });
+    const std::vector<std::string> instances =
+        of_one ? std::vector<std::string>{"tee", "strongbox"} : std::vector<std::string>{"both"};
+    Json::Value json(Json::objectValue);
+    json["check"] = std::string(command.name).substr(command_prefix.size());
+    json["instances"] = Texts(instances);
+    json["question"] = summary.substr(summary_prefix.size());
+    rows.push_back({json["check"].asString(), of_one ? "tee, strongbox" : "both",
+                    json["question"].asString()});
+    list.append(json);
+  }
+  PrintTable(output, rows);
+  output.answer()["available"] = list;
+  return output.Succeed();
+}
 
 }  // namespace
 
@@ -105,8 +146,8 @@ std::vector<Command> CheckCommands() {
        "",
        0,
        0,
-       "self-test: attestation with remotely provisioned keys",
-       kCheckDetails,
+       "self-test: can the device attest with remotely provisioned keys",
+       RkpIdsDetails(),
        {kStrongBoxOption, kIds, kKeepGoingIds, kJunit, kJsonLines},
        RunCheckRkpIds,
        kHandlesTimeout},
@@ -128,6 +169,16 @@ std::vector<Command> CheckCommands() {
        {kJunit, kJsonLines},
        RunCheckSharedSecret,
        kHandlesTimeout},
+      {"check list",
+       "",
+       0,
+       0,
+       "list the self-tests",
+       "Each can be run for the instances named; 'check all' runs them all. Its attestation-ids "
+       "is\n"
+       "attestation with --ids.\n",
+       {},
+       RunCheckList},
       {"check all",
        "",
        0,

@@ -61,7 +61,10 @@ std::vector<Check> MakePlan(uint32_t id_mask, bool relaxed) {
     plan.back().name = "attestation-ids";
     plan.back().looks_at_chain = false;  // it was looked at without the identifiers
   }
-  for (const char* instance : kInstances) plan.push_back(RkpIdsCheck(instance, id_mask));
+  for (const char* instance : kInstances) {
+    plan.push_back(RkpIdsCheck(instance, id_mask));
+    plan.back().spares_factory_keys = true;
+  }
   return plan;
 }
 

@@ -14,7 +14,6 @@ namespace {
 
 using aidl::android::hardware::security::keymint::ErrorCode;
 
-constexpr int kNotProvisioned = static_cast<int>(ErrorCode::ATTESTATION_KEYS_NOT_PROVISIONED);
 constexpr int kUnimplemented = static_cast<int>(ErrorCode::UNIMPLEMENTED);
 
 // Reasons that only name the call that failed; the same call, repeated, tells why.
@@ -135,9 +134,9 @@ Problem Refine(const Check& check, const Seen& seen, const Problem& problem) {
     refined.cause.pop_back();
     refined.cause += " (" + check.instance + ").";
   }
-  const bool for_other_devices = check.kind == Check::Kind::kRkpIds && look.factory_keys &&
+  const bool for_other_devices = check.spares_factory_keys && look.factory_keys &&
                                  *seen.status != 0 && refined.exit_code == kFailed;
-  return for_other_devices ? Replaced(problem, "RKP-FACTORY-KEYS") : refined;
+  return for_other_devices ? Replaced(problem, "RKP-LEFT-OUT") : refined;
 }
 
 // NegativeTestError is the KeyMint error that ended the last key generation of the check of

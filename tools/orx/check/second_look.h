@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <json/json.h>
 
 #include <cstdint>
@@ -10,6 +11,11 @@
 #include "tools/orx/check/check.h"
 
 namespace orx_tool {
+
+// What KeyMint answers the check of remotely provisioned keys when it has no attestation keys of
+// its own: a refusal that the check wants.
+constexpr int kNotProvisioned = static_cast<int>(
+    aidl::android::hardware::security::keymint::ErrorCode::ATTESTATION_KEYS_NOT_PROVISIONED);
 
 // RepeatedCall is a binder call that the tool made itself, to see what the library's log does not
 // tell: whether the service answered at all, and what.

@@ -5,6 +5,7 @@ namespace orx_tool {
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -56,6 +57,9 @@ class CheckCommandTest : public ToolTest {
       EXPECT_EQ(answer["exit_code"].asInt(), row.exit_code);
       EXPECT_THAT(check["cause"].asString(), HasSubstr(row.cause));
       EXPECT_TRUE(row.exit_code == 0 || !check["advice"].empty());
+      // What lasts does not pass when it is done again.
+      const bool lasts = title.find('@') == std::string::npos;
+      EXPECT_TRUE(!lasts || check["cause"].asString().find("done again") == std::string::npos);
     }
   }
 
@@ -139,15 +143,16 @@ TEST_F(CheckCommandTest, IdentifiersAreJudgedByWhatWasSeen) {
 
 TEST_F(CheckCommandTest, RemotelyProvisionedKeysAreJudgedByWhatWasSeen) {
   const std::vector<std::string> rkp = {"rkp-ids"};
-  // A device with factory keys first: the check is not for it, but its faults are told.
+  // A device with factory keys first. Who asks by name says that it is to have none.
   Expect({
-      {{}, {}, rkp, "N/A", 3, "RKP-FACTORY-KEYS", "factory keys"},
+      {{}, {}, rkp, "FAIL", 1, "RKP-FACTORY-KEYS", "still holds"},
       {{}, {"generateKey:-49@1"}, rkp, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
       {{}, {}, {"rkp-ids", "--strongbox", "--ids", "brand"}, "PASS", 0, "OK", ""},
       {{"attestation=remote"}, {}, rkp, "PASS", 0, "OK", ""},
       {{}, {"service:default.keymint:absent"}, rkp, "ENV", 4, "KM-SERVICE-MISSING", "not reg"},
       {{}, {"generateKey:-49"}, rkp, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
       {{}, {"generateKey:-1000"}, rkp, "FAIL", 1, "KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
+      {{}, {"generateKey:-1000@1"}, rkp, "FAIL", 1, "KM-UNKNOWN-ERROR", "done again"},
       {{}, {"generateKey:dead-object"}, rkp, "ENV", 4, "KM-TRANSPORT", "tee generateKey"},
       {{}, {"service:default.rkp:absent"}, rkp, "ENV", 4, "RKP-SERVICE-MISSING", "not registered"},
       {{}, {"generateEcdsaP256KeyPair:-1"}, rkp, "FAIL", 1, "RKP-KEYPAIR", "answered"},
@@ -231,7 +236,7 @@ TEST_F(CheckCommandTest, ThePlanFitsEveryKindOfDevice) {
       {"dual-sim",
        {"shared-secret/both PASS OK", "root-of-trust/both PASS OK", "attestation/tee PASS OK",
         "attestation/strongbox PASS OK", "model/tee PASS OK", "attestation-ids/tee PASS OK",
-        "attestation-ids/strongbox PASS OK", "rkp-ids/tee N/A RKP-FACTORY-KEYS",
+        "attestation-ids/strongbox PASS OK", "rkp-ids/tee N/A RKP-LEFT-OUT",
         "rkp-ids/strongbox PASS OK"},
        0},
       {"remote-only",
@@ -264,7 +269,10 @@ TEST_F(CheckCommandTest, AFailureEndsTheRunAndNamesWhatWasNotRun) {
   EXPECT_EQ(report_["not_run"][7].asString(), "rkp-ids/strongbox");
   EXPECT_THAT(Orx({"check", "all"}).out,
               AllOf(HasSubstr("1 failed, 0 not applicable, 0 environment, 8 not run\n"),
-                    HasSubstr("not run: root-of-trust/both, attestation/tee, ")));
+                    HasSubstr("not run: root-of-trust/both, attestation/tee, "),
+                    ContainsRegex("\nshared-secret/both:\n  reason:  .*\n  library: .*\n"
+                                  "  next:    .*\n")));
+  EXPECT_THAT(Orx({"check", "shared-secret", "-q"}).out, Not(HasSubstr("\n  ")));
 }
 
 TEST_F(CheckCommandTest, TheModemIsWaitedForOnce) {
