@@ -92,6 +92,20 @@ const Reason* ReasonWithin(const std::string& line, const char* before, const ch
   return nullptr;
 }
 
+// ReasonByCause finds the reason whose cause stands in a line, where details may follow it.
+const Reason* ReasonByCause(const std::string& line) {
+  const Reason* found = nullptr;
+  size_t length = 0;
+  for (const Reason& reason : Reasons()) {
+    std::string cause = reason.cause;
+    cause.pop_back();  // the full stop
+    if (cause.size() <= length || line.find(cause) == std::string::npos) continue;
+    found = &reason;
+    length = cause.size();
+  }
+  return found;
+}
+
 // LibraryMessage finds the message in a line that may carry logcat's columns and the place in the
 // sources in front.
 std::optional<std::pair<MessageMatch, std::string>> LibraryMessage(const std::string& line) {
@@ -117,6 +131,7 @@ int RunExplain(const Args& args, Output& output) {
   if (const Reason* reason = ReasonWithin(text, " \t:\"'", " \t:,.\"'")) {
     return ExplainReason(*reason, output);
   }
+  if (const Reason* reason = ReasonByCause(text)) return ExplainReason(*reason, output);
   return output.Fail(MakeProblem(
       "EXPLAIN-UNKNOWN", "'" + text + "' is neither a reason code nor a message of the library"));
 }

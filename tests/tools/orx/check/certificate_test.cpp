@@ -79,6 +79,13 @@ TEST(ChainAdviceTest, EveryDamagedByteOfALeafIsFound) {
   }
 }
 
+TEST(ChainAdviceTest, TellsACertificateWithoutAUsableKey) {
+  CertificateChain chain = Made(Fields());
+  const uint8_t point[] = {0x03, 0x42, 0x00, 0x04};  // a P-256 key, not compressed
+  std::search(chain[1].begin(), chain[1].end(), point, point + 4)[3] = 0x05;
+  EXPECT_EQ(ChainAdvice(chain)[0], "certificate 1 has no usable public key");
+}
+
 TEST(ChainAdviceTest, TellsACertificateThatIsNotYetValid) {
   CertificateChain chain = Made(Fields());
   const uint8_t utc_time[] = {0x17, 0x0d};  // the first one is notBefore
@@ -121,6 +128,8 @@ TEST_F(ReadCertificatesTest, ShowsWhatIsWholeAndNamesWhatIsNot) {
 
   EXPECT_TRUE(Read("text").chain.empty());
   EXPECT_EQ(problem_->code, "CERTIFICATE-FORMAT");
+  EXPECT_FALSE(ReadCertificates(folder_ / "none", &problem_));
+  EXPECT_EQ(problem_->code, "INPUT-UNREADABLE");
 }
 
 TEST_F(ReadCertificatesTest, TakesSeveralInDer) {

@@ -245,7 +245,11 @@ TEST(SplitLogLineTest, TakesThePlaceOff) {
   const LogLine line = SplitLogLine("src/mtk/x.cpp:12: get: one: two\n");
   EXPECT_EQ(line.place, "src/mtk/x.cpp:12");
   EXPECT_EQ(line.message, "get: one: two");
-  EXPECT_EQ(SplitLogLine("KM: Begin").message, "KM: Begin");
+  for (const char* text :
+       {"KM: Begin", "Connected", "of x.cpp:12", "x.cpp:: get", "x.cpp:12:get"}) {
+    EXPECT_EQ(SplitLogLine(text).place, "") << text;
+    EXPECT_EQ(SplitLogLine(text).message, text);
+  }
 }
 
 }  // namespace

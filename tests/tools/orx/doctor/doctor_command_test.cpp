@@ -36,6 +36,8 @@ TEST_F(DoctorCommandTest, FindsAHealthyDeviceHealthy) {
   EXPECT_THAT(result.out, HasSubstr("-byte blob, AES-128\n"));
   EXPECT_THAT(result.out, HasSubstr("a daemon listens on /dev/socket/rild-oem"));
   EXPECT_THAT(result.out, Not(HasSubstr("SIM0000000000001")));
+  EXPECT_THAT(result.out, HasSubstr("property                ro.product.vendor.brand = "));
+  EXPECT_THAT(result.out, HasSubstr("note     property                ro."));
   EXPECT_TRUE(OrxJson("doctor", kDoctor)["healthy"].asBool());
 }
 
@@ -74,6 +76,8 @@ TEST_F(DoctorCommandTest, AMissingServiceAndFolderAreEnvironmentFailures) {
   EXPECT_EQ(problems.at("symmetric service"), "KM-SERVICE-MISSING");
   EXPECT_EQ(problems.at("keymint/tee"), "KM-SERVICE-MISSING");
   EXPECT_EQ(problems.at("folder"), "PERSIST-MISSING");
+  Write("/mnt/vendor/persist/security", "a file");
+  EXPECT_THAT(orx_test::RunProgram({ORX_PROGRAM, "key", "list"}).err, HasSubstr("is not a folder"));
 }
 
 struct ServiceRow {
@@ -141,6 +145,8 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
       {{"  library: SYM: No key loaded"}, "SYM-NO-KEY"},
       {{"FAIL attestation/tee    0.01 ATTEST-ROOT"}, "ATTEST-ROOT (exit code 1)"},
       {{"         KM-BLOB-REFUSED: Import the key again. (operator)"}, "KM-BLOB-REFUSED"},
+      {{"  reason:  The KeyMint service is not registered, or this process may not find it (tee)."},
+       "KM-SERVICE-MISSING"},
       {{"KM: GenerateKey"}, "no failure"}};
   for (const ExplainCase& c : cases) {
     std::vector<std::string> words = {ORX_PROGRAM, "explain"};
