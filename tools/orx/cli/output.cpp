@@ -144,7 +144,8 @@ int DeliverAnswer(int exit_code) {
   const std::string reason = errno != 0 ? std::string(": ") + strerror(errno) : "";
   const Problem problem =
       MakeProblem("OUTPUT-FAILED", "the answer did not reach standard output" + reason);
-  fprintf(stderr, "orx: %s [%s]\n", problem.cause.c_str(), problem.code.c_str());
+  fprintf(stderr, "orx: %s [%s]\n  try: %s\n", problem.cause.c_str(), problem.code.c_str(),
+          problem.advice.c_str());
   return exit_code == kDone ? problem.exit_code : exit_code;
 }
 

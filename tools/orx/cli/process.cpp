@@ -2,6 +2,7 @@
 #include "tools/orx/cli/process.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -40,6 +41,7 @@ void PrepareProcess() {
   user_umask = umask(kGroupAndOthers);
   if ((*user_umask & S_IWGRP) == 0) umask(*user_umask | kOthers);
   std::set_new_handler(OnNoMemory);
+  signal(SIGXFSZ, SIG_IGN);  // a file over the limit is a failed write, which is reported
 }
 
 mode_t UserMode(mode_t mode) {

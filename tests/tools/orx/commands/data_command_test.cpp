@@ -143,8 +143,14 @@ TEST_F(DataCommandTest, StoreLeavesNothingHalfWrittenOnAFullDisk) {
   options_.input = "text";
   const ProgramResult result = Direct({"store", "put", "7"});
   EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("; the old content is gone too [STORE-IO]"));
+  EXPECT_THAT(result.err, HasSubstr("failed; the old content is gone too [STORE-IO]"));
   EXPECT_FALSE(std::filesystem::is_symlink(std::string(kFolder) + "7.bin"));
+  // Beyond the limit of a file's size, where a program that does not look ends by a signal.
+  const ProgramResult limited = orx_test::RunProgram(
+      {"bash", "-c", "ulimit -f 1; head -c 5000 /dev/zero | \"$0\" store put 7", ORX_PROGRAM});
+  EXPECT_EQ(limited.exit_code, 1);
+  EXPECT_THAT(limited.err, HasSubstr("failed; nothing was stored [STORE-IO]"));
+  EXPECT_FALSE(Exists(std::string(kFolder) + "7.bin"));
 }
 
 struct StreamCase {
@@ -162,7 +168,7 @@ TEST_F(DataCommandTest, LostStreamsAreToldApart) {
       {"explain", ">&-", 1, "[OUTPUT-FAILED]"},
       {"explain --timeout 60", ">/dev/full", 1, "[OUTPUT-FAILED]"},
       {"explain --json", ">/dev/full", 1, "[OUTPUT-FAILED]"},
-      {"--help", ">/dev/full", 1, "[OUTPUT-FAILED]"},
+      {"--help", ">/dev/full", 1, "[OUTPUT-FAILED]\n  try: "},
       {"--version", ">&-", 1, "[OUTPUT-FAILED]"},
       {"random 10", ">/dev/full", 1, "[OUTPUT-FAILED]"},
       {"doctor", ">/dev/full", 4, "[OUTPUT-FAILED]"},
