@@ -60,7 +60,7 @@ EVP_PKEY* RsaKey(int number) {
 }
 
 std::vector<uint8_t> MakeCertificate(const CertificateFields& fields) {
-  constexpr long kTenYearsSeconds = 10 * 365 * 24 * 3600;
+  constexpr long kTenYearsSeconds = 10L * 365 * 24 * 3600;
   bssl::UniquePtr<X509> cert(X509_new());
   CHECK(X509_set_version(cert.get(), X509_VERSION_3));
   CHECK(ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), 1));

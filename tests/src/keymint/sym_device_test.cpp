@@ -12,7 +12,6 @@
 
 namespace {
 
-using ::testing::Contains;
 using ::testing::HasSubstr;
 
 // "The quick brown fox" needs more than one block, so that chaining shows.
