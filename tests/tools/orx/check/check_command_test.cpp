@@ -96,6 +96,11 @@ TEST_F(CheckCommandTest, AttestationIsJudgedByWhatWasSeen) {
       {{}, {"generateKey:-32"}, kAttest, "FAIL", 1, "KM-FAILED", "UNEXPECTED_NULL_POINTER"},
       // What an import would be told of these errors is of no use here.
       {{}, {"generateKey:-38"}, kAttest, "FAIL", 1, "ATTEST-GENERATE", "INVALID_ARGUMENT"},
+  });
+}
+
+TEST_F(CheckCommandTest, MadeKeysAreJudgedByWhatWasSeen) {
+  Expect({
       {{}, {"generateKey:empty-blob"}, kAttest, "FAIL", 1, "KM-EMPTY-BLOB", "without a key blob"},
       {{}, {"generateKey:no-chain"}, kAttest, "FAIL", 1, "KM-CHAIN-MISSING", "without a cert"},
       {{}, {"generateKey:no-root"}, kAttest, "FAIL", 1, "ATTEST-CHAIN-SIZE", "another length"},
@@ -134,6 +139,11 @@ TEST_F(CheckCommandTest, IdentifiersAreJudgedByWhatWasSeen) {
       {{}, {"modem:silent"}, kSoon, "TIMEOUT", 5, "MODEM-SILENT", "does not answer within 0.4 s"},
       {{}, {"modem:close"}, kAllIds, "FAIL", 1, "MODEM-EXCHANGE", "before it answered"},
       {{}, {"modem:quoted"}, kAllIds, "FAIL", 1, "IMEI-NOT-PROGRAMMED", "15 digits"},
+  });
+}
+
+TEST_F(CheckCommandTest, IdentifiersOfTheDeviceAreJudgedByWhatWasSeen) {
+  Expect({
       {{"imei="}, {}, kAllIds, "FAIL", 1, "IMEI-INVALID", "15 digits"},
       // A missing daemon is no fault of the device under test, whatever the limit was.
       {{"imei=490154203237518", "modem=no"},
@@ -161,6 +171,12 @@ TEST_F(CheckCommandTest, RemotelyProvisionedKeysAreJudgedByWhatWasSeen) {
       {{}, {}, rkp, "FAIL", 1, "RKP-FACTORY-KEYS", "still holds"},
       {{}, {"generateKey:-49@1"}, rkp, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
       {{}, {}, {"rkp-ids", "--strongbox", "--ids", "brand"}, "PASS", 0, "OK", ""},
+  });
+}
+
+TEST_F(CheckCommandTest, ADeviceWithoutFactoryKeysIsJudgedByWhatWasSeen) {
+  const std::vector<std::string> rkp = {"rkp-ids"};
+  Expect({
       {{"attestation=remote"}, {}, rkp, "PASS", 0, "OK", ""},
       {{}, {"service:default.keymint:absent"}, rkp, "ENV", 4, "KM-SERVICE-MISSING", "not reg"},
       {{}, {"generateKey:-49"}, rkp, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
@@ -185,9 +201,8 @@ TEST_F(CheckCommandTest, RemotelyProvisionedKeysAreJudgedByWhatWasSeen) {
   });
 }
 
-TEST_F(CheckCommandTest, TheSecureElementIsJudgedByWhatWasSeen) {
+TEST_F(CheckCommandTest, TheRootOfTrustIsJudgedByWhatWasSeen) {
   const std::vector<std::string> root = {"root-of-trust"};
-  const std::vector<std::string> secret = {"shared-secret"};
   Expect({
       {{}, {"strongbox.sendRootOfTrust:-30"}, root, "FAIL", 1, "ESE-NOT-BOUND", "VERIFICATION_FAI"},
       {{},
@@ -209,6 +224,12 @@ TEST_F(CheckCommandTest, TheSecureElementIsJudgedByWhatWasSeen) {
       {{}, {"strongbox.getRootOfTrustChallenge:-100"}, root, "N/A", 3, "ESE-OTHER-WAY", "another"},
       {{}, {"strongbox.getInterfaceVersion:version=1"}, root, "N/A", 3, "ESE-VERSION", "version 2"},
       {{}, {"service:strongbox:absent"}, root, "ENV", 4, "ESE-STRONGBOX-MISSING", "not registered"},
+  });
+}
+
+TEST_F(CheckCommandTest, TheSharedSecretIsJudgedByWhatWasSeen) {
+  const std::vector<std::string> secret = {"shared-secret"};
+  Expect({
       {{}, {"service:default:absent"}, secret, "ENV", 4, "SS-SERVICE-MISSING", "not registered"},
       {{},
        {"strongbox.getSharedSecretParameters:nonce=31"},
