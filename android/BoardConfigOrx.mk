@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# For BoardConfig.mk: include DIRECTORY/android/BoardConfigOrx.mk
+# For BoardConfig.mk: include FOLDER/android/BoardConfigOrx.mk
 #
 # Set one of these to true before, where the device's own policy already labels the thing:
 #   ORX_STRONGBOX_LABELLED     the services of the StrongBox HAL

@@ -1,3 +1,3 @@
 # SPDX-License-Identifier: Apache-2.0
-# For the product's makefile: $(call inherit-product, DIRECTORY/android/orx.mk)
+# For the product's makefile: $(call inherit-product, FOLDER/android/orx.mk)
 PRODUCT_PACKAGES += liborx orx

@@ -18,26 +18,27 @@ namespace {
 namespace km = ::aidl::android::hardware::security::keymint;
 namespace ss = ::aidl::android::hardware::security::sharedsecret;
 
-enum class Side { kTee, kStrongBox };
+enum class Instance { kTee, kStrongBox };
 
 template <typename Interface>
-std::shared_ptr<Interface> LookUp(const char* instance) {
-  return Interface::fromBinder(::ndk::SpAIBinder(AServiceManager_checkService(instance)));
+std::shared_ptr<Interface> LookUp(const char* name) {
+  return Interface::fromBinder(::ndk::SpAIBinder(AServiceManager_checkService(name)));
 }
 
 // The first interface version with the root-of-trust exchange.
 constexpr int32_t kMinVersion = 2;
 
-bool CheckVersion(km::IKeyMintDevice& device, Side side) {
+bool CheckVersion(km::IKeyMintDevice& device, Instance instance) {
   int32_t version = 0;
   if (!device.getInterfaceVersion(&version).isOk()) {
-    side == Side::kTee ? ORX_LOG("Check TEE keymint version failed")
-                       : ORX_LOG("Check Strongbox keymint version failed");
+    instance == Instance::kTee ? ORX_LOG("Check TEE keymint version failed")
+                               : ORX_LOG("Check Strongbox keymint version failed");
     return false;
   }
   if (version < kMinVersion) {
-    side == Side::kTee ? ORX_LOG("Test not applicable to TEE KeyMint device before v2")
-                       : ORX_LOG("Test not applicable to StrongBox KeyMint device before v2");
+    instance == Instance::kTee
+        ? ORX_LOG("Test not applicable to TEE KeyMint device before v2")
+        : ORX_LOG("Test not applicable to StrongBox KeyMint device before v2");
     return false;
   }
   return true;
@@ -75,8 +76,8 @@ int CheckRootOfTrustBinding() {
     ORX_LOG("Could not obtain the Strongbox keymint service");
     return 1;
   }
-  if (!CheckVersion(*tee, Side::kTee)) return 1;
-  if (!CheckVersion(*strongbox, Side::kStrongBox)) return 1;
+  if (!CheckVersion(*tee, Instance::kTee)) return 1;
+  if (!CheckVersion(*strongbox, Instance::kStrongBox)) return 1;
   if (!BindRootOfTrust(*tee, *strongbox)) return 1;
   ORX_LOG("The eSE provisioning test passed");
   return 0;
@@ -90,22 +91,25 @@ bool IsValidNonce(const ss::SharedSecretParameters& parameters) {
   return parameters.nonce.size() == 32;
 }
 
-bool AddParameters(ss::ISharedSecret& instance, Side side,
+bool AddParameters(ss::ISharedSecret& service, Instance instance,
                    std::vector<ss::SharedSecretParameters>* list) {
   ss::SharedSecretParameters parameters;
-  if (!instance.getSharedSecretParameters(&parameters).isOk()) {
-    side == Side::kTee ? ORX_LOG("Get shared secret parameter from TEE keymint failed")
-                       : ORX_LOG("Get shared secret parameter from Strongbox keymint failed");
+  if (!service.getSharedSecretParameters(&parameters).isOk()) {
+    instance == Instance::kTee
+        ? ORX_LOG("Get shared secret parameter from TEE keymint failed")
+        : ORX_LOG("Get shared secret parameter from Strongbox keymint failed");
     return false;
   }
   if (!IsValidSeed(parameters)) {
-    side == Side::kTee ? ORX_LOG("Invalid seed in TEE keymint shared secret parameter")
-                       : ORX_LOG("Invalid seed in Strongbox keymint shared secret parameter");
+    instance == Instance::kTee
+        ? ORX_LOG("Invalid seed in TEE keymint shared secret parameter")
+        : ORX_LOG("Invalid seed in Strongbox keymint shared secret parameter");
     return false;
   }
   if (!IsValidNonce(parameters)) {
-    side == Side::kTee ? ORX_LOG("Invalid nonce in TEE keymint shared secret parameter")
-                       : ORX_LOG("Invalid nonce in Strongbox keymint shared secret parameter");
+    instance == Instance::kTee
+        ? ORX_LOG("Invalid nonce in TEE keymint shared secret parameter")
+        : ORX_LOG("Invalid nonce in Strongbox keymint shared secret parameter");
     return false;
   }
   list->push_back(std::move(parameters));
@@ -145,8 +149,8 @@ int CheckSharedSecretNegotiation() {
     return 1;
   }
   std::vector<ss::SharedSecretParameters> list;
-  if (!AddParameters(*tee, Side::kTee, &list)) return 1;
-  if (!AddParameters(*strongbox, Side::kStrongBox, &list)) return 1;
+  if (!AddParameters(*tee, Instance::kTee, &list)) return 1;
+  if (!AddParameters(*strongbox, Instance::kStrongBox, &list)) return 1;
   if (!CompareSecrets(*tee, *strongbox, list)) return 1;
   ORX_LOG("The eSE shared secret negotiation test passed");
   return 0;

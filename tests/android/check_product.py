@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Checks what a product takes in besides Android.bp: that GNU make reads orx.mk and
 BoardConfigOrx.mk as docs/android.md includes them, and that orx.rc is in init's grammar and does
-what a directory on the persist partition needs. Then checks itself on damaged copies.
+what a folder on the persist partition needs. Then checks itself on damaged copies.
 usage: check_product.py SOURCE_FOLDER"""
 import os, re, shutil, subprocess, sys, tempfile
 
@@ -46,23 +46,23 @@ def product_faults(tree):
                               (['ORX_MODEM_SOCKET_LABELLED=true'], ['', '/strongbox'])):
         said = make_reads(tree, switches)
         if said.get('config') != ['orx', 'directory', PLACE]:
-            yield f'the directory is not told: {said}'
+            yield f'the folder is not told: {said}'
         if not said.get('packages') or not set(said['packages']) <= set(modules):
             yield f'packages without a module: {said["packages"]}'
         policy = said.get('policy', [])
         if policy != [f'{PLACE}/android/sepolicy{f}' for f in folders]:
-            yield f'policy directories with {switches}: {policy}'
-        yield from (f'no directory {p}' for p in policy if not os.path.isdir(f'{tree}/{p}'))
+            yield f'policy folders with {switches}: {policy}'
+        yield from (f'no folder {p}' for p in policy if not os.path.isdir(f'{tree}/{p}'))
 
 
 def init_faults(tree):
     text = re.sub(r' *#.*\n', '', read(f'{tree}/{PLACE}/android/orx.rc'))
     yield from (f'not known to init: {line}' for line in text.splitlines()
                 if line and not INIT_LINE.fullmatch(line))
-    # A directory is made once its partition is mounted; mkdir leaves the label of an old one.
+    # A folder is made once its partition is mounted; mkdir leaves the label of an old one.
     made = r'^on post-fs-data\n +mkdir (\S+) .*\n +restorecon_recursive \1\n'
     if not re.search(made, text, re.M):
-        yield 'no directory is made and labelled'
+        yield 'no folder is made and labelled'
     if 'on init\n    setprop ro.vendor.boot.serialno ${ro.boot.serialno}\n' not in text:
         yield 'the serial number is not passed on before its readers start'
 
