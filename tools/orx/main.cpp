@@ -112,10 +112,9 @@ int RunWithTimeout(const Command& command, const Args& args, Output& output, dou
     case ChildResult::End::kTimedOut:
       break;
   }
-  Problem problem =
-      MakeProblem("TIMED-OUT", "no answer within " + SecondsText(seconds) + " seconds");
-  problem.library_line = LastSharedLogLine();
-  return output.Fail(problem);
+  const std::string last = LastSharedLogLine();
+  const std::vector<LogLine> lines(last.empty() ? 0 : 1, LogLine{"", last});
+  return output.Fail(DiagnoseTimeOut(lines, seconds));
 }
 
 int RunCommand(const Command& command, const Words& words, Args args) {

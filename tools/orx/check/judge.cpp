@@ -55,12 +55,6 @@ Problem Replaced(const Problem& problem, const std::string& code) {
   return replaced;
 }
 
-std::string SecondsText(double seconds) {
-  char text[32];
-  snprintf(text, sizeof(text), "%g s", seconds);
-  return text;
-}
-
 // WhatIsAbsent tells a service that the device does not have by its manifest from one that should
 // be there: the code of the former, or an empty string.
 std::string WhatIsAbsent(const Check& check, const Problem& problem, const SecondLook& look) {
@@ -203,24 +197,6 @@ void JudgeReturned(const Check& check, const Seen& seen, CheckResult* result) {
   Advise(check, seen, result);
 }
 
-// JudgeTimeOut tells what the call was waiting for.
-Problem JudgeTimeOut(const Seen& seen) {
-  const std::string limit = " within " + SecondsText(seen.timeout_seconds);
-  Problem problem = Diagnose(seen.lines);
-  if (problem.code == "MODEM-UNREACHABLE") {
-    problem.cause.pop_back();
-    problem.cause += limit + ".";
-    return problem;
-  }
-  const std::string last = seen.lines.empty() ? "" : seen.lines.back().message;
-  const bool modem = last.rfind("No response timeout is set", 0) == 0;
-  problem = KnownProblem(modem ? "MODEM-SILENT" : "TIMED-OUT");
-  problem.cause.pop_back();
-  problem.cause += limit + ".";
-  problem.library_line = last;
-  return problem;
-}
-
 Problem JudgeCrash(const Seen& seen) {
   const bool crashed = seen.end == ChildResult::End::kCrashed;
   Problem problem = KnownProblem("LIBRARY-CRASHED");
@@ -234,7 +210,7 @@ Problem JudgeCrash(const Seen& seen) {
 void JudgeUnfinished(const Seen& seen, CheckResult* result) {
   switch (seen.end) {
     case ChildResult::End::kTimedOut:
-      return SetProblem(JudgeTimeOut(seen), result);
+      return SetProblem(DiagnoseTimeOut(seen.lines, seen.timeout_seconds), result);
     case ChildResult::End::kInterrupted:
       SetProblem(KnownProblem("INTERRUPTED"), result);
       result->verdict = Verdict::kInterrupted;

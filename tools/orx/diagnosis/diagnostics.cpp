@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+#include "tools/orx/cli/args.h"
+
 namespace orx_tool {
 
 using aidl::android::hardware::security::keymint::ErrorCode;
@@ -239,6 +241,19 @@ Problem Diagnose(const std::vector<LogLine>& lines) {
   Problem unexplained = FromReason(KnownReason("UNEXPLAINED"));
   if (!lines.empty()) unexplained.library_line = lines.back().message;
   return unexplained;
+}
+
+Problem DiagnoseTimeOut(const std::vector<LogLine>& lines, double seconds) {
+  const std::string last = lines.empty() ? "" : lines.back().message;
+  Problem problem = Diagnose(lines);
+  if (problem.code != "MODEM-UNREACHABLE") {
+    const bool modem = last.rfind("No response timeout is set", 0) == 0;
+    problem = KnownProblem(modem ? "MODEM-SILENT" : "TIMED-OUT");
+    problem.library_line = last;
+  }
+  problem.cause.pop_back();  // the full stop
+  problem.cause += " within " + SecondsText(seconds) + " s.";
+  return problem;
 }
 
 Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result) {

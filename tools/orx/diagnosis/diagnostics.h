@@ -98,6 +98,9 @@ Problem MakeProblem(const std::string& code, const std::string& cause);
 // not got over, else the first consequence.
 Problem Diagnose(const std::vector<LogLine>& lines);
 
+// DiagnoseTimeOut tells what a library call was waiting for that did not end within `seconds`.
+Problem DiagnoseTimeOut(const std::vector<LogLine>& lines, double seconds);
+
 // DiagnoseKeyMint is Diagnose for a KeyMint call that ended with error `result`, which the
 // library's KeyMint client returns without a line of its own.
 Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result);

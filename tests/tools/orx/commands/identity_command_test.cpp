@@ -85,8 +85,14 @@ TEST_F(IdentityCommandTest, TimeoutEndsACallThatBlocksWithoutEnd) {
   faults_ = {"modem:silent"};
   const ProgramResult result = Orx({"imei", "--timeout", "0.7"});
   EXPECT_EQ(result.exit_code, 5);
-  EXPECT_THAT(result.err, HasSubstr("[TIMED-OUT]"));
+  EXPECT_THAT(result.err, HasSubstr("does not answer within 0.7 s. [MODEM-SILENT]"));
   EXPECT_THAT(result.err, HasSubstr("No response timeout is set"));
+  // Whatever the limit, a missing daemon is a missing environment.
+  faults_.clear();
+  SetDevice("modem=no");
+  const ProgramResult missing = Orx({"imei", "--timeout", "0.4"});
+  EXPECT_EQ(missing.exit_code, 4);
+  EXPECT_THAT(missing.err, HasSubstr("/dev/socket/rild-oem within 0.4 s. [MODEM-UNREACHABLE]"));
 }
 
 TEST_F(IdentityCommandTest, ATerminalShowsTheAttempts) {
