@@ -53,7 +53,7 @@ std::optional<Request> ReadRequest(const Args& args, std::optional<Problem>* pro
   if (!padding) *problem = MakeProblem("USAGE", "--padding takes pkcs1 or none");
   if (*problem) return std::nullopt;
   auto data = ReadWhole(args.Get("input", "-"), kMaxMessageBytes, problem);
-  if (data && data->empty()) *problem = MakeProblem("INPUT-UNREADABLE", "the input is empty");
+  if (data && data->empty()) *problem = MakeProblem("INPUT-EMPTY", "the input is empty");
   if (*problem) return std::nullopt;
   return Request{slot, *digest, *padding, std::move(*data)};
 }

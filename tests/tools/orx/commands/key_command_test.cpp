@@ -137,7 +137,7 @@ TEST_F(KeyCommandTest, RefusalsNameTheirOwnCause) {
   const CauseCase cases[] = {
       {{"rsa-decrypt", "51", "-i", in}, 256, "", "[RSA-DATA]"},
       {{"rsa-decrypt", "51", "-i", work("sealed")}, 0, "", "[RSA-EMPTY-MESSAGE]"},
-      {{"rsa-decrypt", "51", "-i", in}, 0, "", "the input is empty"},
+      {{"rsa-decrypt", "51", "-i", in}, 0, "", "the input is empty [INPUT-EMPTY]"},
       {{"sign", "51", "-i", in}, 4, "begin:-62@1", "[RSA-UPGRADE]"},
       {{"sign", "51", "-i", in}, 1024001, "", "[INPUT-TOO-LARGE]"}};
   for (const CauseCase& c : cases) {
