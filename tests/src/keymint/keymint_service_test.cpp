@@ -99,16 +99,21 @@ TEST_F(KeyMintServiceTest, MapsEveryKindOfStatusToACode) {
   EXPECT_EQ(KeyMintService::GetReturnErrorCode(ScopedAStatus::fromServiceSpecificError(0)), 0);
 }
 
-TEST_F(KeyMintServiceTest, GenerateKeyChecksItsOutputsInOrderBeforeTheDevice) {
+TEST_F(KeyMintServiceTest, NewKeysHaveTheirOutputsCheckedInOrderBeforeTheDevice) {
   EXPECT_CALL(*keymint_.device, generateKey).Times(0);
+  EXPECT_CALL(*keymint_.device, importKey).Times(0);
   blob_ = kBlob;
   EXPECT_EQ(service_.GenerateKey({}, std::nullopt, nullptr, nullptr, nullptr), -32);
   EXPECT_EQ(service_.GenerateKey({}, std::nullopt, &blob_, nullptr, nullptr), -32);
   EXPECT_EQ(service_.GenerateKey({}, std::nullopt, &blob_, &characteristics_, nullptr), -32);
+  EXPECT_EQ(service_.ImportKey({}, km::KeyFormat::RAW, "", nullptr, nullptr), -32);
+  EXPECT_EQ(service_.ImportKey({}, km::KeyFormat::RAW, "", &blob_, nullptr), -32);
   EXPECT_EQ(blob_, kBlob);
   EXPECT_THAT(log_.messages(), ElementsAre("KM: GenerateKey", "KM: invalid key blob pointer",
                                            "KM: GenerateKey", "KM: invalid key characteristics",
-                                           "KM: GenerateKey", "KM: invalid key blob not cleanup"));
+                                           "KM: GenerateKey", "KM: invalid key blob not cleanup",
+                                           "KM: ImportKey", "KM: invalid key blob pointer",
+                                           "KM: ImportKey", "KM: invalid key characteristics"));
 }
 
 TEST_F(KeyMintServiceTest, TheGeneratedChainMustFitTheAlgorithmAndIsHandedOutEitherWay) {
