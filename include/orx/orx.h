@@ -67,8 +67,7 @@
 #define ORX_VERSION_PATCH 0
 #define ORX_VERSION_TEXT_(major, minor, patch) #major "." #minor "." #patch
 #define ORX_VERSION_TEXT(major, minor, patch) ORX_VERSION_TEXT_(major, minor, patch)
-#define ORX_VERSION_STRING \
-  ORX_VERSION_TEXT(ORX_VERSION_MAJOR, ORX_VERSION_MINOR, ORX_VERSION_PATCH)
+#define ORX_VERSION_STRING ORX_VERSION_TEXT(ORX_VERSION_MAJOR, ORX_VERSION_MINOR, ORX_VERSION_PATCH)
 
 #include <orx/attest.h>
 #include <orx/device.h>

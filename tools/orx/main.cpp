@@ -7,11 +7,11 @@
 
 #include "tools/orx/cli/process.h"
 #include "tools/orx/cli/signals.h"
-#include "tools/orx/cli/suggestion.h"
 #include "tools/orx/cli/supervisor.h"
 #include "tools/orx/commands/commands.h"
 #include "tools/orx/diagnosis/library_log.h"
 #include "tools/orx/help.h"
+#include "tools/orx/suggestion.h"
 
 namespace orx_tool {
 namespace {

@@ -15,7 +15,7 @@ namespace orx_tool {
 // Seen is all that is known of a check's run.
 struct Seen {
   ChildResult::End end = ChildResult::End::kExited;  // of the process that made the call
-  int signal = 0;                                    // that ended the process or the run, or its exit code
+  int signal = 0;              // that ended the process or the run, or its exit code
   std::optional<int> status;   // what the library returned, if it came to that
   std::vector<LogLine> lines;  // what the library logged up to then
   double seconds = 0;

@@ -129,6 +129,7 @@ int RunStorePut(const Args& args, Output& output) {
     Problem failure = StoreProblem(*number, Access::kWrite);
     ORX_STORE_Delete(*number);  // half a secret is worse than none
     if (failure.cause.back() == '.') failure.cause.pop_back();
+    if (failure.cause.back() == '.') failure.cause.pop_back();
     failure.cause += replaces ? "; the old content is gone too" : "; nothing was stored";
     return output.Fail(failure);
   }

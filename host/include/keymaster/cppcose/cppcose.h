@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-// Stand-in for Android's libcppcose: the labels and values of COSE (RFC 9052, RFC 9053) that a MACed
-// public key has. Left out: every function, and what belongs to signed and encrypted messages.
+// Stand-in for Android's libcppcose: the labels and values of COSE (RFC 9052, RFC 9053) that a
+// MACed public key has. Left out: every function, and what belongs to signed and encrypted
+// messages.
 
 #include <cppbor.h>
 #include <cppbor_parse.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/orx/cli/suggestion.h"
+#include "tools/orx/suggestion.h"
 
 #include <algorithm>
 
