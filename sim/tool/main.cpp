@@ -210,7 +210,15 @@ int Parse(const Command& command, int argc, char** argv, CommandLine* line) {
   // A command's own options are not orx-sim's: those of run end where the command begins.
   const char* const letters = command.run == RunCommand ? "+hq" : "h";
   for (;;) {
-    switch (getopt_long(argc, argv, letters, command.options, nullptr)) {
+    optarg = nullptr;
+    int row = 0;
+    const int option = getopt_long(argc, argv, letters, command.options, &row);
+    const std::string value = optarg != nullptr ? optarg : "";
+    if (optarg != nullptr && value.empty()) {
+      return Misuse("--" + std::string(command.options[row].name) + " needs a value",
+                    command.misuse_code);
+    }
+    switch (option) {
       case -1:
         line->arguments.assign(argv + optind, argv + argc);
         return -1;
@@ -222,13 +230,13 @@ int Parse(const Command& command, int argc, char** argv, CommandLine* line) {
         line->run.quiet = true;
         break;
       case kDevice:
-        line->run.device = optarg;
+        line->run.device = value;
         break;
       case kProfile:
-        line->profile = optarg;
+        line->profile = value;
         break;
       case kFault:
-        line->run.faults.push_back(optarg);
+        line->run.faults.push_back(value);
         break;
       case kLog:
         line->run.log = ShowLog::kAlways;

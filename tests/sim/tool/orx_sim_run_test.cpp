@@ -73,6 +73,7 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
       {{"run", "--fault", "begin", "true"}, 125, "fault \"begin\""},
       {{"run", "-q"}, 125, "run needs a command"},
       {{"run", "--device", "x", "--profile", "y", "true"}, 125, "has its profile already"},
+      {{"run", "--device", "", "true"}, 125, "--device needs a value"},
       {{"run", "--devil", "a"}, 125, "unrecognized option '--devil'"},
       {{"new", folder_}, 1, "not empty"},
       {{"new"}, 2, "new needs one folder"},
