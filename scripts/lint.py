@@ -43,8 +43,8 @@ def dependencies():
     return result
 
 
-def state(entry, files):
-    digest = hashlib.sha256(output("clang-tidy", "--version").encode() + entry["command"].encode())
+def state(linter, entry, files):
+    digest = hashlib.sha256(linter.encode() + entry["command"].encode())
     for path in sorted(set(files)) + [".clang-tidy", "tests/.clang-tidy"]:
         digest.update(digest_of_file(path))
     return digest.hexdigest()
@@ -64,6 +64,7 @@ def main():
     os.chdir(output("git", "rev-parse", "--show-toplevel").strip())
     os.makedirs(CLEAN, exist_ok=True)
 
+    linter = output("clang-tidy", "--version")
     deps, ranks, waiting, known_clean = dependencies(), newest_first(), [], 0
     with open(f"{BUILD}/compile_commands.json", encoding="utf-8") as commands:
         for entry in json.load(commands):
@@ -73,7 +74,7 @@ def main():
             made_from = deps.get(entry["output"] if "output" in entry else entry["command"].split(" -o ")[1].split()[0])
             if made_from is None:
                 sys.exit(f"lint: {source} is not built; build the asan preset first")
-            mark = f"{CLEAN}/{state(entry, made_from + [source])}"
+            mark = f"{CLEAN}/{state(linter, entry, made_from + [source])}"
             if os.path.exists(mark):
                 known_clean += 1
             else:
