@@ -7,6 +7,7 @@
 #include <aidl/android/hardware/security/keymint/KeyOrigin.h>
 #include <aidl/android/hardware/security/keymint/KeyPurpose.h>
 #include <aidl/android/hardware/security/keymint/PaddingMode.h>
+#include <aidl/android/hardware/security/keymint/Tag.h>
 #include <openssl/asn1.h>
 #include <openssl/bytestring.h>
 #include <openssl/obj.h>
@@ -42,59 +43,71 @@ enum class Kind {
   kNumbers
 };
 
+using km::Tag;
+
+// A record carries the numbers of KeyMint's tags without their types.
+constexpr unsigned NumberOf(Tag tag) {
+  return static_cast<unsigned>(tag) & 0x0fffffffU;
+}
+
 struct Field {
+  constexpr Field(const char* field_name, Tag tag, Kind field_kind)
+      : Field(field_name, NumberOf(tag), field_kind) {}
+  // For what stands in records alone, or came with a later KeyMint than this one.
+  constexpr Field(const char* field_name, unsigned field_number, Kind field_kind)
+      : name(field_name), number(field_number), kind(field_kind) {}
+
   const char* name;
-  unsigned number;  // of the KeyMint tag, without its type
+  unsigned number;
   Kind kind;
 };
 
 constexpr Field kFields[] = {
-    {"purpose", 1, Kind::kPurposes},
-    {"algorithm", 2, Kind::kAlgorithm},
-    {"keySize", 3, Kind::kNumber},
-    {"blockMode", 4, Kind::kNumbers},
-    {"digest", 5, Kind::kDigests},
-    {"padding", 6, Kind::kPaddings},
-    {"callerNonce", 7, Kind::kFlag},
-    {"minMacLength", 8, Kind::kNumber},
-    {"ecCurve", 10, Kind::kCurve},
-    {"mlDsaVariant", 11, Kind::kNumber},
-    {"rsaPublicExponent", 200, Kind::kNumber},
-    {"mgfDigest", 203, Kind::kDigests},
-    {"rollbackResistance", 303, Kind::kFlag},
-    {"earlyBootOnly", 305, Kind::kFlag},
-    {"activeDateTime", 400, Kind::kDate},
-    {"originationExpireDateTime", 401, Kind::kDate},
-    {"usageExpireDateTime", 402, Kind::kDate},
-    {"usageCountLimit", 405, Kind::kNumber},
-    {"userSecureId", 502, Kind::kNumber},
-    {"noAuthRequired", 503, Kind::kFlag},
-    {"userAuthType", 504, Kind::kNumber},
-    {"authTimeout", 505, Kind::kNumber},
-    {"allowWhileOnBody", 506, Kind::kFlag},
-    {"trustedUserPresenceRequired", 507, Kind::kFlag},
-    {"trustedConfirmationRequired", 508, Kind::kFlag},
-    {"unlockedDeviceRequired", 509, Kind::kFlag},
+    {"purpose", Tag::PURPOSE, Kind::kPurposes},
+    {"algorithm", Tag::ALGORITHM, Kind::kAlgorithm},
+    {"keySize", Tag::KEY_SIZE, Kind::kNumber},
+    {"blockMode", Tag::BLOCK_MODE, Kind::kNumbers},
+    {"digest", Tag::DIGEST, Kind::kDigests},
+    {"padding", Tag::PADDING, Kind::kPaddings},
+    {"callerNonce", Tag::CALLER_NONCE, Kind::kFlag},
+    {"minMacLength", Tag::MIN_MAC_LENGTH, Kind::kNumber},
+    {"ecCurve", Tag::EC_CURVE, Kind::kCurve},
+    {"rsaPublicExponent", Tag::RSA_PUBLIC_EXPONENT, Kind::kNumber},
+    {"mgfDigest", Tag::RSA_OAEP_MGF_DIGEST, Kind::kDigests},
+    {"rollbackResistance", Tag::ROLLBACK_RESISTANCE, Kind::kFlag},
+    {"earlyBootOnly", Tag::EARLY_BOOT_ONLY, Kind::kFlag},
+    {"activeDateTime", Tag::ACTIVE_DATETIME, Kind::kDate},
+    {"originationExpireDateTime", Tag::ORIGINATION_EXPIRE_DATETIME, Kind::kDate},
+    {"usageExpireDateTime", Tag::USAGE_EXPIRE_DATETIME, Kind::kDate},
+    {"usageCountLimit", Tag::USAGE_COUNT_LIMIT, Kind::kNumber},
+    {"userSecureId", Tag::USER_SECURE_ID, Kind::kNumber},
+    {"noAuthRequired", Tag::NO_AUTH_REQUIRED, Kind::kFlag},
+    {"userAuthType", Tag::USER_AUTH_TYPE, Kind::kNumber},
+    {"authTimeout", Tag::AUTH_TIMEOUT, Kind::kNumber},
+    {"allowWhileOnBody", Tag::ALLOW_WHILE_ON_BODY, Kind::kFlag},
+    {"trustedUserPresenceRequired", Tag::TRUSTED_USER_PRESENCE_REQUIRED, Kind::kFlag},
+    {"trustedConfirmationRequired", Tag::TRUSTED_CONFIRMATION_REQUIRED, Kind::kFlag},
+    {"unlockedDeviceRequired", Tag::UNLOCKED_DEVICE_REQUIRED, Kind::kFlag},
     {"allApplications", 600, Kind::kFlag},
-    {"creationDateTime", 701, Kind::kDate},
-    {"origin", 702, Kind::kOrigin},
+    {"creationDateTime", Tag::CREATION_DATETIME, Kind::kDate},
+    {"origin", Tag::ORIGIN, Kind::kOrigin},
     {"rollbackResistant", 703, Kind::kFlag},
-    {"rootOfTrust", 704, Kind::kRootOfTrust},
-    {"osVersion", 705, Kind::kNumber},
-    {"osPatchLevel", 706, Kind::kNumber},
-    {"attestationApplicationId", 709, Kind::kApplicationId},
-    {"attestationIdBrand", 710, Kind::kBytes},
-    {"attestationIdDevice", 711, Kind::kBytes},
-    {"attestationIdProduct", 712, Kind::kBytes},
-    {"attestationIdSerial", 713, Kind::kBytes},
-    {"attestationIdImei", 714, Kind::kBytes},
-    {"attestationIdMeid", 715, Kind::kBytes},
-    {"attestationIdManufacturer", 716, Kind::kBytes},
-    {"attestationIdModel", 717, Kind::kBytes},
-    {"vendorPatchLevel", 718, Kind::kNumber},
-    {"bootPatchLevel", 719, Kind::kNumber},
-    {"deviceUniqueAttestation", 720, Kind::kFlag},
-    {"attestationIdSecondImei", 723, Kind::kBytes},
+    {"rootOfTrust", Tag::ROOT_OF_TRUST, Kind::kRootOfTrust},
+    {"osVersion", Tag::OS_VERSION, Kind::kNumber},
+    {"osPatchLevel", Tag::OS_PATCHLEVEL, Kind::kNumber},
+    {"attestationApplicationId", Tag::ATTESTATION_APPLICATION_ID, Kind::kApplicationId},
+    {"attestationIdBrand", Tag::ATTESTATION_ID_BRAND, Kind::kBytes},
+    {"attestationIdDevice", Tag::ATTESTATION_ID_DEVICE, Kind::kBytes},
+    {"attestationIdProduct", Tag::ATTESTATION_ID_PRODUCT, Kind::kBytes},
+    {"attestationIdSerial", Tag::ATTESTATION_ID_SERIAL, Kind::kBytes},
+    {"attestationIdImei", Tag::ATTESTATION_ID_IMEI, Kind::kBytes},
+    {"attestationIdMeid", Tag::ATTESTATION_ID_MEID, Kind::kBytes},
+    {"attestationIdManufacturer", Tag::ATTESTATION_ID_MANUFACTURER, Kind::kBytes},
+    {"attestationIdModel", Tag::ATTESTATION_ID_MODEL, Kind::kBytes},
+    {"vendorPatchLevel", Tag::VENDOR_PATCHLEVEL, Kind::kNumber},
+    {"bootPatchLevel", Tag::BOOT_PATCHLEVEL, Kind::kNumber},
+    {"deviceUniqueAttestation", Tag::DEVICE_UNIQUE_ATTESTATION, Kind::kFlag},
+    {"attestationIdSecondImei", Tag::ATTESTATION_ID_SECOND_IMEI, Kind::kBytes},
     {"moduleHash", 724, Kind::kHash},
 };
 
