@@ -89,7 +89,7 @@ int RunAttestKey(const Args& args, Output& output) {
 }
 
 constexpr Option kStrongBoxOption = {"strongbox", 0, nullptr,
-                                     "the StrongBox instance (default: TEE)"};
+                                     "the instance strongbox (else: default, the TEE's)"};
 
 }  // namespace
 

@@ -16,7 +16,7 @@ struct Check {
 
   Kind kind = Kind::kAttestation;
   std::string name;                  // "attestation"
-  std::string instance;              // "tee", "strongbox" or "both"
+  std::string instance;              // "default", "strongbox" or "both"
   uint32_t id_mask = 0;              // the identifiers to attest
   bool relaxed = false;              // accepts chains to another attestation root
   std::optional<std::string> model;  // of kModel; without one the device's own

@@ -18,7 +18,7 @@ using Layout = CheckRunner::Layout;
 constexpr const char kSelfTest[] = "self-test: ";
 
 const char* Instance(const Args& args) {
-  return args.Has("strongbox") ? "strongbox" : "tee";
+  return args.Has("strongbox") ? "strongbox" : "default";
 }
 
 int RunSingle(const Check& check, const Args& args, Output& output) {
@@ -69,7 +69,7 @@ int RunCheckAll(const Args& args, Output& output) {
 }
 
 constexpr Option kStrongBoxOption = {"strongbox", 0, nullptr,
-                                     "the StrongBox instance (default: TEE)"};
+                                     "the instance strongbox (else: default, the TEE's)"};
 constexpr Option kRelaxed = {"relaxed", 0, nullptr, "accept chains to another attestation root"};
 constexpr Option kIds = {"ids", 0, "LIST",
                          "brand,device,product,serial,manufacturer,model,imei,imei2,meid or all"};
@@ -106,12 +106,13 @@ int RunCheckList(const Args& /*args*/, Output& output) {
         command.options.begin(), command.options.end(),
         [](const Option& option) { return option.name == std::string(kStrongBoxOption.name); });
     const std::vector<std::string> instances =
-        of_one ? std::vector<std::string>{"tee", "strongbox"} : std::vector<std::string>{"both"};
+        of_one ? std::vector<std::string>{"default", "strongbox"}
+               : std::vector<std::string>{"both"};
     Json::Value json(Json::objectValue);
     json["check"] = std::string(command.name).substr(command_prefix.size());
     json["instances"] = Texts(instances);
     json["question"] = summary.substr(summary_prefix.size());
-    rows.push_back({json["check"].asString(), of_one ? "tee, strongbox" : "both",
+    rows.push_back({json["check"].asString(), of_one ? "default, strongbox" : "both",
                     json["question"].asString()});
     list.append(json);
   }

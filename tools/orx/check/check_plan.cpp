@@ -8,7 +8,7 @@ namespace {
 
 using Kind = Check::Kind;
 
-constexpr const char* kInstances[] = {"tee", "strongbox"};
+constexpr const char* kInstances[] = {"default", "strongbox"};
 
 Check MakeCheck(Kind kind, const char* name, const std::string& instance) {
   Check check;
@@ -53,7 +53,7 @@ Check SharedSecretCheck() {
 std::vector<Check> MakePlan(uint32_t id_mask, bool relaxed) {
   std::vector<Check> plan = {SharedSecretCheck(), RootOfTrustCheck()};
   for (const char* instance : kInstances) plan.push_back(AttestationCheck(instance, 0, relaxed));
-  plan.push_back(MakeCheck(Kind::kModel, "model", "tee"));
+  plan.push_back(MakeCheck(Kind::kModel, "model", "default"));
   plan.back().relaxed = relaxed;
   for (const char* instance : kInstances) {
     if (id_mask == 0) continue;

@@ -8,7 +8,7 @@
 
 namespace orx_tool {
 
-// The self-tests. `instance` is "tee" or "strongbox".
+// The self-tests. `instance` is "default" or "strongbox".
 Check AttestationCheck(const std::string& instance, uint32_t id_mask, bool relaxed);
 Check ModelCheck(const std::string& instance, const std::string& model, bool relaxed);
 Check RkpIdsCheck(const std::string& instance, uint32_t id_mask);

@@ -46,7 +46,7 @@ class Calls {
   template <typename Call>
   void Make(bool strongbox, const char* method, const Call& make) {
     if (last_.failed()) return;
-    last_.name = std::string(strongbox ? "strongbox " : "tee ") + method;
+    last_.name = std::string(strongbox ? "strongbox " : "default ") + method;
     const ::ndk::ScopedAStatus status = make();
     last_.answered = status.isOk() ||
                      (status.get() != nullptr && status.getExceptionCode() == EX_SERVICE_SPECIFIC);

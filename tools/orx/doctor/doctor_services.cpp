@@ -34,16 +34,12 @@ std::string NameOf(const std::string& instance) {
   return std::string(Interface::descriptor) + "/" + instance;
 }
 
-std::string Area(const std::string& service, const std::string& instance) {
-  return service + "/" + (instance == "default" ? "tee" : instance);
-}
-
 // Missing is what a look-up without result means: a device need not have a StrongBox.
 Finding Missing(const std::string& area, const std::string& name, const char* code) {
   if (AServiceManager_isDeclared(name.c_str())) {
     return MakeFinding(area, code, name + " is declared but not registered");
   }
-  const bool optional = std::string(code) != "KM-SERVICE-MISSING" || area != "keymint/tee";
+  const bool optional = std::string(code) != "KM-SERVICE-MISSING" || area != "keymint/default";
   if (!optional) return MakeFinding(area, code, name + " is not registered");
   Finding note;
   note.area = area;
@@ -77,7 +73,7 @@ Finding Versioned(const std::string& area, Interface& service, const std::string
 }
 
 Finding ProbeKeyMint(const std::string& instance) {
-  const std::string area = Area("keymint", instance);
+  const std::string area = "keymint/" + instance;
   const std::string name = NameOf<km::IKeyMintDevice>(instance);
   const auto service = km::IKeyMintDevice::fromBinder(Find(name));
   if (service == nullptr) return Missing(area, name, "KM-SERVICE-MISSING");
@@ -90,7 +86,7 @@ Finding ProbeKeyMint(const std::string& instance) {
 }
 
 Finding ProbeRkp(const std::string& instance) {
-  const std::string area = Area("rkp", instance);
+  const std::string area = "rkp/" + instance;
   const std::string name = NameOf<km::IRemotelyProvisionedComponent>(instance);
   const auto service = km::IRemotelyProvisionedComponent::fromBinder(Find(name));
   if (service == nullptr) return Missing(area, name, "RKP-SERVICE-MISSING");
@@ -98,7 +94,7 @@ Finding ProbeRkp(const std::string& instance) {
 }
 
 Finding ProbeSharedSecret(const std::string& instance) {
-  const std::string area = Area("shared-secret", instance);
+  const std::string area = "shared-secret/" + instance;
   const std::string name = NameOf<ss::ISharedSecret>(instance);
   const auto service = ss::ISharedSecret::fromBinder(Find(name));
   if (service == nullptr) return Missing(area, name, "SS-SERVICE-MISSING");

@@ -82,8 +82,8 @@ const std::vector<std::string> kSoon = {"attestation", "--ids", "imei", "--timeo
 TEST_F(CheckCommandTest, AttestationIsJudgedByWhatWasSeen) {
   Expect({
       {{}, {"service:default:absent"}, kAttest, "ENV", 4, "KM-SERVICE-MISSING", "not registered"},
-      {{}, {"generateKey:dead-object"}, kAttest, "ENV", 4, "KM-TRANSPORT", "tee generateKey"},
-      {{}, {"generateKey:null-status"}, kAttest, "ENV", 4, "KM-TRANSPORT", "tee generateKey"},
+      {{}, {"generateKey:dead-object"}, kAttest, "ENV", 4, "KM-TRANSPORT", "default generateKey"},
+      {{}, {"generateKey:null-status"}, kAttest, "ENV", 4, "KM-TRANSPORT", "default generateKey"},
       {{}, {"generateKey:-1000"}, kAttest, "FAIL", 1, "KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
       {{}, {"generateKey:dead-object@1"}, kAttest, "FAIL", 1, "KM-UNKNOWN-ERROR", "done again"},
       {{}, {"generateKey:-49"}, kAttest, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
@@ -169,7 +169,7 @@ TEST_F(CheckCommandTest, ADeviceWithoutFactoryKeysIsJudgedByWhatWasSeen) {
       {{}, {"generateKey:-49"}, rkp, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
       {{}, {"generateKey:-1000"}, rkp, "FAIL", 1, "KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
       {{}, {"generateKey:-1000@1"}, rkp, "FAIL", 1, "KM-UNKNOWN-ERROR", "done again"},
-      {{}, {"generateKey:dead-object"}, rkp, "ENV", 4, "KM-TRANSPORT", "tee generateKey"},
+      {{}, {"generateKey:dead-object"}, rkp, "ENV", 4, "KM-TRANSPORT", "default generateKey"},
       {{}, {"service:default.rkp:absent"}, rkp, "ENV", 4, "RKP-SERVICE-MISSING", "not registered"},
       {{}, {"generateEcdsaP256KeyPair:-1"}, rkp, "FAIL", 1, "RKP-KEYPAIR", "answered"},
       {{}, {"generateEcdsaP256KeyPair:dead-object"}, rkp, "ENV", 4, "KM-TRANSPORT", "EcdsaP256"},
@@ -207,7 +207,7 @@ TEST_F(CheckCommandTest, TheRootOfTrustIsJudgedByWhatWasSeen) {
        "ESE-NOT-BOUND",
        "done again"},
       {{}, {"default.getRootOfTrust:damaged"}, root, "FAIL", 1, "ESE-NOT-BOUND", "sendRootOfTrust"},
-      {{}, {"default.getRootOfTrust:-49"}, root, "ENV", 4, "KM-HARDWARE", "tee getRootOfTrust"},
+      {{}, {"default.getRootOfTrust:-49"}, root, "ENV", 4, "KM-HARDWARE", "default getRootOfTrust"},
       {{}, {"strongbox.getRootOfTrustChallenge:-100"}, root, "N/A", 3, "ESE-OTHER-WAY", "another"},
       {{}, {"strongbox.getInterfaceVersion:version=1"}, root, "N/A", 3, "ESE-VERSION", "version 2"},
       {{}, {"service:strongbox:absent"}, root, "ENV", 4, "ESE-STRONGBOX-MISSING", "not registered"},
@@ -255,23 +255,24 @@ struct PlanRow {
 TEST_F(CheckCommandTest, ThePlanFitsEveryKindOfDevice) {
   const PlanRow plans[] = {
       {"dual-sim",
-       {"shared-secret/both PASS OK", "root-of-trust/both PASS OK", "attestation/tee PASS OK",
-        "attestation/strongbox PASS OK", "model/tee PASS OK", "attestation-ids/tee PASS OK",
-        "attestation-ids/strongbox PASS OK", "rkp-ids/tee N/A RKP-LEFT-OUT",
+       {"shared-secret/both PASS OK", "root-of-trust/both PASS OK", "attestation/default PASS OK",
+        "attestation/strongbox PASS OK", "model/default PASS OK", "attestation-ids/default PASS OK",
+        "attestation-ids/strongbox PASS OK", "rkp-ids/default N/A RKP-LEFT-OUT",
         "rkp-ids/strongbox PASS OK"},
        0},
       {"remote-only",
        {"shared-secret/both PASS OK", "root-of-trust/both PASS OK",
-        "attestation/tee N/A ATTEST-REMOTE", "attestation/strongbox PASS OK",
-        "model/tee N/A ATTEST-REMOTE", "attestation-ids/tee N/A ATTEST-REMOTE",
-        "attestation-ids/strongbox PASS OK", "rkp-ids/tee PASS OK", "rkp-ids/strongbox PASS OK"},
+        "attestation/default N/A ATTEST-REMOTE", "attestation/strongbox PASS OK",
+        "model/default N/A ATTEST-REMOTE", "attestation-ids/default N/A ATTEST-REMOTE",
+        "attestation-ids/strongbox PASS OK", "rkp-ids/default PASS OK",
+        "rkp-ids/strongbox PASS OK"},
        0},
       {"bare",
        {"shared-secret/both N/A STRONGBOX-ABSENT", "root-of-trust/both N/A STRONGBOX-ABSENT",
-        "attestation/tee FAIL KM-KEYS-NOT-PROVISIONED",
-        "attestation/strongbox N/A STRONGBOX-ABSENT", "model/tee ENV PROPERTY-MISSING",
-        "attestation-ids/tee FAIL KM-KEYS-NOT-PROVISIONED",
-        "attestation-ids/strongbox N/A STRONGBOX-ABSENT", "rkp-ids/tee N/A RKP-ABSENT",
+        "attestation/default FAIL KM-KEYS-NOT-PROVISIONED",
+        "attestation/strongbox N/A STRONGBOX-ABSENT", "model/default ENV PROPERTY-MISSING",
+        "attestation-ids/default FAIL KM-KEYS-NOT-PROVISIONED",
+        "attestation-ids/strongbox N/A STRONGBOX-ABSENT", "rkp-ids/default N/A RKP-ABSENT",
         "rkp-ids/strongbox N/A STRONGBOX-ABSENT"},
        1}};
   for (const PlanRow& plan : plans) {
@@ -290,7 +291,7 @@ TEST_F(CheckCommandTest, AFailureEndsTheRunAndNamesWhatWasNotRun) {
   EXPECT_EQ(report_["not_run"][7].asString(), "rkp-ids/strongbox");
   EXPECT_THAT(Orx({"check", "all"}).out,
               AllOf(HasSubstr("1 failed, 0 not applicable, 0 environment, 8 not run\n"),
-                    HasSubstr("not run: root-of-trust/both, attestation/tee, "),
+                    HasSubstr("not run: root-of-trust/both, attestation/default, "),
                     ContainsRegex("\nshared-secret/both:\n  reason:  .*\n  library: .*\n"
                                   "  next:    .*\n")));
   EXPECT_THAT(Orx({"check", "shared-secret", "-q"}).out, Not(HasSubstr("\n  ")));
@@ -300,7 +301,7 @@ TEST_F(CheckCommandTest, TheModemIsWaitedForOnce) {
   faults_ = {"modem:silent"};
   const std::vector<std::string> rows = Rows({"--keep-going", "--timeout", "0.4"});
   ASSERT_EQ(rows.size(), 9u);
-  EXPECT_EQ(rows[5], "attestation-ids/tee TIMEOUT MODEM-SILENT");
+  EXPECT_EQ(rows[5], "attestation-ids/default TIMEOUT MODEM-SILENT");
   EXPECT_EQ(rows[8], "rkp-ids/strongbox TIMEOUT MODEM-SILENT");
   EXPECT_EQ(report_["checks"][8]["duration"].asDouble(), 0);
   EXPECT_THAT(report_["checks"][8]["cause"].asString(), HasSubstr("did not wait again"));
@@ -313,9 +314,9 @@ TEST_F(CheckCommandTest, AnInterruptedRunReportsWhatItDid) {
   options_.signal_when_shown = "connected, waiting";
   const ProgramResult result = Orx({"check", "all", "--junit", work("junit.xml")});
   EXPECT_EQ(result.exit_code, 130);
-  EXPECT_THAT(result.out, AllOf(HasSubstr("attestation-ids  tee        INTERRUPTED"),
+  EXPECT_THAT(result.out, AllOf(HasSubstr("attestation-ids  default    INTERRUPTED"),
                                 HasSubstr("5 passed"), HasSubstr("1 interrupted, 3 not run\n"),
-                                HasSubstr("not run: attestation-ids/strongbox, rkp-ids/tee")));
+                                HasSubstr("not run: attestation-ids/strongbox, rkp-ids/default")));
   EXPECT_EQ(Xml("count(//testcase)"), "9");
   EXPECT_EQ(Xml("string(//testcase[6]/error/@type)"), "INTERRUPTED");
   EXPECT_EQ(Xml("count(//testcase/skipped[@message='not run'])"), "3");
@@ -377,7 +378,7 @@ TEST_F(CheckCommandTest, JunitTellsTheVerdictsApart) {
   EXPECT_EQ(Xml("string(/testsuite/@errors)"), Xml("count(//error)"));
   EXPECT_EQ(Xml("string(/testsuite/@skipped)"), Xml("count(//skipped)"));
   EXPECT_EQ(Xml("string(//testcase[@name='shared-secret']/failure/@type)"), "SS-DIFFERENT");
-  EXPECT_EQ(Xml("string(//testcase[@classname='orx.tee']/error/@type)"), "KM-HARDWARE");
+  EXPECT_EQ(Xml("string(//testcase[@classname='orx.default']/error/@type)"), "KM-HARDWARE");
 }
 
 TEST_F(CheckCommandTest, AReportThatCannotBeWrittenIsAFailureBeforeTheFirstCheck) {
@@ -402,7 +403,8 @@ TEST_F(CheckCommandTest, JsonLinesComeAsChecksEnd) {
 }
 
 TEST_F(CheckCommandTest, NotesAreShownUnlessQuiet) {
-  EXPECT_THAT(Orx({"check", "attestation"}).out, HasSubstr("note: attestation/tee: the root has"));
+  EXPECT_THAT(Orx({"check", "attestation"}).out,
+              HasSubstr("note: attestation/default: the root has"));
   EXPECT_THAT(Orx({"check", "attestation", "-q"}).out, Not(HasSubstr("note:")));
 }
 

@@ -15,7 +15,7 @@ namespace {
 CheckResult Result(Verdict verdict, int exit_code) {
   CheckResult result;
   result.name = "attestation";
-  result.instance = "tee";
+  result.instance = "default";
   result.verdict = verdict;
   result.exit_code = exit_code;
   result.code = "CODE";
@@ -65,7 +65,7 @@ TEST(NoteLinesTest, TellEachNoteOnceWithItsChecks) {
   CheckResult fail = Result(Verdict::kFail, 1);
   fail.advice = {"bad"};
   EXPECT_THAT(NoteLines({pass, fail, other}),
-              testing::ElementsAre("note: attestation/tee, model/tee: odd"));
+              testing::ElementsAre("note: attestation/default, model/default: odd"));
 }
 
 }  // namespace

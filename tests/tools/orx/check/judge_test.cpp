@@ -42,7 +42,7 @@ TEST(JudgeTest, TellsHowACheckEnded) {
     seen.status = row.status;
     seen.lines = {{"src/x.cpp:1", row.line}};
     seen.timeout_seconds = 7;
-    const CheckResult result = Judge(RkpIdsCheck("tee", 0), seen);
+    const CheckResult result = Judge(RkpIdsCheck("default", 0), seen);
     EXPECT_STREQ(VerdictName(result.verdict), row.verdict) << row.line;
     EXPECT_EQ(result.exit_code, row.exit_code) << row.line;
     EXPECT_EQ(result.code, row.code);

@@ -47,7 +47,7 @@ TEST_F(DoctorCommandTest, NamesWhatIsMissingWithItsOwner) {
   const auto problems = Problems(answer);
   EXPECT_EQ(problems.at("modem"), "MODEM-UNREACHABLE");
   EXPECT_EQ(problems.at("property"), "PROPERTY-MISSING");
-  EXPECT_EQ(problems.count("keymint/tee"), 0u);
+  EXPECT_EQ(problems.count("keymint/default"), 0u);
   EXPECT_EQ(Orx(kDoctor).exit_code, 4);
 }
 
@@ -74,7 +74,7 @@ TEST_F(DoctorCommandTest, AMissingServiceAndFolderAreEnvironmentFailures) {
   EXPECT_EQ(result.exit_code, 4);
   const auto problems = Problems(orx_test::ParseJson(result.out)["result"]);
   EXPECT_EQ(problems.at("symmetric service"), "KM-SERVICE-MISSING");
-  EXPECT_EQ(problems.at("keymint/tee"), "KM-SERVICE-MISSING");
+  EXPECT_EQ(problems.at("keymint/default"), "KM-SERVICE-MISSING");
   EXPECT_EQ(problems.at("folder"), "PERSIST-MISSING");
   Write("/mnt/vendor/persist/security", "a file");
   EXPECT_THAT(orx_test::RunProgram({ORX_PROGRAM, "key", "list"}).err, HasSubstr("is not a folder"));
@@ -92,7 +92,7 @@ TEST_F(DoctorCommandTest, AServiceThatDoesNotAnswerWellIsAProblem) {
   const ServiceRow rows[] = {
       {"strongbox.getHardwareInfo:dead-object", {}, "keymint/strongbox", "KM-TRANSPORT", 4},
       {"strongbox.getHardwareInfo:-1000", {}, "keymint/strongbox", "KM-FAILED", 1},
-      {"default.rkp.getInterfaceVersion:dead-object", {}, "rkp/tee", "KM-TRANSPORT", 4},
+      {"default.rkp.getInterfaceVersion:dead-object", {}, "rkp/default", "KM-TRANSPORT", 4},
       {"default.getHardwareInfo:delay=30", {"--timeout", "0.5"}, "service", "TIMED-OUT", 5}};
   for (const ServiceRow& row : rows) {
     SCOPED_TRACE(row.fault);
@@ -143,9 +143,10 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
       {{"orx: The key slot holds no key. [KEY-SLOT-EMPTY]"}, "KEY-SLOT-EMPTY (exit code 1)"},
       {{"[KEY-SLOT-EMPTY]"}, "KEY-SLOT-EMPTY (exit code 1)"},
       {{"  library: SYM: No key loaded"}, "SYM-NO-KEY"},
-      {{"FAIL attestation/tee    0.01 ATTEST-ROOT"}, "ATTEST-ROOT (exit code 1)"},
+      {{"FAIL attestation/default 0.01 ATTEST-ROOT"}, "ATTEST-ROOT (exit code 1)"},
       {{"         KM-BLOB-REFUSED: Import the key again. (operator)"}, "KM-BLOB-REFUSED"},
-      {{"  reason:  The KeyMint service is not registered, or this process may not find it (tee)."},
+      {{"  reason:  The KeyMint service is not registered, or this process may not find it "
+        "(default)."},
        "KM-SERVICE-MISSING"},
       {{"KM: GenerateKey"}, "no failure"}};
   for (const ExplainCase& c : cases) {
