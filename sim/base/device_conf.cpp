@@ -3,7 +3,6 @@
 
 #include <android-base/stringprintf.h>
 #include <android-base/strings.h>
-#include <dlfcn.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <utility>
 
 #include "sim/base/files.h"
+#include "sim/base/module_path.h"
 
 namespace orx_sim {
 namespace {
@@ -31,12 +31,6 @@ const Assignment* Find(const std::vector<Assignment>& assignments, const std::st
   const auto found = std::find_if(assignments.rbegin(), assignments.rend(),
                                   [&name](const Assignment& a) { return a.name == name; });
   return found == assignments.rend() ? nullptr : &*found;
-}
-
-std::string FolderOfThisLibrary() {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&ProfileFolder), &info) == 0) return ".";
-  return std::filesystem::absolute(info.dli_fname).parent_path();
 }
 
 }  // namespace
@@ -123,7 +117,8 @@ bool LoadProfile(const std::string& name, DeviceConf* conf, std::string* error) 
 std::string ProfileFolder() {
   const char* const folder = secure_getenv("ORX_SIM_PROFILES");
   if (folder != nullptr && folder[0] != '\0') return folder;
-  return FolderOfThisLibrary() + "/../share/orx-sim/profiles";
+  const auto profiles = std::filesystem::path(ModulePath()).parent_path() / ORX_SIM_PROFILE_PATH;
+  return profiles.lexically_normal();
 }
 
 std::vector<std::string> ProfileNames() {

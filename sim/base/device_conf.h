@@ -51,7 +51,7 @@ class DeviceConf {
 bool LoadProfile(const std::string& name, DeviceConf* conf, std::string* error);
 
 // ProfileFolder is where the profiles are: the environment variable ORX_SIM_PROFILES, or
-// share/orx-sim/profiles beside the library's folder.
+// share/orx-sim/profiles of the tree that the simulator is built or installed in.
 std::string ProfileFolder();
 
 // ProfileNames lists the profiles there, sorted.

@@ -24,6 +24,7 @@
 #include <optional>
 
 #include "sim/base/files.h"
+#include "sim/base/module_path.h"
 #include "sim/tool/file_faults.h"
 
 namespace orx_sim {
@@ -81,14 +82,13 @@ struct Wires {
 std::vector<std::string> Arguments(const Sandbox& sandbox, const Launch& launch,
                                    const Wires& wires) {
   std::vector<std::string> arguments = sandbox.arguments(launch.placements);
-  std::error_code error;
-  const fs::path self = fs::read_symlink("/proc/self/exe", error);
   std::string flags = "-";
   if (launch.faults->HasFileFaults()) flags += kEnterFilter;
   if (sandbox.hides_signals) flags += kEnterWait;
   for (const std::string& argument : std::vector<std::string>{
-           self.parent_path() / "orx-sim-enter", std::to_string(wires.command_end.get()),
-           std::to_string(wires.command_error.get()), IgnoredSignals(), flags}) {
+           fs::path(ModulePath()).parent_path() / "orx-sim-enter",
+           std::to_string(wires.command_end.get()), std::to_string(wires.command_error.get()),
+           IgnoredSignals(), flags}) {
     arguments.push_back(argument);
   }
   arguments.insert(arguments.end(), launch.command.begin(), launch.command.end());

@@ -3,7 +3,6 @@
 
 #include <android-base/file.h>
 #include <android-base/strings.h>
-#include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -11,12 +10,11 @@
 #include <filesystem>
 
 #include "sim/base/files.h"
+#include "sim/base/module_path.h"
 #include "sim/channel/faults.h"
 #include "sim/modem/modem.h"
 #include "sim/tool/launch.h"
 #include "sim/tool/run_folder.h"
-
-extern "C" int android_host_device_attach(void);
 
 namespace orx_sim {
 namespace {
@@ -49,12 +47,6 @@ bool StartModem(const DeviceFolder& folder, FaultTable* faults, const RunFolder&
   settings.meid = folder.Get("meid");
   settings.faults = [faults] { return faults->OnModemRequest(); };
   return modem->Start(run / "socket/rild-oem", settings, error);
-}
-
-std::string ModulePath() {
-  Dl_info info{};
-  dladdr(reinterpret_cast<void*>(&android_host_device_attach), &info);
-  return fs::absolute(info.dli_fname).lexically_normal();
 }
 
 void SetEnvironment(const RunOptions& options, const DeviceFolder& folder, const RunFolder& run) {
