@@ -19,7 +19,9 @@ function(orx_scope_crypto target objects)
     COMMENT "Listing the crypto functions that ${target} calls"
     COMMAND_EXPAND_LISTS VERBATIM)
   target_sources(${target} PRIVATE ${scope}/crypto_scope.c ${generated}/crypto_names.h)
+  # Its stubs are assembler code, which link-time optimisation may put elsewhere than their slots.
+  set_property(SOURCE ${scope}/crypto_scope.c APPEND PROPERTY COMPILE_OPTIONS -fno-lto)
   target_include_directories(${target} PRIVATE ${generated})
-  target_compile_definitions(${target} PRIVATE CRYPTO_SCOPE_OF="$<TARGET_FILE_NAME:${target}>")
+  target_compile_definitions(${target} PRIVATE CRYPTO_SCOPE_OF="$<TARGET_SONAME_FILE_NAME:${target}>")
   target_link_libraries(${target} PRIVATE ${CMAKE_DL_LIBS})
 endfunction()
