@@ -6,7 +6,8 @@ import collections, json, os, re, sys
 
 FOLDER = os.path.dirname(os.path.realpath(__file__))
 DOCUMENT = os.path.join(FOLDER, '..', 'docs', 'android.md')
-Resource = collections.namedtuple('Resource', 'id kind objects macro group file line')
+Resource = collections.namedtuple('Resource', 'id kind objects macro group '
+                                  'file line label_file label note')
 
 
 def read_table(path=os.path.join(FOLDER, 'needs.def')):
@@ -54,8 +55,10 @@ def call_table(resources, calls):
 
 
 def resource_table(resources):
-    return table(['need', 'what it is', 'provided in', 'by the line'],
-                 [[r.id, code(r.objects), r.file, f'`{r.line}`'] for r in resources.values()])
+    return table(['need', 'what it is', 'provided in: by the line', 'labelled in: by the line', 'note'],
+                 [[r.id, code(r.objects), f'{r.file}: `{r.line}`',
+                   f'{r.label_file}: `{r.label}`' if r.label else '', r.note]
+                  for r in resources.values()])
 
 
 def with_tables(text):

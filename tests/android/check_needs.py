@@ -75,10 +75,12 @@ def unlike_files(resources):
     """What the table says of our own files must be in them."""
     words = {}
     for r in resources.values():
-        if r.file.startswith('android/'):
-            words.setdefault(r.file, [' '.join(line.split()) for line in read(r.file).splitlines()])
-            if r.line not in words[r.file]:
-                yield f'{r.id}: {r.file} has no line {r.line}'
+        for file, wanted in ((r.file, r.line), (r.label_file, r.label)):
+            if not file.startswith('android/'):
+                continue
+            words.setdefault(file, [' '.join(line.split()) for line in read(file).splitlines()])
+            if wanted not in words[file]:
+                yield f'{r.id}: {file} has no line {wanted}'
         if r.macro and not any(f'define(`{r.macro}\'' in read(f'android/sepolicy/{folder}te_macros')
                                for folder in ('', 'modem/')):
             yield f'{r.id}: there is no macro {r.macro}'
@@ -138,6 +140,7 @@ def main():
                      ('ro.vendor.boot.serialno"', 'ro.boot.serialno"'),
                      ('ro.product.brand ', 'ro.product.brand ro.product.colour '),
                      ('0770 system system', '0777 system system'), ('"radio"', '"inet"'),
+                     ('hal_keymint_service:s0', 'hal_keymint:s0'),
                      ('"orx_modem_client"', '"orx_modem_user"')]:
         damaged = f'{BUILD}/tests/damaged_needs.def'
         with open(damaged, 'w', encoding='utf-8') as file:

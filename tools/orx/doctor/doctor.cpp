@@ -19,6 +19,14 @@ Json::Value FindingJson(const Finding& finding) {
   json["code"] = finding.code;
   json["advice"] = finding.advice;
   json["owner"] = finding.owner;
+  json["note"] = finding.remedy.note;
+  json["add"] = Json::Value(Json::arrayValue);
+  for (const Line& line : finding.remedy.lines) {
+    Json::Value entry(Json::objectValue);
+    entry["file"] = line.file;
+    entry["line"] = line.line;
+    json["add"].append(entry);
+  }
   return json;
 }
 
@@ -47,6 +55,18 @@ Json::Value Unfinished(const ChildResult& child, const std::string& area) {
   finding.owner = "KeyMint service";
   finding.advice = "Look for the service in logcat; a hung one must be restarted.";
   return FindingJson(finding);
+}
+
+// What an integrator adds: who runs the development kit on a PC has nothing to add.
+void ShowRemedy(const Json::Value& finding, const Output& output) {
+  const std::string indent(9, ' ');
+  const bool is_problem = finding["status"].asString() == StatusName(Status::kProblem);
+  std::string begin = is_problem ? "add to " : "if it should be there, add to ";
+  for (const Json::Value& line : finding["add"]) {
+    output.Text(indent + begin + line["file"].asString() + ": " + line["line"].asString());
+    begin = "or to ";
+  }
+  if (!finding["note"].asString().empty()) output.Text(indent + finding["note"].asString());
 }
 
 void ShowFinding(const Json::Value& finding, const Output& output) {
@@ -88,7 +108,15 @@ int RunDoctor(const Args& args, Output& output) {
   }
   if (child.end != ChildResult::End::kExited) findings.append(Unfinished(child, area));
 
-  for (const Json::Value& finding : findings) ShowFinding(finding, output);
+  const bool shows_remedies =
+      !output.settings().quiet && (output.settings().verbose || IsOnAndroid());
+  Json::Value shown;
+  for (const Json::Value& finding : findings) {
+    ShowFinding(finding, output);
+    // One line closes several gaps.
+    if (shows_remedies && finding["add"] != shown) ShowRemedy(finding, output);
+    shown = finding["add"];
+  }
   const bool interrupted = child.end == ChildResult::End::kInterrupted;
   const int exit_code = interrupted ? 128 + child.status : ExitCodeOf(findings);
   output.answer()["findings"] = findings;
@@ -109,7 +137,8 @@ std::vector<Command> DoctorCommands() {
        "look at everything that the library needs of the device",
        "Takes less than two seconds, changes nothing and waits for nothing that is not there.\n"
        "Exit code 0 when all is well, 4 when something is missing, 5 when a service hangs, 1 for\n"
-       "other problems.\n",
+       "other problems. On Android, or with --verbose, each gap comes with the file and line that\n"
+       "close it in the product's tree; --json always has them.\n",
        {},
        RunDoctor,
        kHandlesTimeout},

@@ -29,13 +29,21 @@ Finding Ok(const std::string& area, const std::string& text) {
 }
 
 Finding FromProblem(const std::string& area, const Problem& problem) {
-  return {area, Status::kProblem, problem.cause, problem.code, problem.advice, problem.owner};
+  return {area, Status::kProblem, problem.cause, problem.code, problem.advice, problem.owner, {}};
+}
+
+Remedy FolderRemedy(int error, unsigned wanted) {
+  return PathRemedy(std::string(kPersistFolder) + "/*.bin", kPersistFolder, error, wanted);
 }
 
 std::vector<Finding> ProbeFolder(bool /*show_ids*/) {
   constexpr const char kArea[] = "folder";
   const std::string folder = kPersistFolder;
-  if (const auto problem = CheckPersistFolder()) return {FromProblem(kArea, *problem)};
+  if (const auto problem = CheckPersistFolder()) {
+    Finding finding = FromProblem(kArea, *problem);
+    finding.remedy = FolderRemedy(problem->code == "PERSIST-DENIED" ? EACCES : ENOENT, R_OK | X_OK);
+    return {finding};
+  }
   struct stat status;
   struct statvfs space;
   if (stat(kPersistFolder, &status) != 0 || statvfs(kPersistFolder, &space) != 0) {
@@ -47,7 +55,10 @@ std::vector<Finding> ProbeFolder(bool /*show_ids*/) {
   const std::string text = folder + ", " + OwnerText(status) + ", mode " + ModeText(status) + ", " +
                            std::to_string(free_bytes / 1024) + " KiB free" +
                            (writable ? "" : "; not writable for this process");
-  return {code.empty() ? Ok(kArea, text) : MakeFinding(kArea, code, text)};
+  if (code.empty()) return {Ok(kArea, text)};
+  Finding finding = MakeFinding(kArea, code, text);
+  if (code == "PERSIST-DENIED") finding.remedy = FolderRemedy(EACCES, W_OK);
+  return {finding};
 }
 
 // ConnectError tries a connection that does not wait. Returns 0 when a daemon listens, else errno.
@@ -67,8 +78,13 @@ std::vector<Finding> ProbeModem(bool /*show_ids*/) {
   constexpr const char kArea[] = "modem";
   const int error = ConnectError();
   if (error == 0) return {Ok(kArea, std::string("a daemon listens on ") + kModemSocket)};
-  return {
-      MakeFinding(kArea, "MODEM-UNREACHABLE", std::string(kModemSocket) + ": " + strerror(error))};
+  Finding finding =
+      MakeFinding(kArea, "MODEM-UNREACHABLE", std::string(kModemSocket) + ": " + strerror(error));
+  // A socket that refuses is well provided: its daemon has ended.
+  if (error != ECONNREFUSED) {
+    finding.remedy = PathRemedy(kModemSocket, kModemSocket, error, W_OK);
+  }
+  return {finding};
 }
 
 std::string Property(const std::string& name) {
@@ -107,13 +123,17 @@ std::vector<Finding> ProbeProperties(bool show_ids) {
     if (!value.empty()) {
       const bool masked = property.identifies && !show_ids;
       findings.push_back(Ok(kArea, property.name + " = " + (masked ? MaskValue(value) : value)));
-    } else if (property.required) {
-      findings.push_back(MakeFinding(kArea, "PROPERTY-MISSING", property.name + " is not set"));
-    } else {
-      Finding note = Ok(kArea, property.name + " is not set; its default holds");
-      note.status = Status::kNote;
-      findings.push_back(note);
+      continue;
     }
+    Finding finding;
+    if (property.required) {
+      finding = MakeFinding(kArea, "PROPERTY-MISSING", property.name + " is not set");
+    } else {
+      finding = Ok(kArea, property.name + " is not set; its default holds");
+      finding.status = Status::kNote;
+    }
+    finding.remedy = PropertyRemedy(property.name);
+    findings.push_back(finding);
   }
   return findings;
 }

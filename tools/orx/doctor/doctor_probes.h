@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/orx/doctor/needs.h"
+
 namespace orx_tool {
 
 enum class Status { kOk, kNote, kProblem };
@@ -22,6 +24,7 @@ struct Finding {
   std::string code;
   std::string advice;
   std::string owner;
+  Remedy remedy;  // for who builds the product, may be empty
 };
 
 // MakeFinding is a problem with the remedy of its reason.

@@ -39,13 +39,17 @@ Finding Missing(const std::string& area, const std::string& name, const char* co
   if (AServiceManager_isDeclared(name.c_str())) {
     return MakeFinding(area, code, name + " is declared but not registered");
   }
-  const bool optional = std::string(code) != "KM-SERVICE-MISSING" || area != "keymint/default";
-  if (!optional) return MakeFinding(area, code, name + " is not registered");
-  Finding note;
-  note.area = area;
-  note.status = Status::kNote;
-  note.text = name + " is neither declared nor registered";
-  return note;
+  Finding finding;
+  if (area == "keymint/default") {
+    finding = MakeFinding(area, code, name + " is not registered");
+  } else {
+    finding.area = area;
+    finding.status = Status::kNote;
+    finding.text = name + " is neither declared nor registered";
+  }
+  const bool rule_holds = Find(NameOf<km::IKeyMintDevice>("default")).get() != nullptr;
+  finding.remedy = ServiceRemedy(name, rule_holds);
+  return finding;
 }
 
 // NoAnswer tells a service that answered an error from one that did not answer.

@@ -1,12 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <errno.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include "tests/tools/orx/tool_fixture.h"
 #include "tools/orx/doctor/doctor_probes.h"
+#include "tools/orx/doctor/needs.h"
 
 namespace orx_tool {
 namespace {
 
+using std::string_literals::operator""s;
+using testing::AllOf;
+using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -25,6 +32,30 @@ class DoctorCommandTest : public ToolTest {
       EXPECT_NE(finding["owner"].asString(), "");
     }
     return problems;
+  }
+
+  // Lines holds what is to be added, each as "area> file: line".
+  static std::vector<std::string> Lines(const Json::Value& answer) {
+    std::vector<std::string> lines;
+    for (const Json::Value& finding : answer["findings"]) {
+      for (const Json::Value& line : finding["add"]) {
+        lines.push_back(finding["area"].asString() + "> " + line["file"].asString() + ": " +
+                        line["line"].asString());
+      }
+    }
+    return lines;
+  }
+
+  // OutsideAsNobody is the doctor's answer where no device is, as a user without privileges.
+  static Json::Value OutsideAsNobody() {
+    std::vector<std::string> words = {ORX_PROGRAM, "doctor", "--json", "--timeout", "60"};
+    if (geteuid() == 0) {
+      // The superuser may everything.
+      const std::vector<std::string> as_nobody = {"setpriv", "--reuid=65534", "--regid=65534",
+                                                  "--clear-groups"};
+      words.insert(words.begin(), as_nobody.begin(), as_nobody.end());
+    }
+    return orx_test::ParseJson(orx_test::RunProgram(words).out)["result"];
   }
 };
 
@@ -113,15 +144,94 @@ TEST_F(DoctorCommandTest, AFolderThatTakesNoFilesIsAProblem) {
   EXPECT_EQ(FolderProblem(65536, false, false), "PERSIST-DENIED");
   const std::string folder = "/mnt/vendor/persist/security";
   std::filesystem::permissions(folder, std::filesystem::perms(0555));
-  std::vector<std::string> words = {ORX_PROGRAM, "doctor", "--json", "--timeout", "60"};
-  if (access(folder.c_str(), W_OK) == 0) {
-    // The superuser may write everywhere.
-    const std::vector<std::string> as_nobody = {"setpriv", "--reuid=65534", "--regid=65534",
-                                                "--clear-groups"};
-    words.insert(words.begin(), as_nobody.begin(), as_nobody.end());
+  EXPECT_EQ(Problems(OutsideAsNobody())["folder"], "PERSIST-DENIED");
+}
+
+TEST_F(DoctorCommandTest, NamesTheLineThatAnIntegratorForgot) {
+  profile_ = "bare";
+  const Json::Value answer = OrxJson("doctor", kDoctor);
+  const std::string contexts = "> android/sepolicy/strongbox/service_contexts: android.hardware.";
+  for (const std::string& line :
+       {"keymint/strongbox" + contexts +
+            "security.keymint.IKeyMintDevice/strongbox u:object_r:hal_keymint_service:s0",
+        "rkp/strongbox" + contexts +
+            "security.keymint.IRemotelyProvisionedComponent/strongbox "
+            "u:object_r:hal_remotelyprovisionedcomponent_service:s0",
+        "shared-secret/strongbox" + contexts +
+            "security.sharedsecret.ISharedSecret/strongbox u:object_r:hal_sharedsecret_service:s0",
+        "keymint/strongbox> the HAL's VINTF manifest: <fqname>IKeyMintDevice/strongbox</fqname>"s,
+        "modem> the modem daemon's init .rc file: socket rild-oem stream 0660 root radio"s,
+        "property> android/orx.rc: setprop ro.vendor.boot.serialno ${ro.boot.serialno}"s,
+        "property> the product's makefile: PRODUCT_VENDOR_PROPERTIES += ro.vendor.hw.dualsim=true"s,
+        "property> the product's makefile: PRODUCT_BRAND, _DEVICE, _MANUFACTURER, _MODEL and _NAME "
+        ":= ..."s}) {
+    EXPECT_THAT(Lines(answer), Contains(line));
   }
-  const ProgramResult result = orx_test::RunProgram(words);
-  EXPECT_EQ(Problems(orx_test::ParseJson(result.out)["result"])["folder"], "PERSIST-DENIED");
+  EXPECT_THAT(Lines(OutsideAsNobody()),
+              AllOf(Contains("keymint/default> DOMAIN.te: orx_keymint_client(DOMAIN)"),
+                    Contains("rkp/default> DOMAIN.te: orx_keymint_client(DOMAIN)")));
+  for (const Json::Value& finding : answer["findings"]) {
+    EXPECT_EQ(finding["add"].empty(), finding["status"].asString() == "ok") << finding;
+  }
+}
+
+TEST_F(DoctorCommandTest, SpeaksToIntegratorsOnAndroidOrWhenAsked) {
+  profile_ = "bare";
+  const std::string line =
+      "         add to android/orx.rc: setprop ro.vendor.boot.serialno ${ro.boot.serialno}\n"
+      "         ro.boot.serialno itself is closed to vendor domains; init alone may pass it on.\n";
+  EXPECT_THAT(Orx(kDoctor).out, Not(HasSubstr("add to")));
+  EXPECT_THAT(Orx({"doctor", "-v", "--timeout", "60"}).out, HasSubstr(line));
+  SetDevice("ro.build.version.sdk=34");
+  EXPECT_THAT(Orx(kDoctor).out,
+              AllOf(HasSubstr(line), HasSubstr("         if it should be there, add to ")));
+}
+
+struct PathRow {
+  const char* path;
+  int mode;  // -1: not there
+  std::vector<std::string> lines;
+};
+
+TEST_F(DoctorCommandTest, TellsAMissingGroupFromAWrongModeAndFromThePolicy) {
+  const char folder[] = "/mnt/vendor/persist/security";
+  const char modem[] = "/dev/socket/rild-oem";
+  const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address = {AF_UNIX, "/dev/socket/rild-oem"};
+  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+  const std::string group = "> the caller's init .rc file: group ";
+  const std::string make_folder =
+      "folder> android/orx.rc: mkdir /mnt/vendor/persist/security 0770 system system";
+  const std::string make_socket =
+      "modem> the modem daemon's init .rc file: socket rild-oem stream 0660 root radio";
+  const PathRow rows[] = {
+      {folder, 0070, {"folder" + group + "system", make_folder}},
+      {folder, 0500, {make_folder}},
+      {folder, -1, {make_folder}},
+      {modem, 0777, {}},
+      {modem, 0060, {"modem" + group + "radio", make_socket}},
+      {modem, 0400, {make_socket}},
+      {modem, -1, {make_socket}},
+  };
+  for (const PathRow& row : rows) {
+    SCOPED_TRACE(std::string(row.path) + " " + std::to_string(row.mode));
+    if (row.mode < 0) {
+      std::filesystem::remove(row.path);
+    } else {
+      std::filesystem::permissions(row.path, std::filesystem::perms(row.mode));
+    }
+    std::vector<std::string> lines = Lines(OutsideAsNobody());
+    const std::string area = row.path == folder ? "folder>" : "modem>";
+    lines.erase(std::remove_if(lines.begin(), lines.end(),
+                               [&](const auto& line) { return line.rfind(area, 0) != 0; }),
+                lines.end());
+    EXPECT_EQ(lines, row.lines);
+  }
+  // What mode and group allow, the policy forbids.
+  const Remedy remedy = PathRemedy(modem, "/", EACCES, R_OK);
+  ASSERT_EQ(remedy.lines.size(), 2u);
+  EXPECT_EQ(remedy.lines[0].file, "android/sepolicy/modem/file_contexts");
+  EXPECT_EQ(remedy.lines[1].line, "orx_modem_client(DOMAIN)");
 }
 
 struct ExplainCase {
