@@ -7,7 +7,7 @@ usage: check_blueprint.py SOURCE_FOLDER COMPILE_COMMANDS_JSON"""
 import glob, json, os, re, shlex, subprocess, sys
 
 # The properties by module type; a letter tells the type of the value.
-TYPES = {'b': bool, 's': str, 'l': list, 'm': dict}
+TYPES = {'b': bool, 's': str, 'l': list, 'm': dict, 'i': int}
 CC = '''name:s defaults:l vendor:b compile_multilib:s srcs:l cflags:l cppflags:l ldflags:l cpp_std:s
     rtti:b local_include_dirs:l export_include_dirs:l header_libs:l shared_libs:l static_libs:l
     whole_static_libs:l export_shared_lib_headers:l export_static_lib_headers:l init_rc:l required:l
@@ -20,7 +20,9 @@ PROPERTIES = {
     'orx_cc_defaults': CC + 'soong_config_variables:m', 'cc_defaults': CC, 'cc_library_static': CC,
     'cc_library_shared': CC + 'version_script:s', 'cc_binary': CC + 'stem:s symlinks:l',
     'cc_test': CC + 'gtest:b test_suites:l data:l',
-    'cc_fuzz': CC + 'corpus:l dictionary:s fuzz_config:m',
+    'cc_fuzz': CC + 'corpus:l data:l dictionary:s fuzz_config:m',
+    'fuzz_config': '''cc:l componentid:i hotlists:l fuzz_on_haiku_device:b fuzz_on_haiku_host:b
+        libfuzzer_options:l''',
     'prebuilt_etc': 'name:s vendor:b src:s sub_dir:s filename:s'}
 # The modules that Android 14 lets a vendor module link.
 PLATFORM = set('''android.hardware.security.keymint-V3-ndk android.hardware.security.rkp-V3-ndk
@@ -95,10 +97,11 @@ def check_modules(modules, root):
             continue
         if 'name' not in own and kind != 'package':
             yield f'{who} has no name'
-        known = dict(pair.split(':') for pair in PROPERTIES[kind].split())
-        for key, value in own.items():
-            if key not in known or not isinstance(value, TYPES[known[key]]):
-                yield f'{who}: {key} is unknown or of the wrong type'
+        for part, values in ((kind, own), ('fuzz_config', own.get('fuzz_config', {}))):
+            known = dict(pair.split(':') for pair in PROPERTIES[part].split())
+            for key, value in values.items():
+                if key not in known or type(value) is not TYPES[known[key]]:
+                    yield f'{who}: {key} is unknown or of the wrong type'
         unknown = [d for d in own.get('defaults', []) if d not in by_name]
         if unknown:
             yield f'{who}: no defaults {unknown}'
@@ -169,6 +172,23 @@ def faults(text, root, commands):
     return list(check_modules(modules, root)) or list(compare_with_cmake(modules, root, commands))
 
 
+# A fuzzer as it may be added.
+FUZZER = '''
+cc_fuzz {
+    name: "some_fuzz",
+    defaults: [
+        "orx_defaults",
+        "orx_platform_defaults",
+    ],
+    srcs: ["src/ORX_KDF.cpp"],
+    static_libs: ["liborx_objects"],
+    corpus: ["abi/*"],
+    fuzz_config: {
+        fuzz_on_haiku_host: false,
+        libfuzzer_options: ["max_len=4096"],
+    },
+}
+'''
 # Each names a damage: what is replaced, and by what.
 DAMAGES = [
     ('    vendor: true,\n    cpp_std', '    vendor: true\n    cpp_std'),
@@ -194,6 +214,10 @@ DAMAGES = [
     ('"-Wcast-qual",', '"-Wcast-qual",\n        "-Iinclude",'),
     ('"-Wcast-qual",', '"-Wcast-qual -Wall",'),
     ('"-Wcast-qual",', '"-w",'),
+    ('corpus: ["abi/*"]', 'corpus: ["fuzz/none/*"]'),
+    ('corpus: ["abi/*"]', 'seeds: ["abi/*"]'),
+    ('fuzz_on_haiku_host: false', 'fuzz_on_haiku_host: 1'),
+    ('["max_len=4096"]', '"max_len=4096"'),
     ('        "-fvisibility=hidden",\n', ''),
     ('"-fvisibility=hidden"', '"-fvisibility=hidden", "-fshort-enums"'),
     ('version_script: "src/liborx.map",',
@@ -211,6 +235,10 @@ def main():
     for fault in found:
         print(f'FAILED: {fault}')
     missed = 0
+    text += FUZZER
+    for fault in faults(text, root, commands) if not found else []:
+        print(f'FAILED: not allowed of a fuzzer: {fault}')
+        missed += 1
     for old, new in DAMAGES:
         # Damages to the layout alone are bpfmt's to find; all others are shown to it formatted.
         damaged = text.replace(old, new, 1)
