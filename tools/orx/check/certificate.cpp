@@ -243,8 +243,7 @@ std::string RootFinding(const std::string& subject, const std::string& key_diges
            kExpectedRoot.subject;
   }
   if (key_digest == kExpectedRoot.key) return "";
-  return "the root has the expected subject but another key than the published attestation root: "
-         "a development or simulated device";
+  return "the root's key is not the published one: a development or simulated device";
 }
 
 std::vector<std::string> ChainAdvice(const CertificateChain& chain) {

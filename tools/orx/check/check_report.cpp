@@ -67,6 +67,25 @@ std::string JunitCase(const std::string& name, const std::string& instance, doub
          Attribute("time", SecondsText(seconds)) + ">\n" + outcome + "  </testcase>\n";
 }
 
+size_t CountOf(const std::string& name, const std::vector<CheckResult>& results) {
+  return static_cast<size_t>(
+      std::count_if(results.begin(), results.end(),
+                    [&](const CheckResult& result) { return result.name == name; }));
+}
+
+// NamesOf names `some` of the results: a check that is there with all its instances by its name.
+std::string NamesOf(const std::vector<CheckResult>& some, const std::vector<CheckResult>& results) {
+  std::string names;
+  std::string whole;
+  for (const CheckResult& result : some) {
+    if (result.name == whole) continue;
+    const size_t count = CountOf(result.name, results);
+    whole = count > 1 && count == CountOf(result.name, some) ? result.name : "";
+    names += (names.empty() ? "" : ", ") + (whole.empty() ? result.full_name() : whole);
+  }
+  return names;
+}
+
 }  // namespace
 
 std::string ResultLine(const CheckResult& result) {
@@ -97,26 +116,23 @@ std::vector<std::string> ReasonLines(const CheckResult& result) {
 }
 
 std::vector<std::string> NoteLines(const std::vector<CheckResult>& results) {
-  std::vector<std::pair<std::string, std::string>> notes;  // text, names of the checks
-  const auto add = [&](const std::string& text, const std::string& name) {
-    const auto known = std::find_if(notes.begin(), notes.end(),
-                                    [&](const auto& note) { return note.first == text; });
-    if (known == notes.end()) {
-      notes.emplace_back(text, name);
-    } else {
-      known->second += ", " + name;
-    }
+  std::vector<std::pair<std::string, std::vector<CheckResult>>> notes;  // text, whose it is
+  const auto add = [&](const std::string& text, const CheckResult& result) {
+    auto known = std::find_if(notes.begin(), notes.end(),
+                              [&](const auto& note) { return note.first == text; });
+    if (known == notes.end()) known = notes.insert(known, {text, {}});
+    known->second.push_back(result);
   };
   for (const CheckResult& result : results) {
-    if (result.verdict == Verdict::kNotApplicable) add(result.cause, result.full_name());
+    if (result.verdict == Verdict::kNotApplicable) add(result.cause, result);
     if (result.verdict != Verdict::kPass) continue;
-    for (const std::string& text : result.advice) add(text, result.full_name());
+    for (const std::string& text : result.advice) add(text, result);
   }
   std::vector<std::string> lines;
   lines.reserve(notes.size());
-  for (const auto& [text, names] : notes) {
+  for (const auto& [text, whose] : notes) {
     std::string& line = lines.emplace_back("note: ");
-    line.append(names).append(": ").append(text);
+    line.append(NamesOf(whose, results)).append(": ").append(text);
   }
   return lines;
 }

@@ -67,6 +67,13 @@ std::string WhatIsAbsent(const Check& check, const Problem& problem, const Secon
   return code == "RKP-SERVICE-MISSING" && !look.rkp_declared ? "RKP-ABSENT" : "";
 }
 
+// NoKeyAtAll is the code of a KeyMint that makes no key, with identifiers or without: the error's
+// own, unless that speaks of a key in use.
+std::string NoKeyAtAll(const Reason* error) {
+  const bool tells = error != nullptr && std::string(error->owner) != "operator";
+  return tells ? error->code : "ATTEST-GENERATE";
+}
+
 // WithCall adds what the failed call answered when it was made again.
 Problem WithCall(const Problem& problem, const RepeatedCall& call) {
   Problem answered = problem;
@@ -78,10 +85,13 @@ Problem WithCall(const Problem& problem, const RepeatedCall& call) {
     what = call.name;
   } else if (problem.code == "ESE-CHALLENGE" && call.error == kUnimplemented) {
     answered = Replaced(problem, "ESE-OTHER-WAY");
-  } else if (problem.code == "KM-UNKNOWN-ERROR") {
-    answered.cause = "KeyMint failed without a reason of its own.";
   } else if (reason != nullptr && reason->exit_code == kEnvironment) {
     answered = Replaced(problem, reason->code);
+  } else if (problem.code == "ATTEST-DEVICE-ID") {
+    answered = Replaced(problem, NoKeyAtAll(reason));
+  }
+  if (answered.code == "KM-UNKNOWN-ERROR") {
+    answered.cause = "KeyMint failed without a reason of its own.";
   }
   answered.cause.pop_back();  // the full stop
   answered.cause += " (" + what + ").";
@@ -148,10 +158,9 @@ void JudgeCoverage(const Check& check, const Seen& seen, CheckResult* result) {
   std::string last;
   const uint32_t missing = check.id_mask & ~AttestedIdentifiers(seen.lines, &last);
   if (missing == 0) return;
-  const Problem problem = KnownProblem("ATTEST-ID-NOT-COVERED");
-  if (missing == check.id_mask) return SetProblem(problem, result);
-  result->advice.push_back("not attested: " + JoinedNames(IdentifiersIn(missing)) + ". " +
-                           problem.cause);
+  if (missing == check.id_mask) return SetProblem(KnownProblem("ATTEST-ID-NOT-COVERED"), result);
+  result->advice.push_back("not attested, as no self-test does: " +
+                           JoinedNames(IdentifiersIn(missing)));
 }
 
 // AdviseOnModem says what is odd about an answer that is no IMEI.
@@ -171,8 +180,7 @@ void Advise(const Check& check, const Seen& seen, CheckResult* result) {
     result->advice = {"Look for a crash of the HAL in logcat, and run the check again."};
   }
   if (passed && seen.look.remote_strongbox && check.needs_factory_keys() && !check.relaxed) {
-    result->advice.push_back(
-        "checked relaxed: a remotely provisioned StrongBox certifies its attestation key itself");
+    result->advice.push_back("checked relaxed: it signs its attestation key itself");
   }
   AdviseOnModem(seen, result);
   const bool of_chain = result->code.rfind("ATTEST-CHAIN", 0) == 0 ||

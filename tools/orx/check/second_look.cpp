@@ -157,6 +157,7 @@ SecondLook LookAgain(const Check& check, const std::string& code) {
   look.rkp_declared = IsDeclared<km::IRemotelyProvisionedComponent>(check.on_strongbox());
   look.remote_strongbox = check.on_strongbox() && !StrongBoxHasFactoryKeys();
   Calls calls;
+  Calls attest_key;  // made even where there is no remote one
   switch (check.kind) {
     case Check::Kind::kAttestation:
     case Check::Kind::kModel:
@@ -164,7 +165,7 @@ SecondLook LookAgain(const Check& check, const std::string& code) {
       break;
     case Check::Kind::kRkpIds:
       MakeRemoteKey(check, &calls);
-      MakeAttestKey(check, &calls, &look);
+      MakeAttestKey(check, &attest_key, &look);
       break;
     case Check::Kind::kRootOfTrust:
       BindRootOfTrust(&calls);
@@ -173,7 +174,8 @@ SecondLook LookAgain(const Check& check, const std::string& code) {
       NegotiateSecret(&calls);
       break;
   }
-  look.call = calls.last();
+  look.call =
+      attest_key.last().failed() && !calls.last().failed() ? attest_key.last() : calls.last();
   // A call that is refused as the check wants it did not fail.
   if (check.kind == Check::Kind::kRkpIds && look.call.error == kNotProvisioned) look.call.error = 0;
   if (code == "KM-KEYS-NOT-PROVISIONED") look.remote_keys = RemoteKeysPass(check);

@@ -35,8 +35,7 @@ struct ChainRow {
 };
 
 const char kOtherKey[] =
-    "the root has the expected subject but another key than the published attestation root: a "
-    "development or simulated device";
+    "the root's key is not the published one: a development or simulated device";
 
 TEST(ChainAdviceTest, NamesEachFindingInTheOrderOfTheSelfTests) {
   const ChainRow rows[] = {
@@ -156,7 +155,7 @@ TEST(RootFindingTest, KnowsBothPublishedRootsByTheirKeys) {
   const char kSecond[] = "/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
   const char kSecondKey[] = "3ee44512a1af2beb39c889490c60ea3f82e43f5d5a5532f5ab9419f676cd07ec";
   const RootRow rows[] = {{kFirst, kFirstKey, "^$"},
-                          {kFirst, "00", "another key than the published attestation root"},
+                          {kFirst, "00", "key is not the published one"},
                           {kSecond, kSecondKey, "newer attestation root.*accepts it$"},
                           {"/CN=Renewed", kSecondKey, "newer attestation root.*accepts it$"},
                           {kSecond, "00", "newer attestation root.*another than the published"},

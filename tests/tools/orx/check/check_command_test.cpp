@@ -76,6 +76,7 @@ class CheckCommandTest : public ToolTest {
 };
 
 const std::vector<std::string> kAttest = {"attestation", "--relaxed"};
+const std::vector<std::string> kRkpBrand = {"rkp-ids", "--ids", "brand"};
 const std::vector<std::string> kAllIds = {"attestation", "--ids", "all", "--timeout", "5"};
 const std::vector<std::string> kSoon = {"attestation", "--ids", "imei", "--timeout", "0.4"};
 
@@ -158,7 +159,12 @@ TEST_F(CheckCommandTest, RemotelyProvisionedKeysAreJudgedByWhatWasSeen) {
       {{}, {}, rkp, "FAIL", 1, "RKP-FACTORY-KEYS", "still holds"},
       {{}, {"generateKey:-49@1"}, rkp, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
       {{}, {}, {"rkp-ids", "--strongbox", "--ids", "brand"}, "PASS", 0, "OK", ""},
+      // No key at all is not a matter of the identifier.
+      {{}, {"generateKey:-1000"}, kRkpBrand, "FAIL", 1, "KM-UNKNOWN-ERROR", "generateKey answered"},
+      {{}, {"generateKey:-38"}, kRkpBrand, "FAIL", 1, "ATTEST-GENERATE", "INVALID_ARGUMENT"},
   });
+  faults_ = {"default.generateEcdsaP256KeyPair:-1"};
+  EXPECT_THAT(Rows({"--ids", "none"}), testing::Contains("rkp-ids/default N/A RKP-LEFT-OUT"));
 }
 
 TEST_F(CheckCommandTest, ADeviceWithoutFactoryKeysIsJudgedByWhatWasSeen) {
@@ -347,7 +353,7 @@ TEST_F(CheckCommandTest, AdviceIsGivenAndChangesNoVerdict) {
   const std::vector<std::string> strict = {"check", "attestation"};
   EXPECT_THAT(advice("attestation-expired=yes", strict),
               testing::AllOf(HasSubstr("PASS:"), HasSubstr("expired on"),
-                             HasSubstr("another key than the published attestation root")));
+                             HasSubstr("key is not the published one")));
   const std::string newer = "attestation-root=/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
   EXPECT_THAT(advice(newer, strict),
               testing::AllOf(HasSubstr("FAIL:"), HasSubstr("the newer attestation root")));
@@ -402,9 +408,20 @@ TEST_F(CheckCommandTest, JsonLinesComeAsChecksEnd) {
   EXPECT_EQ(orx_test::SchemaErrors(values[9], Schema()), "");
 }
 
+TEST_F(CheckCommandTest, AHealthyReportLeavesRoomOnTheSmallestScreen) {
+  for (const char* columns : {"80", "60"}) {
+    const std::string command = std::string("stty cols ") + columns + "; " ORX_PROGRAM " check all";
+    Orx({"--version"});
+    const ProgramResult shown = Simulator(
+        {"run", "-q", "--device", work("device"), "--", "script", "-qec", command, "/dev/null"});
+    EXPECT_EQ(shown.exit_code, 0) << shown.out;
+    EXPECT_LE(std::count(shown.out.begin(), shown.out.end(), '\n'), 24 - 3) << shown.out;
+  }
+}
+
 TEST_F(CheckCommandTest, NotesAreShownUnlessQuiet) {
   EXPECT_THAT(Orx({"check", "attestation"}).out,
-              HasSubstr("note: attestation/default: the root has"));
+              HasSubstr("note: attestation/default: the root's key"));
   EXPECT_THAT(Orx({"check", "attestation", "-q"}).out, Not(HasSubstr("note:")));
 }
 

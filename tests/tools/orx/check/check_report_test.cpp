@@ -66,6 +66,10 @@ TEST(NoteLinesTest, TellEachNoteOnceWithItsChecks) {
   fail.advice = {"bad"};
   EXPECT_THAT(NoteLines({pass, fail, other}),
               testing::ElementsAre("note: attestation/default, model/default: odd"));
+  CheckResult second = other;
+  second.instance = "strongbox";
+  EXPECT_THAT(NoteLines({pass, other, second}),
+              testing::ElementsAre("note: attestation/default, model: odd"));
 }
 
 }  // namespace
