@@ -39,29 +39,39 @@ uint8_t* AllocateMessage(size_t length) {
   return static_cast<uint8_t*>(OPENSSL_malloc(length));
 }
 
-// Hashes Z || counter || other info, in that order, without the counter unless the mode has one.
-// Returns 0 with `*digest_length` bytes in `digest`, or 1.
-uint32_t HashBlock(const Input& input, uint32_t iteration, Digest& digest,
-                   uint32_t* digest_length) {
+// Z || counter || other info, in that order, without the counter unless the mode has one: what is
+// hashed for each block. Memory of the crypto library is wiped when it is freed.
+struct Message {
+  bssl::UniquePtr<uint8_t> bytes;
+  size_t length = 0;
+  uint8_t* last_counter_byte = nullptr;
+};
+
+bool MakeMessage(const Input& input, Message* message) {
   const size_t counter_length = input.mode == kWithCounter ? kCounterBytes : 0;
   // More than a size can say, where that has 32 bits, is more than there is memory.
-  size_t length = 0;
   const bool too_long = __builtin_add_overflow(uint64_t{input.z_length} + input.other_info_length,
-                                               counter_length, &length);
-  // Memory of the crypto library is wiped when it is freed.
-  const bssl::UniquePtr<uint8_t> message(too_long ? nullptr : AllocateMessage(length));
-  if (message == nullptr) {
+                                               counter_length, &message->length);
+  message->bytes.reset(too_long ? nullptr : AllocateMessage(message->length));
+  if (message->bytes == nullptr) {
     ORX_LOG("compute_hash() : malloc failed");
-    return 1;
+    return false;
   }
-  uint8_t* end = std::copy_n(input.z, input.z_length, message.get());
-  if (counter_length != 0) {
-    // Only the last byte counts and wraps to 0 at iteration 256, see the header's WARNING.
-    const uint8_t counter[kCounterBytes] = {0, 0, 0, static_cast<uint8_t>(iteration)};
-    end = std::copy_n(counter, kCounterBytes, end);
-  }
+  uint8_t* end = std::copy_n(input.z, input.z_length, message->bytes.get());
+  end = std::fill_n(end, counter_length, uint8_t{0});
+  if (counter_length != 0) message->last_counter_byte = end - 1;
   std::copy_n(input.other_info, input.other_info_length, end);
-  return ORX_HASH(input.hash, message.get(), length, digest.data(), digest_length);
+  return true;
+}
+
+// Returns 0 with `*digest_length` bytes in `digest`, or 1.
+uint32_t HashBlock(const Message& message, uint32_t hash, uint32_t iteration, Digest& digest,
+                   uint32_t* digest_length) {
+  // Only the last byte counts and wraps to 0 at iteration 256, see the header's WARNING.
+  if (message.last_counter_byte != nullptr) {
+    *message.last_counter_byte = static_cast<uint8_t>(iteration);
+  }
+  return ORX_HASH(hash, message.bytes.get(), message.length, digest.data(), digest_length);
 }
 
 uint32_t Derive(const Input& input, uint32_t output_length, uint8_t* output) {
@@ -71,10 +81,13 @@ uint32_t Derive(const Input& input, uint32_t output_length, uint8_t* output) {
   if (rounded_up < block_length) return 0;
 
   const uint32_t iterations = rounded_up / block_length;
+  Message message;
+  const bool has_message = MakeMessage(input, &message);
+  Wiped<Digest> digest;
   for (uint32_t i = 1; i <= iterations; ++i) {
-    Wiped<Digest> digest;
     uint32_t digest_length = 0;
-    if (HashBlock(input, i, *digest, &digest_length) != 0 || digest_length != block_length) {
+    if (!has_message || HashBlock(message, input.hash, i, *digest, &digest_length) != 0 ||
+        digest_length != block_length) {
       ORX_LOG("Error computing hash for KDF");
       return 1;
     }

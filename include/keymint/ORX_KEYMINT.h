@@ -93,6 +93,15 @@ class ORX_EXPORT KeyMintService {
   int Finish(const std::string& input, const std::string& signature, std::string* output);
 
  private:
+  friend uint32_t ORX_Process_AES_Finish(const unsigned char* input, unsigned char* output,
+                                         unsigned int* length);
+
+  // FinishBytes is Finish() in the containers that the device takes: it copies nothing. `*output`
+  // is handed in empty and stays so on failure.
+  __attribute__((visibility("hidden"))) int FinishBytes(
+      const std::optional<std::vector<uint8_t>>& input,
+      const std::optional<std::vector<uint8_t>>& signature, std::vector<uint8_t>* output);
+
   std::shared_ptr<km::IKeyMintOperation> operation_;
   std::shared_ptr<km::IKeyMintDevice> device_;
   // Low half of the last operation's challenge; kept for debuggers, no method reads it.

@@ -175,15 +175,13 @@ class ORX_EXPORT AuthorizationSet {
     static_assert(tag_type != km::TagType::BOOL, "a BOOL tag takes no value: presence means true");
     constexpr auto kAlternative = internal::Alternative<tag_type, tag>();
     static_assert(kAlternative != km::KeyParameterValue::invalid, "the tag has no value type here");
-    parameters_.push_back(
-        {tag, km::KeyParameterValue::make<kAlternative>(std::forward<Value>(value))});
+    Append({tag, km::KeyParameterValue::make<kAlternative>(std::forward<Value>(value))});
   }
 
   // push_back of a BOOL tag stores true; a false value is never carried.
   template <km::Tag tag>
   void push_back(TypedTag<km::TagType::BOOL, tag>) {
-    parameters_.push_back(
-        {tag, km::KeyParameterValue::make<km::KeyParameterValue::boolValue>(true)});
+    Append({tag, km::KeyParameterValue::make<km::KeyParameterValue::boolValue>(true)});
   }
 
   void push_back(const km::KeyParameter& parameter) { parameters_.push_back(parameter); }
@@ -197,6 +195,13 @@ class ORX_EXPORT AuthorizationSet {
   const std::vector<km::KeyParameter>& vector_data() const { return parameters_; }
 
  private:
+  // The first parameter makes room for a usual request, which otherwise moves four times.
+  void Append(km::KeyParameter parameter) {
+    constexpr size_t kUsualRequest = 8;
+    if (parameters_.capacity() == 0) parameters_.reserve(kUsualRequest);
+    parameters_.push_back(std::move(parameter));
+  }
+
   std::vector<km::KeyParameter> parameters_;
 };
 

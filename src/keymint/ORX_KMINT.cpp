@@ -14,6 +14,7 @@ namespace {
 
 using orx_common::AppendSecret;
 using orx_common::CopyOf;
+using orx_common::Wipe;
 using orx_common::Wiped;
 using Bytes = std::vector<uint8_t>;
 
@@ -202,6 +203,16 @@ int KeyMintService::Update(const std::string& input, std::string* output) {
 
 int KeyMintService::Finish(const std::string& input, const std::string& signature,
                            std::string* output) {
+  const Wiped<std::optional<Bytes>> input_bytes(CopyOf<Bytes>(input));
+  Wiped<Bytes> produced;
+  const int result =
+      FinishBytes(*input_bytes, CopyOf<Bytes>(signature), output == nullptr ? nullptr : &*produced);
+  if (output != nullptr) AppendSecret(*produced, output);
+  return result;
+}
+
+int KeyMintService::FinishBytes(const std::optional<Bytes>& input,
+                                const std::optional<Bytes>& signature, Bytes* output) {
   ORX_LOG("KM: Finish");
   if (operation_ == nullptr) {
     ORX_LOG("KM: invalid keymint operation handle");
@@ -212,11 +223,12 @@ int KeyMintService::Finish(const std::string& input, const std::string& signatur
     return kNullPointer;
   }
 
-  const Wiped<std::optional<Bytes>> input_bytes(CopyOf<Bytes>(input));
-  Wiped<Bytes> produced;
-  const auto status = operation_->finish(*input_bytes, CopyOf<Bytes>(signature), std::nullopt,
-                                         std::nullopt, std::nullopt, &*produced);
-  if (status.isOk()) AppendSecret(*produced, output);
+  const auto status =
+      operation_->finish(input, signature, std::nullopt, std::nullopt, std::nullopt, output);
+  if (!status.isOk()) {
+    Wipe(*output);
+    output->clear();
+  }
   operation_.reset();
   return GetReturnErrorCode(status);
 }

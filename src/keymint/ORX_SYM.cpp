@@ -4,7 +4,9 @@
 #include <string.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "common/secret.h"
 #include "keymint/key_blob_file.h"
@@ -177,11 +179,9 @@ uint32_t ORX_Process_AES_Begin(const unsigned char* iv, int iv_length, int mode,
   }
 
   // KeyMint judges the IV's length; one below 1 is an empty nonce.
-  const std::string nonce(reinterpret_cast<const char*>(iv),
-                          static_cast<size_t>(std::max(iv_length, 0)));
   AuthorizationSetBuilder params;
   params.Authorization(TAG_BLOCK_MODE, km::BlockMode::CBC)
-      .Authorization(TAG_NONCE, nonce)
+      .Authorization(TAG_NONCE, iv, static_cast<size_t>(std::max(iv_length, 0)))
       .Padding(km::PaddingMode::NONE);
   const char* direction = purpose == km::KeyPurpose::DECRYPT ? "decrypt" : "encrypt";
   const int result = symmetric_service->Begin(purpose, current_key_blob_, params);
@@ -197,22 +197,23 @@ uint32_t ORX_Process_AES_Begin(const unsigned char* iv, int iv_length, int mode,
 uint32_t ORX_Process_AES_Finish(const unsigned char* input, unsigned char* output,
                                 unsigned int* length) {
   ORX_LOG("SYM: Operation with key id=%d", current_key_id);
-  const orx_common::Wiped<std::string> input_bytes(reinterpret_cast<const char*>(input), *length);
+  const orx_common::Wiped<std::optional<std::vector<uint8_t>>> input_bytes(std::in_place, input,
+                                                                           input + *length);
   InitSymKeymintService();
   if (input == nullptr || output == nullptr) {
     ORX_LOG("SYM: Invalid input parameters");
     return 1;
   }
 
-  orx_common::Wiped<std::string> produced;
-  const int result = symmetric_service->Finish(*input_bytes, "", &*produced);
+  orx_common::Wiped<std::vector<uint8_t>> produced;
+  const int result =
+      symmetric_service->FinishBytes(*input_bytes, std::vector<uint8_t>(), &*produced);
   if (result != 0) {
     ORX_LOG("SYM: Finish failed with code: %d", result);
     return 1;
   }
   ORX_LOG("SYM: Finish with output size: %d", static_cast<int>((*produced).size()));
-  // NOLINTNEXTLINE(bugprone-not-null-terminated-result): bytes with a length, not text
-  memcpy(output, (*produced).data(), std::min<size_t>((*produced).size(), *length));
+  std::copy_n((*produced).data(), std::min<size_t>((*produced).size(), *length), output);
   return 0;
 }
 
