@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,23 @@ namespace orx_tool {
 using orx_test::ProgramOptions;
 using orx_test::ProgramResult;
 
+// Words are a command line: a text whose words spaces part, or a list. "@NAME" is a file of the
+// case.
+struct Words : std::vector<std::string> {
+  Words(const char* text) {
+    std::istringstream words(text);
+    for (std::string word; words >> word;) push_back(word);
+  }
+  Words(const std::string& text) : Words(text.c_str()) {}
+  Words(std::initializer_list<std::string> words) : vector(words) {}
+  Words(std::vector<std::string> words) : vector(std::move(words)) {}
+};
+
+inline Words operator+(Words words, const Words& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
 // ToolTest runs orx as a user does: as a program, within a simulated device that lasts for the
 // test case. Files of the case go into work().
 class ToolTest : public testing::Test {
@@ -27,41 +45,71 @@ class ToolTest : public testing::Test {
 
   std::string work(const std::string& name) const { return work_ / name; }
 
+  // Without a device the program sees this test's own empty folder.
+  bool in_device_ = true;
   // The device is made on first use, with this profile.
   std::string profile_ = "dual-sim";
   std::vector<std::string> faults_;
   ProgramOptions options_;
 
-  ProgramResult Simulator(const std::vector<std::string>& words) {
-    std::vector<std::string> argv = {ORX_SIM_PROGRAM};
-    argv.insert(argv.end(), words.begin(), words.end());
-    return orx_test::RunProgram(argv, options_);
+  ProgramResult Program(Words words) {
+    for (std::string& word : words) {
+      if (word[0] == '@') word = work(word.substr(1));
+    }
+    return orx_test::RunProgram(words, options_);
   }
 
-  ProgramResult Orx(const std::vector<std::string>& words) {
+  // Shell runs a script that must succeed, in the folder of the case's files.
+  void Shell(const std::string& script) {
+    const ProgramResult result = Program({"bash", "-euc", "cd " + work("") + "\n" + script});
+    ASSERT_EQ(result.exit_code, 0) << result.err;
+  }
+
+  ProgramResult Simulator(const Words& words) { return Program(Words{ORX_SIM_PROGRAM} + words); }
+
+  ProgramResult Orx(const Words& words) {
+    if (!in_device_) return Program(Words{ORX_PROGRAM} + words);
+    return Inside(Words{ORX_PROGRAM} + words);
+  }
+
+  // Expect runs orx, which must end with this exit code and say this, on standard error if it
+  // failed; a failure prints nothing else.
+  void Expect(const Words& words, int exit_code, const std::string& text = "") {
+    SCOPED_TRACE(testing::PrintToString(words));
+    const ProgramResult result = Orx(words);
+    EXPECT_EQ(result.exit_code, exit_code) << result.err;
+    EXPECT_THAT(exit_code == 0 ? result.out : result.err, testing::HasSubstr(text));
+    EXPECT_TRUE(exit_code == 0 || result.out.empty()) << result.out;
+  }
+
+  // ExpectAll does so for each of these.
+  struct Row {
+    Words words;
+    int exit_code;
+    std::string text = {};
+  };
+  void ExpectAll(const std::vector<Row>& rows) {
+    for (const Row& row : rows) Expect(row.words, row.exit_code, row.text);
+  }
+
+  // Inside runs another program within the device.
+  ProgramResult Inside(const Words& words) {
     MakeDevice();
-    std::vector<std::string> argv = {"run", "-q", "--device", work("device")};
-    for (const std::string& fault : faults_) {
-      argv.push_back("--fault");
-      argv.push_back(fault);
-    }
-    argv.push_back("--");
-    argv.push_back(ORX_PROGRAM);
-    argv.insert(argv.end(), words.begin(), words.end());
-    return Simulator(argv);
+    Words run = "run -q --device @device";
+    for (const std::string& fault : faults_) run = run + Words{"--fault", fault};
+    return Simulator(run + "--" + words);
   }
 
   // SetDevice changes a setting of the device ("os-patch-level=202701").
   void SetDevice(const std::string& setting) {
     MakeDevice();
-    const ProgramResult result = Simulator({"set", work("device"), setting});
+    const ProgramResult result = Simulator({"set", "@device", setting});
     ASSERT_EQ(result.exit_code, 0) << result.err;
   }
 
   // OrxAnswer runs with --json and gives the whole answer, held against what 'orx --schema' prints.
-  Json::Value OrxAnswer(std::vector<std::string> words) {
-    words.insert(words.begin(), "--json");
-    const ProgramResult result = Orx(words);
+  Json::Value OrxAnswer(const Words& words) {
+    const ProgramResult result = Orx(Words("--json") + words);
     Json::Value answer = orx_test::ParseJson(result.out);
     EXPECT_EQ(orx_test::SchemaErrors(answer, Schema()), "") << result.out;
     EXPECT_EQ(answer["exit_code"].asInt(), result.exit_code);
@@ -71,21 +119,22 @@ class ToolTest : public testing::Test {
 
   // OrxJson is a part of the answer: the "failure" as a whole, of a report its first "check", else
   // the result.
-  Json::Value OrxJson(const std::string& part, const std::vector<std::string>& words) {
+  Json::Value OrxJson(const std::string& part, const Words& words) {
     const Json::Value answer = OrxAnswer(words);
     if (part == "failure") return answer;
     EXPECT_TRUE(answer.isMember("result")) << answer.toStyledString();
     return part == "check" ? answer["result"]["checks"][0] : answer["result"];
   }
 
-  static void Write(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary) << content;
+  // A name without a slash in front is one of the case's files.
+  void Write(const std::string& name, const std::string& content) {
+    std::ofstream(Path(name), std::ios::binary) << content;
   }
-  static std::string Read(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+  std::string Read(const std::string& name) {
+    std::ifstream file(Path(name), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
   }
-  static bool Exists(const std::string& path) { return std::filesystem::exists(path); }
+  bool Exists(const std::string& name) { return std::filesystem::exists(Path(name)); }
 
   static const Json::Value& Schema() {
     static const auto& schema =
@@ -94,9 +143,11 @@ class ToolTest : public testing::Test {
   }
 
  private:
+  std::string Path(const std::string& name) { return name[0] == '/' ? name : work(name); }
+
   void MakeDevice() {
-    if (Exists(work("device"))) return;
-    const ProgramResult result = Simulator({"new", work("device"), "--profile", profile_});
+    if (Exists("device")) return;
+    const ProgramResult result = Simulator({"new", "@device", "--profile", profile_});
     ASSERT_EQ(result.exit_code, 0) << result.err;
   }
 

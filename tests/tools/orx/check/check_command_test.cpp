@@ -12,22 +12,23 @@ using testing::Not;
 
 // What is wrong with the device, which check is made, and what an engineer is told.
 struct FaultRow {
-  std::vector<std::string> settings;  // of the device
-  std::vector<std::string> faults;
-  std::vector<std::string> words;
-  const char* verdict;
-  int exit_code;
-  const char* code;
-  const char* cause;  // a piece of it
+  const char* faults;
+  std::string words;
+  const char* outcome;        // verdict, exit code and reason code
+  const char* cause;          // a piece of it
+  const char* settings = "";  // of the device, from here on
 };
 
 class CheckCommandTest : public ToolTest {
  protected:
+  static std::string Outcome(const Json::Value& check) {
+    return check["verdict"].asString() + " " + check["exit_code"].asString() + " " +
+           check["code"].asString();
+  }
+
   // Rows runs "check all" and gives "check/instance VERDICT CODE" for each check.
-  std::vector<std::string> Rows(const std::vector<std::string>& options) {
-    std::vector<std::string> words = {"check", "all"};
-    words.insert(words.end(), options.begin(), options.end());
-    const Json::Value answer = OrxAnswer(words);
+  std::vector<std::string> Rows(const Words& options) {
+    const Json::Value answer = OrxAnswer(Words("check all") + options);
     exit_code_ = answer["exit_code"].asInt();
     report_ = answer["result"];
     std::vector<std::string> rows;
@@ -38,35 +39,27 @@ class CheckCommandTest : public ToolTest {
     return rows;
   }
 
-  // Expect makes each row's check on a device that has only this row's faults.
-  void Expect(const std::vector<FaultRow>& rows) {
+  // ExpectAll makes each row's check on a device that has only this row's faults.
+  void ExpectAll(const std::vector<FaultRow>& rows) {
     for (const FaultRow& row : rows) {
-      std::string title = "check";
-      for (const std::string& word : row.words) title += " " + word;
-      for (const std::string& fault : row.faults) title += ", " + fault;
-      SCOPED_TRACE(title + " -> " + row.code);
-      for (const std::string& setting : row.settings) SetDevice(setting);
-      faults_ = row.faults;
-      std::vector<std::string> words = {"check"};
-      words.insert(words.end(), row.words.begin(), row.words.end());
-      const Json::Value answer = OrxAnswer(words);
+      SCOPED_TRACE(row.words + ", " + row.faults + " -> " + row.outcome);
+      for (const std::string& setting : Words(row.settings)) SetDevice(setting);
+      faults_ = Words(row.faults);
+      const Json::Value answer = OrxAnswer("check " + row.words);
       const Json::Value& check = answer["result"]["checks"][0];
-      EXPECT_EQ(check["verdict"].asString(), row.verdict);
-      EXPECT_EQ(check["code"].asString(), row.code);
-      EXPECT_EQ(check["exit_code"].asInt(), row.exit_code);
-      EXPECT_EQ(answer["exit_code"].asInt(), row.exit_code);
+      EXPECT_EQ(Outcome(check), row.outcome);
+      EXPECT_EQ(answer["exit_code"], check["exit_code"]);
       EXPECT_THAT(check["cause"].asString(), HasSubstr(row.cause));
-      EXPECT_TRUE(row.exit_code == 0 || !check["advice"].empty());
+      EXPECT_TRUE(answer["exit_code"].asInt() == 0 || !check["advice"].empty());
       // What lasts does not pass when it is done again.
-      const bool lasts = title.find('@') == std::string::npos;
+      const bool lasts = strchr(row.faults, '@') == nullptr;
       EXPECT_TRUE(!lasts || check["cause"].asString().find("done again") == std::string::npos);
     }
   }
 
   // Xml evaluates an XPath expression on the JUnit report.
   std::string Xml(const std::string& path) {
-    const ProgramResult result =
-        orx_test::RunProgram({"xmllint", "--xpath", path, work("junit.xml")});
+    const ProgramResult result = Program({"xmllint", "--xpath", path, "@junit.xml"});
     EXPECT_EQ(result.exit_code, 0) << result.err;
     return result.out.substr(0, result.out.find_last_not_of('\n') + 1);
   }
@@ -75,179 +68,125 @@ class CheckCommandTest : public ToolTest {
   int exit_code_ = -1;
 };
 
-const std::vector<std::string> kAttest = {"attestation", "--relaxed"};
-const std::vector<std::string> kRkpBrand = {"rkp-ids", "--ids", "brand"};
-const std::vector<std::string> kAllIds = {"attestation", "--ids", "all", "--timeout", "5"};
-const std::vector<std::string> kSoon = {"attestation", "--ids", "imei", "--timeout", "0.4"};
+const char kAttest[] = "attestation --relaxed";
+const char kRkpBrand[] = "rkp-ids --ids brand";
+const char kAllIds[] = "attestation --ids all --timeout 5";
+const char kSoon[] = "attestation --ids imei --timeout 0.4";
 
 TEST_F(CheckCommandTest, AttestationIsJudgedByWhatWasSeen) {
-  Expect({
-      {{}, {"service:default:absent"}, kAttest, "ENV", 4, "KM-SERVICE-MISSING", "not registered"},
-      {{}, {"generateKey:dead-object"}, kAttest, "ENV", 4, "KM-TRANSPORT", "default generateKey"},
-      {{}, {"generateKey:null-status"}, kAttest, "ENV", 4, "KM-TRANSPORT", "default generateKey"},
-      {{}, {"generateKey:-1000"}, kAttest, "FAIL", 1, "KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
-      {{}, {"generateKey:dead-object@1"}, kAttest, "FAIL", 1, "KM-UNKNOWN-ERROR", "done again"},
-      {{}, {"generateKey:-49"}, kAttest, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
-      {{}, {"generateKey:-32"}, kAttest, "FAIL", 1, "KM-FAILED", "UNEXPECTED_NULL_POINTER"},
+  ExpectAll({
+      {"service:default:absent", kAttest, "ENV 4 KM-SERVICE-MISSING", "not registered"},
+      {"generateKey:dead-object", kAttest, "ENV 4 KM-TRANSPORT", "default generateKey"},
+      {"generateKey:null-status", kAttest, "ENV 4 KM-TRANSPORT", "default generateKey"},
+      {"generateKey:-1000", kAttest, "FAIL 1 KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
+      {"generateKey:dead-object@1", kAttest, "FAIL 1 KM-UNKNOWN-ERROR", "done again"},
+      {"generateKey:-49", kAttest, "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
+      {"generateKey:-32", kAttest, "FAIL 1 KM-FAILED", "UNEXPECTED_NULL_POINTER"},
       // What an import would be told of these errors is of no use here.
-      {{}, {"generateKey:-38"}, kAttest, "FAIL", 1, "ATTEST-GENERATE", "INVALID_ARGUMENT"},
+      {"generateKey:-38", kAttest, "FAIL 1 ATTEST-GENERATE", "INVALID_ARGUMENT"},
   });
 }
 
 TEST_F(CheckCommandTest, MadeKeysAreJudgedByWhatWasSeen) {
-  Expect({
-      {{}, {"generateKey:empty-blob"}, kAttest, "FAIL", 1, "KM-EMPTY-BLOB", "without a key blob"},
-      {{}, {"generateKey:no-chain"}, kAttest, "FAIL", 1, "KM-CHAIN-MISSING", "without a cert"},
-      {{}, {"generateKey:no-root"}, kAttest, "FAIL", 1, "ATTEST-CHAIN-SIZE", "another length"},
-      {{}, {"generateKey:damaged-leaf"}, kAttest, "FAIL", 1, "ATTEST-CHAIN-SIGNATURE", "signed"},
-      {{}, {}, {"attestation", "--strongbox"}, "PASS", 0, "OK", ""},
-      {{},
-       {"service:strongbox:absent"},
-       {"attestation", "--strongbox"},
-       "ENV",
-       4,
-       "KM-SERVICE-MISSING",
-       "not registered"},
-      {{}, {}, {"model", "Other"}, "FAIL", 1, "ATTEST-DEVICE-ID", "model"},
-      {{"attestation-root=/CN=Other"}, {}, {"attestation"}, "FAIL", 1, "ATTEST-ROOT", "root"},
-      {{"strongbox=no"}, {}, {"attestation", "--strongbox"}, "N/A", 3, "STRONGBOX-ABSENT", "no St"},
+  const char kStrongbox[] = "attestation --strongbox";
+  ExpectAll({
+      {"generateKey:empty-blob", kAttest, "FAIL 1 KM-EMPTY-BLOB", "without a key blob"},
+      {"generateKey:no-chain", kAttest, "FAIL 1 KM-CHAIN-MISSING", "without a cert"},
+      {"generateKey:no-root", kAttest, "FAIL 1 ATTEST-CHAIN-SIZE", "another length"},
+      {"generateKey:damaged-leaf", kAttest, "FAIL 1 ATTEST-CHAIN-SIGNATURE", "signed"},
+      {"", kStrongbox, "PASS 0 OK", ""},
+      {"service:strongbox:absent", kStrongbox, "ENV 4 KM-SERVICE-MISSING", "not registered"},
+      {"", "model Other", "FAIL 1 ATTEST-DEVICE-ID", "model"},
+      {"", "attestation", "FAIL 1 ATTEST-ROOT", "root", "attestation-root=/CN=Other"},
+      {"", kStrongbox, "N/A 3 STRONGBOX-ABSENT", "no StrongBox", "strongbox=no"},
   });
 }
 
 TEST_F(CheckCommandTest, IdentifiersAreJudgedByWhatWasSeen) {
-  Expect({
-      {{},
-       {},
-       {"attestation", "--ids", "imei2,meid"},
-       "N/A",
-       3,
-       "ATTEST-ID-NOT-COVERED",
-       "neither"},
-      {{}, {"generateKey:-66@2"}, kAllIds, "FAIL", 1, "ATTEST-DEVICE-ID", "brand. It passed when"},
-      {{}, {"modem:silent"}, kSoon, "TIMEOUT", 5, "MODEM-SILENT", "does not answer within 0.4 s"},
-      {{}, {"modem:close"}, kAllIds, "FAIL", 1, "MODEM-EXCHANGE", "before it answered"},
-      {{}, {"modem:quoted"}, kAllIds, "FAIL", 1, "IMEI-NOT-PROGRAMMED", "15 digits"},
+  ExpectAll({
+      {"", "attestation --ids imei2,meid", "N/A 3 ATTEST-ID-NOT-COVERED", "neither"},
+      {"generateKey:-66@2", kAllIds, "FAIL 1 ATTEST-DEVICE-ID", "brand. It passed when"},
+      {"modem:silent", kSoon, "TIMEOUT 5 MODEM-SILENT", "does not answer within 0.4 s"},
+      {"modem:close", kAllIds, "FAIL 1 MODEM-EXCHANGE", "before it answered"},
+      {"modem:quoted", kAllIds, "FAIL 1 IMEI-NOT-PROGRAMMED", "15 digits"},
   });
 }
 
 TEST_F(CheckCommandTest, IdentifiersOfTheDeviceAreJudgedByWhatWasSeen) {
-  Expect({
-      {{"imei="}, {}, kAllIds, "FAIL", 1, "IMEI-INVALID", "15 digits"},
+  ExpectAll({
+      {"", kAllIds, "FAIL 1 IMEI-INVALID", "15 digits", "imei="},
       // A missing daemon is no fault of the device under test, whatever the limit was.
-      {{"imei=490154203237518", "modem=no"},
-       {},
-       kSoon,
-       "ENV",
-       4,
-       "MODEM-UNREACHABLE",
-       "rild-oem within 0.4 s"},
-      {{"modem=yes", "provisioned-ids=model=Other,serial=Other"},
-       {},
-       kAllIds,
-       "FAIL",
-       1,
-       "ATTEST-DEVICE-ID",
-       "serial, model."},
-      {{"ro.product.vendor.brand="}, {}, kAllIds, "ENV", 4, "PROPERTY-MISSING", "property"},
+      {"", kSoon, "ENV 4 MODEM-UNREACHABLE", "rild-oem within 0.4 s",
+       "imei=490154203237518 modem=no"},
+      {"", kAllIds, "FAIL 1 ATTEST-DEVICE-ID", "serial, model.",
+       "modem=yes provisioned-ids=model=Other,serial=Other"},
+      {"", kAllIds, "ENV 4 PROPERTY-MISSING", "property", "ro.product.vendor.brand="},
   });
 }
 
 TEST_F(CheckCommandTest, RemotelyProvisionedKeysAreJudgedByWhatWasSeen) {
-  const std::vector<std::string> rkp = {"rkp-ids"};
   // A device with factory keys first. Who asks by name says that it is to have none.
-  Expect({
-      {{}, {}, rkp, "FAIL", 1, "RKP-FACTORY-KEYS", "still holds"},
-      {{}, {"generateKey:-49@1"}, rkp, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
-      {{}, {}, {"rkp-ids", "--strongbox", "--ids", "brand"}, "PASS", 0, "OK", ""},
+  ExpectAll({
+      {"", "rkp-ids", "FAIL 1 RKP-FACTORY-KEYS", "still holds"},
+      {"generateKey:-49@1", "rkp-ids", "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
+      {"", "rkp-ids --strongbox --ids brand", "PASS 0 OK", ""},
       // No key at all is not a matter of the identifier.
-      {{}, {"generateKey:-1000"}, kRkpBrand, "FAIL", 1, "KM-UNKNOWN-ERROR", "generateKey answered"},
-      {{}, {"generateKey:-38"}, kRkpBrand, "FAIL", 1, "ATTEST-GENERATE", "INVALID_ARGUMENT"},
+      {"generateKey:-1000", kRkpBrand, "FAIL 1 KM-UNKNOWN-ERROR", "generateKey answered"},
+      {"generateKey:-38", kRkpBrand, "FAIL 1 ATTEST-GENERATE", "INVALID_ARGUMENT"},
   });
   faults_ = {"default.generateEcdsaP256KeyPair:-1"};
-  EXPECT_THAT(Rows({"--ids", "none"}), testing::Contains("rkp-ids/default N/A RKP-LEFT-OUT"));
+  EXPECT_THAT(Rows("--ids none"), testing::Contains("rkp-ids/default N/A RKP-LEFT-OUT"));
 }
 
 TEST_F(CheckCommandTest, ADeviceWithoutFactoryKeysIsJudgedByWhatWasSeen) {
-  const std::vector<std::string> rkp = {"rkp-ids"};
-  Expect({
-      {{"attestation=remote"}, {}, rkp, "PASS", 0, "OK", ""},
-      {{}, {"service:default.keymint:absent"}, rkp, "ENV", 4, "KM-SERVICE-MISSING", "not reg"},
-      {{}, {"generateKey:-49"}, rkp, "ENV", 4, "KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
-      {{}, {"generateKey:-1000"}, rkp, "FAIL", 1, "KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
-      {{}, {"generateKey:-1000@1"}, rkp, "FAIL", 1, "KM-UNKNOWN-ERROR", "done again"},
-      {{}, {"generateKey:dead-object"}, rkp, "ENV", 4, "KM-TRANSPORT", "default generateKey"},
-      {{}, {"service:default.rkp:absent"}, rkp, "ENV", 4, "RKP-SERVICE-MISSING", "not registered"},
-      {{}, {"generateEcdsaP256KeyPair:-1"}, rkp, "FAIL", 1, "RKP-KEYPAIR", "answered"},
-      {{}, {"generateEcdsaP256KeyPair:dead-object"}, rkp, "ENV", 4, "KM-TRANSPORT", "EcdsaP256"},
-      {{}, {"generateEcdsaP256KeyPair:cut"}, rkp, "FAIL", 1, "RKP-PUBLIC-KEY", "COSE"},
-      {{}, {"generateEcdsaP256KeyPair:damaged"}, rkp, "FAIL", 1, "RKP-PUBLIC-KEY", "COSE"},
-      {{}, {}, {"attestation"}, "N/A", 3, "ATTEST-REMOTE", "provisioned remotely"},
-      {{}, {}, {"model", "Simulated Dual"}, "N/A", 3, "ATTEST-REMOTE", "provisioned remotely"},
+  const std::string rkp = "rkp-ids";
+  ExpectAll({
+      {"", rkp, "PASS 0 OK", "", "attestation=remote"},
+      {"service:default.keymint:absent", rkp, "ENV 4 KM-SERVICE-MISSING", "not registered"},
+      {"generateKey:-49", rkp, "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
+      {"generateKey:-1000", rkp, "FAIL 1 KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
+      {"generateKey:-1000@1", rkp, "FAIL 1 KM-UNKNOWN-ERROR", "done again"},
+      {"generateKey:dead-object", rkp, "ENV 4 KM-TRANSPORT", "default generateKey"},
+      {"service:default.rkp:absent", rkp, "ENV 4 RKP-SERVICE-MISSING", "not registered"},
+      {"generateEcdsaP256KeyPair:-1", rkp, "FAIL 1 RKP-KEYPAIR", "answered"},
+      {"generateEcdsaP256KeyPair:dead-object", rkp, "ENV 4 KM-TRANSPORT", "EcdsaP256"},
+      {"generateEcdsaP256KeyPair:cut", rkp, "FAIL 1 RKP-PUBLIC-KEY", "COSE"},
+      {"generateEcdsaP256KeyPair:damaged", rkp, "FAIL 1 RKP-PUBLIC-KEY", "COSE"},
+      {"", "attestation", "N/A 3 ATTEST-REMOTE", "provisioned remotely"},
+      {"", "model x", "N/A 3 ATTEST-REMOTE", "provisioned remotely"},
       // Without remotely provisioned keys either, nothing excuses the missing ones.
-      {{},
-       {"service:default.rkp:absent"},
-       {"attestation"},
-       "FAIL",
-       1,
-       "KM-KEYS-NOT-PROVISIONED",
+      {"service:default.rkp:absent", "attestation", "FAIL 1 KM-KEYS-NOT-PROVISIONED",
        "no factory attestation keys"},
   });
 }
 
 TEST_F(CheckCommandTest, TheRootOfTrustIsJudgedByWhatWasSeen) {
-  const std::vector<std::string> root = {"root-of-trust"};
-  Expect({
-      {{}, {"strongbox.sendRootOfTrust:-30"}, root, "FAIL", 1, "ESE-NOT-BOUND", "VERIFICATION_FAI"},
-      {{},
-       {"strongbox.sendRootOfTrust:dead-object"},
-       root,
-       "ENV",
-       4,
-       "KM-TRANSPORT",
-       "strongbox sendRootOfTrust"},
-      {{},
-       {"strongbox.sendRootOfTrust:dead-object@1"},
-       root,
-       "FAIL",
-       1,
-       "ESE-NOT-BOUND",
-       "done again"},
-      {{}, {"default.getRootOfTrust:damaged"}, root, "FAIL", 1, "ESE-NOT-BOUND", "sendRootOfTrust"},
-      {{}, {"default.getRootOfTrust:-49"}, root, "ENV", 4, "KM-HARDWARE", "default getRootOfTrust"},
-      {{}, {"strongbox.getRootOfTrustChallenge:-100"}, root, "N/A", 3, "ESE-OTHER-WAY", "another"},
-      {{}, {"strongbox.getInterfaceVersion:version=1"}, root, "N/A", 3, "ESE-VERSION", "version 2"},
-      {{}, {"service:strongbox:absent"}, root, "ENV", 4, "ESE-STRONGBOX-MISSING", "not registered"},
+  const std::string root = "root-of-trust";
+  const char kSend[] = "strongbox sendRootOfTrust";
+  ExpectAll({
+      {"strongbox.sendRootOfTrust:-30", root, "FAIL 1 ESE-NOT-BOUND", "VERIFICATION_FAILED"},
+      {"strongbox.sendRootOfTrust:dead-object", root, "ENV 4 KM-TRANSPORT", kSend},
+      {"strongbox.sendRootOfTrust:dead-object@1", root, "FAIL 1 ESE-NOT-BOUND", "done again"},
+      {"default.getRootOfTrust:damaged", root, "FAIL 1 ESE-NOT-BOUND", "sendRootOfTrust"},
+      {"default.getRootOfTrust:-49", root, "ENV 4 KM-HARDWARE", "default getRootOfTrust"},
+      {"strongbox.getRootOfTrustChallenge:-100", root, "N/A 3 ESE-OTHER-WAY", "another"},
+      {"strongbox.getInterfaceVersion:version=1", root, "N/A 3 ESE-VERSION", "version 2"},
+      {"service:strongbox:absent", root, "ENV 4 ESE-STRONGBOX-MISSING", "not registered"},
   });
 }
 
 TEST_F(CheckCommandTest, TheSharedSecretIsJudgedByWhatWasSeen) {
-  const std::vector<std::string> secret = {"shared-secret"};
-  Expect({
-      {{}, {"service:default:absent"}, secret, "ENV", 4, "SS-SERVICE-MISSING", "not registered"},
-      {{},
-       {"strongbox.getSharedSecretParameters:nonce=31"},
-       secret,
-       "FAIL",
-       1,
-       "SS-PARAMETERS",
-       "wrong length."},
-      {{},
-       {"service:strongbox.sharedsecret:absent"},
-       secret,
-       "ENV",
-       4,
-       "SS-SERVICE-MISSING",
-       "not"},
-      {{},
-       {"strongbox.computeSharedSecret:dead-object"},
-       secret,
-       "ENV",
-       4,
-       "KM-TRANSPORT",
-       "strongbox computeSharedSecret"},
-      {{}, {"default.computeSharedSecret:-1"}, secret, "FAIL", 1, "SS-COMPUTE", "answered"},
-      {{}, {"default.computeSharedSecret:damaged"}, secret, "FAIL", 1, "SS-DIFFERENT", "differ"},
-      {{"strongbox=no"}, {}, secret, "N/A", 3, "STRONGBOX-ABSENT", "no StrongBox"},
+  const std::string secret = "shared-secret";
+  const char kMissing[] = "ENV 4 SS-SERVICE-MISSING", kCompute[] = "strongbox computeSharedSecret";
+  const char kParameters[] = "strongbox.getSharedSecretParameters:nonce=31";
+  ExpectAll({
+      {"service:default:absent", secret, kMissing, "not registered"},
+      {kParameters, secret, "FAIL 1 SS-PARAMETERS", "wrong length."},
+      {"service:strongbox.sharedsecret:absent", secret, kMissing, "not"},
+      {"strongbox.computeSharedSecret:dead-object", secret, "ENV 4 KM-TRANSPORT", kCompute},
+      {"default.computeSharedSecret:-1", secret, "FAIL 1 SS-COMPUTE", "answered"},
+      {"default.computeSharedSecret:damaged", secret, "FAIL 1 SS-DIFFERENT", "differ"},
+      {"", secret, "N/A 3 STRONGBOX-ABSENT", "no StrongBox", "strongbox=no"},
   });
 }
 
@@ -285,27 +224,27 @@ TEST_F(CheckCommandTest, ThePlanFitsEveryKindOfDevice) {
     SCOPED_TRACE(plan.profile);
     std::filesystem::remove_all(work("device"));
     profile_ = plan.profile;
-    EXPECT_EQ(Rows({"--keep-going"}), plan.rows);
+    EXPECT_EQ(Rows("--keep-going"), plan.rows);
     EXPECT_EQ(exit_code_, plan.exit_code);
   }
 }
 
 TEST_F(CheckCommandTest, AFailureEndsTheRunAndNamesWhatWasNotRun) {
   SetDevice("strongbox-preshared-key=other");
-  EXPECT_THAT(Rows({}), ElementsAre("shared-secret/both FAIL SS-DIFFERENT"));
+  EXPECT_THAT(Rows(""), ElementsAre("shared-secret/both FAIL SS-DIFFERENT"));
   EXPECT_EQ(report_["summary"]["not_run"].asInt(), 8);
   EXPECT_EQ(report_["not_run"][7].asString(), "rkp-ids/strongbox");
-  EXPECT_THAT(Orx({"check", "all"}).out,
+  EXPECT_THAT(Orx("check all").out,
               AllOf(HasSubstr("1 failed, 0 not applicable, 0 environment, 8 not run\n"),
                     HasSubstr("not run: root-of-trust/both, attestation/default, "),
                     ContainsRegex("\nshared-secret/both:\n  reason:  .*\n  library: .*\n"
                                   "  next:    .*\n")));
-  EXPECT_THAT(Orx({"check", "shared-secret", "-q"}).out, Not(HasSubstr("\n  ")));
+  EXPECT_THAT(Orx("check shared-secret -q").out, Not(HasSubstr("\n  ")));
 }
 
 TEST_F(CheckCommandTest, TheModemIsWaitedForOnce) {
   faults_ = {"modem:silent"};
-  const std::vector<std::string> rows = Rows({"--keep-going", "--timeout", "0.4"});
+  const std::vector<std::string> rows = Rows("--keep-going --timeout 0.4");
   ASSERT_EQ(rows.size(), 9u);
   EXPECT_EQ(rows[5], "attestation-ids/default TIMEOUT MODEM-SILENT");
   EXPECT_EQ(rows[8], "rkp-ids/strongbox TIMEOUT MODEM-SILENT");
@@ -318,7 +257,7 @@ TEST_F(CheckCommandTest, AnInterruptedRunReportsWhatItDid) {
   faults_ = {"modem:silent"};
   options_.terminal = true;
   options_.signal_when_shown = "connected, waiting";
-  const ProgramResult result = Orx({"check", "all", "--junit", work("junit.xml")});
+  const ProgramResult result = Orx("check all --junit @junit.xml");
   EXPECT_EQ(result.exit_code, 130);
   EXPECT_THAT(result.out, AllOf(HasSubstr("attestation-ids  default    INTERRUPTED"),
                                 HasSubstr("5 passed"), HasSubstr("1 interrupted, 3 not run\n"),
@@ -331,7 +270,7 @@ TEST_F(CheckCommandTest, AnInterruptedRunReportsWhatItDid) {
 TEST_F(CheckCommandTest, OneRunPerIdentifierNamesAllThatFail) {
   SetDevice("provisioned-ids=model=Other,serial=Other");
   const Json::Value report =
-      OrxJson("report", {"check", "attestation", "--ids", "brand,serial,model", "--keep-going"});
+      OrxJson("report", "check attestation --ids brand,serial,model --keep-going");
   std::vector<std::string> verdicts;
   for (const Json::Value& check : report["checks"]) {
     verdicts.push_back(check["check"].asString() + " " + check["verdict"].asString());
@@ -339,46 +278,43 @@ TEST_F(CheckCommandTest, OneRunPerIdentifierNamesAllThatFail) {
   EXPECT_THAT(verdicts, ElementsAre("attestation:brand PASS", "attestation:serial FAIL",
                                     "attestation:model FAIL"));
   EXPECT_THAT(report["checks"][1]["cause"].asString(), HasSubstr("serial"));
-  EXPECT_EQ(Orx({"check", "attestation", "--ids", "brand,colour"}).exit_code, 2);
+  Expect("check attestation --ids brand,colour", 2);
 }
 
 TEST_F(CheckCommandTest, AdviceIsGivenAndChangesNoVerdict) {
-  const auto advice = [&](const std::string& setting, const std::vector<std::string>& words) {
+  const auto advice = [&](const std::string& setting, const char* words) {
     SetDevice(setting);
     const Json::Value check = OrxJson("check", words);
     std::string text = check["verdict"].asString() + ":";
     for (const Json::Value& line : check["advice"]) text += " " + line.asString();
     return text;
   };
-  const std::vector<std::string> strict = {"check", "attestation"};
+  const char strict[] = "check attestation";
   EXPECT_THAT(advice("attestation-expired=yes", strict),
               testing::AllOf(HasSubstr("PASS:"), HasSubstr("expired on"),
                              HasSubstr("key is not the published one")));
   const std::string newer = "attestation-root=/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
   EXPECT_THAT(advice(newer, strict),
               testing::AllOf(HasSubstr("FAIL:"), HasSubstr("the newer attestation root")));
-  EXPECT_THAT(advice(newer, {"check", "attestation", "--relaxed"}),
+  EXPECT_THAT(advice(newer, "check attestation --relaxed"),
               testing::AllOf(HasSubstr("PASS:"), HasSubstr("the newer attestation root")));
 }
 
 TEST_F(CheckCommandTest, ReportsMaskIdentifiersUnlessAskedNotTo) {
-  const std::vector<std::string> words = {"check", "attestation", "--ids",
-                                          "imei",  "--junit",     work("junit.xml")};
+  const std::string words = "check attestation --ids imei --junit @junit.xml";
   faults_ = {"default.generateKey:-66@2"};
   const std::string masked =
-      Orx(words).out + Read(work("junit.xml")) + OrxJson("check", words).toStyledString();
+      Orx(words).out + Read("junit.xml") + OrxJson("check", words).toStyledString();
   // As text, and as the byte list of a key parameter.
   EXPECT_THAT(masked, Not(HasSubstr("490154203237518")));
   EXPECT_THAT(masked, Not(HasSubstr("52, 57, 48")));
-  std::vector<std::string> shown = words;
-  shown.push_back("--show-ids");
-  EXPECT_THAT(OrxJson("check", shown).toStyledString(), HasSubstr("52, 57, 48"));
+  EXPECT_THAT(OrxJson("check", words + " --show-ids").toStyledString(), HasSubstr("52, 57, 48"));
 }
 
 TEST_F(CheckCommandTest, JunitTellsTheVerdictsApart) {
   SetDevice("strongbox-preshared-key=other");
   faults_ = {"default.generateKey:-49"};
-  Orx({"check", "all", "--keep-going", "--junit", work("junit.xml")});
+  Orx("check all --keep-going --junit @junit.xml");
   EXPECT_EQ(Xml("string(/testsuite/@tests)"), "9");
   EXPECT_EQ(Xml("string(/testsuite/@failures)"), Xml("count(//failure)"));
   EXPECT_EQ(Xml("string(/testsuite/@errors)"), Xml("count(//error)"));
@@ -389,8 +325,7 @@ TEST_F(CheckCommandTest, JunitTellsTheVerdictsApart) {
 
 TEST_F(CheckCommandTest, AReportThatCannotBeWrittenIsAFailureBeforeTheFirstCheck) {
   for (const char* quiet : {"-v", "-q", "--json"}) {
-    const ProgramResult result =
-        Orx({"check", "shared-secret", quiet, "--junit", work("no/junit.xml")});
+    const ProgramResult result = Orx({"check", "shared-secret", quiet, "--junit", "@no/junit.xml"});
     EXPECT_EQ(result.exit_code, 1) << quiet;
     EXPECT_THAT(result.out + result.err, HasSubstr("No such file")) << quiet;
     EXPECT_THAT(result.out + result.err, Not(HasSubstr("negotiation"))) << quiet;
@@ -398,7 +333,7 @@ TEST_F(CheckCommandTest, AReportThatCannotBeWrittenIsAFailureBeforeTheFirstCheck
 }
 
 TEST_F(CheckCommandTest, JsonLinesComeAsChecksEnd) {
-  const ProgramResult result = Orx({"check", "all", "--json-lines"});
+  const ProgramResult result = Orx("check all --json-lines");
   std::istringstream lines(result.out);
   std::vector<Json::Value> values;
   for (std::string line; std::getline(lines, line);) values.push_back(orx_test::ParseJson(line));
@@ -411,29 +346,25 @@ TEST_F(CheckCommandTest, JsonLinesComeAsChecksEnd) {
 TEST_F(CheckCommandTest, AHealthyReportLeavesRoomOnTheSmallestScreen) {
   for (const char* columns : {"80", "60"}) {
     const std::string command = std::string("stty cols ") + columns + "; " ORX_PROGRAM " check all";
-    Orx({"--version"});
-    const ProgramResult shown = Simulator(
-        {"run", "-q", "--device", work("device"), "--", "script", "-qec", command, "/dev/null"});
+    const ProgramResult shown = Inside({"script", "-qec", command, "/dev/null"});
     EXPECT_EQ(shown.exit_code, 0) << shown.out;
     EXPECT_LE(std::count(shown.out.begin(), shown.out.end(), '\n'), 24 - 3) << shown.out;
   }
 }
 
 TEST_F(CheckCommandTest, NotesAreShownUnlessQuiet) {
-  EXPECT_THAT(Orx({"check", "attestation"}).out,
-              HasSubstr("note: attestation/default: the root's key"));
-  EXPECT_THAT(Orx({"check", "attestation", "-q"}).out, Not(HasSubstr("note:")));
+  EXPECT_THAT(Orx("check attestation").out, HasSubstr("note: attestation/default: the root's key"));
+  EXPECT_THAT(Orx("check attestation -q").out, Not(HasSubstr("note:")));
 }
 
 TEST_F(CheckCommandTest, ShowsAndWritesTheChainOfAnAttestationKey) {
-  const ProgramResult made = Orx({"attest-key", "-o", work("chain")});
-  ASSERT_EQ(made.exit_code, 0) << made.err;
-  const ProgramResult openssl = orx_test::RunProgram(
-      {"openssl", "verify", "-no_check_time", "-CAfile", work("chain/cert3.pem"), "-untrusted",
-       work("chain/chain.pem"), work("chain/cert0.pem")});
+  Expect("attest-key -o @chain", 0);
+  const ProgramResult openssl = Program(
+      "openssl verify -no_check_time -CAfile @chain/cert3.pem"
+      " -untrusted @chain/chain.pem @chain/cert0.pem");
   EXPECT_EQ(openssl.exit_code, 0) << openssl.err;
 
-  const Json::Value chain = OrxJson("answer", {"chain", "show", work("chain/chain.pem")});
+  const Json::Value chain = OrxJson("answer", "chain show @chain/chain.pem");
   ASSERT_EQ(chain["certificates"].size(), 4u);
   const Json::Value& leaf = chain["certificates"][0];
   EXPECT_EQ(leaf["subject"].asString(), "/CN=Android Keystore Key");
@@ -446,14 +377,12 @@ TEST_F(CheckCommandTest, ShowsAndWritesTheChainOfAnAttestationKey) {
   EXPECT_FALSE(record["hardwareEnforced"]["rootOfTrust"]["deviceLocked"].asBool());
   EXPECT_FALSE(record.isMember("error"));
   EXPECT_EQ(chain["certificates"][3]["subject"].asString(), "/serialNumber=f92009e853b6b045");
-  EXPECT_THAT(Orx({"chain", "show", work("chain/cert0.pem")}).out,
-              HasSubstr("    verifiedBootState: Unverified\n"));
+  Expect("chain show @chain/cert0.pem", 0, "    verifiedBootState: Unverified\n");
 
-  Write(work("text"), "text");
-  EXPECT_THAT(Orx({"chain", "show", work("text")}).err, HasSubstr("[CERTIFICATE-FORMAT]"));
-  EXPECT_EQ(Orx({"attest-key", "--strongbox", "-o", work("chain")}).exit_code, 0);
-  EXPECT_EQ(OrxJson("answer", {"chain", "show", work("chain/chain.pem")})["certificates"].size(),
-            1u);
+  Write("text", "text");
+  Expect("chain show @text", 1, "[CERTIFICATE-FORMAT]");
+  Expect("attest-key --strongbox -o @chain", 0);
+  EXPECT_EQ(OrxJson("answer", "chain show @chain/chain.pem")["certificates"].size(), 1u);
 }
 
 }  // namespace

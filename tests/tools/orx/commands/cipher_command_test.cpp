@@ -14,15 +14,12 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-constexpr const char kKeyHex[] = "000102030405060708090a0b0c0d0e0f";
+const std::string kImport = "key import 50 --hex 000102030405060708090a0b0c0d0e0f";
 constexpr size_t kPiece = size_t{128} * 1024;
 
 class CipherCommandTest : public ToolTest {
  protected:
-  void ImportKey() {
-    const ProgramResult result = Orx({"key", "import", "50", "--hex", kKeyHex});
-    ASSERT_EQ(result.exit_code, 0) << result.err;
-  }
+  void SetUp() override { Expect(kImport, 0); }
 
   static std::string Pattern(size_t size) {
     std::string text(size, 0);
@@ -46,14 +43,13 @@ class CipherCommandTest : public ToolTest {
   }
 
   std::string Encrypted(const std::string& text) {
-    Write(work("text"), text);
-    EXPECT_EQ(Orx({"encrypt", "50", "-i", work("text"), "-o", work("cipher")}).exit_code, 0);
-    return Read(work("cipher"));
+    Write("text", text);
+    Expect("encrypt 50 -i @text -o @cipher", 0);
+    return Read("cipher");
   }
 };
 
 TEST_F(CipherCommandTest, EncryptsAsPlainCbcAndDecryptsInANewProcess) {
-  ImportKey();
   for (const size_t size : {size_t{0}, size_t{1}, size_t{15}, size_t{16}, size_t{17}, kPiece - 1,
                             kPiece, kPiece + 1, 3 * kPiece + 5}) {
     SCOPED_TRACE(size);
@@ -61,57 +57,49 @@ TEST_F(CipherCommandTest, EncryptsAsPlainCbcAndDecryptsInANewProcess) {
     const std::string cipher = Encrypted(text);
     ASSERT_GE(cipher.size(), 32u);
     EXPECT_TRUE(cipher.substr(16) == Reference(text, cipher.substr(0, 16)));
-    EXPECT_EQ(Orx({"decrypt", "50", "-i", work("cipher"), "-o", work("back")}).exit_code, 0);
-    EXPECT_TRUE(Read(work("back")) == text);
+    Expect("decrypt 50 -i @cipher -o @back", 0);
+    EXPECT_TRUE(Read("back") == text);
   }
 }
 
 TEST_F(CipherCommandTest, UsesANewIvEachTime) {
-  ImportKey();
   EXPECT_NE(Encrypted("text").substr(0, 16), Encrypted("text").substr(0, 16));
 }
 
 TEST_F(CipherCommandTest, RunsThroughStandardStreams) {
-  ImportKey();
   options_.input = Pattern(100000);
-  const ProgramResult encrypted = Orx({"encrypt", "50"});
+  const ProgramResult encrypted = Orx("encrypt 50");
   ASSERT_EQ(encrypted.exit_code, 0) << encrypted.err;
   options_.input = encrypted.out;
-  EXPECT_TRUE(Orx({"decrypt", "50"}).out == Pattern(100000));
+  EXPECT_TRUE(Orx("decrypt 50").out == Pattern(100000));
 }
 
 TEST_F(CipherCommandTest, WithoutPaddingTakesWholeBlocksOnly) {
-  ImportKey();
-  Write(work("text"), std::string(32, 'x'));
-  const std::vector<std::string> encrypt = {"encrypt",    "50", "--no-padding", "-i",
-                                            work("text"), "-o", work("cipher")};
-  ASSERT_EQ(Orx(encrypt).exit_code, 0);
-  EXPECT_EQ(Read(work("cipher")).size(), 48u);
-  EXPECT_EQ(Orx({"decrypt", "50", "--no-padding", "-i", work("cipher")}).out, std::string(32, 'x'));
+  const char encrypt[] = "encrypt 50 --no-padding -i @text -o @cipher";
+  Write("text", std::string(32, 'x'));
+  Expect(encrypt, 0);
+  EXPECT_EQ(Read("cipher").size(), 48u);
+  EXPECT_EQ(Orx("decrypt 50 --no-padding -i @cipher").out, std::string(32, 'x'));
 
-  Write(work("short"), std::string(15, 'x'));  // of an IV
-  EXPECT_EQ(Orx({"decrypt", "50", "--no-padding", "-i", work("short")}).exit_code, 1);
+  Write("short", std::string(15, 'x'));  // of an IV
+  Expect("decrypt 50 --no-padding -i @short", 1);
 
-  Write(work("text"), std::string(33, 'x'));
+  Write("text", std::string(33, 'x'));
   std::filesystem::remove(work("cipher"));
-  const ProgramResult odd = Orx(encrypt);
-  EXPECT_EQ(odd.exit_code, 1);
-  EXPECT_THAT(odd.err, HasSubstr("INPUT-NOT-ALIGNED"));
-  EXPECT_FALSE(Exists(work("cipher")));
+  Expect(encrypt, 1, "INPUT-NOT-ALIGNED");
+  EXPECT_FALSE(Exists("cipher"));
 }
 
 TEST_F(CipherCommandTest, ADumbTerminalShowsNoProgress) {
-  ImportKey();
-  Write(work("text"), Pattern(100));
+  Write("text", Pattern(100));
   options_.terminal = true;
   setenv("TERM", "dumb", 1);
-  EXPECT_THAT(Orx({"encrypt", "50", "-i", work("text"), "-o", work("out")}).err, IsEmpty());
+  EXPECT_THAT(Orx("encrypt 50 -i @text -o @out").err, IsEmpty());
 }
 
 TEST_F(CipherCommandTest, DecryptedFilesArePrivate) {
-  ImportKey();
   Encrypted("text");
-  ASSERT_EQ(Orx({"decrypt", "50", "-i", work("cipher"), "-o", work("back")}).exit_code, 0);
+  Expect("decrypt 50 -i @cipher -o @back", 0);
   struct stat status = {};
   ASSERT_EQ(stat(work("back").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600u);
@@ -124,7 +112,6 @@ struct DamageCase {
 };
 
 TEST_F(CipherCommandTest, DamagedCiphertextGetsOneLineAndLeavesNoOutput) {
-  ImportKey();
   const std::string cipher = Encrypted(Pattern(100));
   const DamageCase cases[] = {
       {"empty", [](std::string) { return std::string(); }, "CIPHERTEXT-LENGTH"},
@@ -141,34 +128,31 @@ TEST_F(CipherCommandTest, DamagedCiphertextGetsOneLineAndLeavesNoOutput) {
        "PADDING-WRONG"}};
   for (const DamageCase& c : cases) {
     SCOPED_TRACE(c.title);
-    Write(work("bad"), c.damage(cipher));
-    const ProgramResult result =
-        Orx({"decrypt", "50", "-q", "-i", work("bad"), "-o", work("back")});
+    Write("bad", c.damage(cipher));
+    const ProgramResult result = Orx("decrypt 50 -q -i @bad -o @back");
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_THAT(result.err, HasSubstr(c.code));
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-    EXPECT_FALSE(Exists(work("back")));
+    EXPECT_FALSE(Exists("back"));
   }
 }
 
 TEST_F(CipherCommandTest, AFailureInALaterPieceLeavesTheOldOutput) {
-  ImportKey();
-  Write(work("text"), Pattern(2 * kPiece));
-  Write(work("cipher"), "old");
+  Write("text", Pattern(2 * kPiece));
+  Write("cipher", "old");
   faults_ = {"begin:-62@2"};
-  const ProgramResult result = Orx({"encrypt", "50", "-i", work("text"), "-o", work("cipher")});
+  const ProgramResult result = Orx("encrypt 50 -i @text -o @cipher");
   EXPECT_EQ(result.exit_code, 1);
   EXPECT_THAT(result.err, AllOf(HasSubstr("[KM-KEY-OUTDATED]"), HasSubstr("KEY_REQUIRES_UPGRADE"),
                                 HasSubstr("library: SYM: AES begin (encrypt) failed, code:-62"),
                                 HasSubstr("try: ")));
-  EXPECT_EQ(Read(work("cipher")), "old");
+  EXPECT_EQ(Read("cipher"), "old");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(work("")), {}), 3);
 }
 
 // Buffers that went back to the system with each call cost 700 faults a MB.
 TEST_F(CipherCommandTest, MemoryIsFaultedInOnce) {
   if (dlsym(RTLD_DEFAULT, "__asan_init") != nullptr) GTEST_SKIP() << "another allocator";
-  ImportKey();
   const auto faults = [&](size_t size) {
     rusage before = {};
     rusage after = {};
@@ -182,48 +166,41 @@ TEST_F(CipherCommandTest, MemoryIsFaultedInOnce) {
 }
 
 TEST_F(CipherCommandTest, NothingGoesOutBeforeTheKeyWorks) {
-  ImportKey();
   options_.input = "text";
   faults_ = {"begin:-33@1"};
-  EXPECT_EQ(Orx({"encrypt", "50"}).out, "");
+  Expect("encrypt 50", 1);
 }
 
 TEST_F(CipherCommandTest, AnOutputThatCannotBeWrittenIsTold) {
-  ImportKey();
-  EXPECT_THAT(Orx({"encrypt", "50", "-o", work("no/folder")}).err, HasSubstr("No such file"));
+  Expect("encrypt 50 -o @no/folder", 1, "No such file");
   options_.input = "text";
-  const ProgramResult result = Orx({"encrypt", "50", "-o", "/dev/full"});
-  EXPECT_EQ(result.exit_code, 1);
-  EXPECT_THAT(result.err, HasSubstr("No space left"));
+  Expect("encrypt 50 -o /dev/full", 1, "No space left");
 }
 
 TEST_F(CipherCommandTest, ShowsABarOnATerminalOnly) {
-  ImportKey();
-  Write(work("text"), Pattern(2 * kPiece));
-  const std::vector<std::string> words = {"encrypt", "50", "-i", work("text"), "-o", work("out")};
+  Write("text", Pattern(2 * kPiece));
+  const std::string words = "encrypt 50 -i @text -o @out";
   EXPECT_THAT(Orx(words).err, IsEmpty());
   options_.terminal = true;
   EXPECT_THAT(Orx(words).err, HasSubstr("] 0.3 MB of 0.3 MB"));
-  EXPECT_THAT(Orx({"encrypt", "50", "-q", "-i", work("text"), "-o", work("out")}).err, IsEmpty());
+  EXPECT_THAT(Orx(words + " -q").err, IsEmpty());
 }
 
 TEST_F(CipherCommandTest, AnswersInJson) {
-  ImportKey();
-  Write(work("text"), "text");
-  const Json::Value answer =
-      OrxJson("answer", {"encrypt", "50", "-i", work("text"), "-o", work("cipher")});
+  Write("text", "text");
+  const Json::Value answer = OrxJson("answer", "encrypt 50 -i @text -o @cipher");
   EXPECT_EQ(answer["bytes_in"].asInt(), 4);
   EXPECT_EQ(answer["bytes_out"].asInt(), 32);
-  const Json::Value failure = OrxJson("failure", {"encrypt", "51", "-i", work("text"), "-o", "x"});
+  const Json::Value failure = OrxJson("failure", "encrypt 51 -i @text -o x");
   EXPECT_EQ(failure["error"]["code"].asString(), "KEY-SLOT-EMPTY");
-  EXPECT_EQ(OrxJson("failure", {"encrypt", "50"})["error"]["code"].asString(), "USAGE");
+  EXPECT_EQ(OrxJson("failure", "encrypt 50")["error"]["code"].asString(), "USAGE");
 }
 
 TEST_F(CipherCommandTest, VerboseShowsTheLibrarysLog) {
-  const ProgramResult result = Orx({"-v", "key", "import", "50", "--hex", kKeyHex});
+  const ProgramResult result = Orx("-v " + kImport + " --force");
   EXPECT_THAT(result.err, HasSubstr("ORX src/keymint/ORX_SYM.cpp:"));
   EXPECT_THAT(result.err, HasSubstr(": SYM: Importing key for keyid=50\n"));
-  EXPECT_THAT(Orx({"key", "import", "51", "--hex", kKeyHex}).err, Not(HasSubstr("ORX ")));
+  EXPECT_THAT(Orx(kImport + " --force").err, Not(HasSubstr("ORX ")));
 }
 
 }  // namespace

@@ -38,60 +38,31 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
 
-using Line = std::vector<std::string>;
-
-// Lines that succeed one after the other, as far as one can. "@NAME" is a file of the test case.
+// Lines that succeed one after the other, as far as one can.
 struct LineGroup {
   const char* title;
-  std::vector<Line> lines;
+  std::vector<Words> lines;
 };
 
 const std::vector<LineGroup>& LineGroups() {
-  static const auto& groups =
-      *new std::vector<LineGroup>{{"SymmetricKeys",
-                                   {{"key", "import", "50", "--hex", std::string(32, '0')},
-                                    {"key", "list"},
-                                    {"key", "show", "50"},
-                                    {"encrypt", "50", "-i", "@data", "-o", "@cipher"},
-                                    {"decrypt", "50", "-i", "@cipher", "-o", "@plain"},
-                                    {"key", "delete", "50", "--file"}}},
-                                  {"RsaKeys",
-                                   {{"key", "import", "51", "--pkcs8", "@rsa.pem"},
-                                    {"sign", "51", "-i", "@data"},
-                                    {"verify", "51", "-i", "@data", "-s", "@data"},
-                                    {"rsa-encrypt", "51", "-i", "@data"},
-                                    {"rsa-decrypt", "51", "-i", "@data"}}},
-                                  {"Data",
-                                   {{"hash", "sha1", "@data"},
-                                    {"kdf", "--secret", "@data", "-n", "8"},
-                                    {"random", "8", "-o", "@random"},
-                                    {"store", "put", "1", "-i", "@data"},
-                                    {"store", "get", "1"},
-                                    {"store", "size", "1"},
-                                    {"store", "list"},
-                                    {"store", "rm", "1"}}},
-                                  {"Identity",
-                                   {{"ids"},
-                                    {"imei"},
-                                    {"imei2"},
-                                    {"meid"},
-                                    {"uid"},
-                                    {"mode"},
-                                    {"records"},
-                                    {"modem", "AT+CGSN"}}},
-                                  {"Checks",
-                                   {{"check", "list"},
-                                    {"check", "attestation"},
-                                    {"check", "model", "x"},
-                                    {"check", "rkp-ids"},
-                                    {"check", "root-of-trust"},
-                                    {"check", "shared-secret"},
-                                    {"check", "all", "--keep-going"}}},
-                                  {"Diagnosis",
-                                   {{"attest-key", "-o", "@chain"},
-                                    {"chain", "show", "@chain/chain.pem"},
-                                    {"doctor", "--timeout", "60"},
-                                    {"explain", "USAGE"}}}};
+  static const auto& groups = *new std::vector<LineGroup>{
+      {"SymmetricKeys",
+       {"key import 50 --hex 00000000000000000000000000000000", "key list", "key show 50",
+        "encrypt 50 -i @data -o @cipher", "decrypt 50 -i @cipher -o @plain",
+        "key delete 50 --file"}},
+      {"RsaKeys",
+       {"key import 51 --pkcs8 @rsa.pem", "sign 51 -i @data", "verify 51 -i @data -s @data",
+        "rsa-encrypt 51 -i @data", "rsa-decrypt 51 -i @data"}},
+      {"Data",
+       {"hash sha1 @data", "kdf --secret @data -n 8", "random 8 -o @random", "store put 1 -i @data",
+        "store get 1", "store size 1", "store list", "store rm 1"}},
+      {"Identity", {"ids", "imei", "imei2", "meid", "uid", "mode", "records", "modem AT+CGSN"}},
+      {"Checks",
+       {"check list", "check attestation", "check model x", "check rkp-ids", "check root-of-trust",
+        "check shared-secret", "check all --keep-going"}},
+      {"Diagnosis",
+       {"attest-key -o @chain", "chain show @chain/chain.pem", "doctor --timeout 60",
+        "explain USAGE"}}};
   return groups;
 }
 
@@ -100,19 +71,13 @@ class EveryCommandTest : public ToolTest {};
 class EnvelopeTest : public ToolTest, public testing::WithParamInterface<LineGroup> {};
 
 TEST_P(EnvelopeTest, IsOneForAllCommands) {
-  Write(work("data"), "data");
+  Write("data", "data");
   if (GetParam().title == std::string("RsaKeys")) {
-    const Line make = {"openssl", "genpkey", "-quiet",       "-algorithm",
-                       "RSA",     "-out",    work("rsa.pem")};
-    ASSERT_EQ(orx_test::RunProgram(make).exit_code, 0);
+    Shell("openssl genpkey -quiet -algorithm RSA -out rsa.pem");
   }
-  for (const Line& line : GetParam().lines) {
+  for (const Words& line : GetParam().lines) {
     SCOPED_TRACE(testing::PrintToString(line));
-    Line words = line;
-    for (std::string& word : words) {
-      if (word[0] == '@') word = work(word.substr(1));
-    }
-    const Json::Value answer = OrxAnswer(words);
+    const Json::Value answer = OrxAnswer(line);
     const std::string command = answer["command"].asString();
     EXPECT_EQ(command, line[0] == command ? command : line[0] + " " + line[1]);
     EXPECT_EQ(answer["tool_version"].asString(), ORX_VERSION_STRING);
@@ -130,7 +95,7 @@ TEST(EnvelopeLines, LeaveNoCommandOut) {
   std::set<std::string> missing;
   for (const Command& command : Commands()) missing.insert(command.name);
   for (const LineGroup& group : LineGroups()) {
-    for (const Line& line : group.lines) {
+    for (const Words& line : group.lines) {
       missing.erase(line[0]);
       if (line.size() > 1) missing.erase(line[0] + " " + line[1]);
     }
@@ -140,7 +105,7 @@ TEST(EnvelopeLines, LeaveNoCommandOut) {
 
 TEST_F(EveryCommandTest, TheSchemaRefusesOtherDocuments) {
   const Json::Value schema = Schema();
-  const Json::Value answer = OrxAnswer({"mode"});
+  const Json::Value answer = OrxAnswer("mode");
   for (const std::string& member : answer.getMemberNames()) {
     Json::Value wrong = answer;
     wrong.removeMember(member);
@@ -156,25 +121,18 @@ TEST_F(EveryCommandTest, TheSchemaRefusesOtherDocuments) {
 TEST_F(EveryCommandTest, VerboseMasksWhatNamesTheDevice) {
   const std::vector<std::string> secrets = {"490154203237518", "SIM0000000000001",
                                             "0123456789abcdef", "52, 57, 48"};
-  for (const std::vector<std::string>& words : {std::vector<std::string>{"imei"},
-                                                {"uid"},
-                                                {"ids"},
-                                                {"records"},
-                                                {"doctor"},
-                                                {"modem", "AT"},
-                                                {"check", "attestation", "--ids", "all"}}) {
-    SCOPED_TRACE(words[0]);
-    std::vector<std::string> verbose = {"-v"};
-    verbose.insert(verbose.end(), words.begin(), words.end());
-    const std::string log = Orx(verbose).err;
+  for (const char* words :
+       {"imei", "uid", "ids", "records", "doctor", "modem AT", "check attestation --ids all"}) {
+    SCOPED_TRACE(words);
+    const std::string log = Orx(Words("-v") + words).err;
     for (const std::string& secret : secrets) EXPECT_THAT(log, Not(HasSubstr(secret)));
   }
-  EXPECT_THAT(Orx({"-v", "imei"}).err, HasSubstr("Parse IMEI from modem is: 49****"));
-  EXPECT_THAT(Orx({"-v", "--show-ids", "imei"}).err, HasSubstr("490154203237518"));
+  EXPECT_THAT(Orx("-v imei").err, HasSubstr("Parse IMEI from modem is: 49****"));
+  EXPECT_THAT(Orx("-v --show-ids imei").err, HasSubstr("490154203237518"));
 }
 
 TEST_F(EveryCommandTest, VersionIsTheHeaders) {
-  EXPECT_EQ(Orx({"--version"}).out, "orx " ORX_VERSION_STRING "\n");
+  EXPECT_EQ(Orx("--version").out, "orx " ORX_VERSION_STRING "\n");
 }
 
 }  // namespace

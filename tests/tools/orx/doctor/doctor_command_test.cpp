@@ -18,7 +18,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 // Enough for a slow machine; the doctor's own limit is for devices.
-const std::vector<std::string> kDoctor = {"doctor", "--timeout", "60"};
+const char kDoctor[] = "doctor --timeout 60";
 
 class DoctorCommandTest : public ToolTest {
  protected:
@@ -47,28 +47,25 @@ class DoctorCommandTest : public ToolTest {
   }
 
   // OutsideAsNobody is the doctor's answer where no device is, as a user without privileges.
-  static Json::Value OutsideAsNobody() {
-    std::vector<std::string> words = {ORX_PROGRAM, "doctor", "--json", "--timeout", "60"};
-    if (geteuid() == 0) {
-      // The superuser may everything.
-      const std::vector<std::string> as_nobody = {"setpriv", "--reuid=65534", "--regid=65534",
-                                                  "--clear-groups"};
-      words.insert(words.begin(), as_nobody.begin(), as_nobody.end());
-    }
-    return orx_test::ParseJson(orx_test::RunProgram(words).out)["result"];
+  Json::Value OutsideAsNobody() {
+    Words words = {ORX_PROGRAM, "doctor", "--json", "--timeout", "60"};
+    // The superuser may everything.
+    if (geteuid() == 0) words = "setpriv --reuid=65534 --regid=65534 --clear-groups" + words;
+    return orx_test::ParseJson(Program(words).out)["result"];
   }
 };
 
 TEST_F(DoctorCommandTest, FindsAHealthyDeviceHealthy) {
-  ASSERT_EQ(Orx({"key", "import", "50", "--hex", std::string(32, '0')}).exit_code, 0);
+  Expect("key import 50 --random", 0);
   const ProgramResult result = Orx(kDoctor);
   EXPECT_EQ(result.exit_code, 0) << result.out;
-  EXPECT_THAT(result.out, HasSubstr("version 3, TRUSTED_ENVIRONMENT"));
-  EXPECT_THAT(result.out, HasSubstr("-byte blob, AES-128\n"));
-  EXPECT_THAT(result.out, HasSubstr("a daemon listens on /dev/socket/rild-oem"));
+  for (const char* text : {"version 3, TRUSTED_ENVIRONMENT", "-byte blob, AES-128\n",
+                           "a daemon listens on /dev/socket/rild-oem",
+                           "property                ro.product.vendor.brand = ",
+                           "note     property                ro."}) {
+    EXPECT_THAT(result.out, HasSubstr(text));
+  }
   EXPECT_THAT(result.out, Not(HasSubstr("SIM0000000000001")));
-  EXPECT_THAT(result.out, HasSubstr("property                ro.product.vendor.brand = "));
-  EXPECT_THAT(result.out, HasSubstr("note     property                ro."));
   EXPECT_TRUE(OrxJson("doctor", kDoctor)["healthy"].asBool());
 }
 
@@ -83,14 +80,10 @@ TEST_F(DoctorCommandTest, NamesWhatIsMissingWithItsOwner) {
 }
 
 TEST_F(DoctorCommandTest, TellsKeysThatTheDeviceDoesNotOpen) {
-  for (const char* id : {"17", "50", "51"}) {
-    ASSERT_EQ(Orx({"key", "import", id, "--hex", std::string(32, '0')}).exit_code, 0);
-  }
-  const std::string blob = "/mnt/vendor/persist/security/zol_key_";
-  EXPECT_EQ(Simulator({"run", "-q", "--device", work("device"), "--", "bash", "-c",
-                       "echo x >>" + blob + "user0; rm " + blob + "user1; mkdir " + blob + "user1"})
-                .exit_code,
-            0);
+  for (const std::string id : {"17", "50", "51"}) Expect("key import --random " + id, 0);
+  Inside({"bash", "-c",
+          "cd /mnt/vendor/persist/security; echo x >>zol_key_user0;"
+          "rm zol_key_user1; mkdir zol_key_user1"});
   const auto problems = Problems(OrxJson("doctor", kDoctor));
   EXPECT_EQ(problems.at("key slot 50"), "KM-BLOB-REFUSED");
   EXPECT_EQ(problems.at("key slot 51"), "KEY-FILE-UNREADABLE");
@@ -99,21 +92,21 @@ TEST_F(DoctorCommandTest, TellsKeysThatTheDeviceDoesNotOpen) {
 }
 
 TEST_F(DoctorCommandTest, AMissingServiceAndFolderAreEnvironmentFailures) {
+  in_device_ = false;
   std::filesystem::remove("/mnt/vendor/persist/security");
-  const ProgramResult result =
-      orx_test::RunProgram({ORX_PROGRAM, "doctor", "--json", "--timeout", "60"});
-  EXPECT_EQ(result.exit_code, 4);
-  const auto problems = Problems(orx_test::ParseJson(result.out)["result"]);
+  const Json::Value answer = OrxAnswer(kDoctor);
+  EXPECT_EQ(answer["exit_code"].asInt(), 4);
+  const auto problems = Problems(answer["result"]);
   EXPECT_EQ(problems.at("symmetric service"), "KM-SERVICE-MISSING");
   EXPECT_EQ(problems.at("keymint/default"), "KM-SERVICE-MISSING");
   EXPECT_EQ(problems.at("folder"), "PERSIST-MISSING");
   Write("/mnt/vendor/persist/security", "a file");
-  EXPECT_THAT(orx_test::RunProgram({ORX_PROGRAM, "key", "list"}).err, HasSubstr("is not a folder"));
+  EXPECT_THAT(Orx("key list").err, HasSubstr("is not a folder"));
 }
 
 struct ServiceRow {
   const char* fault;
-  std::vector<std::string> options;
+  const char* words;
   const char* area;
   const char* code;
   int exit_code;
@@ -121,17 +114,14 @@ struct ServiceRow {
 
 TEST_F(DoctorCommandTest, AServiceThatDoesNotAnswerWellIsAProblem) {
   const ServiceRow rows[] = {
-      {"strongbox.getHardwareInfo:dead-object", {}, "keymint/strongbox", "KM-TRANSPORT", 4},
-      {"strongbox.getHardwareInfo:-1000", {}, "keymint/strongbox", "KM-FAILED", 1},
-      {"default.rkp.getInterfaceVersion:dead-object", {}, "rkp/default", "KM-TRANSPORT", 4},
-      {"default.getHardwareInfo:delay=30", {"--timeout", "0.5"}, "service", "TIMED-OUT", 5}};
+      {"strongbox.getHardwareInfo:dead-object", kDoctor, "keymint/strongbox", "KM-TRANSPORT", 4},
+      {"strongbox.getHardwareInfo:-1000", kDoctor, "keymint/strongbox", "KM-FAILED", 1},
+      {"default.rkp.getInterfaceVersion:dead-object", kDoctor, "rkp/default", "KM-TRANSPORT", 4},
+      {"default.getHardwareInfo:delay=30", "doctor --timeout 0.5", "service", "TIMED-OUT", 5}};
   for (const ServiceRow& row : rows) {
     SCOPED_TRACE(row.fault);
     faults_ = {row.fault};
-    std::vector<std::string> words =
-        row.options.empty() ? kDoctor : std::vector<std::string>{"doctor"};
-    words.insert(words.end(), row.options.begin(), row.options.end());
-    const Json::Value answer = OrxAnswer(words);
+    const Json::Value answer = OrxAnswer(row.words);
     EXPECT_EQ(answer["exit_code"].asInt(), row.exit_code);
     EXPECT_EQ(Problems(answer["result"])[row.area], row.code);
   }
@@ -181,7 +171,7 @@ TEST_F(DoctorCommandTest, SpeaksToIntegratorsOnAndroidOrWhenAsked) {
       "         add to android/orx.rc: setprop ro.vendor.boot.serialno ${ro.boot.serialno}\n"
       "         ro.boot.serialno itself is closed to vendor domains; init alone may pass it on.\n";
   EXPECT_THAT(Orx(kDoctor).out, Not(HasSubstr("add to")));
-  EXPECT_THAT(Orx({"doctor", "-v", "--timeout", "60"}).out, HasSubstr(line));
+  EXPECT_THAT(Orx("doctor -v --timeout 60").out, HasSubstr(line));
   SetDevice("ro.build.version.sdk=34");
   EXPECT_THAT(Orx(kDoctor).out,
               AllOf(HasSubstr(line), HasSubstr("         if it should be there, add to ")));
@@ -234,13 +224,9 @@ TEST_F(DoctorCommandTest, TellsAMissingGroupFromAWrongModeAndFromThePolicy) {
   EXPECT_EQ(remedy.lines[1].line, "orx_modem_client(DOMAIN)");
 }
 
-struct ExplainCase {
-  std::vector<std::string> words;
-  const char* text;
-};
-
 TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
-  const ExplainCase cases[] = {
+  in_device_ = false;
+  const std::pair<Words, const char*> cases[] = {
       {{"KM-SERVICE-MISSING"}, "log line: Could not obtain the keymint service"},
       {{"km-service-missing"}, "owner: init and sepolicy"},
       {{"KEY_REQUIRES_UPGRADE"}, "KM-KEY-OUTDATED (exit code 1)"},
@@ -258,16 +244,10 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
       {{"  reason:  The KeyMint service is not registered, or this process may not find it "
         "(default)."},
        "KM-SERVICE-MISSING"},
-      {{"KM: GenerateKey"}, "no failure"}};
-  for (const ExplainCase& c : cases) {
-    std::vector<std::string> words = {ORX_PROGRAM, "explain"};
-    words.insert(words.end(), c.words.begin(), c.words.end());
-    const ProgramResult result = orx_test::RunProgram(words);
-    EXPECT_EQ(result.exit_code, 0) << result.err;
-    EXPECT_THAT(result.out, HasSubstr(c.text));
-  }
-  EXPECT_EQ(orx_test::RunProgram({ORX_PROGRAM, "explain", "no such thing"}).exit_code, 1);
-  EXPECT_THAT(orx_test::RunProgram({ORX_PROGRAM, "explain"}).out, HasSubstr("\nSS-DIFFERENT"));
+      {{"KM: GenerateKey"}, "no failure"},
+      {{}, "\nSS-DIFFERENT"}};
+  for (const auto& [words, text] : cases) Expect(Words("explain") + words, 0, text);
+  Expect({"explain", "no such thing"}, 1);
 }
 
 }  // namespace
