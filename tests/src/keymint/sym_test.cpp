@@ -287,6 +287,9 @@ TEST_F(SymTest, FinishNamesNullBuffers) {
   EXPECT_THAT(SymMessages(),
               ElementsAre("SYM: Operation with key id=50", "SYM: Invalid input parameters",
                           "SYM: Operation with key id=50", "SYM: Invalid input parameters"));
+  // A message at a null pointer ends the process.
+  EXPECT_EXIT(ORX_SYM_Decrypt(context_, nullptr, output, &length),
+              ::testing::KilledBySignal(SIGABRT), "");
 }
 
 TEST_F(SymTest, OnlyTheSelectedKeyIsDeletedAndItsFileStays) {

@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/faults/interposer.h"
+
+#include <dlfcn.h>
+#include <errno.h>
+#include <link.h>
+#include <malloc.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+#include <unwind.h>
+
+#include <atomic>
+#include <new>
+
+namespace orx_faults {
+namespace {
+
+// Where the code lies of the library, and of those whose own calls are not the library's.
+struct Module {
+  uintptr_t begin, end;
+  bool is_library;
+};
+Module modules[8];
+size_t num_modules = 0;
+
+thread_local bool armed = false;
+const char* failing = nullptr;
+int failing_error = 0;
+long failing_at = 0;
+bool failed = false;
+Count counts[kMaxCounts];
+
+int AddModule(dl_phdr_info* info, size_t, void*) {
+  const bool is_library = strstr(info->dlpi_name, "/liborx.so") != nullptr;
+  const bool is_other = *info->dlpi_name == '\0' || strstr(info->dlpi_name, "/liborx_sim.so") ||
+                        strstr(info->dlpi_name, "/libandroid_host.so");
+  for (int i = 0; (is_library || is_other) && i < info->dlpi_phnum; ++i) {
+    const auto& part = info->dlpi_phdr[i];
+    const uintptr_t begin = info->dlpi_addr + part.p_vaddr;
+    if (part.p_type == PT_LOAD && (part.p_flags & PF_X) != 0) {
+      modules[num_modules++] = {begin, begin + part.p_memsz, is_library};
+    }
+  }
+  return 0;
+}
+
+_Unwind_Reason_Code Look(_Unwind_Context* frame, void* is_library) {
+  const uintptr_t place = _Unwind_GetIP(frame) - 1;
+  for (size_t i = 0; i < num_modules; ++i) {
+    if (place < modules[i].begin || place >= modules[i].end) continue;
+    *static_cast<bool*>(is_library) = modules[i].is_library;
+    return _URC_NORMAL_STOP;
+  }
+  return _URC_NO_REASON;
+}
+
+// The library has no unwind tables: its innermost frame is the last that a walk sees.
+bool IsTheLibrarys() {
+  if (!armed) return false;
+  bool is_library = false;
+  armed = false;
+  _Unwind_Backtrace(Look, &is_library);
+  armed = true;
+  return is_library;
+}
+
+// Counts a call of the library, and returns whether it is the one to fail.
+bool CountAndFail(const char* call) {
+  Count* count = counts;
+  while (count->call != nullptr && strcmp(count->call, call) != 0) ++count;
+  count->call = call;
+  ++count->times;
+  if (failing == nullptr || strcmp(call, failing) != 0 || count->times != failing_at) return false;
+  failed = true;
+  if (failing_error != kShort) errno = failing_error;
+  return true;
+}
+bool Fails(const char* call) {
+  return IsTheLibrarys() && CountAndFail(call);
+}
+
+// The live allocations of the library: a table with open addressing, in which a slot that was freed
+// still leads a search on.
+constexpr size_t kSlots = 1 << 18;
+char freed;
+std::atomic<void*> live[kSlots];
+std::atomic<long> num_live{0};
+
+size_t SlotOf(const void* memory) {
+  return (reinterpret_cast<uintptr_t>(memory) >> 4) % kSlots;
+}
+void* Remember(void* memory) {
+  size_t i = SlotOf(memory);
+  while (live[i] != nullptr && live[i] != &freed) i = (i + 1) % kSlots;
+  live[i] = memory;
+  ++num_live;
+  return memory;
+}
+void Forget(const void* memory) {
+  size_t i = SlotOf(memory);
+  while (live[i] != nullptr && live[i] != memory) i = (i + 1) % kSlots;
+  if (memory == nullptr || live[i] == nullptr) return;
+  live[i] = &freed;
+  --num_live;
+}
+
+extern "C" void* __libc_malloc(size_t size);
+extern "C" void __libc_free(void* memory);
+
+void* Allocate(const char* call, size_t size) {
+  const bool is_librarys = IsTheLibrarys();
+  if (is_librarys && CountAndFail(call)) return nullptr;
+  void* const memory = __libc_malloc(size);
+  return is_librarys ? Remember(memory) : memory;
+}
+
+// A stream that failed says so by a flag, which glibc keeps here.
+long FailStream(uintptr_t stream) {
+  reinterpret_cast<FILE*>(stream)->_flags |= 0x20;  // NOLINT: a register's value
+  return 0;
+}
+
+int (*real_rand_bytes)(uint8_t* buffer, size_t length);
+int RandBytes(uint8_t* buffer, size_t length) {
+  return Fails("RAND_bytes") ? 0 : real_rand_bytes(buffer, length);
+}
+
+}  // namespace
+
+void Arm(const char* call, int error, long at) {
+  if (num_modules == 0) dl_iterate_phdr(AddModule, nullptr);
+  failing = call;
+  failing_error = error;
+  failing_at = at;
+  failed = false;
+  memset(counts, 0, sizeof counts);
+  armed = true;
+}
+void Disarm() {
+  armed = false;
+}
+bool HasFailed() {
+  return failed;
+}
+const Count* Counts() {
+  return counts;
+}
+long Live() {
+  return num_live;
+}
+
+// Every function here has up to six arguments of a register each, so they are handed on as words,
+// whatever their types are. `failure` is what happens instead of the call.
+#define INTERPOSE(name, call, failure)                                                    \
+  extern "C" long Interposed_##name(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d,   \
+                                    uintptr_t e, uintptr_t f) __asm__(#name);             \
+  long Interposed_##name(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d, uintptr_t e, \
+                         uintptr_t f) {                                                   \
+    static const auto real =                                                              \
+        reinterpret_cast<decltype(&Interposed_##name)>(dlsym(RTLD_NEXT, #name));          \
+    return Fails(call) ? (failure) : real(a, b, c, d, e, f);                              \
+  }
+#define SHORT_OR_FAILED (failing_error == kShort ? real(a, b, (c + 1) / 2, d, e, f) : -1)
+#define DONE_AND_FAILED (real(a, b, c, d, e, f), -1)
+
+INTERPOSE(open, "open", -1)
+INTERPOSE(open64, "open", -1)
+INTERPOSE(read, "read", SHORT_OR_FAILED)
+INTERPOSE(write, "write", SHORT_OR_FAILED)
+INTERPOSE(fsync, "fsync", -1)
+INTERPOSE(close, "close", DONE_AND_FAILED)
+INTERPOSE(fstat, "fstat", -1)
+INTERPOSE(fstat64, "fstat", -1)
+INTERPOSE(unlink, "unlink", -1)
+INTERPOSE(fopen, "fopen", 0)
+INTERPOSE(fread, "fread", FailStream(d))
+INTERPOSE(fwrite, "fwrite", FailStream(d))
+INTERPOSE(fclose, "fclose", DONE_AND_FAILED)
+INTERPOSE(fcntl, "fcntl", -1)
+INTERPOSE(select, "select", -1)
+INTERPOSE(socket, "socket", -1)
+INTERPOSE(connect, "connect", -1)
+INTERPOSE(getsockopt, "getsockopt", -1)
+INTERPOSE(sendto, "sendto", SHORT_OR_FAILED)
+INTERPOSE(recvfrom, "recvfrom", SHORT_OR_FAILED)
+
+extern "C" {
+
+// A library that tries again need not be waited for.
+unsigned sleep(unsigned) {
+  return 0;
+}
+
+void* malloc(size_t size) {
+  return Allocate("malloc", size);
+}
+void free(void* memory) {
+  Forget(memory);
+  __libc_free(memory);
+}
+
+// BoringSSL asks a program that defines these three for all its memory; freeing wipes.
+void* OPENSSL_memory_alloc(size_t size) {
+  // To have no memory for no bytes would be no failure.
+  return size == 0 ? __libc_malloc(size) : Allocate("crypto allocation", size);
+}
+void OPENSSL_memory_free(void* memory) {
+  explicit_bzero(memory, malloc_usable_size(memory));
+  free(memory);
+}
+size_t OPENSSL_memory_get_size(void* memory) {
+  return malloc_usable_size(memory);
+}
+
+// Those who load the crypto library into a scope of their own ask here for its functions.
+void* dlsym(void* handle, const char* name) {
+  static const auto real =
+      reinterpret_cast<decltype(&dlsym)>(dlvsym(RTLD_NEXT, "dlsym", "GLIBC_2.34"));
+  void* const found = real(handle, name);
+  if (strcmp(name, "RAND_bytes") != 0) return found;
+  real_rand_bytes = reinterpret_cast<decltype(real_rand_bytes)>(found);
+  return reinterpret_cast<void*>(RandBytes);
+}
+
+}  // extern "C"
+}  // namespace orx_faults
+
+// In which all others of the C++ library end.
+void* operator new(size_t size) {
+  void* const memory = orx_faults::Allocate("operator new", size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept {
+  free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+  free(memory);
+}

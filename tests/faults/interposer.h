@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+// A shared object that stands before the C library, the C++ library and the crypto library, and
+// fails one call that is made on behalf of liborx.so. A call is the library's when the innermost
+// frame of its stack that belongs to the library, its platform or the program is the library's:
+// what libbase, libcutils, libstdc++ and the crypto library do for it counts, what the simulated
+// device does in the same process does not.
+namespace orx_faults {
+
+// In the place of an errno: half of the bytes are transferred.
+constexpr int kShort = -1;
+
+// How often the library made a call.
+struct Count {
+  const char* call;  // null: no more are counted
+  long times;
+};
+constexpr int kMaxCounts = 32;
+
+// Arm counts the library's calls on this thread and fails the `at`-th `call`, once, with `error`
+// (an errno, or kShort); 0 fails none. Disarm ends that.
+void Arm(const char* call, int error, long at);
+void Disarm();
+
+// HasFailed returns whether the call was failed since Arm(); Counts returns what was counted, in
+// kMaxCounts rows.
+bool HasFailed();
+const Count* Counts();
+
+// Live returns how many allocations of the library, made while it was armed, were not freed.
+long Live();
+
+}  // namespace orx_faults
