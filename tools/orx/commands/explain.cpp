@@ -28,15 +28,20 @@ std::vector<std::string> ErrorsOf(const Reason& reason) {
   return names;
 }
 
-int ExplainReason(const Reason& reason, Output& output) {
-  output.answer()["code"] = reason.code;
-  output.answer()["exit_code"] = reason.exit_code;
-  output.answer()["cause"] = reason.cause;
-  output.answer()["advice"] = reason.remedy;
-  output.answer()["owner"] = reason.owner;
-  output.answer()["messages"] = Texts(MessagesOf(reason));
-  output.answer()["keymint_errors"] = Texts(ErrorsOf(reason));
+Json::Value ReasonJson(const Reason& reason) {
+  Json::Value json(Json::objectValue);
+  json["code"] = reason.code;
+  json["exit_code"] = reason.exit_code;
+  json["cause"] = reason.cause;
+  json["advice"] = reason.remedy;
+  json["owner"] = reason.owner;
+  json["messages"] = Texts(MessagesOf(reason));
+  json["keymint_errors"] = Texts(ErrorsOf(reason));
+  return json;
+}
 
+int ExplainReason(const Reason& reason, Output& output) {
+  output.answer() = ReasonJson(reason);
   output.Text(std::string(reason.code) + " (exit code " + std::to_string(reason.exit_code) + ")");
   output.Text(std::string("  cause: ") + reason.cause);
   if (*reason.remedy != 0) output.Text(std::string("  try:   ") + reason.remedy);
@@ -62,12 +67,15 @@ int ExplainMessage(const MessageMatch& match, const std::string& text, Output& o
 int ListReasons(Output& output) {
   std::vector<std::vector<std::string>> rows = {{"CODE", "EXIT", "CAUSE"}};
   Json::Value codes(Json::arrayValue);
+  Json::Value reasons(Json::arrayValue);
   for (const Reason& reason : Reasons()) {
     rows.push_back({reason.code, std::to_string(reason.exit_code), reason.cause});
     codes.append(reason.code);
+    reasons.append(ReasonJson(reason));
   }
   PrintTable(output, rows);
   output.answer()["codes"] = codes;
+  output.answer()["reasons"] = reasons;
   return output.Succeed();
 }
 
@@ -147,7 +155,8 @@ std::vector<Command> ExplainCommands() {
        "explain a reason code or a log line",
        "Takes a reason code, a KeyMint error by name or number (after --), a line that this "
        "program\n"
-       "printed, or one of the library's log as logcat shows it. Without one it lists all codes.\n",
+       "printed, or one of the library's log as logcat shows it. Without one it lists all codes,\n"
+       "under --json with all that is known of each.\n",
        {},
        RunExplain},
   };
