@@ -23,8 +23,10 @@
 #include <utility>
 #include <vector>
 
+// The library's C++ interface: the KeyMint client and its parameters.
 namespace android::hardware::keymint::ORX {
 
+// The platform's AIDL types of KeyMint.
 namespace km = ::aidl::android::hardware::security::keymint;
 
 // TypedTag pairs a KeyMint tag with its tag type at compile time. The pair selects the
@@ -36,6 +38,7 @@ struct TypedTag {
                 "a tag's upper four bits are its tag type");
 };
 
+// TAG_NAME is Tag::NAME with its tag type.
 inline constexpr TypedTag<km::TagType::ENUM_REP, km::Tag::PURPOSE> TAG_PURPOSE;
 inline constexpr TypedTag<km::TagType::ENUM, km::Tag::ALGORITHM> TAG_ALGORITHM;
 inline constexpr TypedTag<km::TagType::UINT, km::Tag::KEY_SIZE> TAG_KEY_SIZE;
@@ -106,9 +109,11 @@ constexpr km::KeyParameterValue::Tag Alternative() {
 // length, and its bytes one for one.
 class AidlBuf : public std::vector<uint8_t> {
  public:
+  // AidlBuf holds the bytes of `bytes`, or none.
   AidlBuf() = default;
   explicit AidlBuf(const std::string& bytes) { *this = bytes; }
 
+  // operator= replaces the bytes by those of `bytes`.
   AidlBuf& operator=(const std::string& bytes) {
     const auto* first = reinterpret_cast<const uint8_t*>(bytes.data());
     assign(first, first + bytes.size());
@@ -129,6 +134,7 @@ class AidlBuf : public std::vector<uint8_t> {
 // before INVALID and before all others.
 class ORX_EXPORT AuthorizationSet {
  public:
+  // AuthorizationSet holds `parameters`, or none.
   AuthorizationSet() = default;
   explicit AuthorizationSet(std::vector<km::KeyParameter> parameters)
       : parameters_(std::move(parameters)) {}
@@ -157,8 +163,10 @@ class ORX_EXPORT AuthorizationSet {
   km::KeyParameter& operator[](int at) { return parameters_[static_cast<size_t>(at)]; }
   const km::KeyParameter& operator[](int at) const { return parameters_[static_cast<size_t>(at)]; }
 
+  // Clear removes all elements.
   void Clear() { parameters_.clear(); }
 
+  // GetTagCount returns how many elements have `tag`.
   size_t GetTagCount(km::Tag tag) const;
 
   // erase removes the element at `index`, from 0 to the size. Returns false, with nothing removed,
@@ -184,8 +192,10 @@ class ORX_EXPORT AuthorizationSet {
     Append({tag, km::KeyParameterValue::make<km::KeyParameterValue::boolValue>(true)});
   }
 
+  // push_back of a whole parameter appends it as it is.
   void push_back(const km::KeyParameter& parameter) { parameters_.push_back(parameter); }
 
+  // As those of std::vector.
   size_t size() const { return parameters_.size(); }
   bool empty() const { return parameters_.empty(); }
   std::vector<km::KeyParameter>::const_iterator begin() const { return parameters_.begin(); }
@@ -209,14 +219,14 @@ class ORX_EXPORT AuthorizationSet {
 // the parameters that its comment lists, in that order, and returns the builder.
 class ORX_EXPORT AuthorizationSetBuilder : public AuthorizationSet {
  public:
-  // Authorization appends one parameter: a BOOL tag without a value, another tag with its value,
-  // a BYTES tag with the bytes of a string or with a copy of the `length` bytes at `data`.
+  // Authorization appends one parameter: a BOOL tag, which takes no value.
   template <km::Tag tag>
   AuthorizationSetBuilder& Authorization(TypedTag<km::TagType::BOOL, tag> typed_tag) {
     push_back(typed_tag);
     return *this;
   }
 
+  // Authorization of a tag of another type appends it with its value.
   template <km::TagType tag_type, km::Tag tag, typename Value,
             typename = std::enable_if_t<tag_type != km::TagType::BYTES>>
   AuthorizationSetBuilder& Authorization(TypedTag<tag_type, tag> typed_tag, Value value) {
@@ -224,6 +234,7 @@ class ORX_EXPORT AuthorizationSetBuilder : public AuthorizationSet {
     return *this;
   }
 
+  // Authorization of a BYTES tag appends it with the bytes of a string.
   template <km::Tag tag>
   AuthorizationSetBuilder& Authorization(TypedTag<km::TagType::BYTES, tag> typed_tag,
                                          const std::string& bytes) {
@@ -231,6 +242,7 @@ class ORX_EXPORT AuthorizationSetBuilder : public AuthorizationSet {
     return *this;
   }
 
+  // Authorization of a BYTES tag appends it with a copy of the `length` bytes at `data`.
   template <km::Tag tag>
   AuthorizationSetBuilder& Authorization(TypedTag<km::TagType::BYTES, tag> typed_tag,
                                          const uint8_t* data, size_t length) {
