@@ -5,6 +5,9 @@ usage: needs.py [--check]      from the project root; --check only compares"""
 import collections, json, os, re, sys
 
 FOLDER = os.path.dirname(os.path.realpath(__file__))
+sys.dont_write_bytecode = True
+sys.path.insert(0, os.path.join(FOLDER, '..', 'scripts'))
+from tables import table, update  # noqa: E402
 DOCUMENT = os.path.join(FOLDER, '..', 'docs', 'android.md')
 Resource = collections.namedtuple('Resource', 'id kind objects macro group '
                                   'file line label_file label note')
@@ -28,11 +31,6 @@ def read_table(path=os.path.join(FOLDER, 'needs.def')):
             resource = Resource(*values)
             resources[resource.id] = resource._replace(objects=resource.objects.split())
     return resources, calls
-
-
-def table(header, rows):
-    return '\n'.join(['| ' + ' | '.join(header) + ' |', '|' + '---|' * len(header)] +
-                     ['| ' + ' | '.join(row) + ' |' for row in rows]) + '\n'
 
 
 def code(items):
@@ -61,25 +59,10 @@ def resource_table(resources):
                   for r in resources.values()])
 
 
-def with_tables(text):
-    resources, calls = read_table()
-    for name, content in (('calls', call_table(resources, calls)),
-                          ('resources', resource_table(resources))):
-        text, count = re.subn(rf'(<!-- {name}: written by android/needs.py -->\n).*?(<!-- end -->)',
-                              lambda m, c=content: m[1] + c + m[2], text, flags=re.S)
-        if count != 1:
-            sys.exit(f'needs.py: docs/android.md has no one place for the table of {name}')
-    return text
-
-
 def main():
-    with open(DOCUMENT, encoding='utf-8') as file:
-        text = file.read()
-    written = with_tables(text)
-    if sys.argv[1:] == ['--check']:
-        sys.exit('docs/android.md is not what android/needs.py writes' if written != text else 0)
-    with open(DOCUMENT, 'w', encoding='utf-8') as file:
-        file.write(written)
+    resources, calls = read_table()
+    tables = {'calls': call_table(resources, calls), 'resources': resource_table(resources)}
+    update(DOCUMENT, 'android/needs.py', tables, sys.argv[1:] == ['--check'])
 
 
 if __name__ == '__main__':
