@@ -25,6 +25,15 @@ bssl::UniquePtr<ASN1_OCTET_STRING> KeyIdentifier(EVP_PKEY* key) {
   return id;
 }
 
+// Not through time_t, which ends in 2038 where it has 32 bits.
+bssl::UniquePtr<ASN1_TIME> TimeAt(uint64_t milliseconds) {
+  constexpr uint64_t kDaySeconds = 24 * 3600;
+  const uint64_t seconds = milliseconds / 1000;
+  return bssl::UniquePtr<ASN1_TIME>(ASN1_TIME_adj(nullptr, 0,
+                                                  static_cast<int>(seconds / kDaySeconds),
+                                                  static_cast<long>(seconds % kDaySeconds)));
+}
+
 }  // namespace
 
 bssl::UniquePtr<X509_NAME> ParseName(const Bytes& der) {
@@ -36,10 +45,8 @@ bssl::UniquePtr<X509_NAME> ParseName(const Bytes& der) {
 
 bool SetValidity(X509* certificate, uint64_t not_before_ms, uint64_t not_after_ms) {
   if (not_before_ms > kLastMillisecond || not_after_ms > kLastMillisecond) return false;
-  bssl::UniquePtr<ASN1_TIME> before(
-      ASN1_TIME_set(nullptr, static_cast<time_t>(not_before_ms / 1000)));
-  bssl::UniquePtr<ASN1_TIME> after(
-      ASN1_TIME_set(nullptr, static_cast<time_t>(not_after_ms / 1000)));
+  const bssl::UniquePtr<ASN1_TIME> before = TimeAt(not_before_ms);
+  const bssl::UniquePtr<ASN1_TIME> after = TimeAt(not_after_ms);
   return before && after && X509_set1_notBefore(certificate, before.get()) &&
          X509_set1_notAfter(certificate, after.get());
 }

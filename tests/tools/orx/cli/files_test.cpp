@@ -122,6 +122,13 @@ TEST_F(FileOutputTest, ReadWholeStopsAtItsLimit) {
   EXPECT_EQ(whole->size(), 17u);
   EXPECT_FALSE(ReadWhole(path_, 16, &problem));
   EXPECT_EQ(problem->code, "INPUT-TOO-LARGE");
+  // Beyond what 32 bits of offset reach, where a file without large offsets cannot be opened.
+  std::filesystem::resize_file(path_, uintmax_t{5} << 30);
+  problem.reset();
+  EXPECT_FALSE(ReadWhole(path_, 16, &problem));
+  EXPECT_EQ(problem->code, "INPUT-TOO-LARGE");
+  problem.reset();
+  EXPECT_EQ(Input(path_, &problem).size(), uint64_t{5} << 30);
 }
 
 TEST_F(FileOutputTest, ReadWholeTakesInputsThatDoNotTellTheirSize) {
