@@ -14,8 +14,10 @@ case $architecture in
   armhf) triple=arm-linux-gnueabihf ;;
   *) echo "sysroot.sh: no architecture $architecture" >&2; exit 2 ;;
 esac
-[[ -e $folder/complete ]] && exit
+# Made anew when this script has changed.
+cmp -s "$0" "$folder/made-by" && exit
 
+rm -rf "$folder"
 mkdir -p "$folder"/{lists,cache/archives}/partial "$folder/root"
 : >"$folder/status"
 cat >"$folder/apt.conf" <<CONF
@@ -35,16 +37,23 @@ for package in "$folder"/cache/archives/*.deb; do
   dpkg-deb -x "$package" "$folder/root"
 done
 
+# /lib and /usr/lib in one: the emulator does not look into the folder for all that the dynamic linker
+# asks for, which gives a folder up in which it missed one file.
+cp -a "$folder/root/lib/." "$folder/root/usr/lib/"
+rm -r "$folder/root/lib"
+ln -s usr/lib "$folder/root/lib"
+
 # Links that mean the folder's own files.
 find "$folder/root" -type l -lname '/*' | while read -r link; do
   ln -sfn "$folder/root$(readlink "$link")" "$link"
 done
 
-# What the development packages of the platform's libraries hold: headers, the same for every
-# architecture, and the names to link with.
+# Headers that are the same for every architecture, and of the platform's libraries the names to link
+# with.
 ln -sfn /usr/include/android "$folder/root/usr/include/android"
+ln -sfn /usr/include/valijson "$folder/root/usr/include/valijson"
 for library in "$folder/root/usr/lib/$triple"/android/lib*.so.0; do
   ln -sfn "$(basename "$library")" "${library%.0}"
 done
 rm -r "$folder/cache" "$folder/lists"
-touch "$folder/complete"
+cp "$0" "$folder/made-by"
