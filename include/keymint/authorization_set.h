@@ -23,10 +23,8 @@
 #include <utility>
 #include <vector>
 
-// The library's C++ interface: the KeyMint client and its parameters.
 namespace android::hardware::keymint::ORX {
 
-// The platform's AIDL types of KeyMint.
 namespace km = ::aidl::android::hardware::security::keymint;
 
 // TypedTag pairs a KeyMint tag with its tag type at compile time. The pair selects the
