@@ -24,7 +24,7 @@ draw chain
 build host orx_tool
 step "Writing the tables"
 android/needs.py
-scripts/reason_tables.py build/host/bin/orx
+scripts/reason_tables.py
 
 step "Building the reference"
 mkdir -p build/docs

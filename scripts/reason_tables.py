@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """Writes the tables of reason codes of docs/factory.md from what `orx explain --json` tells.
-usage: reason_tables.py ORX_PROGRAM [--check]      --check only compares"""
-import json, os, subprocess, sys
+usage: reason_tables.py [--check] [ORX_PROGRAM]      --check only compares"""
+import argparse, json, os, subprocess, sys
 
 sys.dont_write_bytecode = True
 from tables import table, update  # noqa: E402
 
-DOCUMENT = os.path.join(os.path.dirname(os.path.realpath(__file__)), '..', 'docs', 'factory.md')
+ROOT = os.path.realpath(f'{os.path.dirname(os.path.realpath(__file__))}/..')
 VERDICTS = {1: 'FAIL', 2: 'usage', 3: 'N/A', 4: 'ENV', 5: 'TIMEOUT', 130: 'INTERRUPTED'}
 # The tables and the beginnings of their codes; the last one has the rest.
 TABLES = {
@@ -26,15 +26,18 @@ def row(reason):
 
 
 def main():
-    program = sys.argv[1]
-    answer = subprocess.run([program, 'explain', '--json'], capture_output=True, check=True).stdout
+    parser = argparse.ArgumentParser()
+    parser.add_argument('--check', action='store_true')
+    parser.add_argument('program', nargs='?', default=f'{ROOT}/build/host/bin/orx')
+    args = parser.parse_args()
+    answer = subprocess.run([args.program, 'explain', '--json'], capture_output=True, check=True).stdout
     reasons = json.loads(answer)['result']['reasons']
     tables = {}
     for name, beginnings in TABLES.items():
         rows = [row(reason) for reason in reasons if reason['code'].startswith(beginnings)]
         reasons = [reason for reason in reasons if not reason['code'].startswith(beginnings)]
         tables[name] = table(['code', 'verdict', 'cause', 'next step', 'owner'], rows)
-    update(DOCUMENT, 'scripts/reason_tables.py', tables, sys.argv[2:] == ['--check'])
+    update(f'{ROOT}/docs/factory.md', 'scripts/reason_tables.py', tables, args.check)
 
 
 if __name__ == '__main__':

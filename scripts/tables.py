@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Tables in a document that are written from a source, each after a mark that names its writer."""
-import re, sys
+import os, re, sys
 
 
 def table(header, rows):
@@ -18,7 +18,7 @@ def update(path, writer, tables, only_check):
         if count != 1:
             sys.exit(f'{writer}: {path} has no one place for the table of {name}')
     if only_check and written != text:
-        sys.exit(f'{path} is not what {writer} writes; ./dev docs writes it')
+        sys.exit(f'{os.path.relpath(path)} is not what {writer} writes; run it, or ./dev docs')
     if not only_check:
         with open(path, 'w', encoding='utf-8') as file:
             file.write(written)

@@ -116,8 +116,9 @@ def main():
     if len(run_page('wrong', wrong)) != 3 or len(run_page('wrong', '```c\n```\n')) != 1:
         faults.append('this check passes what is wrong')
     faults += [fault for page, text in pages.items() for fault in stale(page, text)]
-    for writer in (['android/needs.py'], ['scripts/reason_tables.py', f'{BUILD}/bin/orx']):
-        done = subprocess.run([sys.executable, *writer, '--check'], capture_output=True, text=True)
+    for writer in (['android/needs.py', '--check'],
+                   ['scripts/reason_tables.py', '--check', f'{BUILD}/bin/orx']):
+        done = subprocess.run([sys.executable, *writer], capture_output=True, text=True)
         faults += [done.stderr] if done.returncode else []
     print('\n\n'.join(faults) or f'{len(pages)} pages work as written')
     return len(faults) > 0
