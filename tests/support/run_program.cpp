@@ -78,7 +78,7 @@ int ExitCode(int status) {
 
 }  // namespace
 
-ProgramResult RunProgram(const std::vector<std::string>& argv, const ProgramOptions& options) {
+ProgramResult RunProgram(const Words& argv, const ProgramOptions& options) {
   ProgramResult result;
   const Pipes pipes = MakePipes(options.terminal);
   signal(SIGPIPE, SIG_IGN);

@@ -1,10 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace orx_test {
+
+// Words are a command line: a text whose words spaces part, or a list of words.
+struct Words : std::vector<std::string> {
+  Words(const char* text) {
+    std::istringstream words(text);
+    for (std::string word; words >> word;) push_back(word);
+  }
+  Words(const std::string& text) : Words(text.c_str()) {}
+  Words(std::initializer_list<std::string> words) : vector(words) {}
+  Words(std::vector<std::string> words) : vector(std::move(words)) {}
+};
+
+inline Words operator+(Words words, const Words& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
 
 struct ProgramOptions {
   std::string input;              // given on standard input
@@ -20,6 +38,6 @@ struct ProgramResult {
 };
 
 // RunProgram runs a program as a user does, in a process group of its own, and waits for it.
-ProgramResult RunProgram(const std::vector<std::string>& argv, const ProgramOptions& options = {});
+ProgramResult RunProgram(const Words& argv, const ProgramOptions& options = {});
 
 }  // namespace orx_test

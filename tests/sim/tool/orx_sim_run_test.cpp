@@ -16,12 +16,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using orx_test::ProgramResult;
+using orx_test::Words;
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
-using Words = std::vector<std::string>;
 
 class OrxSimTest : public ::testing::Test {
  protected:
@@ -32,25 +32,18 @@ class OrxSimTest : public ::testing::Test {
 
   // Runs a program in the folder "run". Nothing may stay in the folder for temporary files.
   ProgramResult Run(const Words& words) {
-    Words argv = {"env", "-C", folder_ + "/run", "TMPDIR=" + folder_ + "/tmp"};
-    argv.insert(argv.end(), words.begin(), words.end());
     orx_test::ProgramOptions options;
     options.input = "from standard input";
-    ProgramResult result = orx_test::RunProgram(argv, options);
+    ProgramResult result = orx_test::RunProgram(
+        Words{"env", "-C", folder_ + "/run", "TMPDIR=" + folder_ + "/tmp"} + words, options);
     EXPECT_TRUE(fs::is_empty(folder_ + "/tmp"));
     return result;
   }
 
-  ProgramResult OrxSim(Words words) {
-    words.insert(words.begin(), ORX_SIM_PROGRAM);
-    return Run(words);
-  }
+  ProgramResult OrxSim(const Words& words) { return Run(ORX_SIM_PROGRAM + words); }
 
-  ProgramResult RunInside(const std::string& script, const Words& options = {}) {
-    Words words = {"run", "-q"};
-    words.insert(words.end(), options.begin(), options.end());
-    words.insert(words.end(), {"--", "sh", "-c", script});
-    return OrxSim(words);
+  ProgramResult RunInside(const std::string& script, const Words& options = "") {
+    return OrxSim("run -q" + options + "-- sh -c" + Words{script});
   }
 
   const orx_test::TempFolder temp_folder_;
@@ -59,35 +52,30 @@ class OrxSimTest : public ::testing::Test {
 
 TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
   std::ofstream(folder_ + "/plain") << "x";
-  struct Case {
-    Words words;
-    int exit_code;
-    const char* reason;
-  };
-  const Case cases[] = {
-      {{"run", "-q", "no-such-command"}, 127, "no-such-command: No such file or directory"},
-      {{"run", "-q", "../plain"}, 126, "Permission denied"},
-      {{"run", "--device", "../gone", "true"}, 125, "/gone: No such file or directory"},
-      {{"run", "--device", "../tmp", "true"}, 125, "not a simulated device"},
-      {{"run", "--profile", "none", "true"}, 125, "there is no profile \"none\""},
-      {{"run", "--fault", "begin", "true"}, 125, "fault \"begin\""},
-      {{"run", "-q"}, 125, "run needs a command"},
-      {{"run", "--device", "x", "--profile", "y", "true"}, 125, "has its profile already"},
+  const std::tuple<Words, int, const char*> cases[] = {
+      {"run -q no-such-command", 127, "no-such-command: No such file or directory"},
+      {"run -q ../plain", 126, "Permission denied"},
+      {"run --device ../gone true", 125, "/gone: No such file or directory"},
+      {"run --device ../tmp true", 125, "not a simulated device"},
+      {"run --profile none true", 125, "there is no profile \"none\""},
+      {"run --fault begin true", 125, "fault \"begin\""},
+      {"run -q", 125, "run needs a command"},
+      {"run --device x --profile y true", 125, "has its profile already"},
       {{"run", "--device", "", "true"}, 125, "--device needs a value"},
-      {{"run", "--devil", "a"}, 125, "unrecognized option '--devil'"},
+      {"run --devil a", 125, "unrecognized option '--devil'"},
       {{"new", folder_}, 1, "not empty"},
-      {{"new"}, 2, "new needs one folder"},
-      {{"new", "--devil"}, 2, "unrecognized option '--devil'"},
-      {{"faults", "all"}, 2, "faults takes no argument"},
-      {{"set", "../gone", "modem=no"}, 1, "No such file"},
-      {{"info"}, 2, "info needs one folder"},
-      {{"start"}, 2, "there is no command \"start\""},
+      {"new", 2, "new needs one folder"},
+      {"new --devil", 2, "unrecognized option '--devil'"},
+      {"faults all", 2, "faults takes no argument"},
+      {"set ../gone modem=no", 1, "No such file"},
+      {"info", 2, "info needs one folder"},
+      {"start", 2, "there is no command \"start\""},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.reason);
-    const ProgramResult result = OrxSim(c.words);
-    EXPECT_EQ(result.exit_code, c.exit_code);
-    EXPECT_THAT(result.err, AllOf(StartsWith("orx-sim: "), HasSubstr(c.reason)));
+  for (const auto& [words, exit_code, reason] : cases) {
+    SCOPED_TRACE(reason);
+    const ProgramResult result = OrxSim(words);
+    EXPECT_EQ(result.exit_code, exit_code);
+    EXPECT_THAT(result.err, AllOf(StartsWith("orx-sim: "), HasSubstr(reason)));
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
   }
   EXPECT_EQ(Run({"env", "PATH=" + folder_, ORX_SIM_PROGRAM, "run", "/bin/true"}).err,
@@ -99,7 +87,7 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
 }
 
 TEST_F(OrxSimTest, HelpGoesToStandardOutput) {
-  EXPECT_THAT(OrxSim({"--help"}).out, HasSubstr("usage: orx-sim COMMAND"));
+  EXPECT_THAT(OrxSim("--help").out, HasSubstr("usage: orx-sim COMMAND"));
   for (const char* command : {"new", "run", "faults", "set", "info", "profiles"}) {
     const ProgramResult result = OrxSim({command, "--help"});
     EXPECT_EQ(result.exit_code, 0);
@@ -118,50 +106,43 @@ TEST_F(OrxSimTest, CommandKeepsItsSurroundingsAndItsExitCode) {
   const std::string open_files = "ls /proc/self/fd";
   EXPECT_EQ(RunInside(open_files).out, Run({"sh", "-c", open_files}).out)
       << "nothing of orx-sim's is open";
-  EXPECT_EQ(OrxSim({"run", "-q", "echo", "-q", "--device", "x"}).out, "-q --device x\n")
+  EXPECT_EQ(OrxSim("run -q echo -q --device x").out, "-q --device x\n")
       << "options behind the command are the command's";
-  EXPECT_EQ(OrxSim({"run", "--profile", "bare", "true"}).err,
+  EXPECT_EQ(OrxSim("run --profile bare true").err,
             "orx-sim: simulated device, profile bare, thrown away afterwards\n");
 }
 
 TEST_F(OrxSimTest, DeviceStaysWhatItIsFromRunToRun) {
-  const Words device = {"--device", folder_ + "/device"};
-  ASSERT_EQ(OrxSim({"new", folder_ + "/device"}).exit_code, 0);
-  EXPECT_EQ(RunInside("echo 1 >/mnt/vendor/persist/security/file", device).exit_code, 0);
-  EXPECT_EQ(RunInside("cat /mnt/vendor/persist/security/file", device).out, "1\n");
-  EXPECT_EQ(RunInside("ls /mnt/vendor/persist/security").out, "") << "another device";
+  const std::string persist = "cd /mnt/vendor/persist/security; ";
+  ASSERT_EQ(OrxSim("new ../device").exit_code, 0);
+  EXPECT_EQ(RunInside(persist + "echo 1 >file", "--device ../device").exit_code, 0);
+  EXPECT_EQ(RunInside(persist + "cat file", "--device ../device").out, "1\n");
+  EXPECT_EQ(RunInside(persist + "ls").out, "") << "another device";
   fs::create_directory_symlink("device", folder_ + "/link");
-  ASSERT_EQ(OrxSim({"set", folder_ + "/link", "os-patch-level=203002", "os-patch-level=203001"})
-                .exit_code,
-            0);
-  const Words link = {"--device", folder_ + "/link"};
-  EXPECT_THAT(RunInside(std::string(ORX_SIM_PROGRAM) + " info", link).out,
+  ASSERT_EQ(OrxSim("set ../link os-patch-level=203002 os-patch-level=203001").exit_code, 0);
+  EXPECT_THAT(RunInside(ORX_SIM_PROGRAM " info", "--device ../link").out,
               AllOf(HasSubstr("203001"), Not(HasSubstr("203002"))))
       << "the last of two settings wins";
 }
 
 TEST_F(OrxSimTest, ProgramsSeeServicesAndPropertiesFromTheFirstCall) {
-  const std::string keymint = "android.hardware.security.keymint.IKeyMintDevice/";
-  const Words probe = {ORX_TEST_FOLDER "/sim_probe", keymint + "default", keymint + "strongbox",
-                       "ro.vendor.hw.dualsim"};
-  const auto inside = [&](Words words) {
-    words.insert(words.begin(), {"run", "-q"});
-    words.insert(words.end(), probe.begin(), probe.end());
-    return OrxSim(words).out;
-  };
-  EXPECT_EQ(inside({}), "present\npresent\ntrue\n");
-  EXPECT_EQ(inside({"--profile", "bare"}), "present\nabsent\n(none)\n");
-  EXPECT_EQ(inside({"--fault", "service:default:absent"}), "absent\npresent\ntrue\n");
+  const std::string keymint = " android.hardware.security.keymint.IKeyMintDevice/";
+  const Words probe = ORX_TEST_FOLDER "/sim_probe" + keymint + "default" + keymint +
+                      "strongbox ro.vendor.hw.dualsim";
+  const auto inside = [&](const Words& options) { return OrxSim("run -q" + options + probe).out; };
+  EXPECT_EQ(inside(""), "present\npresent\ntrue\n");
+  EXPECT_EQ(inside("--profile bare"), "present\nabsent\n(none)\n");
+  EXPECT_EQ(inside("--fault service:default:absent"), "absent\npresent\ntrue\n");
   EXPECT_EQ(Run(probe).out, "absent\nabsent\n(none)\n") << "outside there is no device";
 }
 
 TEST_F(OrxSimTest, EachRunHasItsOwnModem) {
-  ASSERT_EQ(OrxSim({"new", folder_ + "/device"}).exit_code, 0);
+  ASSERT_EQ(OrxSim("new ../device").exit_code, 0);
   const std::string run = std::string(ORX_SIM_PROGRAM) + " run -q --device ../device ";
   EXPECT_EQ(
       Run({"sh", "-c", run + run + "true && " + run + "test -S /dev/socket/rild-oem"}).exit_code,
       0);
-  EXPECT_EQ(RunInside("ls /dev/socket", {"--profile", "bare"}).out, "");
+  EXPECT_EQ(RunInside("ls /dev/socket", "--profile bare").out, "");
 }
 
 TEST_F(OrxSimTest, WorksWhereThereAreNoUserNamespaces) {
@@ -198,12 +179,7 @@ TEST_F(OrxSimTest, TerminalsOpenAndDevicesAreThere) {
 }
 
 TEST_F(OrxSimTest, FaultsOfFilesShowInThePersistFolderAlone) {
-  struct Case {
-    const char* fault;
-    int exit_code;
-    const char* shown;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string, int, const char*> cases[] = {
       {"write:ENOSPC", 0, "No space left on device"},
       {"write:ENOSPC@2", 0, ""},
       {"fsync:EIO@1", 0, "fsync failed for 'file': Input/output error"},
@@ -212,37 +188,37 @@ TEST_F(OrxSimTest, FaultsOfFilesShowInThePersistFolderAlone) {
       {"persist:read-only", 1, "failed to open 'file': Read-only file system"},
       {"persist:missing", 9, ""},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.fault);
+  for (const auto& [fault, exit_code, shown] : cases) {
+    SCOPED_TRACE(fault);
     const ProgramResult result =
         RunInside("cd /mnt/vendor/persist/security 2>/dev/null || exit 9; echo 1 >" + folder_ +
                       "/run/outside && printf 1 | dd of=file conv=fsync status=none; rm file",
-                  {"--fault", c.fault});
-    EXPECT_EQ(result.exit_code, c.exit_code);
-    EXPECT_THAT(result.err, HasSubstr(c.shown));
-    const bool never = c.fault == std::string("write:ENOSPC@2");
+                  "--fault " + fault);
+    EXPECT_EQ(result.exit_code, exit_code);
+    EXPECT_THAT(result.err, HasSubstr(shown));
+    const bool never = fault == "write:ENOSPC@2";
     EXPECT_EQ(result.err.find("orx-sim: ") != std::string::npos, never) << result.err;
     EXPECT_THAT(result.err, HasSubstr(never ? "the fault \"write:ENOSPC@2\" never showed" : ""));
   }
 }
 
 TEST_F(OrxSimTest, EveryFaultIsListedAndSaysWhenItNeverShowed) {
-  const std::string list = OrxSim({"faults"}).out;
+  const std::string list = OrxSim("faults").out;
   for (const char* fault : {"outdated", "no-operation", "delay=SECONDS", "meid-letters", "missing",
                             "fsync", "computeSharedSecret", "service:INSTANCE"}) {
     EXPECT_THAT(list, HasSubstr(fault));
   }
   const std::string probe = ORX_TEST_FOLDER "/sim_probe x/y >/dev/null";
-  EXPECT_EQ(RunInside(probe, {"--fault", "begin:-62", "--fault", "service:default:absent"}).err,
+  EXPECT_EQ(RunInside(probe, "--fault begin:-62 --fault service:default:absent").err,
             "orx-sim: the fault \"begin:-62\" never showed: no call met it\n");
 }
 
 TEST_F(OrxSimTest, TheLogIsShownFromTheFirstLineOn) {
   const std::string probe = ORX_TEST_FOLDER "/sim_probe log x/y; exit ";
-  EXPECT_THAT(RunInside(probe + "0", {"--log"}).err, HasSubstr("the first line"));
+  EXPECT_THAT(RunInside(probe + "0", "--log").err, HasSubstr("the first line"));
   EXPECT_EQ(RunInside(probe + "0").err, "");
-  EXPECT_EQ(RunInside(probe + "0", {"--log-on-failure"}).err, "");
-  const ProgramResult failed = RunInside("echo own >&2; " + probe + "3", {"--log-on-failure"});
+  EXPECT_EQ(RunInside(probe + "0", "--log-on-failure").err, "");
+  const ProgramResult failed = RunInside("echo own >&2; " + probe + "3", "--log-on-failure");
   EXPECT_EQ(failed.exit_code, 3);
   EXPECT_THAT(failed.err, AllOf(StartsWith("own\n"), HasSubstr("the first line")));
 }
@@ -289,28 +265,9 @@ TEST_F(OrxSimTest, WhatLiesBesideTheDevicesFoldersStays) {
                                "/other; echo 1 >/mnt/vendor/persist/security/file\n"
                                "if echo lost 2>/dev/null >" +
                                rebuilt + "/lost; then exit 9; fi; test -d /dev/shm";
-    const ProgramResult result = Run({"bwrap",
-                                      "--dev-bind",
-                                      "/",
-                                      "/",
-                                      "--tmpfs",
-                                      "/mnt",
-                                      "--bind",
-                                      folder_ + "/disk",
-                                      "/mnt/disk",
-                                      "--dir",
-                                      rebuilt + "/other",
-                                      "--symlink",
-                                      "disk",
-                                      "/mnt/link",
-                                      "--",
-                                      ORX_SIM_PROGRAM,
-                                      "run",
-                                      "-q",
-                                      "--",
-                                      "sh",
-                                      "-c",
-                                      script});
+    const ProgramResult result = Run(
+        "bwrap --dev-bind / / --tmpfs /mnt --bind " + folder_ + "/disk /mnt/disk --dir " + rebuilt +
+        "/other --symlink disk /mnt/link -- " ORX_SIM_PROGRAM " run -q -- sh -c" + Words{script});
     EXPECT_EQ(result.exit_code, 0) << result.err;
     EXPECT_EQ(result.out, "data\n");
     EXPECT_TRUE(fs::exists(folder_ + "/disk/file"));
@@ -318,16 +275,15 @@ TEST_F(OrxSimTest, WhatLiesBesideTheDevicesFoldersStays) {
 }
 
 TEST_F(OrxSimTest, WorksWhereThereIsNoMntAtAll) {
-  Words words = {"bwrap"};
+  Words words = "bwrap";
   for (const fs::directory_entry& entry : fs::directory_iterator("/")) {
     const std::string path = entry.path();
     if (path == "/mnt") continue;
-    const bool link = entry.is_symlink();
-    words.insert(words.end(), {link ? "--symlink" : "--dev-bind",
-                               link ? fs::read_symlink(path).string() : path, path});
+    words = words + (entry.is_symlink() ? Words{"--symlink", fs::read_symlink(path), path}
+                                        : Words{"--dev-bind", path, path});
   }
-  words.insert(words.end(), {"--", ORX_SIM_PROGRAM, "run", "-q", "--", "sh", "-c",
-                             "echo 1 >/mnt/vendor/persist/security/file && pwd"});
+  words = words + "-- " ORX_SIM_PROGRAM " run -q -- sh -c" +
+          Words{"echo 1 >/mnt/vendor/persist/security/file && pwd"};
   EXPECT_EQ(Run(words).out, folder_ + "/run\n");
 }
 

@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,26 +18,10 @@ namespace orx_tool {
 
 using orx_test::ProgramOptions;
 using orx_test::ProgramResult;
-
-// Words are a command line: a text whose words spaces part, or a list. "@NAME" is a file of the
-// case.
-struct Words : std::vector<std::string> {
-  Words(const char* text) {
-    std::istringstream words(text);
-    for (std::string word; words >> word;) push_back(word);
-  }
-  Words(const std::string& text) : Words(text.c_str()) {}
-  Words(std::initializer_list<std::string> words) : vector(words) {}
-  Words(std::vector<std::string> words) : vector(std::move(words)) {}
-};
-
-inline Words operator+(Words words, const Words& more) {
-  words.insert(words.end(), more.begin(), more.end());
-  return words;
-}
+using orx_test::Words;
 
 // ToolTest runs orx as a user does: as a program, within a simulated device that lasts for the
-// test case. Files of the case go into work().
+// test case. Files of the case go into work(); a word "@NAME" of a command line is one of them.
 class ToolTest : public testing::Test {
  protected:
   ToolTest() { setenv("TERM", "xterm", 1); }
