@@ -2,13 +2,11 @@
 #pragma once
 
 #include <aidl/android/hardware/security/keymint/BnRemotelyProvisionedComponent.h>
-#include <aidl/android/hardware/security/keymint/IKeyMintDevice.h>
 #include <aidl/android/hardware/security/sharedsecret/BnSharedSecret.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 #include <gmock/gmock.h>
 
-#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,24 +42,6 @@ class MockSharedSecret : public ss::BnSharedSecret {
   MOCK_METHOD(Status, getSharedSecretParameters, (ss::SharedSecretParameters*), (override));
   MOCK_METHOD(Status, computeSharedSecret, (const std::vector<ss::SharedSecretParameters>&, Bytes*),
               (override));
-};
-
-// MockVersionedKeyMint is a KeyMint device of any interface version, which a device that is made
-// from the current interface cannot be. All it knows is the root-of-trust exchange.
-class MockVersionedKeyMint : public km::IKeyMintDeviceDefault {
- public:
-  using Interface = km::IKeyMintDevice;
-  using Status = ::ndk::ScopedAStatus;
-
-  MOCK_METHOD(Status, getInterfaceVersion, (int32_t*), (override));
-  MOCK_METHOD(Status, getRootOfTrustChallenge, ((std::array<uint8_t, 16>*)), (override));
-  MOCK_METHOD(Status, getRootOfTrust, ((const std::array<uint8_t, 16>&), Bytes*), (override));
-  MOCK_METHOD(Status, sendRootOfTrust, (const Bytes&), (override));
-
-  ::ndk::SpAIBinder asBinder() override {
-    using namespace ::android_host::internal;
-    return NewBinder(ClassOf<km::IKeyMintDevice>(), this);
-  }
 };
 
 // Registered is a mock that serves as one instance ("default", "strongbox") of its interface. The

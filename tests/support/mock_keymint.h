@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
+#include <aidl/android/hardware/security/keymint/IKeyMintDevice.h>
 #include <aidl/android/hardware/security/keymint/BnKeyMintOperation.h>
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <android/binder_manager.h>
@@ -78,45 +78,38 @@ class MockOperation : public km::BnKeyMintOperation {
 
 // MockKeyMintDevice is a KeyMint device whose imports return the key blob "blob", whose upgrades
 // return "upgraded", which starts `operation` for any key and deletes any key. What no test has
-// given an answer (the calls that are not listed in the constructor) is answered by an absent
-// status, which the library counts as UNKNOWN_ERROR.
-class MockKeyMintDevice : public km::BnKeyMintDevice {
+// given an answer is answered by an absent status, which the library counts as UNKNOWN_ERROR. It
+// is of any interface version, which a device that is made from the current one cannot be.
+class MockKeyMintDevice : public km::IKeyMintDeviceDefault {
  public:
+  using Interface = km::IKeyMintDevice;
   using Status = ::ndk::ScopedAStatus;
   using Parameters = std::vector<km::KeyParameter>;
   using AttestKey = std::optional<km::AttestationKey>;
 
-  MOCK_METHOD(Status, getHardwareInfo, (km::KeyMintHardwareInfo*), (override));
-  MOCK_METHOD(Status, addRngEntropy, (const Bytes&), (override));
+  MOCK_METHOD(Status, getInterfaceVersion, (int32_t*), (override));
   MOCK_METHOD(Status, generateKey, (const Parameters&, const AttestKey&, km::KeyCreationResult*),
               (override));
   MOCK_METHOD(Status, importKey,
               (const Parameters&, km::KeyFormat, const Bytes&, const AttestKey&,
                km::KeyCreationResult*),
               (override));
-  MOCK_METHOD(Status, importWrappedKey,
-              (const Bytes&, const Bytes&, const Bytes&, const Parameters&, int64_t, int64_t,
-               km::KeyCreationResult*),
-              (override));
   MOCK_METHOD(Status, upgradeKey, (const Bytes&, const Parameters&, Bytes*), (override));
   MOCK_METHOD(Status, deleteKey, (const Bytes&), (override));
-  MOCK_METHOD(Status, deleteAllKeys, (), (override));
-  MOCK_METHOD(Status, destroyAttestationIds, (), (override));
   MOCK_METHOD(Status, begin,
               (km::KeyPurpose, const Bytes&, const Parameters&, const MockOperation::Token&,
                km::BeginResult*),
-              (override));
-  MOCK_METHOD(Status, deviceLocked, (bool, const MockOperation::Time&), (override));
-  MOCK_METHOD(Status, earlyBootEnded, (), (override));
-  MOCK_METHOD(Status, convertStorageKeyToEphemeral, (const Bytes&, Bytes*), (override));
-  MOCK_METHOD(Status, getKeyCharacteristics,
-              (const Bytes&, const Bytes&, const Bytes&, std::vector<km::KeyCharacteristics>*),
               (override));
   MOCK_METHOD(Status, getRootOfTrustChallenge, ((std::array<uint8_t, 16>*)), (override));
   MOCK_METHOD(Status, getRootOfTrust, ((const std::array<uint8_t, 16>&), Bytes*), (override));
   MOCK_METHOD(Status, sendRootOfTrust, (const Bytes&), (override));
 
-  explicit MockKeyMintDevice(const std::shared_ptr<MockOperation>& operation) {
+  ::ndk::SpAIBinder asBinder() override {
+    using namespace ::android_host::internal;
+    return NewBinder(ClassOf<Interface>(), this);
+  }
+
+  explicit MockKeyMintDevice(const std::shared_ptr<MockOperation>& operation = nullptr) {
     ON_CALL(*this, importKey).WillByDefault(Succeeds(Created("blob")));
     ON_CALL(*this, begin).WillByDefault(Succeeds(Begun(operation)));
     ON_CALL(*this, upgradeKey)

@@ -14,8 +14,8 @@
 namespace {
 
 using orx_test::Bytes;
+using orx_test::MockKeyMintDevice;
 using orx_test::MockSharedSecret;
-using orx_test::MockVersionedKeyMint;
 using orx_test::Registered;
 using ::testing::ElementsAre;
 using ::testing::NiceMock;
@@ -85,10 +85,9 @@ class RootOfTrustTest : public SecureElementTest {
   Bytes root_of_trust = {4, 5, 6};
   int32_t tee_version = 2;
   int32_t strongbox_version = 2;
-  const std::shared_ptr<NiceMock<MockVersionedKeyMint>> tee =
-      Registered<MockVersionedKeyMint>("default");
-  const std::shared_ptr<NiceMock<MockVersionedKeyMint>> strongbox =
-      Registered<MockVersionedKeyMint>("strongbox");
+  const std::shared_ptr<NiceMock<MockKeyMintDevice>> tee = Registered<MockKeyMintDevice>("default");
+  const std::shared_ptr<NiceMock<MockKeyMintDevice>> strongbox =
+      Registered<MockKeyMintDevice>("strongbox");
 };
 
 TEST_F(RootOfTrustTest, PassesOnWhatEachSideAnswersAndStopsAtTheFirstFailure) {
@@ -169,7 +168,7 @@ TEST(MissingServiceTest, IsNamedBySide) {
   Expect(ORX_eSE_RoT_binding_check, 1, "Could not obtain the TEE keymint service");
   Expect(ORX_eSE_SharedSecret_negotiation_check, 1,
          "Could not obtain the TEE shared secret service");
-  Registered<MockVersionedKeyMint>("default");
+  Registered<MockKeyMintDevice>("default");
   const auto secret = Registered<MockSharedSecret>("default");
   Expect(ORX_eSE_SharedSecret_negotiation_check, 1,
          "Could not obtain the Strongbox shared secret service");
