@@ -198,6 +198,21 @@ inline KeyParams RequestOf(km::Algorithm algorithm, km::KeyPurpose purpose) {
   return params;
 }
 
+// Parameters of an AES key for CBC without padding, and of its use.
+inline KeyParams AesRequest() {
+  return {{Tag::ALGORITHM, km::Algorithm::AES},
+          {Tag::PURPOSE, km::KeyPurpose::ENCRYPT},
+          {Tag::BLOCK_MODE, km::BlockMode::CBC},
+          {Tag::PADDING, km::PaddingMode::NONE},
+          {Tag::CALLER_NONCE, true},
+          {Tag::NO_AUTH_REQUIRED, true}};
+}
+inline KeyParams AesUse() {
+  return {{Tag::BLOCK_MODE, km::BlockMode::CBC},
+          {Tag::PADDING, km::PaddingMode::NONE},
+          BlobParam(Tag::NONCE, Bytes(16))};
+}
+
 // What makes a request one for attestation.
 inline KeyParams Attested(const KeyParams& params) {
   return With(params, {{Tag::ATTESTATION_CHALLENGE, Bytes{'f', 'u', 'n'}},

@@ -61,12 +61,7 @@ TEST(AttestationExtensionTest, EncodesTheRecordOfASigningKeyInTagOrderWhateverTh
 }
 
 TEST(AttestationExtensionTest, EveryFieldTypeHasItsAsn1Type) {
-  struct {
-    const char* title;
-    KeyParameter param;
-    const char* before_root;
-    const char* after_root;
-  } const rows[] = {
+  const std::tuple<const char*, KeyParameter, const char*, const char*> rows[] = {
       {"set of one", {Tag::DIGEST, km::Digest::SHA_2_256}, "a505 3103 020104", ""},
       {"padding", {Tag::PADDING, km::PaddingMode::RSA_PKCS1_1_5_SIGN}, "a605 3103 020105", ""},
       {"unsigned 64 bits", UlongParam(Tag::RSA_PUBLIC_EXPONENT, 65537), "bf814805 0203010001", ""},
@@ -80,11 +75,11 @@ TEST(AttestationExtensionTest, EveryFieldTypeHasItsAsn1Type) {
       {"flag that is false", {Tag::NO_AUTH_REQUIRED, false}, "", ""},
       {"value of another type", {Tag::KEY_SIZE, Bytes{1}}, "", ""},
   };
-  for (const auto& row : rows) {
+  for (const auto& [title, param, before_root, after_root] : rows) {
     AttestationRecord record = Plain();
-    record.hardware_enforced = {row.param};
-    EXPECT_EQ(EncodeKeyDescription(record), Record("0202012c", "", row.before_root, row.after_root))
-        << row.title;
+    record.hardware_enforced = {param};
+    EXPECT_EQ(EncodeKeyDescription(record), Record("0202012c", "", before_root, after_root))
+        << title;
   }
 }
 

@@ -128,12 +128,7 @@ TEST(AttestationTest, GenerateKeyChecksItsParameters) {
   const auto size = [](int bits) { return UintParam(Tag::KEY_SIZE, bits); };
   const auto curve = [](km::EcCurve value) { return km::KeyParameter{Tag::EC_CURVE, value}; };
   const km::KeyParameter f4 = UlongParam(Tag::RSA_PUBLIC_EXPONENT, 65537);
-  struct {
-    const char* title;
-    KeyParams params;
-    ErrorCode tee;
-    ErrorCode strongbox;
-  } const rows[] = {
+  const std::tuple<const char*, KeyParams, ErrorCode, ErrorCode> rows[] = {
       {"no algorithm", {}, ErrorCode::UNSUPPORTED_ALGORITHM, ErrorCode::UNSUPPORTED_ALGORITHM},
       {"no curve", With(bare_ec, {size(256)}), kCurve, kCurve},
       {"size of another curve", With(ec, {size(384)}), kArgument, kArgument},
@@ -157,9 +152,9 @@ TEST(AttestationTest, GenerateKeyChecksItsParameters) {
        ErrorCode::UNSUPPORTED_ALGORITHM,
        ErrorCode::UNSUPPORTED_ALGORITHM},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Generate(device.tee(), row.params), row.tee) << row.title;
-    EXPECT_EQ(Generate(device.strongbox(), row.params), row.strongbox) << row.title;
+  for (const auto& [title, params, tee, strongbox] : rows) {
+    EXPECT_EQ(Generate(device.tee(), params), tee) << title;
+    EXPECT_EQ(Generate(device.strongbox(), params), strongbox) << title;
   }
 }
 
@@ -240,11 +235,7 @@ TEST(AttestationTest, AttestationKeyMustBeUsableAndMadeForIt) {
                                              {Tag::PURPOSE, KeyPurpose::ATTEST_KEY}});
   const Bytes name = DefaultSubjectName();
   const Bytes cut(usable.keyBlob.begin(), usable.keyBlob.end() - 1);
-  struct {
-    const char* title;
-    km::AttestationKey key;
-    ErrorCode code;
-  } const rows[] = {
+  const std::tuple<const char*, km::AttestationKey, ErrorCode> rows[] = {
       {"usable", usable, kOk},
       {"signing key", made(device.tee(), Request()), kPurpose},
       {"symmetric key", symmetric, kPurpose},
@@ -256,8 +247,8 @@ TEST(AttestationTest, AttestationKeyMustBeUsableAndMadeForIt) {
       {"owner not presented", owned, kBlob},
       {"owner presented", {owned.keyBlob, owner, name}, kOk},
   };
-  for (const auto& row : rows) {
-    EXPECT_EQ(Generate(device.tee(), Attested(Request()), row.key), row.code) << row.title;
+  for (const auto& [title, key, code] : rows) {
+    EXPECT_EQ(Generate(device.tee(), Attested(Request()), key), code) << title;
   }
   device.Boot({"os-patch-level=209901"});
   EXPECT_EQ(Generate(device.tee(), Attested(Request()), usable), ErrorCode::KEY_REQUIRES_UPGRADE);

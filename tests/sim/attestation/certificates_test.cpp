@@ -66,12 +66,7 @@ TEST_F(CertificatesTest, DatesAreUtcTimeUpTo2049AndGeneralizedTimeAfterwards) {
 }
 
 TEST_F(CertificatesTest, PurposesDecideKeyUsageAuthorityAndWhoSigns) {
-  struct {
-    std::vector<KeyPurpose> purposes;
-    const char* key_usage;
-    bool authority;
-    bool is_signed;
-  } const rows[] = {
+  const std::tuple<std::vector<KeyPurpose>, const char*, bool, bool> rows[] = {
       {{KeyPurpose::SIGN, KeyPurpose::VERIFY}, "03020780", false, true},
       {{KeyPurpose::SIGN, KeyPurpose::DECRYPT}, "03020490", false, true},
       {{KeyPurpose::DECRYPT, KeyPurpose::ENCRYPT}, "03020410", false, false},
@@ -80,16 +75,15 @@ TEST_F(CertificatesTest, PurposesDecideKeyUsageAuthorityAndWhoSigns) {
       {{KeyPurpose::ATTEST_KEY}, "03020204", true, true},
       {{KeyPurpose::VERIFY}, "", false, false},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.key_usage);
-    const auto certificate = Certify(Purposes(row.purposes));
-    EXPECT_EQ(Extension(certificate.get(), "2.5.29.15"), FromHex(row.key_usage));
-    EXPECT_EQ(Extension(certificate.get(), "2.5.29.19"),
-              FromHex(row.authority ? "30030101ff" : ""));
+  for (const auto& [purposes, key_usage, authority, is_signed] : rows) {
+    SCOPED_TRACE(key_usage);
+    const auto certificate = Certify(Purposes(purposes));
+    EXPECT_EQ(Extension(certificate.get(), "2.5.29.15"), FromHex(key_usage));
+    EXPECT_EQ(Extension(certificate.get(), "2.5.29.19"), FromHex(authority ? "30030101ff" : ""));
     const ASN1_BIT_STRING* signature = nullptr;
     X509_get0_signature(&signature, nullptr, certificate.get());
-    EXPECT_EQ(ASN1_STRING_length(signature) > 0, row.is_signed);
-    EXPECT_EQ(X509_verify(certificate.get(), key_.get()) == 1, row.is_signed);
+    EXPECT_EQ(ASN1_STRING_length(signature) > 0, is_signed);
+    EXPECT_EQ(X509_verify(certificate.get(), key_.get()) == 1, is_signed);
   }
 }
 
@@ -123,12 +117,7 @@ TEST_F(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
   const auto with = [&](Tag tag, const char* hex) {
     return With(good, {BlobParam(tag, FromHex(hex))});
   };
-  struct {
-    const char* title;
-    KeyParams params;
-    Bytes issuer;
-    ErrorCode code;
-  } const rows[] = {
+  const std::tuple<const char*, KeyParams, Bytes, ErrorCode> rows[] = {
       {"no Name", with(Tag::CERTIFICATE_SUBJECT, "010203"), kSignerName, kArgument},
       {"bytes after the Name", with(Tag::CERTIFICATE_SUBJECT, "300000"), kSignerName, kArgument},
       {"empty serial", with(Tag::CERTIFICATE_SERIAL, ""), kSignerName, kArgument},
@@ -140,13 +129,12 @@ TEST_F(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
       {"empty issuer", good, {}, kIssuer},
       {"issuer is no Name", good, {0x31, 0x00}, kIssuer},
   };
-  for (const auto& row : rows) {
+  for (const auto& [title, params, issuer, code] : rows) {
     Bytes der = {1};
-    EXPECT_EQ(
-        CertifyAttestedKey(row.params, key_.get(), {key_.get(), row.issuer}, FromHex("3000"), &der),
-        row.code)
-        << row.title;
-    EXPECT_EQ(der, Bytes{1}) << row.title;
+    EXPECT_EQ(CertifyAttestedKey(params, key_.get(), {key_.get(), issuer}, FromHex("3000"), &der),
+              code)
+        << title;
+    EXPECT_EQ(der, Bytes{1}) << title;
   }
 }
 

@@ -73,6 +73,16 @@ int InProcess(const Body& body) {
   return status;
 }
 
+// The same with files of so many bytes at most: a longer one ends the process by a signal.
+template <typename Body>
+int WithFilesOf(rlim_t bytes, const Body& body) {
+  return InProcess([&] {
+    const rlimit limit{bytes, bytes};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    body();
+  });
+}
+
 // What root may do regardless of modes, it may no more afterwards; `folder` and all in it is its
 // own.
 void BecomeOrdinaryUser(const std::string& folder) {
@@ -120,24 +130,18 @@ TEST_F(DeviceFolderTest, FailedCreationLeavesNothing) {
 }
 
 TEST_F(DeviceFolderTest, CreationThatCannotWriteLeavesNothing) {
-  EXPECT_EQ(InProcess([&] {
-              signal(SIGXFSZ, SIG_IGN);
-              const rlimit limit{16, 16};
-              setrlimit(RLIMIT_FSIZE, &limit);
-              EXPECT_EQ(DeviceFolder::Create(path_, "bare", &error_), nullptr);
-              EXPECT_THAT(error_, HasSubstr("File too large"));
-            }),
+  EXPECT_EQ(WithFilesOf(16,
+                        [&] {
+                          signal(SIGXFSZ, SIG_IGN);
+                          EXPECT_EQ(DeviceFolder::Create(path_, "bare", &error_), nullptr);
+                          EXPECT_THAT(error_, HasSubstr("File too large"));
+                        }),
             0);
   EXPECT_THAT(Entries(parent_.path()), IsEmpty());
 }
 
 TEST_F(DeviceFolderTest, OpenNamesWhatIsWrong) {
-  struct Case {
-    const char* title;
-    std::function<void()> breakage;
-    const char* reason;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, std::function<void()>, const char*> cases[] = {
       {"nothing there", [&] { RemoveTree(path_); }, "No such file or directory"},
       {"open to others", [&] { chmod(path_.c_str(), 0750); }, "chmod 700"},
       {"bad line", [&] { Write("device.conf", "\nfoo = 1\n"); }, "device.conf:2: there is no "},
@@ -152,13 +156,13 @@ TEST_F(DeviceFolderTest, OpenNamesWhatIsWrong) {
        "device: not a folder"},
       {"another folder", [&] { fs::remove(path_ + "/device.conf"); }, "not a simulated device"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.title);
+  for (const auto& [title, breakage, reason] : cases) {
+    SCOPED_TRACE(title);
     RemoveTree(path_);
     Create();
-    c.breakage();
+    breakage();
     EXPECT_EQ(Open(), nullptr);
-    EXPECT_THAT(error_, HasSubstr(c.reason));
+    EXPECT_THAT(error_, HasSubstr(reason));
   }
 }
 
@@ -180,12 +184,7 @@ TEST_F(DeviceFolderTest, KilledAtAnyWriteItIsAsBeforeOrAsAfter) {
   std::string text;
   for (rlim_t limit = 0; text.empty() || text == before; limit += 64) {
     ASSERT_LT(limit, 8192u);
-    // The signal of a file that grew too long ends the process in the middle of a write.
-    InProcess([&] {
-      const rlimit file_size{limit, limit};
-      setrlimit(RLIMIT_FSIZE, &file_size);
-      set();
-    });
+    WithFilesOf(limit, set);  // ends in the middle of a write
     ASSERT_TRUE(Open()) << error_;
     text = Open()->conf()->text();
     EXPECT_TRUE(text == before ||
@@ -197,12 +196,7 @@ TEST_F(DeviceFolderTest, KilledAtAnyWriteItIsAsBeforeOrAsAfter) {
 }
 
 TEST_F(DeviceFolderTest, ACreationThatWasKilledIsTakenOver) {
-  EXPECT_NE(InProcess([&] {
-              const rlimit limit{16, 16};
-              setrlimit(RLIMIT_FSIZE, &limit);
-              DeviceFolder::Create(path_, "bare", &error_);
-            }),
-            0);
+  EXPECT_NE(WithFilesOf(16, [&] { DeviceFolder::Create(path_, "bare", &error_); }), 0);
   EXPECT_THAT(Entries(parent_.path()), ElementsAre("device.orx-sim-new"));
   Create();
   EXPECT_THAT(Entries(parent_.path()), ElementsAre("device"));
@@ -243,11 +237,7 @@ TEST_F(DeviceFolderTest, SetChangesSettingsAndPropertiesInPlace) {
 }
 
 TEST_F(DeviceFolderTest, SetFindsTheRightPlaceInEveryText) {
-  struct {
-    const char* before;
-    const char* assignment;
-    const char* after;
-  } const rows[] = {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
       {"", "imei=1", "imei=1\n"},
       {"modem = no\n", "imei=1", "modem = no\nimei=1\n"},
       {"modem = no", "imei=1", "modem = no\nimei=1"},
@@ -257,22 +247,18 @@ TEST_F(DeviceFolderTest, SetFindsTheRightPlaceInEveryText) {
       {"modem = no\n", "ro.a=1", "modem = no\n[build.prop]\nro.a=1\n"},
       {"[build.prop]\nro.a=1\nro.a=2\n", "ro.a=3", "[build.prop]\nro.a=1\nro.a=3\n"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [before, assignment, after] : rows) {
     DeviceConf conf;
-    ASSERT_TRUE(conf.Parse(row.before, "x", &error_)) << error_;
-    EXPECT_TRUE(conf.Set(row.assignment, &error_)) << error_;
-    EXPECT_EQ(conf.text(), row.after);
+    ASSERT_TRUE(conf.Parse(before, "x", &error_)) << error_;
+    EXPECT_TRUE(conf.Set(assignment, &error_)) << error_;
+    EXPECT_EQ(conf.text(), after);
   }
 }
 
 TEST_F(DeviceFolderTest, SetRefusesAllIfOneIsWrong) {
   const std::shared_ptr<DeviceFolder> folder = Create();
   const std::string conf = Content("device.conf");
-  struct Case {
-    std::string assignment;
-    const char* reason;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"modem", "not of the form NAME=VALUE"},
       {"imei=1\nmodem=no", "not of the form NAME=VALUE"},
       {"patch=202612", "there is no setting \"patch\""},
@@ -283,10 +269,10 @@ TEST_F(DeviceFolderTest, SetRefusesAllIfOneIsWrong) {
       {"ro.b c=1", "no property name"},
       {"ro.b=" + std::string(92, 'x'), "the longest that Android takes has 91"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.assignment);
-    EXPECT_FALSE(folder->Set({"os-version=150000", "ro.fine=1", c.assignment}, &error_));
-    EXPECT_THAT(error_, HasSubstr(c.reason));
+  for (const auto& [assignment, reason] : cases) {
+    SCOPED_TRACE(assignment);
+    EXPECT_FALSE(folder->Set({"os-version=150000", "ro.fine=1", assignment}, &error_));
+    EXPECT_THAT(error_, HasSubstr(reason));
     EXPECT_EQ(Content("device.conf"), conf);
     EXPECT_EQ(folder->GetNumber("os-version"), 140000);
   }

@@ -87,11 +87,7 @@ TEST(BuildPropTest, IsReadAsAndroidReadsIt) {
 }
 
 TEST(BuildPropTest, BadLinesAreNamedByFileAndNumber) {
-  struct Case {
-    std::string line;
-    const char* reason;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {"ro.product.model", "not of the form NAME=VALUE"},
       {"=value", "not of the form NAME=VALUE"},
       {"import /vendor/default.prop", "not of the form NAME=VALUE"},
@@ -99,13 +95,13 @@ TEST(BuildPropTest, BadLinesAreNamedByFileAndNumber) {
       {"ro.=1", "\"ro.\" is no property name"},
       {"ro.long=" + std::string(92, 'x'), "has 92 characters"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.line);
+  for (const auto& [line, reason] : cases) {
+    SCOPED_TRACE(line);
     DeviceConf conf;
     std::string error;
-    EXPECT_FALSE(conf.Parse("[build.prop]\n# x\n" + c.line + "\nro.b=2\n", "/d/x", &error));
+    EXPECT_FALSE(conf.Parse("[build.prop]\n# x\n" + line + "\nro.b=2\n", "/d/x", &error));
     EXPECT_THAT(error, ::testing::StartsWith("/d/x:3: "));
-    EXPECT_THAT(error, HasSubstr(c.reason));
+    EXPECT_THAT(error, HasSubstr(reason));
   }
 }
 

@@ -28,12 +28,6 @@ std::shared_ptr<Interface> Service(const std::string& instance) {
   return Interface::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(name.c_str())));
 }
 
-KeyParams AesRequest() {
-  return {{Tag::ALGORITHM, km::Algorithm::AES},  {Tag::PURPOSE, KeyPurpose::ENCRYPT},
-          {Tag::BLOCK_MODE, km::BlockMode::CBC}, {Tag::CALLER_NONCE, true},
-          {Tag::PADDING, km::PaddingMode::NONE}, {Tag::NO_AUTH_REQUIRED, true}};
-}
-
 // Answers with as many bytes as it is told, and counts its calls.
 class Answerer : public ss::BnSharedSecret {
  public:
@@ -81,9 +75,7 @@ class FaultsTest : public ::testing::Test {
   static ndk::ScopedAStatus Begin(km::IKeyMintDevice& keymint, km::BeginResult* result) {
     km::KeyCreationResult key;
     EXPECT_TRUE(Import(keymint, &key).isOk());
-    const KeyParams params =
-        With(Without(AesRequest(), Tag::CALLER_NONCE), {BlobParam(Tag::NONCE, Bytes(16))});
-    return keymint.begin(KeyPurpose::ENCRYPT, key.keyBlob, params, std::nullopt, result);
+    return keymint.begin(KeyPurpose::ENCRYPT, key.keyBlob, AesUse(), std::nullopt, result);
   }
 
   static int32_t BeginCode(km::IKeyMintDevice& keymint) {
@@ -98,11 +90,7 @@ class FaultsTest : public ::testing::Test {
 };
 
 TEST_F(FaultsTest, WrongSpecificationsAreNamed) {
-  struct Case {
-    const char* spec;
-    const char* reason;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"", "not of the form"},
       {"begin:-62:1", "not of the form"},
       {"start:-62", "\"start\" is not a method"},
@@ -123,12 +111,12 @@ TEST_F(FaultsTest, WrongSpecificationsAreNamed) {
       {"write:ENOTHING", "not the name of an error"},
       {"persist:full", "can be missing or read-only"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.spec);
+  for (const auto& [spec, reason] : cases) {
+    SCOPED_TRACE(spec);
     std::string error;
-    EXPECT_FALSE(device_->faults().Add(c.spec, &error));
-    EXPECT_THAT(error, StartsWith("fault \"" + std::string(c.spec) + "\": "));
-    EXPECT_THAT(error, HasSubstr(c.reason));
+    EXPECT_FALSE(device_->faults().Add(spec, &error));
+    EXPECT_THAT(error, StartsWith("fault \"" + std::string(spec) + "\": "));
+    EXPECT_THAT(error, HasSubstr(reason));
     EXPECT_EQ(error.find('\n'), std::string::npos);
   }
   Attach();

@@ -10,25 +10,13 @@ namespace {
 
 using km::KeyPurpose;
 
-KeyParams Request() {
-  return {{Tag::ALGORITHM, km::Algorithm::AES},
-          {Tag::PURPOSE, KeyPurpose::ENCRYPT},
-          {Tag::BLOCK_MODE, km::BlockMode::CBC},
-          {Tag::PADDING, km::PaddingMode::NONE},
-          {Tag::CALLER_NONCE, true},
-          {Tag::NO_AUTH_REQUIRED, true}};
-}
-
 KeyParams Use(const KeyParams& more = {}) {
-  return With({{Tag::BLOCK_MODE, km::BlockMode::CBC},
-               {Tag::PADDING, km::PaddingMode::NONE},
-               BlobParam(Tag::NONCE, Bytes(16))},
-              more);
+  return With(AesUse(), more);
 }
 
 Bytes NewBlob(Services& services, const KeyParams& more = {}) {
   km::KeyCreationResult result;
-  EXPECT_EQ(Import(services, With(Request(), more), km::KeyFormat::RAW, Bytes(16, 5), &result),
+  EXPECT_EQ(Import(services, With(AesRequest(), more), km::KeyFormat::RAW, Bytes(16, 5), &result),
             ErrorCode::OK);
   return result.keyBlob;
 }

@@ -36,20 +36,17 @@ Bytes CheckValue(ss::ISharedSecret& service, const Parameters& parameters) {
 TEST(SharedSecretTest, DerivesTheKnownSecretsAndCheckValues) {
   const ss::SharedSecretParameters tee{{}, Bytes(kLength, 1)};
   const ss::SharedSecretParameters strongbox{Bytes(kLength, 2), Bytes(kLength, 3)};
-  struct {
-    Parameters parameters;
-    const char* secret;
-    const char* check_value;
-  } const rows[] = {{{tee, strongbox},
-                     "b2941252d52e5d3eea87c4e3cd7ca35e024d303fe3f92eae95afde65a25dbe27",
-                     "c3cebfb6efb33fd791f38b2bfbdf5b9375bd805eaf62783fbe2a4474dafb5814"},
-                    {{strongbox, tee},
-                     "8146486bb325788a3f71e43e4c456db98cca3b9e30eb5befb13c3fb2b5e4fd4c",
-                     "68f9bd0ac7a96d508b67e68e21d62688eed9b5c835af14b200009a59e296a336"}};
-  for (const auto& row : rows) {
-    const HmacKey secret = DeriveSharedSecret(kZeroKey, row.parameters);
-    EXPECT_EQ(Bytes(secret.begin(), secret.end()), FromHex(row.secret));
-    EXPECT_EQ(SharedSecretCheckValue(secret), FromHex(row.check_value));
+  const std::tuple<Parameters, const char*, const char*> rows[] = {
+      {{tee, strongbox},
+       "b2941252d52e5d3eea87c4e3cd7ca35e024d303fe3f92eae95afde65a25dbe27",
+       "c3cebfb6efb33fd791f38b2bfbdf5b9375bd805eaf62783fbe2a4474dafb5814"},
+      {{strongbox, tee},
+       "8146486bb325788a3f71e43e4c456db98cca3b9e30eb5befb13c3fb2b5e4fd4c",
+       "68f9bd0ac7a96d508b67e68e21d62688eed9b5c835af14b200009a59e296a336"}};
+  for (const auto& [parameters, secret, check_value] : rows) {
+    const HmacKey derived = DeriveSharedSecret(kZeroKey, parameters);
+    EXPECT_EQ(Bytes(derived.begin(), derived.end()), FromHex(secret));
+    EXPECT_EQ(SharedSecretCheckValue(derived), FromHex(check_value));
   }
 }
 
