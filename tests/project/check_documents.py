@@ -19,6 +19,10 @@ PRELUDE = '''set -eu
 cc() { command cc -std=c11 -Wall -Wextra -Wpedantic -Werror "$@"; }
 c++() { command c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror "$@"; }
 '''
+# Of ./dev the demo alone, as after a build.
+DEV = f"""#!/bin/sh
+[ "$1" = demo ] && cd '{ROOT}' && exec scripts/demo.sh '{os.path.relpath(BUILD, ROOT)}'
+"""
 BLOCK = re.compile(r'''^\ *<!--\ (?P<mark>file|not\ run|run):\ (?P<value>.*)\ -->$
     |^(?P<indent>\ *)```(?P<language>.*)\n(?P<fenced>(?:.*\n)*?)(?P=indent)```$
     |(?<=\n\n)(?P<indented>(?:\ {4}.*\n)+)''', re.M | re.X)
@@ -67,6 +71,9 @@ def run_page(name, text):
         os.makedirs(f'{folder}/.output')
         os.makedirs(f'{folder}/build')
         os.symlink(BUILD, f'{folder}/build/host')
+        with open(f'{folder}/dev', 'w', encoding='utf-8') as file:
+            file.write(DEV)
+        os.chmod(f'{folder}/dev', 0o755)
         try:
             plan = list(steps(text, folder))
         except ValueError as error:
