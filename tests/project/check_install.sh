@@ -61,7 +61,7 @@ for change in '/^ \* ORX_HASH_Begin starts/d' 's/ORX_HASH_Begin(uint32_t/ORX_HAS
   rm -rf "$work/include"
   cp -R "$source/include" "$work/include"
   sed -i "$change" "$work/include/orx/hash.h"
-  "$source/packaging/manual_headers.py" "$work/include" "$kit/lib/liborx.so" 1 "$work/man" 2>"$work/log" &&
+  python3 -B "$source/packaging/manual_headers.py" "$work/include" "$kit/lib/liborx.so" 1 "$work/man" 2>"$work/log" &&
     fail "the manual's maker took: $change"
   grep -q ORX_HASH_Begin "$work/log" || { cat "$work/log"; fail "the manual's maker does not say what is wrong"; }
 done
