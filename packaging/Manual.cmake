@@ -8,7 +8,8 @@ file(GLOB public_headers CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/include/orx/*.h ${PROJECT_SOURCE_DIR}/include/keymint/*.h)
 set(programs $<TARGET_FILE:orx_tool> $<TARGET_FILE:orx-sim>)
 
-# orx_make(NAME DEPENDS target... COMMAND word...): a folder of this name with what a command makes in it.
+# orx_make(NAME DEPENDS target... COMMAND word...): a folder of this name with what a command makes
+# in it.
 function(orx_make name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "COMMAND;DEPENDS")
   add_custom_command(OUTPUT ${made}/${name}.stamp

@@ -58,17 +58,20 @@ include(CPack)
 
 # What Debian wants to find in each package.
 find_package(Git REQUIRED)
-execute_process(COMMAND ${GIT_EXECUTABLE} log -1 --format=%ct WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
-  OUTPUT_VARIABLE commit_time OUTPUT_STRIP_TRAILING_WHITESPACE)
+execute_process(COMMAND ${GIT_EXECUTABLE} log -1 --format=%ct
+  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE commit_time
+  OUTPUT_STRIP_TRAILING_WHITESPACE)
 orx_make(debian DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG.md
-  COMMAND ${python} ${CMAKE_CURRENT_SOURCE_DIR}/debian_changelog.py ${PROJECT_SOURCE_DIR}/CHANGELOG.md
-    ${PROJECT_VERSION} ${maintainer} "${commit_time}" ${made}/debian/changelog.gz)
+  COMMAND ${python} ${CMAKE_CURRENT_SOURCE_DIR}/debian_changelog.py
+    ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_VERSION} ${maintainer} "${commit_time}"
+    ${made}/debian/changelog.gz)
 foreach(component ${CPACK_COMPONENTS_ALL})
   string(TOUPPER ${component} name)
   set(name ${CPACK_DEBIAN_${name}_PACKAGE_NAME})
   set(more_overrides "")
   if(component STREQUAL runtime)
-    set(more_overrides "# What cpack writes does what the trigger does.\n${name}: maintscript-calls-ldconfig *\n")
+    string(CONCAT more_overrides "# What cpack writes does what the trigger does.\n"
+      "${name}: maintscript-calls-ldconfig *\n")
   endif()
   configure_file(lintian-overrides ${CMAKE_CURRENT_BINARY_DIR}/overrides/${name})
   if(NOT component STREQUAL development)

@@ -48,7 +48,8 @@ def operands(command, facts):
     kinds = {'FILE': FILES, 'DIR': FOLDERS}
     if first in kinds:
         return kinds[first]
-    return facts.get(first) or (first.split('|') if re.fullmatch(r'[a-z0-9|]+', first) else ANYTHING)
+    words = first.split('|') if re.fullmatch(r'[a-z0-9|]+', first) else ANYTHING
+    return facts.get(first) or words
 
 
 def lines_of(program, facts):
@@ -108,20 +109,23 @@ def bash(name, lines, standalone):
                      if value is not None for option in names})
     tree = firsts(lines)
     function = '_' + name.replace('-', '_')
-    out = [f'# bash completion of {name}, made from its help', BASH_HELPERS.strip(), '', f'{function}() {{',
+    takes_value = f'" {" ".join(valued)} " == *" ${{COMP_WORDS[i-1]}} "*'
+    out = [f'# bash completion of {name}, made from its help', BASH_HELPERS.strip(), '',
+           f'{function}() {{',
            '  local previous=${COMP_WORDS[COMP_CWORD-1]} i',
            '  local -a words=()',
            '  COMPREPLY=()',
            '  for ((i = 1; i < COMP_CWORD; i++)); do',
            '    [[ ${COMP_WORDS[i]} == -- ]] && break',
-           f'    [[ ${{COMP_WORDS[i]}} == -* || " {" ".join(valued)} " == *" ${{COMP_WORDS[i-1]}} "* ]] ||',
+           f'    [[ ${{COMP_WORDS[i]}} == -* || {takes_value} ]] ||',
            '      words+=("${COMP_WORDS[i]}")',
            '  done',
            '  case "${words[0]-}" in',
            f"    '') _orx_words {' '.join(list(tree) + standalone)}; return ;;"]
     for first, seconds in tree.items():
         if seconds:
-            out.append(f'    {first}) ((${{#words[@]}} > 1)) || {{ _orx_words {" ".join(seconds)}; return; }} ;;')
+            out.append(f'    {first}) ((${{#words[@]}} > 1)) || '
+                       f'{{ _orx_words {" ".join(seconds)}; return; }} ;;')
     out += ['  esac', '  case "${words[0]} ${words[1]-} " in']
     for line in lines:
         flags = ' '.join(names[-1] for names, _, _ in line.options)
@@ -129,7 +133,8 @@ def bash(name, lines, standalone):
                  for names, value, _ in line.options if value is not None]
         out.append(f"    '{line.name} '*)")
         out += ['      case $previous in'] + cases + ['      esac'] if cases else []
-        out += [f'      [[ ${{COMP_WORDS[COMP_CWORD]}} == -* ]] && {{ _orx_words {flags}; return; }}',
+        out += [f'      [[ ${{COMP_WORDS[COMP_CWORD]}} == -* ]] && '
+                f'{{ _orx_words {flags}; return; }}',
                 f'      {bash_value(line.operands)} ;;']
     return '\n'.join(out + ['  esac', '}', f'complete -F {function} {name}']) + '\n'
 
@@ -163,15 +168,18 @@ def zsh(name, lines, standalone):
     summaries = {line.name: zsh_text(line.summary) for line in lines}
 
     def described(names, prefix=''):
-        shown = [f"'{word}:{summaries.get(prefix + word, 'a group of commands')}'" for word in names]
+        shown = [f"'{word}:{summaries.get(prefix + word, 'a group of commands')}'"
+                 for word in names]
         return f"local -a found=({' '.join(shown)}); _describe command found"
 
-    out = [f'#compdef {name}', f'# zsh completion of {name}, made from its help', f'{function}() {{',
+    flags = ' '.join(option for option in standalone if option.startswith('-'))
+    out = [f'#compdef {name}', f'# zsh completion of {name}, made from its help',
+           f'{function}() {{',
            '  while [[ $CURRENT -gt 2 && $words[2] == -* ]]; do',
            '    [[ $words[2] == --timeout ]] && { shift words; ((CURRENT--)); }',
            '    shift words; ((CURRENT--))', '  done',
            '  if ((CURRENT == 2)); then',
-           f'    [[ $words[2] == -* ]] && {{ compadd -- {" ".join(o for o in standalone if o[0] == "-")}; return; }}',
+           f'    [[ $words[2] == -* ]] && {{ compadd -- {flags}; return; }}',
            f'    {described(tree)}; return', '  fi',
            '  shift words; ((CURRENT--))', '  local command=$words[1]', '  case $command in']
     for first, seconds in tree.items():

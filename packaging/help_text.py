@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Reads the help that orx and orx-sim print of themselves, which the manual and the completion of the
-command line are made of."""
+"""Reads the help that orx and orx-sim print of themselves, which the manual and the completion of
+the command line are made of."""
 import os
 import re
 import subprocess

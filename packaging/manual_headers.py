@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Makes the manual's section 3 of the public headers: orx(3) of orx.h and one page for each family and
-class header. Fails when a function is declared without a comment that begins with its name, when a
-comment names one that is not declared, or when declarations and the library's exports differ.
+"""Makes the manual's section 3 of the public headers: orx(3) of orx.h and one page for each family
+and class header. Fails when a function is declared without a comment that begins with its name,
+when a comment names one that is not declared, or when declarations and the library's exports differ.
 usage: manual_headers.py INCLUDE_FOLDER LIBRARY VERSION FOLDER"""
 import os
 import re
@@ -88,7 +88,7 @@ def comment_text(raw):
 
 
 def items_of(text, bare):
-    """Comments with what follows them up to an empty line; with `bare`, also what has no comment."""
+    """Comments with what follows up to an empty line; with `bare`, also what has no comment."""
     items = []
     for match in re.finditer(r'(/\*.*?\*/\n)?((?:(?!/\*)[^\n]+\n?)*)', text, re.S):
         comment, code = match.group(1) or '', match.group(2)

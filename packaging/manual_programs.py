@@ -66,8 +66,9 @@ def main(orx, orx_sim, version, folder):
     pages = {
         'orx': page(orx, 'orx', 'use and test the secure hardware of an Android device', version,
                     '.BR orx\\-sim (1),\n.BR orx (3)', []),
-        'orx-sim': page(orx_sim, 'orx-sim', 'make simulated Android devices and run programs inside',
-                        version, '.BR orx (1)', faults(orx_sim)),
+        'orx-sim': page(orx_sim, 'orx-sim',
+                        'make simulated Android devices and run programs inside', version,
+                        '.BR orx (1)', faults(orx_sim)),
     }
     for name, lines in pages.items():
         roff.write(folder, name, 1, lines)

@@ -14,8 +14,8 @@ failed=0
 
 echo "== build"
 # shellcheck disable=SC2046  # one word an option
-cc -Wall -Wextra "$source/sealed_secret.c" -o "$work/sealed_secret" $(pkg-config --cflags --libs orx) \
-  -Wl,-rpath,"$(pkg-config --variable=libdir orx)"
+cc -Wall -Wextra "$source/sealed_secret.c" -o "$work/sealed_secret" \
+  $(pkg-config --cflags --libs orx) -Wl,-rpath,"$(pkg-config --variable=libdir orx)"
 
 echo "== the kit itself"
 orx-sim run -q -- orx check all --keep-going --junit "$results/kit.xml"

@@ -7,10 +7,11 @@
 #   UNIT     the number on the device's label; it names the report
 #   ORX...   how orx is run (default: adb shell orx); on a PC: orx-sim run -q -- orx
 #
-# Exit codes are those of orx: 0 passed, 1 failed, 4 something is missing, 5 timed out; 2 for a wrong
-# call, and 6 when there is no report to judge: the station itself is to be looked at.
+# Exit codes are those of orx: 0 passed, 1 failed, 4 something is missing, 5 timed out; 2 for a
+# wrong call, and 6 when there is no report to judge: the station itself is to be looked at.
 set -euo pipefail
-[[ $# -ge 2 && $1 =~ ^[A-Za-z0-9._-]+$ ]] || { sed -n '/^# usage/,/^#$/s/^# \?//p' "$0" >&2; exit 2; }
+[[ $# -ge 2 && $1 =~ ^[A-Za-z0-9._-]+$ ]] ||
+  { sed -n '/^# usage/,/^#$/s/^# \?//p' "$0" >&2; exit 2; }
 unit=$1 folder=$2
 shift 2
 [[ $# -gt 0 ]] || set -- adb shell orx
