@@ -178,15 +178,9 @@ TEST(AttestationTest, ChallengeAttestationKeyAndApplicationIdDecide) {
   const auto application = [](size_t length) {
     return BlobParam(Tag::ATTESTATION_APPLICATION_ID, Bytes(length, 'a'));
   };
-  struct Row {
-    const char* title;
-    KeyParams more;
-    ErrorCode without_key;
-    ErrorCode with_key;
-  };
   constexpr ErrorCode kNoChallenge = ErrorCode::ATTESTATION_CHALLENGE_MISSING;
   constexpr ErrorCode kNoApplication = ErrorCode::ATTESTATION_APPLICATION_ID_MISSING;
-  const Row rows[] = {
+  const std::tuple<const char*, KeyParams, ErrorCode, ErrorCode> rows[] = {
       {"nothing", {}, kOk, kNoChallenge},
       {"application", {application(3)}, kOk, kNoChallenge},
       {"challenge", {challenge(3)}, kNoApplication, kNoApplication},
@@ -196,10 +190,10 @@ TEST(AttestationTest, ChallengeAttestationKeyAndApplicationIdDecide) {
       {"long challenge", {challenge(129), application(3)}, kLength, kLength},
       {"long application", {challenge(3), application(1025)}, kLength, kLength},
   };
-  for (const auto& row : rows) {
-    const KeyParams params = With(Request(), row.more);
-    EXPECT_EQ(Generate(device.tee(), params), row.without_key) << row.title;
-    EXPECT_EQ(Generate(device.tee(), params, attest_key), row.with_key) << row.title;
+  for (const auto& [title, more, without_key, with_key] : rows) {
+    const KeyParams params = With(Request(), more);
+    EXPECT_EQ(Generate(device.tee(), params), without_key) << title;
+    EXPECT_EQ(Generate(device.tee(), params, attest_key), with_key) << title;
   }
 }
 

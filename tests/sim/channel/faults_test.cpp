@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/channel/faults.h"
 
-#include <aidl/android/hardware/security/sharedsecret/BnSharedSecret.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 #include <gmock/gmock.h>
@@ -13,6 +12,7 @@
 #include "sim/channel/channel.h"
 #include "sim/device.h"
 #include "tests/sim/simulated_device.h"
+#include "tests/support/mock_hals.h"
 #include "tests/support/temp_folder.h"
 
 namespace orx_sim {
@@ -27,22 +27,6 @@ std::shared_ptr<Interface> Service(const std::string& instance) {
   const std::string name = std::string(Interface::descriptor) + "/" + instance;
   return Interface::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(name.c_str())));
 }
-
-// Answers with as many bytes as it is told, and counts its calls.
-class Answerer : public ss::BnSharedSecret {
- public:
-  ndk::ScopedAStatus getSharedSecretParameters(ss::SharedSecretParameters*) override {
-    return ndk::ScopedAStatus::ok();
-  }
-  ndk::ScopedAStatus computeSharedSecret(const std::vector<ss::SharedSecretParameters>&,
-                                         Bytes* answer) override {
-    ++calls;
-    answer->resize(answer_bytes);
-    return ndk::ScopedAStatus::ok();
-  }
-  size_t answer_bytes = 0;
-  int calls = 0;
-};
 
 // A device as a process sees it once attached.
 class FaultsTest : public ::testing::Test {
@@ -185,30 +169,23 @@ TEST_F(FaultsTest, AnEarlierVersionDoesNotKnowLaterMethods) {
 }
 
 TEST_F(FaultsTest, StatusesOfEveryKindReachTheCaller) {
-  struct Case {
-    const char* fault;
-    binder_exception_t exception;
-    int32_t code;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, binder_exception_t, int32_t> rows[] = {
       {"begin:-62@1", EX_SERVICE_SPECIFIC, -62},
       {"begin:0@2", EX_SERVICE_SPECIFIC, 0},
       {"begin:dead-object@3", EX_TRANSACTION_FAILED, STATUS_DEAD_OBJECT},
       {"begin:transaction=-74@4", EX_TRANSACTION_FAILED, STATUS_UNKNOWN_TRANSACTION},
       {"begin:exception=-1@5", EX_SECURITY, 0},
   };
-  for (const Case& c : cases) Add(c.fault);
+  for (const auto& row : rows) Add(std::get<0>(row));
   Add("begin:null-status@6");
   Attach();
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.fault);
+  for (const auto& [fault, exception, code] : rows) {
+    SCOPED_TRACE(fault);
     km::BeginResult result;
     result.challenge = 77;
     const ndk::ScopedAStatus status = Begin(*tee_, &result);
-    EXPECT_EQ(status.getExceptionCode(), c.exception);
-    EXPECT_EQ(
-        c.exception == EX_SERVICE_SPECIFIC ? status.getServiceSpecificError() : status.getStatus(),
-        c.code);
+    EXPECT_EQ(status.getExceptionCode(), exception);
+    EXPECT_EQ(status.getServiceSpecificError() + status.getStatus(), code);
     EXPECT_EQ(result.challenge, 77) << "a failed call leaves its outputs alone";
   }
   km::BeginResult result;
@@ -251,24 +228,21 @@ TEST_F(FaultsTest, OperationsMisbehaveToo) {
 TEST_F(FaultsTest, ATransactionBeyondTheBufferFails) {
   constexpr size_t kHeads = 64;  // of the structures around the bytes, at most
   constexpr size_t kFits = kTransactionBytes - kParcelOverheadBytes - kHeads;
-  struct Case {
-    size_t request;
-    size_t answer;
-    bool reaches;
-    bool comes_back;
-  };
-  for (const Case& c : {Case{kFits, kFits, true, true}, Case{kTransactionBytes, 5, false, false},
-                        Case{5, kTransactionBytes, true, false}}) {
-    const auto service = ndk::SharedRefBase::make<Answerer>();
-    service->answer_bytes = c.answer;
+  // Bytes of request and answer; whether they reach the device and come back.
+  const std::tuple<size_t, size_t, bool, bool> rows[] = {{kFits, kFits, true, true},
+                                                         {kTransactionBytes, 5, false, false},
+                                                         {5, kTransactionBytes, true, false}};
+  for (const auto& [request, answer, reaches, comes_back] : rows) {
+    const auto service = ndk::SharedRefBase::make<orx_test::MockSharedSecret>();
+    ON_CALL(*service, computeSharedSecret).WillByDefault(orx_test::Succeeds(Bytes(answer)));
+    EXPECT_CALL(*service, computeSharedSecret).Times(reaches ? 1 : 0);
     const auto channel = std::dynamic_pointer_cast<ss::ISharedSecret>(
         Connect(service, {std::make_shared<FaultTable>(), "default", "sharedsecret", 1, -1}));
     Bytes output = {7};
     const ndk::ScopedAStatus status =
-        channel->computeSharedSecret({{Bytes(c.request), Bytes()}}, &output);
-    EXPECT_EQ(status.getStatus(), c.comes_back ? STATUS_OK : STATUS_FAILED_TRANSACTION);
-    EXPECT_EQ(service->calls, c.reaches ? 1 : 0) << "a request too large never reaches the device";
-    EXPECT_EQ(output.size(), c.comes_back ? c.answer : 1);
+        channel->computeSharedSecret({{Bytes(request), Bytes()}}, &output);
+    EXPECT_EQ(status.getStatus(), comes_back ? STATUS_OK : STATUS_FAILED_TRANSACTION);
+    EXPECT_EQ(output.size(), comes_back ? answer : 1);
   }
 }
 

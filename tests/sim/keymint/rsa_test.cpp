@@ -102,18 +102,11 @@ TEST(RsaOperationTest, TakesBlocksWithinTheirLengthsAndTheModulus) {
   const RsaKey key(device.tee());
   const KeyParams plain = Mode(PaddingMode::NONE, Digest::NONE);
   const KeyParams padded = Mode(kSignPadding, Digest::NONE);
-  struct Case {
-    const char* title;
-    KeyPurpose purpose;
-    const KeyParams& params;
-    Bytes block;
-    ErrorCode expected;
-  };
   const KeyParams pkcs1 = Mode(kEncryptPadding);
   const KeyPurpose sign = KeyPurpose::SIGN;
   const KeyPurpose decrypt = KeyPurpose::DECRYPT;
   const auto bad_length = ErrorCode::INVALID_INPUT_LENGTH;
-  const Case cases[] = {
+  const std::tuple<const char*, KeyPurpose, KeyParams, Bytes, ErrorCode> cases[] = {
       {"longest with padding", sign, padded, Bytes(245, 1), ErrorCode::OK},
       {"a byte more", sign, padded, Bytes(246, 1), bad_length},
       {"whole block", sign, plain, Bytes(256, 1), ErrorCode::OK},
@@ -124,11 +117,11 @@ TEST(RsaOperationTest, TakesBlocksWithinTheirLengthsAndTheModulus) {
       {"cipher of no padded message", decrypt, pkcs1, Bytes(256), ErrorCode::INVALID_ARGUMENT},
       {"cipher above the modulus", decrypt, plain, Bytes(256, 0xff), ErrorCode::INVALID_ARGUMENT},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.title);
+  for (const auto& [title, purpose, params, block, expected] : cases) {
+    SCOPED_TRACE(title);
     Bytes output;
-    EXPECT_EQ(key.Run(c.purpose, c.params, c.block, &output), c.expected);
-    EXPECT_EQ(output.size(), c.expected == ErrorCode::OK ? 256u : 0u);
+    EXPECT_EQ(key.Run(purpose, params, block, &output), expected);
+    EXPECT_EQ(output.size(), expected == ErrorCode::OK ? 256u : 0u);
   }
 }
 

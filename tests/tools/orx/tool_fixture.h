@@ -20,11 +20,17 @@ using orx_test::ProgramOptions;
 using orx_test::ProgramResult;
 using orx_test::Words;
 
+// An RSA-2048 key for tests alone, in PKCS#8. Making one takes longer than a test.
+inline const char kRsaKey[] = ORX_SOURCE_DIR "/tests/tools/orx/rsa_key.pem";
+
 // ToolTest runs orx as a user does: as a program, within a simulated device that lasts for the
 // test case. Files of the case go into work(); a word "@NAME" of a command line is one of them.
 class ToolTest : public testing::Test {
  protected:
-  ToolTest() { setenv("TERM", "xterm", 1); }
+  ToolTest() {
+    setenv("TERM", "xterm", 1);
+    setenv("RSA_KEY", kRsaKey, 1);
+  }
 
   std::string work(const std::string& name) const { return work_ / name; }
 

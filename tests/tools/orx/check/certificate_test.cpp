@@ -143,25 +143,20 @@ TEST_F(ReadCertificatesTest, TakesSeveralInDer) {
   }
 }
 
-struct RootRow {
-  const char* subject;
-  const char* key;
-  const char* finding;
-};
-
 TEST(RootFindingTest, KnowsBothPublishedRootsByTheirKeys) {
   const char kFirst[] = "/serialNumber=f92009e853b6b045";
   const char kFirstKey[] = "feb2ea7551ee316ed4bb443c8293b884dbfdea40b603ee3e4f4a897e4580fbae";
   const char kSecond[] = "/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
   const char kSecondKey[] = "3ee44512a1af2beb39c889490c60ea3f82e43f5d5a5532f5ab9419f676cd07ec";
-  const RootRow rows[] = {{kFirst, kFirstKey, "^$"},
-                          {kFirst, "00", "key is not the published one"},
-                          {kSecond, kSecondKey, "newer attestation root.*accepts it$"},
-                          {"/CN=Renewed", kSecondKey, "newer attestation root.*accepts it$"},
-                          {kSecond, "00", "newer attestation root.*another than the published"},
-                          {"/CN=Other", kFirstKey, "not in the attestation root"}};
-  for (const RootRow& row : rows) {
-    EXPECT_THAT(RootFinding(row.subject, row.key), testing::ContainsRegex(row.finding));
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {kFirst, kFirstKey, "^$"},
+      {kFirst, "00", "key is not the published one"},
+      {kSecond, kSecondKey, "newer attestation root.*accepts it$"},
+      {"/CN=Renewed", kSecondKey, "newer attestation root.*accepts it$"},
+      {kSecond, "00", "newer attestation root.*another than the published"},
+      {"/CN=Other", kFirstKey, "not in the attestation root"}};
+  for (const auto& [subject, key, finding] : rows) {
+    EXPECT_THAT(RootFinding(subject, key), testing::ContainsRegex(finding));
   }
 }
 

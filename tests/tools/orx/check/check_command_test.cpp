@@ -190,15 +190,9 @@ TEST_F(CheckCommandTest, TheSharedSecretIsJudgedByWhatWasSeen) {
   });
 }
 
-struct PlanRow {
-  const char* profile;
-  std::vector<std::string> rows;
-  int exit_code;
-};
-
 // The plan and the single checks take one way to a verdict, so profiles are enough here.
 TEST_F(CheckCommandTest, ThePlanFitsEveryKindOfDevice) {
-  const PlanRow plans[] = {
+  const std::tuple<const char*, std::vector<std::string>, int> plans[] = {
       {"dual-sim",
        {"shared-secret/both PASS OK", "root-of-trust/both PASS OK", "attestation/default PASS OK",
         "attestation/strongbox PASS OK", "model/default PASS OK", "attestation-ids/default PASS OK",
@@ -220,12 +214,12 @@ TEST_F(CheckCommandTest, ThePlanFitsEveryKindOfDevice) {
         "attestation-ids/strongbox N/A STRONGBOX-ABSENT", "rkp-ids/default N/A RKP-ABSENT",
         "rkp-ids/strongbox N/A STRONGBOX-ABSENT"},
        1}};
-  for (const PlanRow& plan : plans) {
-    SCOPED_TRACE(plan.profile);
+  for (const auto& [profile, rows, exit_code] : plans) {
+    SCOPED_TRACE(profile);
     std::filesystem::remove_all(work("device"));
-    profile_ = plan.profile;
-    EXPECT_EQ(Rows("--keep-going"), plan.rows);
-    EXPECT_EQ(exit_code_, plan.exit_code);
+    profile_ = profile;
+    EXPECT_EQ(Rows("--keep-going"), rows);
+    EXPECT_EQ(exit_code_, exit_code);
   }
 }
 

@@ -22,11 +22,6 @@ CheckResult Result(Verdict verdict, int exit_code) {
   return result;
 }
 
-struct ExitRow {
-  std::vector<CheckResult> results;
-  int exit_code;
-};
-
 TEST(CheckExitCodeTest, TheWorstCounts) {
   const CheckResult pass = Result(Verdict::kPass, 0);
   const CheckResult fail = Result(Verdict::kFail, 1);
@@ -34,14 +29,14 @@ TEST(CheckExitCodeTest, TheWorstCounts) {
   const CheckResult environment = Result(Verdict::kEnvironment, 4);
   const CheckResult timed_out = Result(Verdict::kTimedOut, 5);
   const CheckResult interrupted = Result(Verdict::kInterrupted, 143);
-  const ExitRow rows[] = {{{}, 0},
-                          {{not_applicable, pass}, 0},
-                          {{not_applicable, not_applicable}, 3},
-                          {{pass, environment, not_applicable}, 4},
-                          {{environment, timed_out, pass}, 5},
-                          {{timed_out, fail, environment}, 1},
-                          {{fail, interrupted}, 143}};
-  for (const ExitRow& row : rows) EXPECT_EQ(CheckExitCode(row.results), row.exit_code);
+  const std::pair<std::vector<CheckResult>, int> rows[] = {{{}, 0},
+                                                           {{not_applicable, pass}, 0},
+                                                           {{not_applicable, not_applicable}, 3},
+                                                           {{pass, environment, not_applicable}, 4},
+                                                           {{environment, timed_out, pass}, 5},
+                                                           {{timed_out, fail, environment}, 1},
+                                                           {{fail, interrupted}, 143}};
+  for (const auto& [results, exit_code] : rows) EXPECT_EQ(CheckExitCode(results), exit_code);
 }
 
 TEST(JunitXmlTest, CarriesEveryTextThroughAnXmlParser) {

@@ -27,21 +27,13 @@ ChildWatch Within(double seconds) {
   return watch;
 }
 
-struct EndCase {
-  const char* title;
-  std::function<int(int fd)> work;  // after it has said "ok"
-  double seconds;
-  End end;
-  int status;
-};
-
 TEST(RunInChildTest, TellsHowTheChildEndedAndKeepsItsAnswer) {
   StartSignals();
   const auto block = [] {
     for (;;) pause();
     return 0;
   };
-  const EndCase cases[] = {
+  const std::tuple<const char*, std::function<int(int fd)>, double, End, int> cases[] = {
       {"exit", [](int) { return 7; }, kForEver, End::kExited, 7},
       {"crash", [](int) { return raise(SIGUSR1); }, kForEver, End::kCrashed, SIGUSR1},
       {"blocks and heeds no SIGTERM",
@@ -63,12 +55,13 @@ TEST(RunInChildTest, TellsHowTheChildEndedAndKeepsItsAnswer) {
          return block();
        },
        kForEver, End::kInterrupted, SIGINT}};
-  for (const EndCase& c : cases) {
-    SCOPED_TRACE(c.title);
+  for (const auto& [title, work, seconds, end, status] : cases) {
+    SCOPED_TRACE(title);
+    const auto& then = work;
     const ChildResult result =
-        RunInChild([&](int fd) { return Say(fd, "ok") + c.work(fd); }, Within(c.seconds));
-    EXPECT_EQ(result.end, c.end);
-    EXPECT_EQ(result.status, c.status);
+        RunInChild([&](int fd) { return Say(fd, "ok") + then(fd); }, Within(seconds));
+    EXPECT_EQ(result.end, end);
+    EXPECT_EQ(result.status, status);
     EXPECT_EQ(result.payload, "ok");
   }
 }

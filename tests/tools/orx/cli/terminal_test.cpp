@@ -6,14 +6,9 @@
 namespace orx_tool {
 namespace {
 
-struct TextCase {
-  std::string text;
-  std::string shown;
-};
-
 TEST(PrintableTest, LetsNoControlCharacterThrough) {
   using std::string_literals::operator""s;
-  const TextCase cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"plain text", "plain text"},
       {"\x1b[2J\r\n\t\x7f\0"s, "\\x1b[2J\\r\\n\\t\\x7f\\x00"},
       {"Stra\u00dfe \u20ac \U0001f511", "Stra\u00dfe \u20ac \U0001f511"},
@@ -23,7 +18,7 @@ TEST(PrintableTest, LetsNoControlCharacterThrough) {
       {"\xff\xc3", "\\xff\\xc3"},
       {"\xc0\x8a\xe0\x80\x8a", "\\xc0\\x8a\\xe0\\x80\\x8a"},  // overlong
       {"\xed\xa0\x80\xf4\x90\x80\x80", "\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80"}};
-  for (const TextCase& c : cases) EXPECT_EQ(Printable(c.text), c.shown);
+  for (const auto& [text, shown] : cases) EXPECT_EQ(Printable(text), shown);
 }
 
 TEST(WrappedTest, BreaksAtWordsUnderTheText) {

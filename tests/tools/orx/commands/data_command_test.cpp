@@ -128,17 +128,10 @@ TEST_F(DataCommandTest, StoreLeavesNothingHalfWrittenOnAFullDisk) {
   EXPECT_FALSE(Exists(kFolder + "7.bin"));
 }
 
-struct StreamCase {
-  const char* words;
-  const char* redirection;
-  int exit_code;
-  const char* line;
-};
-
 // A lost answer is no success, whatever printed it, and a closed stream is not the next file
 // opened.
 TEST_F(DataCommandTest, LostStreamsAreToldApart) {
-  const StreamCase cases[] = {
+  const std::tuple<const char*, const char*, int, const char*> cases[] = {
       {"explain", ">/dev/full", 1, "No space left on device [OUTPUT-FAILED]"},
       {"explain", ">&-", 1, "[OUTPUT-FAILED]"},
       {"explain --timeout 60", ">/dev/full", 1, "[OUTPUT-FAILED]"},
@@ -150,30 +143,27 @@ TEST_F(DataCommandTest, LostStreamsAreToldApart) {
       {"hash sha1", "<&-", 1, "cannot read standard input: Bad file descriptor"},
       {"kdf --secret /dev/zero -n 1", "", 1, "[INPUT-TOO-LARGE]"},
       {"store put 1 -i /dev/zero", "", 1, "[INPUT-TOO-LARGE]"}};
-  for (const StreamCase& c : cases) {
-    SCOPED_TRACE(c.words + std::string(" ") + c.redirection);
+  for (const auto& [words, redirection, exit_code, line] : cases) {
+    SCOPED_TRACE(words + std::string(" ") + redirection);
     const ProgramResult result =
-        Program({"bash", "-c", ORX_PROGRAM + std::string(" ") + c.words + " " + c.redirection});
-    EXPECT_EQ(result.exit_code, c.exit_code);
-    EXPECT_THAT(result.err, HasSubstr(c.line));
+        Program({"bash", "-c", ORX_PROGRAM + std::string(" ") + words + " " + redirection});
+    EXPECT_EQ(result.exit_code, exit_code);
+    EXPECT_THAT(result.err, HasSubstr(line));
   }
 }
-
-struct ShellCase {
-  const char* script;  // $ORX is the program
-  const char* out;
-  const char* err;
-};
 
 // The folder is this test's own; a script sees it as a user with another umask, without rights over
 // others' files, or with little memory or space would.
 TEST_F(DataCommandTest, FilesArePrivateAndNothingIsLostByTheWay) {
   const std::string plain_user = geteuid() == 0 ? "setpriv --bounding-set=-all " : "";
-  const ShellCase cases[] = {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
       {"umask 000; echo x | $ORX store put 1 >$D/answer; stat -c %a $F/1.bin", "660\n", ""},
       {"umask 022; echo x | $ORX store put 2 >$D/answer; stat -c %a $F/2.bin", "600\n", ""},
       {"umask 022; $ORX random 8 -o $D/new; stat -c %a $D/new", "600\n", ""},
       {"echo x >$D/old; chmod 640 $D/old; $ORX random 8 -o $D/old; stat -c %a $D/old", "640\n", ""},
+      {"ln -s target $D/link; echo x >$D/target; $ORX random 8 -o $D/link; test -L $D/link;"
+       " stat -c %s $D/target; test -c /dev/null",
+       "17\n", ""},
       {"umask 002; $ORX --help >$D/help; stat -c %a $D/help", "664\n", ""},
       {"chmod 555 $F; echo x | $AS_USER $ORX store put 3; chmod 755 $F", "", "[PERSIST-DENIED]"},
       {"n=$(printf %0255d 1); $ORX random 8 -o $D/$n; $ORX random 8 -o $D/$n; ls $D | wc -L",
@@ -191,15 +181,15 @@ TEST_F(DataCommandTest, FilesArePrivateAndNothingIsLostByTheWay) {
        "done;"
        " kill -9 $!; wait $!; ls -A $D | grep -c -e killed -e '^.orx'",
        "0\n", ""}};
-  for (const ShellCase& c : cases) {
-    SCOPED_TRACE(c.script);
+  for (const auto& [script, out, err] : cases) {
+    SCOPED_TRACE(script);
     setenv("ORX", ORX_PROGRAM, 1);
     setenv("AS_USER", plain_user.c_str(), 1);
     setenv("F", kFolder.c_str(), 1);
     setenv("D", work("").c_str(), 1);
-    const ProgramResult result = Program({"bash", "-c", c.script});
-    EXPECT_THAT(result.out, testing::EndsWith(c.out));
-    EXPECT_THAT(result.err, HasSubstr(c.err));
+    const ProgramResult result = Program({"bash", "-c", script});
+    EXPECT_THAT(result.out, testing::EndsWith(out));
+    EXPECT_THAT(result.err, HasSubstr(err));
   }
 }
 
@@ -229,6 +219,14 @@ TEST_F(DataCommandTest, UsageErrorsGetOneLine) {
                       {"store size", 2, "it needs NUMBER"},
                       {"store size 1 2", 2, "unexpected argument '2'"},
                       {"random 1 --frobnicate", 2, "unknown or ambiguous option"},
+                      {"random 1 -z", 2, "unknown option '-z'"},
+                      {"random 1 --output", 2, "'--output' needs a value"},
+                      {"random 1 -o", 2, "'-o' needs a value"},
+                      {"random 1 --json=3", 2, "'--json' takes no value"},
+                      {"random 1x", 2, "the number of bytes"},
+                      {{"random", ""}, 2, ""},
+                      {"store size 99999999999999999999", 2, "99999999999999999999"},
+                      {"store size -- -2147483649", 2, "-2147483649"},
                       {"random 1 --timeout 0", 2, "--timeout takes"},
                       {"random 1 --timeout 1x", 2, "--timeout takes"},
                       {{"random", "1", "-o", ""}, 2, "'--output' needs a value"},

@@ -12,7 +12,7 @@ class KeyCommandTest : public ToolTest {
  protected:
   // The RSA key of the case, in every form.
   void MakeRsaKey() {
-    Shell(R"(openssl genpkey -quiet -algorithm RSA -out key.pem
+    Shell(R"(cp $RSA_KEY key.pem
              openssl pkcs8 -topk8 -nocrypt -in key.pem -outform DER -out key.der
              openssl rsa -traditional -in key.pem -out pkcs1.pem
              openssl rsa -traditional -in key.pem -outform DER -out pkcs1.der
@@ -23,15 +23,12 @@ class KeyCommandTest : public ToolTest {
                grep -v version >>components)");
   }
 
-  void ImportRsaKey() {
-    MakeRsaKey();
-    Expect("key import 51 --pkcs8 @key.pem", 0, "RSA-2048");
-  }
+  void ImportRsaKey() { Expect({"key", "import", "51", "--pkcs8", kRsaKey}, 0, "RSA-2048"); }
 
   void ExpectSigns(const std::string& id) {
     Write("data", "data");
     Expect("sign " + id + " -i @data -o @signature", 0);
-    Shell("openssl dgst -sha256 -prverify key.pem -signature signature data");
+    Shell("openssl dgst -sha256 -prverify $RSA_KEY -signature signature data");
   }
 
   bool SlotIsUsed(int slot) {
@@ -51,33 +48,27 @@ TEST_F(KeyCommandTest, TakesRsaKeysInEveryForm) {
 
 TEST_F(KeyCommandTest, DecryptsWhatThePublicKeyEncrypted) {
   ImportRsaKey();
-  Shell("printf data | openssl pkeyutl -encrypt -inkey key.pem -out cipher");
+  Shell("printf data | openssl pkeyutl -encrypt -inkey $RSA_KEY -out cipher");
   EXPECT_EQ(Orx("rsa-decrypt 51 -i @cipher").out, "data");
   EXPECT_EQ(Orx("rsa-decrypt 51 -i @cipher --format hex").out, "64617461\n");
 }
 
-struct CauseCase {
-  const char* words;
-  size_t bytes;  // of the input
-  const char* fault;
-  const char* code;
-};
-
 TEST_F(KeyCommandTest, RefusalsNameTheirOwnCause) {
   ImportRsaKey();
-  Shell("openssl pkeyutl -encrypt -inkey key.pem -in /dev/null -out sealed");
-  const CauseCase cases[] = {{"rsa-decrypt 51 -i @in", 256, "", "[RSA-DATA]"},
-                             {"rsa-decrypt 51 -i @sealed", 0, "", "[RSA-EMPTY-MESSAGE]"},
-                             {"rsa-decrypt 51 -i @in", 0, "", "the input is empty [INPUT-EMPTY]"},
-                             {"sign 51 -i @in", 4, "begin:-62@1", "[RSA-UPGRADE]"},
-                             {"sign 51 -i @in", 1024001, "", "[INPUT-TOO-LARGE]"}};
-  for (const CauseCase& c : cases) {
-    SCOPED_TRACE(c.code);
-    Write("in", std::string(c.bytes, '\1'));
-    faults_ = Words(c.fault);
-    const ProgramResult result = Orx(c.words);
+  Shell("openssl pkeyutl -encrypt -inkey $RSA_KEY -in /dev/null -out sealed");
+  const std::tuple<const char*, size_t, const char*, const char*> cases[] = {
+      {"rsa-decrypt 51 -i @in", 256, "", "[RSA-DATA]"},
+      {"rsa-decrypt 51 -i @sealed", 0, "", "[RSA-EMPTY-MESSAGE]"},
+      {"rsa-decrypt 51 -i @in", 0, "", "the input is empty [INPUT-EMPTY]"},
+      {"sign 51 -i @in", 4, "begin:-62@1", "[RSA-UPGRADE]"},
+      {"sign 51 -i @in", 1024001, "", "[INPUT-TOO-LARGE]"}};
+  for (const auto& [words, bytes, fault, code] : cases) {
+    SCOPED_TRACE(code);
+    Write("in", std::string(bytes, '\1'));
+    faults_ = Words(fault);
+    const ProgramResult result = Orx(words);
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.err, testing::AllOf(HasSubstr(c.code), HasSubstr("  try: "),
+    EXPECT_THAT(result.err, testing::AllOf(HasSubstr(code), HasSubstr("  try: "),
                                            testing::Not(HasSubstr("try: Import"))));
   }
   Write("in", std::string(1024000, 'x'));
@@ -128,15 +119,8 @@ TEST_F(KeyCommandTest, VerifySaysThatItRejectsByDesign) {
   Expect(verify, 1, "openssl dgst -sha256 -verify");
 }
 
-struct BadKeyCase {
-  const char* source;
-  std::string content;
-  int exit_code;
-  const char* line;
-};
-
 TEST_F(KeyCommandTest, BadKeysGetOneClearLineAndLeaveTheSlotEmpty) {
-  const BadKeyCase cases[] = {
+  const std::tuple<const char*, std::string, int, const char*> cases[] = {
       {"", "", 2, "give one of --aes"},
       {"--aes @key --hex 00", "", 2, "give one of --aes"},
       {"--aes @no", "", 1, "No such file"},
@@ -151,14 +135,14 @@ TEST_F(KeyCommandTest, BadKeysGetOneClearLineAndLeaveTheSlotEmpty) {
       {"--rsa-components @key", "x = 12\n", 1, "'x' is none of"},
       {"--rsa-components @key", "n = 12\n", 1, "'e' is missing"},
       {"--rsa-components @key", "# an RSA key\n\nn = 12\nn\n", 1, "line 4"}};
-  for (const BadKeyCase& c : cases) {
-    SCOPED_TRACE(std::string(c.source) + ": " + c.line);
-    Write("key", c.content);
-    const ProgramResult result = Orx(std::string("key import 50 ") + c.source);
-    EXPECT_EQ(result.exit_code, c.exit_code);
-    EXPECT_THAT(result.err, HasSubstr(c.line));
+  for (const auto& [source, content, exit_code, line] : cases) {
+    SCOPED_TRACE(std::string(source) + ": " + line);
+    Write("key", content);
+    const ProgramResult result = Orx(std::string("key import 50 ") + source);
+    EXPECT_EQ(result.exit_code, exit_code);
+    EXPECT_THAT(result.err, HasSubstr(line));
     // The line, and what to try; a usage error names the help in its line.
-    const int lines = c.exit_code == 2 ? 1 : 2;
+    const int lines = exit_code == 2 ? 1 : 2;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), lines) << result.err;
   }
   const Json::Value list = OrxJson("answer", "key list");

@@ -17,13 +17,6 @@ using testing::IsEmpty;
 
 // ---- The table against the sources ----
 
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 // Every C++ source of the library, joined.
 std::string LibrarySources() {
   std::string sources;
@@ -31,7 +24,9 @@ std::string LibrarySources() {
     const auto root = std::filesystem::path(ORX_SOURCE_DIR) / folder;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
       const auto extension = entry.path().extension();
-      if (extension == ".cpp" || extension == ".h") sources += ReadFile(entry.path());
+      if (extension != ".cpp" && extension != ".h") continue;
+      std::ifstream file(entry.path());
+      sources.append(std::istreambuf_iterator<char>(file), {});
     }
   }
   return sources;
@@ -136,77 +131,41 @@ TEST(DiagnosticsTable, IsConsistent) {
 
 // ---- Finding the cause ----
 
-std::vector<LogLine> Lines(const std::vector<std::string>& messages) {
-  std::vector<LogLine> lines;
-  for (const std::string& message : messages) lines.push_back({"src/x.cpp:1", message});
-  return lines;
+TEST(DiagnosisTest, NamesTheCause) {
+  const std::tuple<const char*, const char*, int, const char*, const char*> rows[] = {
+      {"first failure wins", "KM-SERVICE-MISSING", kEnvironment, "not registered",
+       "strongbox was 0\nCould not obtain the keymint service\nKM: ImportKey\n"
+       "SYM: Import key failed with error: -32\n"},
+      {"KeyMint's error by number says more", "KM-KEY-OUTDATED", kFailed, "KEY_REQUIRES_UPGRADE",
+       "KM: Begin\nSYM: AES begin (encrypt) failed, code:-62, blob size:120\n"},
+      {"by name", "KM-KEYS-NOT-PROVISIONED", kFailed, "ATTESTATION_KEYS_NOT_PROVISIONED",
+       "ATTEST: could not generate a valid attestation key. Reason: "
+       "ATTESTATION_KEYS_NOT_PROVISIONED\n"},
+      {"an unknown one keeps its number", "KM-FAILED", kFailed, "-10007",
+       "RSA: begin failed with error: -10007\n"},
+      {"what was got over does not count", "ATTEST-DEVICE-ID", kFailed, "identifier",
+       "ORX_DEVICE_GetMeid: meid is not programmed to NV!\n"
+       "ATTEST: ORX get MEID fail, convert IMEI to MEID\n"
+       "ATTEST: attestation fails with device ID\n"},
+      {"a consequence alone is taken", "ATTEST-CHAIN-INVALID", kFailed, "chain",
+       "ATTEST: attest key cert chain invalid\n"},
+      {"failure before its consequences", "MODEM-UNREACHABLE", kEnvironment, "socket",
+       "Failed to disable the blocking mode\nConnect to AT command engine with 30 fails\n"
+       " -- Unable to establish connection with AT engine after try 30 times\n"
+       "Done, status= -1\nORX_DEVICE_GetImei failed!\n"},
+      {"nothing known", "UNEXPLAINED", kFailed, "without", "strongbox was 0\n"},
+      {"no lines", "UNEXPLAINED", kFailed, "without", ""}};
+  for (const auto& [title, code, exit_code, cause_part, messages] : rows) {
+    SCOPED_TRACE(title);
+    std::vector<LogLine> lines;
+    std::istringstream text(messages);
+    for (std::string line; std::getline(text, line);) lines.push_back({"src/x.cpp:1", line});
+    const Problem problem = Diagnose(lines);
+    EXPECT_EQ(problem.code, code);
+    EXPECT_EQ(problem.exit_code, exit_code);
+    EXPECT_THAT(problem.cause, HasSubstr(cause_part));
+  }
 }
-
-struct DiagnosisCase {
-  const char* title;
-  std::vector<std::string> messages;
-  const char* code;
-  int exit_code;
-  const char* cause_part;
-};
-
-class DiagnosisTest : public testing::TestWithParam<DiagnosisCase> {};
-
-TEST_P(DiagnosisTest, NamesTheCause) {
-  const Problem problem = Diagnose(Lines(GetParam().messages));
-  EXPECT_EQ(problem.code, GetParam().code);
-  EXPECT_EQ(problem.exit_code, GetParam().exit_code);
-  EXPECT_THAT(problem.cause, HasSubstr(GetParam().cause_part));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Lines, DiagnosisTest,
-    testing::Values(
-        DiagnosisCase{"FirstFailureWins",
-                      {"strongbox was 0", "Could not obtain the keymint service", "KM: ImportKey",
-                       "SYM: Import key failed with error: -32"},
-                      "KM-SERVICE-MISSING",
-                      kEnvironment,
-                      "not registered"},
-        DiagnosisCase{"KeyMintErrorByNumberSaysMoreThanTheMessage",
-                      {"KM: Begin", "SYM: AES begin (encrypt) failed, code:-62, blob size:120"},
-                      "KM-KEY-OUTDATED",
-                      kFailed,
-                      "KEY_REQUIRES_UPGRADE"},
-        DiagnosisCase{"KeyMintErrorByName",
-                      {"ATTEST: could not generate a valid attestation key. Reason: "
-                       "ATTESTATION_KEYS_NOT_PROVISIONED"},
-                      "KM-KEYS-NOT-PROVISIONED",
-                      kFailed,
-                      "ATTESTATION_KEYS_NOT_PROVISIONED"},
-        DiagnosisCase{"UnknownKeyMintErrorKeepsItsNumber",
-                      {"RSA: begin failed with error: -10007"},
-                      "KM-FAILED",
-                      kFailed,
-                      "-10007"},
-        DiagnosisCase{"WhatWasGotOverDoesNotCount",
-                      {"ORX_DEVICE_GetMeid: meid is not programmed to NV!",
-                       "ATTEST: ORX get MEID fail, convert IMEI to MEID",
-                       "ATTEST: attestation fails with device ID"},
-                      "ATTEST-DEVICE-ID",
-                      kFailed,
-                      "identifier"},
-        DiagnosisCase{"ConsequenceAloneIsTaken",
-                      {"ATTEST: attest key cert chain invalid"},
-                      "ATTEST-CHAIN-INVALID",
-                      kFailed,
-                      "chain"},
-        DiagnosisCase{
-            "FailureBeforeItsConsequences",
-            {"Failed to disable the blocking mode", "Connect to AT command engine with 30 fails",
-             " -- Unable to establish connection with AT engine after try 30 times",
-             "Done, status= -1", "ORX_DEVICE_GetImei failed!"},
-            "MODEM-UNREACHABLE",
-            kEnvironment,
-            "socket"},
-        DiagnosisCase{"NothingKnown", {"strongbox was 0"}, "UNEXPLAINED", kFailed, "without"},
-        DiagnosisCase{"NoLines", {}, "UNEXPLAINED", kFailed, "without"}),
-    [](const auto& row) { return std::string(row.param.title); });
 
 TEST(MatchMessageTest, TakesTheArgumentsOut) {
   const auto match = MatchMessage("SYM: AES begin (encrypt) failed, code:-33, blob size:12");

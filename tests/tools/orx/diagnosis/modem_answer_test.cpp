@@ -9,26 +9,21 @@ namespace {
 
 using testing::HasSubstr;
 
-struct AnswerCase {
-  const char* answer;
-  size_t digits;
-  const char* explanation;  // empty: nothing odd
-};
-
 TEST(ExplainModemAnswerTest, NamesWhatIsOdd) {
-  const AnswerCase cases[] = {{"490154203237518", 15, ""},
-                              {"A0000012345678", 14, "hexadecimal letters"},
-                              {"AT+CGSN\r\n490154203237518", 15, "echo is on"},
-                              {"490154203237518\r\n\r\nOK\r\n", 15, "ends with OK"},
-                              {"\"490154203237518\"", 15, "has quotes"},
-                              {"49015420323751", 15, "without its check digit"},
-                              {"4901542032375187", 15, "with software version"},
-                              {"", 15, "0 digits in a row instead of 15"},
-                              {"+CME ERROR: 3", 15, "answered ERROR"}};
-  for (const AnswerCase& c : cases) {
-    const std::string text = ExplainModemAnswer(c.answer, c.digits);
-    EXPECT_THAT(text, HasSubstr(c.explanation)) << c.answer;
-    EXPECT_EQ(text.empty(), *c.explanation == 0) << c.answer;
+  const std::tuple<const char*, size_t, const char*> cases[] = {
+      {"490154203237518", 15, ""},
+      {"A0000012345678", 14, "hexadecimal letters"},
+      {"AT+CGSN\r\n490154203237518", 15, "echo is on"},
+      {"490154203237518\r\n\r\nOK\r\n", 15, "ends with OK"},
+      {"\"490154203237518\"", 15, "has quotes"},
+      {"49015420323751", 15, "without its check digit"},
+      {"4901542032375187", 15, "with software version"},
+      {"", 15, "0 digits in a row instead of 15"},
+      {"+CME ERROR: 3", 15, "answered ERROR"}};
+  for (const auto& [answer, digits, explanation] : cases) {
+    const std::string text = ExplainModemAnswer(answer, digits);
+    EXPECT_THAT(text, HasSubstr(explanation)) << answer;
+    EXPECT_EQ(text.empty(), *explanation == 0) << answer;
   }
 }
 

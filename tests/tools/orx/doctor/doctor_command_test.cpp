@@ -104,26 +104,18 @@ TEST_F(DoctorCommandTest, AMissingServiceAndFolderAreEnvironmentFailures) {
   EXPECT_THAT(Orx("key list").err, HasSubstr("is not a folder"));
 }
 
-struct ServiceRow {
-  const char* fault;
-  const char* words;
-  const char* area;
-  const char* code;
-  int exit_code;
-};
-
 TEST_F(DoctorCommandTest, AServiceThatDoesNotAnswerWellIsAProblem) {
-  const ServiceRow rows[] = {
+  const std::tuple<const char*, const char*, const char*, const char*, int> rows[] = {
       {"strongbox.getHardwareInfo:dead-object", kDoctor, "keymint/strongbox", "KM-TRANSPORT", 4},
       {"strongbox.getHardwareInfo:-1000", kDoctor, "keymint/strongbox", "KM-FAILED", 1},
       {"default.rkp.getInterfaceVersion:dead-object", kDoctor, "rkp/default", "KM-TRANSPORT", 4},
       {"default.getHardwareInfo:delay=30", "doctor --timeout 0.5", "service", "TIMED-OUT", 5}};
-  for (const ServiceRow& row : rows) {
-    SCOPED_TRACE(row.fault);
-    faults_ = {row.fault};
-    const Json::Value answer = OrxAnswer(row.words);
-    EXPECT_EQ(answer["exit_code"].asInt(), row.exit_code);
-    EXPECT_EQ(Problems(answer["result"])[row.area], row.code);
+  for (const auto& [fault, words, area, code, exit_code] : rows) {
+    SCOPED_TRACE(fault);
+    faults_ = {fault};
+    const Json::Value answer = OrxAnswer(words);
+    EXPECT_EQ(answer["exit_code"].asInt(), exit_code);
+    EXPECT_EQ(Problems(answer["result"])[area], code);
   }
 }
 
@@ -177,12 +169,6 @@ TEST_F(DoctorCommandTest, SpeaksToIntegratorsOnAndroidOrWhenAsked) {
               AllOf(HasSubstr(line), HasSubstr("         if it should be there, add to ")));
 }
 
-struct PathRow {
-  const char* path;
-  int mode;  // -1: not there
-  std::vector<std::string> lines;
-};
-
 TEST_F(DoctorCommandTest, TellsAMissingGroupFromAWrongModeAndFromThePolicy) {
   const char folder[] = "/mnt/vendor/persist/security";
   const char modem[] = "/dev/socket/rild-oem";
@@ -194,7 +180,8 @@ TEST_F(DoctorCommandTest, TellsAMissingGroupFromAWrongModeAndFromThePolicy) {
       "folder> android/orx.rc: mkdir /mnt/vendor/persist/security 0770 system system";
   const std::string make_socket =
       "modem> the modem daemon's init .rc file: socket rild-oem stream 0660 root radio";
-  const PathRow rows[] = {
+  // The path, its mode (-1: not there), the lines.
+  const std::tuple<const char*, int, std::vector<std::string>> rows[] = {
       {folder, 0070, {"folder" + group + "system", make_folder}},
       {folder, 0500, {make_folder}},
       {folder, -1, {make_folder}},
@@ -203,19 +190,19 @@ TEST_F(DoctorCommandTest, TellsAMissingGroupFromAWrongModeAndFromThePolicy) {
       {modem, 0400, {make_socket}},
       {modem, -1, {make_socket}},
   };
-  for (const PathRow& row : rows) {
-    SCOPED_TRACE(std::string(row.path) + " " + std::to_string(row.mode));
-    if (row.mode < 0) {
-      std::filesystem::remove(row.path);
+  for (const auto& [path, mode, expected] : rows) {
+    SCOPED_TRACE(std::string(path) + " " + std::to_string(mode));
+    if (mode < 0) {
+      std::filesystem::remove(path);
     } else {
-      std::filesystem::permissions(row.path, std::filesystem::perms(row.mode));
+      std::filesystem::permissions(path, std::filesystem::perms(mode));
     }
     std::vector<std::string> lines = Lines(OutsideAsNobody());
-    const std::string area = row.path == folder ? "folder>" : "modem>";
+    const std::string area = path == folder ? "folder>" : "modem>";
     lines.erase(std::remove_if(lines.begin(), lines.end(),
                                [&](const auto& line) { return line.rfind(area, 0) != 0; }),
                 lines.end());
-    EXPECT_EQ(lines, row.lines);
+    EXPECT_EQ(lines, expected);
   }
   // What mode and group allow, the policy forbids.
   const Remedy remedy = PathRemedy(modem, "/", EACCES, R_OK);
