@@ -44,6 +44,14 @@ std::shared_ptr<RemotelyProvisionedComponent> NewComponent(
   return ndk::SharedRefBase::make<RemotelyProvisionedComponent>(folder, instance);
 }
 
+std::shared_ptr<KeyMintDevice> NewKeyMint(const std::shared_ptr<DeviceFolder>& folder,
+                                          const Instance& instance,
+                                          const std::shared_ptr<SharedSecretParty>& party,
+                                          const std::shared_ptr<const Replay>& replay) {
+  if (replay == nullptr) return ndk::SharedRefBase::make<KeyMintDevice>(folder, instance, party);
+  return ndk::SharedRefBase::make<ReplayedKeyMint>(folder, instance, party, replay);
+}
+
 void SetProperty(const std::string& name, const std::string& value) {
   std::string error;
   if (!android_host::SetProperty(name, value, &error)) {
@@ -65,14 +73,15 @@ void SetDerivedProperties(const DeviceFolder& folder) {
 
 }  // namespace
 
-std::vector<Services> StartServices(const std::shared_ptr<DeviceFolder>& folder) {
+std::vector<Services> StartServices(const std::shared_ptr<DeviceFolder>& folder,
+                                    const std::shared_ptr<const Replay>& replay) {
   std::vector<Instance> instances = {kTee};
   if (folder->IsYes("strongbox")) instances.push_back(kStrongBox);
   std::vector<Services> services;
   std::vector<std::shared_ptr<SharedSecretParty>> parties;
   for (const Instance& instance : instances) {
     const auto party = parties.emplace_back(NewParty(*folder, instance));
-    services.push_back({instance, ndk::SharedRefBase::make<KeyMintDevice>(folder, instance, party),
+    services.push_back({instance, NewKeyMint(folder, instance, party, replay),
                         NewComponent(folder, instance),
                         ndk::SharedRefBase::make<SharedSecretService>(party)});
   }
@@ -115,7 +124,7 @@ void Device::Attach() {
   for (const Assignment& property : folder_->properties()) {
     SetProperty(property.name, property.value);
   }
-  for (const Services& services : StartServices(folder_)) {
+  for (const Services& services : StartServices(folder_, replay_)) {
     const Instance& instance = services.instance;
     const int64_t version = folder_->GetNumber(instance.Setting("keymint-version"));
     AddService<km::IKeyMintDevice>(services.keymint, instance, "keymint",

@@ -11,6 +11,7 @@
 #include "sim/channel/faults.h"
 #include "sim/keymint/keymint_device.h"
 #include "sim/negotiation/shared_secret.h"
+#include "sim/replay/replay.h"
 
 namespace orx_sim {
 
@@ -24,7 +25,9 @@ struct Services {
 
 // StartServices starts the instances that the device has, the TEE first, and has them negotiate
 // their shared secret, as the system does during boot.
-std::vector<Services> StartServices(const std::shared_ptr<DeviceFolder>& folder);
+// With a replay they answer what that holds.
+std::vector<Services> StartServices(const std::shared_ptr<DeviceFolder>& folder,
+                                    const std::shared_ptr<const Replay>& replay = nullptr);
 
 // Device is a simulated device: a folder that holds what survives a restart, and the services that
 // a process sees once it is attached. It is never part of an Android build, and every key in it was
@@ -52,6 +55,9 @@ class Device {
 
   DeviceFolder& folder() { return *folder_; }
 
+  // Answer makes the services answer what another device did, from the next Attach() on.
+  void Answer(std::shared_ptr<const Replay> replay) { replay_ = std::move(replay); }
+
   // LogCalls makes the services write every call to a descriptor, from the next Attach() on; -1
   // ends that.
   void LogCalls(int descriptor) { log_descriptor_ = descriptor; }
@@ -64,6 +70,7 @@ class Device {
 
   std::shared_ptr<DeviceFolder> folder_;
   std::shared_ptr<FaultTable> faults_;
+  std::shared_ptr<const Replay> replay_;
   int log_descriptor_ = -1;
 };
 

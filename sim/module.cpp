@@ -3,6 +3,7 @@
 //
 //   ORX_SIM_DEVICE        the device's folder
 //   ORX_SIM_FAULTS        faults, one a line
+//   ORX_SIM_REPLAY        the folder of what another device answered; empty: none
 //   ORX_SIM_SHOWN_FAULTS  the file that is told of each fault that showed
 //
 // When the platform shows its log, the device's calls are written there as well.
@@ -35,6 +36,12 @@ extern "C" __attribute__((visibility("default"))) int android_host_device_attach
   if (device == nullptr) return Fail(error);
   for (const std::string& fault : android::base::Split(Environment("ORX_SIM_FAULTS"), "\n")) {
     if (!fault.empty() && !device->faults().Add(fault, &error)) return Fail(error);
+  }
+  const std::string answers = Environment("ORX_SIM_REPLAY");
+  if (!answers.empty()) {
+    auto replay = std::make_shared<orx_sim::Replay>();
+    if (!orx_sim::LoadReplay(answers, replay.get(), &error)) return Fail(error);
+    device->Answer(std::move(replay));
   }
   device->faults().RecordShown(Environment("ORX_SIM_SHOWN_FAULTS"));
   device->LogCalls(android_host::LogDescriptor());

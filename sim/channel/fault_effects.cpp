@@ -164,7 +164,7 @@ const std::vector<EffectRow>& EffectRows() {
       {"no-root", "importKey generateKey", nullptr, NoRoot, "the last certificate is missing"},
       {"damaged-leaf", "importKey generateKey", nullptr, DamagedLeaf,
        "the first certificate has another signature"},
-      {"damaged", "getRootOfTrust computeSharedSecret", nullptr, DamagedBytes,
+      {"damaged", "getRootOfTrust computeSharedSecret finish", nullptr, DamagedBytes,
        "the last byte is another"},
       {"cut", "getRootOfTrust computeSharedSecret", nullptr, CutBytes, "the last byte is missing"},
       {"damaged", "generateEcdsaP256KeyPair", nullptr, DamagedPublicKey,

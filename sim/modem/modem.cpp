@@ -220,6 +220,8 @@ ssize_t ParseModemRequest(std::string_view bytes, std::string* command, std::str
 
 std::string ModemAnswer(const ModemSettings& settings, const ModemFaults& faults,
                         const std::string& command) {
+  const auto replayed = settings.replayed.find(command);
+  if (replayed != settings.replayed.end()) return replayed->second;
   std::string answer = IdentifierAnswer(settings, faults, command);
   const bool known = !answer.empty();
   if (!known) answer = kError;

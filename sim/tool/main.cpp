@@ -56,6 +56,8 @@ constexpr char kRunUsage[] =
     "                        which is thrown away afterwards\n"
     "      --profile NAME    the profile of that new device (default: dual-sim)\n"
     "      --fault FAULT     let the device misbehave; may be repeated; orx-sim faults lists all\n"
+    "      --replay DIR      let the device answer what another one did, by the evidence that\n"
+    "                        orx check --evidence kept in DIR\n"
     "      --log             show the debug log and each call of the device's services; a command\n"
     "                        with a logger of its own, as orx is, shows the log itself (orx -v)\n"
     "      --log-on-failure  the same, but afterwards and only if the exit code is not 0\n"
@@ -106,13 +108,23 @@ int Misuse(const std::string& reason, int exit_code = kExitUsage) {
   return exit_code;
 }
 
-enum Option { kHelp = 'h', kQuiet = 'q', kDevice = 256, kProfile, kFault, kLog, kLogOnFailure };
+enum Option {
+  kHelp = 'h',
+  kQuiet = 'q',
+  kDevice = 256,
+  kProfile,
+  kFault,
+  kReplay,
+  kLog,
+  kLogOnFailure
+};
 
 const option kNewOptions[] = {
     {"profile", required_argument, nullptr, kProfile}, {"help", no_argument, nullptr, kHelp}, {}};
 const option kRunOptions[] = {{"device", required_argument, nullptr, kDevice},
                               {"profile", required_argument, nullptr, kProfile},
                               {"fault", required_argument, nullptr, kFault},
+                              {"replay", required_argument, nullptr, kReplay},
                               {"log", no_argument, nullptr, kLog},
                               {"log-on-failure", no_argument, nullptr, kLogOnFailure},
                               {"quiet", no_argument, nullptr, kQuiet},
@@ -237,6 +249,9 @@ int Parse(const Command& command, int argc, char** argv, CommandLine* line) {
         break;
       case kFault:
         line->run.faults.push_back(value);
+        break;
+      case kReplay:
+        line->run.replay = value;
         break;
       case kLog:
         line->run.log = ShowLog::kAlways;

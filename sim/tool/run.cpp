@@ -13,6 +13,7 @@
 #include "sim/base/module_path.h"
 #include "sim/channel/faults.h"
 #include "sim/modem/modem.h"
+#include "sim/replay/replay.h"
 #include "sim/tool/launch.h"
 #include "sim/tool/run_folder.h"
 
@@ -38,10 +39,11 @@ bool AddFaults(const std::vector<std::string>& specs, const std::string& shown_f
   return true;
 }
 
-bool StartModem(const DeviceFolder& folder, FaultTable* faults, const RunFolder& run,
-                ModemDaemon* modem, std::string* error) {
-  if (!folder.IsYes("modem")) return true;
+bool StartModem(const DeviceFolder& folder, const Replay& replay, FaultTable* faults,
+                const RunFolder& run, ModemDaemon* modem, std::string* error) {
+  if (!folder.IsYes("modem") || !replay.has_modem) return true;
   ModemSettings settings;
+  settings.replayed = replay.modem;
   settings.imei = folder.Get("imei");
   settings.imei2 = folder.Get("second-imei");
   settings.meid = folder.Get("meid");
@@ -53,6 +55,7 @@ void SetEnvironment(const RunOptions& options, const DeviceFolder& folder, const
   setenv("ANDROID_HOST_DEVICE", ModulePath().c_str(), 1);
   setenv("ORX_SIM_DEVICE", folder.path().c_str(), 1);
   setenv("ORX_SIM_FAULTS", android::base::Join(options.faults, "\n").c_str(), 1);
+  setenv("ORX_SIM_REPLAY", options.replay.c_str(), 1);
   setenv("ORX_SIM_SHOWN_FAULTS", (run / "shown-faults").c_str(), 1);
   if (options.log == ShowLog::kNever) return;
   const bool always = options.log == ShowLog::kAlways;
@@ -82,6 +85,18 @@ void ReportFaultsNotShown(const RunOptions& options, const RunFolder& run) {
   }
 }
 
+// Replayed adds what the replay holds to the options, and tells what it does not hold.
+bool Replayed(RunOptions* options, Replay* replay, std::string* error) {
+  if (options->replay.empty()) return true;
+  options->replay = fs::absolute(options->replay).lexically_normal();
+  if (!LoadReplay(options->replay, replay, error)) return false;
+  options->faults.insert(options->faults.end(), replay->faults.begin(), replay->faults.end());
+  for (const std::string& what : replay->left_out) {
+    fprintf(stderr, "orx-sim: not in the evidence: %s\n", what.c_str());
+  }
+  return true;
+}
+
 }  // namespace
 
 std::shared_ptr<DeviceFolder> OpenFolder(const std::string& path, std::string* error) {
@@ -90,12 +105,15 @@ std::shared_ptr<DeviceFolder> OpenFolder(const std::string& path, std::string* e
   return DeviceFolder::Open(reason ? fs::absolute(path, reason).lexically_normal() : real, error);
 }
 
-int Run(const RunOptions& options) {
+int Run(const RunOptions& given) {
   HoldSignals();
+  RunOptions options = given;
   std::string error;
   FaultTable faults;
   RunFolder run;
-  if (!run.Make(&error) || !AddFaults(options.faults, run / "shown-faults", &faults, &error)) {
+  Replay replay;
+  if (!Replayed(&options, &replay, &error) || !run.Make(&error) ||
+      !AddFaults(options.faults, run / "shown-faults", &faults, &error)) {
     return Fail(error);
   }
   const std::shared_ptr<DeviceFolder> folder =
@@ -104,7 +122,7 @@ int Run(const RunOptions& options) {
           : OpenFolder(options.device, &error);
   if (folder == nullptr) return Fail(error);
   ModemDaemon modem;
-  if (!StartModem(*folder, &faults, run, &modem, &error)) return Fail(error);
+  if (!StartModem(*folder, replay, &faults, run, &modem, &error)) return Fail(error);
   SetEnvironment(options, *folder, run);
   const auto announce = [&](const Sandbox& sandbox, const std::string& why_not_better) {
     if (options.quiet) return;

@@ -16,6 +16,7 @@ struct RunOptions {
   std::string device;  // folder; empty: a throw-away device
   std::string profile = "dual-sim";
   std::vector<std::string> faults;
+  std::string replay;  // folder of what another device answered; empty: none
   ShowLog log = ShowLog::kNever;
   bool quiet = false;
   std::vector<std::string> command;
