@@ -3,13 +3,9 @@
 
 #include <keymint/authorization_set.h>
 
-#include <cstdint>
-#include <vector>
+#include "tools/orx/check/check.h"
 
 namespace orx_tool {
-
-// A certificate chain: the DER bytes of each certificate, the leaf first.
-using CertificateChain = std::vector<std::vector<uint8_t>>;
 
 // StrongBoxHasFactoryKeys tells whether the StrongBox was provisioned with attestation keys in the
 // factory (ro.boot.factorysbprov); otherwise its keys are provisioned remotely.

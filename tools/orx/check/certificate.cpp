@@ -11,6 +11,8 @@
 #include <openssl/sha.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "tools/orx/check/attestation_record.h"
 #include "tools/orx/cli/encoding.h"
 #include "tools/orx/cli/files.h"
@@ -88,6 +90,7 @@ CertificateFile ReadPem(const std::string& text) {
     ++number;
     at = next;
     if (label != kPemLabel) continue;
+    if (whole) file.as_received.push_back(der);
     if (whole && orx_common::ParseCertificate(der) != nullptr) {
       file.chain.push_back(std::move(der));
     } else {
@@ -110,6 +113,7 @@ CertificateFile ReadDer(std::vector<uint8_t> bytes) {
     const auto size = static_cast<size_t>(end - bytes.data());
     file.chain.emplace_back(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(size));
     bytes.erase(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(size));
+    file.as_received = file.chain;
   }
   return file;
 }
@@ -125,13 +129,25 @@ std::string OutOfTime(const X509* certificate) {
   return "";
 }
 
+using Certificates = std::vector<bssl::UniquePtr<X509>>;
+
+Certificates ParseAll(const CertificateChain& chain) {
+  Certificates certificates;
+  for (const auto& der : chain) certificates.push_back(orx_common::ParseCertificate(der));
+  return certificates;
+}
+
+// RootOf is the last certificate; null when there is none or it does not parse.
+const X509* RootOf(const Certificates& certificates) {
+  return certificates.empty() ? nullptr : certificates.back().get();
+}
+
 std::string Which(size_t index) {
   return "certificate " + std::to_string(index);
 }
 
-// AddLinkFindings looks at one certificate and its signer, the certificate itself for the last.
-void AddLinkFindings(size_t index, X509* certificate, X509* signer,
-                     std::vector<std::string>* findings) {
+// AddLinkFaults looks at one certificate and its signer, the certificate itself for the last.
+void AddLinkFaults(size_t index, X509* certificate, X509* signer, std::vector<ChainFault>* faults) {
   const bool last = certificate == signer;
   const std::string by = last ? "itself" : Which(index + 1);
   const bssl::UniquePtr<EVP_PKEY> key(X509_get_pubkey(signer));
@@ -139,18 +155,23 @@ void AddLinkFindings(size_t index, X509* certificate, X509* signer,
   const std::string subject = NameText(X509_get_subject_name(certificate));
   const std::string signer_subject = NameText(X509_get_subject_name(signer));
   if (key == nullptr) {
-    findings->push_back(Which(last ? index : index + 1) + " has no usable public key");
+    const size_t signing = last ? index : index + 1;
+    faults->push_back({"ATTEST-CHAIN-KEY", Which(signing) + " has no usable public key", signing});
   } else if (X509_verify(certificate, key.get()) == 0) {
-    findings->push_back(Which(index) + " is not signed by " + by);
+    faults->push_back({"ATTEST-CHAIN-SIGNATURE", Which(index) + " is not signed by " + by, index});
   }
   ERR_clear_error();
   if (issuer != signer_subject) {
-    findings->push_back(
-        Which(index) + " names the issuer " + issuer +
-        (last ? ", but the chain ends with it" : ", but " + by + " is " + signer_subject));
+    faults->push_back(
+        {"ATTEST-CHAIN-NAMES",
+         Which(index) + " names the issuer " + issuer +
+             (last ? ", but the chain ends with it" : ", but " + by + " is " + signer_subject),
+         index, /*strict_only=*/true});
   }
   if (index == 0 && subject != kLeafSubject) {
-    findings->push_back(Which(0) + " has the subject " + subject + " instead of " + kLeafSubject);
+    faults->push_back({"ATTEST-LEAF-SUBJECT",
+                       Which(0) + " has the subject " + subject + " instead of " + kLeafSubject,
+                       0});
   }
 }
 
@@ -246,27 +267,57 @@ std::string RootFinding(const std::string& subject, const std::string& key_diges
   return "the root's key is not the published one: a development or simulated device";
 }
 
-std::vector<std::string> ChainAdvice(const CertificateChain& chain) {
-  std::vector<bssl::UniquePtr<X509>> certificates;
-  for (const auto& der : chain) certificates.push_back(orx_common::ParseCertificate(der));
-  std::vector<std::string> advice;
-  std::vector<std::string> times;
+std::vector<ChainFault> ChainFaults(const CertificateChain& chain) {
+  const auto certificates = ParseAll(chain);
+  std::vector<ChainFault> faults;
   for (size_t i = 0; i < certificates.size(); ++i) {
     X509* certificate = certificates[i].get();
     X509* signer = i + 1 < certificates.size() ? certificates[i + 1].get() : certificate;
     if (certificate == nullptr) {
-      advice.push_back(Which(i) + " does not parse");
-      continue;
+      faults.push_back({"ATTEST-CHAIN-INVALID", Which(i) + " does not parse", i});
+    } else if (signer != nullptr) {
+      AddLinkFaults(i, certificate, signer, &faults);
     }
-    if (signer != nullptr) AddLinkFindings(i, certificate, signer, &advice);
-    const std::string time = OutOfTime(certificate);
-    if (!time.empty()) times.push_back(Which(i) + " " + time + "; the self-test does not look");
   }
-  const X509* root = certificates.empty() ? nullptr : certificates.back().get();
+  const X509* root = RootOf(certificates);
+  const std::string subject = root != nullptr ? NameText(X509_get_subject_name(root)) : "";
+  if (subject != kExpectedRoot.subject) {
+    faults.push_back({"ATTEST-ROOT", RootFinding(subject, root != nullptr ? KeyDigest(root) : ""),
+                      chain.empty() ? 0 : chain.size() - 1, /*strict_only=*/true});
+  }
+  return faults;
+}
+
+std::optional<ChainFault> FirstChainFault(const CertificateChain& chain,
+                                          const std::vector<size_t>& sizes, bool strict) {
+  if (std::find(sizes.begin(), sizes.end(), chain.size()) == sizes.end()) {
+    std::string expected;
+    for (const size_t size : sizes) {
+      expected += (expected.empty() ? "" : ", ") + std::to_string(size);
+    }
+    return ChainFault{"ATTEST-CHAIN-SIZE", "the chain has " + std::to_string(chain.size()) +
+                                               " certificates; expected: " + expected};
+  }
+  for (const ChainFault& fault : ChainFaults(chain)) {
+    if (strict || !fault.strict_only) return fault;
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string> ChainAdvice(const CertificateChain& chain) {
+  const auto certificates = ParseAll(chain);
+  const X509* root = RootOf(certificates);
+  std::vector<std::string> advice;
+  for (const ChainFault& fault : ChainFaults(chain)) {
+    if (fault.code != "ATTEST-ROOT") advice.push_back(fault.text);
+  }
   const std::string finding =
       root != nullptr ? RootFinding(NameText(X509_get_subject_name(root)), KeyDigest(root)) : "";
   if (!finding.empty()) advice.push_back(finding);
-  advice.insert(advice.end(), times.begin(), times.end());
+  for (size_t i = 0; i < certificates.size(); ++i) {
+    const std::string time = certificates[i] != nullptr ? OutOfTime(certificates[i].get()) : "";
+    if (!time.empty()) advice.push_back(Which(i) + " " + time + "; the self-test does not look");
+  }
   return advice;
 }
 

@@ -18,6 +18,8 @@ namespace orx_tool {
 struct CertificateFile {
   CertificateChain chain;
   std::vector<std::string> damage;  // one line each
+  // The same with the blocks of PEM that are whole but no certificate, as a device sends them.
+  CertificateChain as_received;
 };
 
 // ReadCertificates reads a file of certificates, in PEM or one after the other in DER. Nothing, and
@@ -48,9 +50,26 @@ std::vector<std::string> CertificateLines(const X509* certificate);
 // that the self-tests expect; else it is empty.
 std::string RootFinding(const std::string& subject, const std::string& key_digest);
 
-// ChainAdvice names what is wrong or odd about an attestation chain, in the order in which the
-// self-tests look: of each certificate its signature, the names and, of the first, its subject;
-// then the root. They do not look at validity or at the root's key; that comes last.
+// ChainFault is something that a self-test refuses in a chain.
+struct ChainFault {
+  std::string code;  // reason code
+  std::string text;
+  size_t certificate = 0;
+  bool strict_only = false;  // a relaxed self-test accepts it
+};
+
+// ChainFaults names them in the order in which the self-tests look, which end at the first that
+// counts: of each certificate its signature, the names and, of the first, its subject; then the
+// root. They do not look at validity or at the root's key.
+std::vector<ChainFault> ChainFaults(const CertificateChain& chain);
+
+// FirstChainFault is the one for which a self-test refuses a chain that is to have one of `sizes`
+// certificates; nothing when it accepts it.
+std::optional<ChainFault> FirstChainFault(const CertificateChain& chain,
+                                          const std::vector<size_t>& sizes, bool strict);
+
+// ChainAdvice gives the texts of ChainFaults() and what else is odd about the chain: the root's key
+// and, last, validity.
 std::vector<std::string> ChainAdvice(const CertificateChain& chain);
 
 }  // namespace orx_tool

@@ -6,6 +6,8 @@
 #include "tools/orx/check/attest_key.h"
 #include "tools/orx/check/certificate.h"
 #include "tools/orx/check/check_commands.h"
+#include "tools/orx/check/check_report.h"
+#include "tools/orx/check/judge.h"
 #include "tools/orx/cli/files.h"
 #include "tools/orx/cli/json_lines.h"
 #include "tools/orx/cli/process.h"
@@ -55,20 +57,74 @@ bool WriteChain(const std::string& folder, const CertificateChain& chain,
   return WriteText(folder + "/chain.pem", WritePem(chain), problem);
 }
 
-int RunChainShow(const Args& args, Output& output) {
+template <typename T>
+void Append(const std::vector<T>& more, std::vector<T>* all) {
+  all->insert(all->end(), more.begin(), more.end());
+}
+
+// ReadFiles reads all files as one chain. Nothing, and *problem, when one holds no certificate.
+std::optional<CertificateFile> ReadFiles(const std::vector<std::string>& paths,
+                                         std::optional<Problem>* problem) {
   CertificateFile all;
-  for (const std::string& path : args.operands()) {
-    std::optional<Problem> problem;
-    const auto file = ReadCertificates(path, &problem);
-    if (!file) return output.Fail(*problem);
-    all.chain.insert(all.chain.end(), file->chain.begin(), file->chain.end());
-    all.damage.insert(all.damage.end(), file->damage.begin(), file->damage.end());
+  for (const std::string& path : paths) {
+    const auto file = ReadCertificates(path, problem);
+    if (!file) return std::nullopt;
+    Append(file->chain, &all.chain);
+    Append(file->damage, &all.damage);
+    Append(file->as_received, &all.as_received);
   }
-  ShowChain(all.chain, output);
-  if (all.damage.empty()) return output.Succeed();
+  return all;
+}
+
+Problem DamageProblem(const CertificateFile& file) {
   std::string cause;
-  for (const std::string& damage : all.damage) cause += (cause.empty() ? "" : "; ") + damage;
-  return output.Fail(MakeProblem("CERTIFICATE-FORMAT", cause));
+  for (const std::string& damage : file.damage) cause += (cause.empty() ? "" : "; ") + damage;
+  return MakeProblem("CERTIFICATE-FORMAT", cause);
+}
+
+int RunChainShow(const Args& args, Output& output) {
+  std::optional<Problem> problem;
+  const auto file = ReadFiles(args.operands(), &problem);
+  if (!file) return output.Fail(*problem);
+  ShowChain(file->chain, output);
+  if (file->damage.empty()) return output.Succeed();
+  return output.Fail(DamageProblem(*file));
+}
+
+// The lengths of the chains that the self-tests want: of an attestation key from a remotely
+// provisioned StrongBox or with factory keys, and of a key attested by it.
+constexpr size_t kChainSizes[] = {1, 2, 4, 5};
+
+int RunChainCheck(const Args& args, Output& output) {
+  std::vector<size_t> sizes(std::begin(kChainSizes), std::end(kChainSizes));
+  if (args.Has("size")) {
+    const auto size = ParseNumber(args.Get("size"), 1, 100);
+    if (!size) return output.Fail(MakeProblem("USAGE", "--size takes a number from 1 to 100"));
+    sizes = {static_cast<size_t>(*size)};
+  }
+  std::optional<Problem> problem;
+  const auto file = ReadFiles(args.operands(), &problem);
+  if (!file) return output.Fail(*problem);
+  const CertificateChain& chain = file->as_received;
+  // A whole block that is no certificate counts as one that does not parse; of other damage nobody
+  // can tell how many certificates it was.
+  if (file->damage.size() > chain.size() - file->chain.size()) {
+    return output.Fail(DamageProblem(*file));
+  }
+  const CheckResult result = JudgeChain(chain, sizes, !args.Has("relaxed"));
+  output.Text(std::string(VerdictName(result.verdict)) + "  chain of " +
+              std::to_string(chain.size()) + "  " + result.code);
+  for (const std::string& line : ReasonLines(result)) output.Text(line);
+  if (result.verdict == Verdict::kPass) {
+    for (const std::string& text : result.advice) output.Text("note: " + text);
+  }
+  Json::Value& answer = output.answer();
+  answer["verdict"] = VerdictName(result.verdict);
+  answer["code"] = result.code;
+  answer["cause"] = result.cause;
+  answer["advice"] = Texts(result.advice);
+  answer["size"] = static_cast<int>(chain.size());
+  return output.Finish(result.exit_code);
 }
 
 int RunAttestKey(const Args& args, Output& output) {
@@ -105,6 +161,20 @@ std::vector<Command> ChainCommands() {
        "notes say what the self-tests refuse in the chain, in their order.\n",
        {},
        RunChainShow},
+      {"chain check",
+       "FILE...",
+       1,
+       kAnyNumber,
+       "judge a captured chain as the self-tests do",
+       "Takes what chain show takes and gives verdict, code and advice of 'check attestation' on "
+       "a\n"
+       "device with this chain. Without --size it accepts the lengths that the self-tests want:\n"
+       "4 and 5 with factory keys, 1 and 2 from a remotely provisioned StrongBox, whose chains "
+       "pass\n"
+       "with --relaxed only.\n",
+       {{"relaxed", 0, nullptr, "accept chains to another attestation root"},
+        {"size", 0, "N", "the chain must have N certificates"}},
+       RunChainCheck},
       {"attest-key",
        "",
        0,

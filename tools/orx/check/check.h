@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,9 +11,12 @@
 
 namespace orx_tool {
 
-// Check is one self-test of the library with its arguments.
+// A certificate chain: the DER bytes of each certificate, the leaf first.
+using CertificateChain = std::vector<std::vector<uint8_t>>;
+
+// Check is one self-test of the library with its arguments, or the exercise of KeyMint.
 struct Check {
-  enum class Kind { kAttestation, kModel, kRkpIds, kRootOfTrust, kSharedSecret };
+  enum class Kind { kAttestation, kModel, kRkpIds, kRootOfTrust, kSharedSecret, kKeyMint };
 
   Kind kind = Kind::kAttestation;
   std::string name;                  // "attestation"
@@ -40,6 +44,17 @@ enum class Verdict { kPass, kFail, kNotApplicable, kEnvironment, kTimedOut, kInt
 // VerdictName is "PASS", "FAIL", "N/A", "ENV", "TIMEOUT" or "INTERRUPTED".
 const char* VerdictName(Verdict verdict);
 
+// Runs counts the runs of a repeated check; a run that does not apply did not fail.
+struct Runs {
+  int done = 1;
+  int failed = 0;
+  int first = 0;  // the first and the last run that failed, from 1; 0: none did
+  int last = 0;
+  std::string last_code;  // why the last one did
+};
+
+struct Seen;
+
 // CheckResult is a check's verdict with its reasons.
 struct CheckResult {
   std::string name;
@@ -52,12 +67,21 @@ struct CheckResult {
   std::vector<std::string> evidence;  // the library's last lines
   std::vector<std::string> advice;
   double seconds = 0;
+  std::shared_ptr<const Seen> seen;  // where evidence is kept, see judge.h
+  std::optional<Runs> runs;          // of a repeated check, whose first worst run the rest is of
 
   std::string full_name() const { return name + "/" + instance; }
 };
 
-// CheckExitCode is the exit code for several checks. A run that was interrupted says so; else the
-// worst counts: FAIL, then TIMEOUT, then ENV. Checks that do not apply count only when all do not.
+// AddRun takes one more run of the same check into `result`: the worst verdict counts, that of the
+// first run that has it.
+void AddRun(const CheckResult& run, std::optional<CheckResult>* result);
+
+// WorstResult is the result that counts of several checks: an interrupted one, else FAIL, then
+// TIMEOUT, then ENV. Checks that do not apply count only when all do not. Null when there is none.
+const CheckResult* WorstResult(const std::vector<CheckResult>& results);
+
+// CheckExitCode is that result's exit code.
 int CheckExitCode(const std::vector<CheckResult>& results);
 
 }  // namespace orx_tool

@@ -60,6 +60,10 @@ int RunCheckSharedSecret(const Args& args, Output& output) {
   return RunSingle(SharedSecretCheck(), args, output);
 }
 
+int RunCheckKeyMint(const Args& args, Output& output) {
+  return RunSingle(KeyMintCheck(Instance(args)), args, output);
+}
+
 int RunCheckAll(const Args& args, Output& output) {
   std::vector<Identifier> identifiers;
   const std::string error = ParseIdentifiers(args.Get("ids", "all"), &identifiers);
@@ -75,18 +79,41 @@ constexpr Option kIds = {"ids", 0, "LIST",
                          "brand,device,product,serial,manufacturer,model,imei,imei2,meid or all"};
 constexpr Option kKeepGoingIds = {"keep-going", 0, nullptr,
                                   "with --ids: one run for each, to see all that fail"};
+constexpr Option kRepeat = {"repeat", 0, "N",
+                            "make each check N times and judge all; counts what comes and goes"};
+constexpr Option kEvidence = {"evidence", 0, "DIR",
+                              "keep what explains the verdict elsewhere, for orx-sim run --replay"};
 constexpr Option kJunit = {"junit", 0, "FILE", "write the result as JUnit XML"};
+constexpr Option kHtml = {"html", 0, "FILE", "write the result as one page for a browser"};
 constexpr Option kJsonLines = {"json-lines", 0, nullptr,
                                "print each result as a line of JSON as it ends, --json's last"};
 constexpr const char kCheckDetails[] =
     "Prints PASS, FAIL, N/A (does not apply to this device), ENV (something that the check needs\n"
     "is missing), TIMEOUT or INTERRUPTED, the name, the seconds and a code; then the reason and\n"
-    "what to look at next. A call may take 120 seconds, or as many as --timeout says.\n";
+    "what to look at next. A call may take 120 seconds, or as many as --timeout says.\n"
+    "\n"
+    "--evidence makes the folder DIR, readable by its owner alone: report, the library's lines, "
+    "the\n"
+    "modem's answers, and chains and KeyMint errors. The latter are of requests that are made "
+    "once\n"
+    "more after the check, as the self-tests keep what they receive. Identifiers are masked, and\n"
+    "certificates that name one are left out, unless --show-ids is given.\n";
 constexpr const char kRkpIdsDetails[] =
     "For devices whose keys are provisioned remotely: FAIL where the instance still has factory\n"
     "attestation keys, which are to be cleared before shipping. 'check all' takes a device as it\n"
     "is: where it finds factory keys, this check is N/A.\n\n";
+constexpr const char kKeyMintDetails[] =
+    "Through the library's KeyMint client it imports an AES-128 key and RSA keys of 2048 and 4096\n"
+    "bits as the library does, encrypts, decrypts, signs with SHA-1 and SHA-256, compares each\n"
+    "result with the crypto library's and deletes the keys. Names all that KeyMint refuses. No "
+    "slot\n"
+    "and no file is touched.\n\n";
 constexpr bool kHandlesTimeout = true;
+
+const char* KeyMintDetails() {
+  static const auto& details = *new std::string(std::string(kKeyMintDetails) + kCheckDetails);
+  return details.c_str();
+}
 
 const char* RkpIdsDetails() {
   static const auto& details = *new std::string(std::string(kRkpIdsDetails) + kCheckDetails);
@@ -125,13 +152,23 @@ int RunCheckList(const Args& /*args*/, Output& output) {
 
 std::vector<Command> CheckCommands() {
   return {
+      {"check keymint",
+       "",
+       0,
+       0,
+       "self-test: does KeyMint do all that the library asks of it",
+       KeyMintDetails(),
+       {kStrongBoxOption, kRepeat, kEvidence, kJunit, kHtml, kJsonLines},
+       RunCheckKeyMint,
+       kHandlesTimeout},
       {"check attestation",
        "",
        0,
        0,
        "self-test: can the device attest keys and its identifiers",
        kCheckDetails,
-       {kStrongBoxOption, kRelaxed, kIds, kKeepGoingIds, kJunit, kJsonLines},
+       {kStrongBoxOption, kRelaxed, kIds, kKeepGoingIds, kRepeat, kEvidence, kJunit, kHtml,
+        kJsonLines},
        RunCheckAttestation,
        kHandlesTimeout},
       {"check model",
@@ -140,7 +177,7 @@ std::vector<Command> CheckCommands() {
        1,
        "self-test: can the device attest this model name",
        kCheckDetails,
-       {kStrongBoxOption, kRelaxed, kJunit, kJsonLines},
+       {kStrongBoxOption, kRelaxed, kRepeat, kEvidence, kJunit, kHtml, kJsonLines},
        RunCheckModel,
        kHandlesTimeout},
       {"check rkp-ids",
@@ -149,7 +186,7 @@ std::vector<Command> CheckCommands() {
        0,
        "self-test: can the device attest with remotely provisioned keys",
        RkpIdsDetails(),
-       {kStrongBoxOption, kIds, kKeepGoingIds, kJunit, kJsonLines},
+       {kStrongBoxOption, kIds, kKeepGoingIds, kRepeat, kEvidence, kJunit, kHtml, kJsonLines},
        RunCheckRkpIds,
        kHandlesTimeout},
       {"check root-of-trust",
@@ -158,7 +195,7 @@ std::vector<Command> CheckCommands() {
        0,
        "self-test: is the StrongBox bound to the TEE",
        kCheckDetails,
-       {kJunit, kJsonLines},
+       {kRepeat, kEvidence, kJunit, kHtml, kJsonLines},
        RunCheckRootOfTrust,
        kHandlesTimeout},
       {"check shared-secret",
@@ -167,7 +204,7 @@ std::vector<Command> CheckCommands() {
        0,
        "self-test: do TEE and StrongBox agree on a secret",
        kCheckDetails,
-       {kJunit, kJsonLines},
+       {kRepeat, kEvidence, kJunit, kHtml, kJsonLines},
        RunCheckSharedSecret,
        kHandlesTimeout},
       {"check list",
@@ -193,7 +230,10 @@ std::vector<Command> CheckCommands() {
        {kRelaxed,
         {"ids", 0, "LIST", "identifiers to attest, as for check attestation (default: all)"},
         {"keep-going", 0, nullptr, "run the rest after a failure or time-out"},
+        kRepeat,
+        kEvidence,
         kJunit,
+        kHtml,
         kJsonLines},
        RunCheckAll,
        kHandlesTimeout},

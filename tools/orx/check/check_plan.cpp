@@ -50,8 +50,15 @@ Check SharedSecretCheck() {
   return MakeCheck(Kind::kSharedSecret, "shared-secret", "both");
 }
 
+Check KeyMintCheck(const std::string& instance) {
+  return MakeCheck(Kind::kKeyMint, "keymint", instance);
+}
+
 std::vector<Check> MakePlan(uint32_t id_mask, bool relaxed) {
-  std::vector<Check> plan = {SharedSecretCheck(), RootOfTrustCheck()};
+  std::vector<Check> plan;
+  for (const char* instance : kInstances) plan.push_back(KeyMintCheck(instance));
+  plan.push_back(SharedSecretCheck());
+  plan.push_back(RootOfTrustCheck());
   for (const char* instance : kInstances) plan.push_back(AttestationCheck(instance, 0, relaxed));
   plan.push_back(MakeCheck(Kind::kModel, "model", "default"));
   plan.back().relaxed = relaxed;

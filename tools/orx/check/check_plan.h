@@ -14,6 +14,7 @@ Check ModelCheck(const std::string& instance, const std::string& model, bool rel
 Check RkpIdsCheck(const std::string& instance, uint32_t id_mask);
 Check RootOfTrustCheck();
 Check SharedSecretCheck();
+Check KeyMintCheck(const std::string& instance);
 
 // MakePlan lists every self-test for both instances in the order in which one builds on the other.
 std::vector<Check> MakePlan(uint32_t id_mask, bool relaxed);

@@ -17,32 +17,14 @@ int Count(const std::vector<CheckResult>& results, Verdict verdict) {
                     [&](const CheckResult& result) { return result.verdict == verdict; }));
 }
 
-std::string SecondsText(double seconds) {
-  char text[32];
-  snprintf(text, sizeof(text), "%.2f", seconds);
-  return text;
-}
-
-// XmlText escapes text for XML 1.0, which has no way to write most control characters. What a
-// device sends need not be UTF-8 either, so everything beyond ASCII becomes a question mark.
-std::string XmlText(const std::string& text) {
-  std::string escaped;
-  for (const char c : text) {
-    if (c == '&') {
-      escaped += "&amp;";
-    } else if (c == '<') {
-      escaped += "&lt;";
-    } else if (c == '>') {
-      escaped += "&gt;";
-    } else if (c == '"') {
-      escaped += "&quot;";
-    } else if ((c < 0x20 || c > 0x7e) && c != '\n' && c != '\t') {
-      escaped += '?';
-    } else {
-      escaped += c;
-    }
-  }
-  return escaped;
+Json::Value RunsJson(const Runs& runs) {
+  Json::Value json(Json::objectValue);
+  json["done"] = runs.done;
+  json["failed"] = runs.failed;
+  json["first"] = runs.first;
+  json["last"] = runs.last;
+  json["last_code"] = runs.last_code;
+  return json;
 }
 
 std::string Attribute(const char* name, const std::string& value) {
@@ -64,7 +46,7 @@ std::string JunitOutcome(const CheckResult& result) {
 std::string JunitCase(const std::string& name, const std::string& instance, double seconds,
                       const std::string& outcome) {
   return "  <testcase" + Attribute("classname", "orx." + instance) + Attribute("name", name) +
-         Attribute("time", SecondsText(seconds)) + ">\n" + outcome + "  </testcase>\n";
+         Attribute("time", SecondsOf(seconds)) + ">\n" + outcome + "  </testcase>\n";
 }
 
 size_t CountOf(const std::string& name, const std::vector<CheckResult>& results) {
@@ -88,11 +70,50 @@ std::string NamesOf(const std::vector<CheckResult>& some, const std::vector<Chec
 
 }  // namespace
 
+std::string SecondsOf(double seconds) {
+  char text[32];
+  snprintf(text, sizeof(text), "%.2f", seconds);
+  return text;
+}
+
+std::string XmlText(const std::string& text) {
+  std::string escaped;
+  for (const char c : text) {
+    if (c == '&') {
+      escaped += "&amp;";
+    } else if (c == '<') {
+      escaped += "&lt;";
+    } else if (c == '>') {
+      escaped += "&gt;";
+    } else if (c == '"') {
+      escaped += "&quot;";
+    } else if ((c < 0x20 || c > 0x7e) && c != '\n' && c != '\t') {
+      escaped += '?';
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
+std::string RunsText(const Runs& runs) {
+  return std::to_string(runs.failed) + " of " + std::to_string(runs.done) +
+         " failed; the first was run " + std::to_string(runs.first) + ", the last was run " +
+         std::to_string(runs.last) + " (" + runs.last_code + ")";
+}
+
+std::string CodeText(const CheckResult& result) {
+  if (!result.runs) return result.code;
+  const std::string failed =
+      result.runs->failed == 0 ? "" : std::to_string(result.runs->failed) + " of ";
+  return result.code + " (" + failed + std::to_string(result.runs->done) + " runs)";
+}
+
 std::string ResultLine(const CheckResult& result) {
   char text[128];
   snprintf(text, sizeof(text), "%-7s %-28s %7.2f ", VerdictName(result.verdict),
            result.full_name().c_str(), result.seconds);
-  return text + result.code;
+  return text + CodeText(result);
 }
 
 std::string TableHeading() {
@@ -103,7 +124,7 @@ std::string TableRow(const CheckResult& result) {
   char text[128];
   snprintf(text, sizeof(text), "%-15s  %-9s  %-7s  %7.2f  ", result.name.c_str(),
            result.instance.c_str(), VerdictName(result.verdict), result.seconds);
-  return text + result.code;
+  return text + CodeText(result);
 }
 
 std::vector<std::string> ReasonLines(const CheckResult& result) {
@@ -111,6 +132,7 @@ std::vector<std::string> ReasonLines(const CheckResult& result) {
   std::vector<std::string> lines;
   if (!result.cause.empty()) lines.push_back("  reason:  " + result.cause);
   if (!result.message.empty()) lines.push_back("  library: " + result.message);
+  if (result.runs) lines.push_back("  runs:    " + RunsText(*result.runs));
   for (const std::string& advice : result.advice) lines.push_back("  next:    " + advice);
   return lines;
 }
@@ -169,6 +191,7 @@ Json::Value ResultJson(const CheckResult& result) {
   json["evidence"] = Texts(result.evidence);
   json["advice"] = Texts(result.advice);
   json["duration"] = result.seconds;
+  if (result.runs) json["runs"] = RunsJson(*result.runs);
   return json;
 }
 
@@ -206,7 +229,7 @@ std::string JunitXml(const CheckReport& report) {
          Attribute("tests", std::to_string(results.size() + not_run)) +
          Attribute("failures", std::to_string(Count(results, Verdict::kFail))) +
          Attribute("errors", std::to_string(errors)) +
-         Attribute("skipped", std::to_string(skipped)) + Attribute("time", SecondsText(seconds)) +
+         Attribute("skipped", std::to_string(skipped)) + Attribute("time", SecondsOf(seconds)) +
          ">\n" + cases + "</testsuite>\n";
 }
 

@@ -18,6 +18,18 @@ struct CheckReport {
 
 // The forms in which it is told. 'orx --schema' describes the JSON.
 
+// XmlText escapes text for XML 1.0 and HTML, in elements and in attributes in double quotes. XML
+// has no way to write most control characters, and what a device sends need not be UTF-8, so
+// everything beyond printable ASCII becomes a question mark.
+std::string XmlText(const std::string& text);
+
+// SecondsOf writes two decimals.
+std::string SecondsOf(double seconds);
+
+// RunsText tells how often a repeated check failed; CodeText is a result's code with that in short.
+std::string RunsText(const Runs& runs);
+std::string CodeText(const CheckResult& result);
+
 // ResultLine is "VERDICT name seconds CODE".
 std::string ResultLine(const CheckResult& result);
 

@@ -5,11 +5,14 @@
 
 #include <memory>
 
+#include "tools/orx/check/check_html.h"
 #include "tools/orx/check/judge.h"
 #include "tools/orx/cli/modem_progress.h"
 
 namespace orx_tool {
 namespace {
+
+constexpr int kMostRuns = 1000000;
 
 // The column under which the text of a reason begins.
 constexpr size_t kReasonIndent = 11;
@@ -21,6 +24,10 @@ LineStyle VerdictStyle(Verdict verdict) {
   return {verdict == Verdict::kFail ? Color::kRed : Color::kYellow, name};
 }
 
+bool WriteText(const std::string& text, FileOutput* file, std::optional<Problem>* problem) {
+  return file->Write(text.data(), text.size(), problem) && file->Commit(problem);
+}
+
 bool EndsRun(const CheckResult& result) {
   return result.verdict == Verdict::kFail || result.verdict == Verdict::kTimedOut;
 }
@@ -28,21 +35,24 @@ bool EndsRun(const CheckResult& result) {
 }  // namespace
 
 CheckRunner::CheckRunner(const Args& args, Output& output, Layout layout)
-    : args_(args), output_(output), layout_(layout) {
+    : args_(args),
+      output_(output),
+      layout_(layout),
+      repeat_(static_cast<int>(ParseNumber(args.Get("repeat", "0"), 0, kMostRuns).value_or(-1))) {
   if (output.settings().timeout_seconds > 0) {
     settings_.timeout_seconds = output.settings().timeout_seconds;
   }
   settings_.show_ids = args.Has("show-ids");
+  settings_.keeps_evidence = args.Has("evidence") || args.Has("html");
 }
 
 int CheckRunner::Run(const std::vector<Check>& checks, bool stops) {
-  std::optional<Problem> problem;
-  std::unique_ptr<FileOutput> junit;
-  if (args_.Has("junit")) {
-    // Opened before the first check: a report that cannot be written costs no run.
-    junit = std::make_unique<FileOutput>(args_.Get("junit"), Privacy::kPublic, &problem);
-    if (problem) return output_.Fail(*problem);
+  if (args_.Has("repeat") && repeat_ < 1) {
+    return output_.Fail(
+        MakeProblem("USAGE", "--repeat takes a number from 1 to " + std::to_string(kMostRuns)));
   }
+  std::optional<Problem> problem;
+  if (!OpenFiles(&problem)) return output_.Fail(*problem);
   bool ended = false;
   for (const Check& check : checks) {
     ended = ended || signals_.Noted() != 0;
@@ -51,18 +61,58 @@ int CheckRunner::Run(const std::vector<Check>& checks, bool stops) {
       continue;
     }
     Add(Execute(check));
+    if (evidence_ != nullptr) evidence_->Add(check, report_.results.back());
     ended = stops && EndsRun(report_.results.back());
   }
   Report();
-  if (junit != nullptr && !WriteJunit(junit.get(), &problem)) return output_.Fail(*problem);
   const int signal_number = signals_.Noted();
-  return output_.Finish(signal_number != 0 ? 128 + signal_number : CheckExitCode(report_.results));
+  const int exit_code = signal_number != 0 ? 128 + signal_number : CheckExitCode(report_.results);
+  if (!WriteFiles(exit_code, &problem)) return output_.Fail(*problem);
+  return output_.Finish(exit_code);
+}
+
+bool CheckRunner::OpenFiles(std::optional<Problem>* problem) {
+  // Before the first check: a report that cannot be written costs no run.
+  if (args_.Has("junit")) {
+    junit_ = std::make_unique<FileOutput>(args_.Get("junit"), Privacy::kPublic, problem);
+  }
+  if (args_.Has("html") && !*problem) {
+    html_ = std::make_unique<FileOutput>(args_.Get("html"), Privacy::kPublic, problem);
+  }
+  if (args_.Has("evidence") && !*problem) {
+    evidence_ = std::make_unique<Evidence>(args_.Get("evidence"), settings_.show_ids, problem);
+  }
+  return !*problem;
+}
+
+bool CheckRunner::WriteFiles(int exit_code, std::optional<Problem>* problem) {
+  if (junit_ != nullptr && !WriteText(JunitXml(report_), junit_.get(), problem)) return false;
+  const Json::Value envelope = output_.Envelope(exit_code);
+  if (html_ != nullptr && !WriteText(HtmlReport(report_, envelope), html_.get(), problem)) {
+    return false;
+  }
+  if (evidence_ == nullptr) return true;
+  Json::Value report = envelope;
+  report["result"] = output_.answer();
+  return evidence_->Commit(report, problem);
 }
 
 CheckResult CheckRunner::Execute(const Check& check) {
+  if (repeat_ == 0) return ExecuteOnce(check, "");
+  std::optional<CheckResult> result;
+  for (int i = 1; i <= repeat_; ++i) {
+    AddRun(ExecuteOnce(check, ", run " + std::to_string(i) + " of " + std::to_string(repeat_)),
+           &result);
+    // A silent modem is waited for once.
+    if (signals_.Noted() != 0 || (modem_wait_ && check.needs_modem())) break;
+  }
+  return *result;
+}
+
+CheckResult CheckRunner::ExecuteOnce(const Check& check, const std::string& run) {
   if (modem_wait_ && check.needs_modem()) return NotWaitedAgain(check, *modem_wait_);
   StatusLine status(output_);
-  const std::string running = "running " + check.full_name();
+  const std::string running = "running " + check.full_name() + run;
   std::string doing;
   status.Show(running);
   CheckSettings settings = settings_;
@@ -121,11 +171,6 @@ void CheckRunner::Report() {
     for (const std::string& line : SummaryLines(report_)) output_.Text(line);
   }
   AddReport(report_, &output_.answer());
-}
-
-bool CheckRunner::WriteJunit(FileOutput* file, std::optional<Problem>* problem) const {
-  const std::string xml = JunitXml(report_);
-  return file->Write(xml.data(), xml.size(), problem) && file->Commit(problem);
 }
 
 }  // namespace orx_tool

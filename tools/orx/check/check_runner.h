@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <vector>
 
 #include "tools/orx/check/check_report.h"
+#include "tools/orx/check/evidence.h"
 #include "tools/orx/check/run_check.h"
 #include "tools/orx/cli/args.h"
 #include "tools/orx/cli/files.h"
@@ -28,17 +30,24 @@ class CheckRunner {
 
  private:
   CheckResult Execute(const Check& check);
+  CheckResult ExecuteOnce(const Check& check, const std::string& run);
   void Add(const CheckResult& result);
   void ShowReasons(const CheckResult& result, bool with_name) const;
   void ShowNotes(const std::vector<CheckResult>& results) const;
   void Report();
-  bool WriteJunit(FileOutput* file, std::optional<Problem>* problem) const;
+  // The files that were asked for, opened before the first check and written after the last.
+  bool OpenFiles(std::optional<Problem>* problem);
+  bool WriteFiles(int exit_code, std::optional<Problem>* problem);
 
   const Args& args_;
   Output& output_;
   const Layout layout_;
   CheckSettings settings_;
+  const int repeat_;  // runs of each check; 0: one, which is not counted
   CheckReport report_;
+  std::unique_ptr<FileOutput> junit_;
+  std::unique_ptr<FileOutput> html_;
+  std::unique_ptr<Evidence> evidence_;
   std::optional<CheckResult> modem_wait_;
   const SignalHold signals_;
 };

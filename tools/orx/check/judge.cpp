@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "tools/orx/check/certificate.h"
 #include "tools/orx/check/identifiers.h"
 #include "tools/orx/diagnosis/modem_answer.h"
 
@@ -22,6 +23,14 @@ constexpr const char* kOfOneCall[] = {
     "ESE-CHALLENGE",    "ESE-ROOT-OF-TRUST", "ESE-NOT-BOUND",
     "SS-PARAMETERS",    "SS-COMPUTE",        "ATTEST-DEVICE-ID"};
 
+constexpr Verdict kWorstFirst[] = {Verdict::kInterrupted, Verdict::kFail, Verdict::kTimedOut,
+                                   Verdict::kEnvironment, Verdict::kPass, Verdict::kNotApplicable};
+
+// Badness is the verdict's place among them.
+ptrdiff_t Badness(Verdict verdict) {
+  return std::find(std::begin(kWorstFirst), std::end(kWorstFirst), verdict) - kWorstFirst;
+}
+
 Verdict VerdictOf(int exit_code) {
   switch (exit_code) {
     case kDone:
@@ -34,17 +43,6 @@ Verdict VerdictOf(int exit_code) {
       return Verdict::kTimedOut;
     default:
       return Verdict::kFail;
-  }
-}
-
-void SetProblem(const Problem& problem, CheckResult* result) {
-  result->verdict = VerdictOf(problem.exit_code);
-  result->exit_code = problem.exit_code;
-  result->code = problem.code;
-  result->cause = problem.cause;
-  result->message = problem.library_line;
-  if (!problem.advice.empty()) {
-    result->advice.push_back(problem.advice + " (" + problem.owner + ")");
   }
 }
 
@@ -190,11 +188,41 @@ void Advise(const Check& check, const Seen& seen, CheckResult* result) {
   result->advice.insert(result->advice.end(), advice.begin(), advice.end());
 }
 
+// DiagnoseRefusals gives the reason of the first thing that KeyMint did not do.
+Problem DiagnoseRefusals(const Seen& seen) {
+  const auto first = std::find_if(seen.refusals.begin(), seen.refusals.end(),
+                                  [](const Refusal& refusal) { return !refusal.optional; });
+  if (first == seen.refusals.end()) return Diagnose(seen.lines);
+  if (first->error == 0) return KnownProblem("KM-WRONG-RESULT");
+  Problem problem = DiagnoseKeyMint(seen.lines, first->error, "KM-UNFIT");
+  // The library's KeyMint client names each step, and the last is not the one that failed.
+  const auto match = MatchMessage(problem.library_line);
+  if (match && match->message->kind == MessageKind::kInformation) problem.library_line.clear();
+  return problem;
+}
+
+// NameRefusals adds what it was that KeyMint did not do; a KeyMint that is not there did nothing.
+void NameRefusals(const Seen& seen, CheckResult* result) {
+  std::string failed;
+  std::string left_out;
+  for (const Refusal& refusal : seen.refusals) {
+    std::string& names = refusal.optional ? left_out : failed;
+    names += (names.empty() ? "" : "; ") + refusal.what;
+    if (refusal.optional) continue;
+    names += refusal.error == 0 ? " (wrong result)" : " (" + KeyMintErrorName(refusal.error) + ")";
+  }
+  if (!failed.empty() && result->verdict == Verdict::kFail)
+    result->cause += " Failed: " + failed + ".";
+  if (!left_out.empty() && failed.empty()) {
+    result->advice.push_back("as a StrongBox may, it refuses: " + left_out);
+  }
+}
+
 void JudgeReturned(const Check& check, const Seen& seen, CheckResult* result) {
   const int negative =
       check.kind == Check::Kind::kRkpIds ? NegativeTestError(seen.lines) : kNotProvisioned;
   if (*seen.status != 0) {
-    SetProblem(Refine(check, seen, Diagnose(seen.lines)), result);
+    SetProblem(Refine(check, seen, DiagnoseRefusals(seen)), result);
   } else if (negative != kNotProvisioned) {
     SetProblem(Refine(check, seen, DiagnoseKeyMint(seen.lines, negative)), result);
   } else {
@@ -203,6 +231,7 @@ void JudgeReturned(const Check& check, const Seen& seen, CheckResult* result) {
     JudgeCoverage(check, seen, result);
   }
   Advise(check, seen, result);
+  NameRefusals(seen, result);
 }
 
 Problem JudgeCrash(const Seen& seen) {
@@ -231,6 +260,17 @@ void JudgeUnfinished(const Seen& seen, CheckResult* result) {
 }
 
 }  // namespace
+
+void SetProblem(const Problem& problem, CheckResult* result) {
+  result->verdict = VerdictOf(problem.exit_code);
+  result->exit_code = problem.exit_code;
+  result->code = problem.code;
+  result->cause = problem.cause;
+  result->message = problem.library_line;
+  if (!problem.advice.empty()) {
+    result->advice.push_back(problem.advice + " (" + problem.owner + ")");
+  }
+}
 
 const char* VerdictName(Verdict verdict) {
   switch (verdict) {
@@ -263,6 +303,24 @@ CheckResult Judge(const Check& check, const Seen& seen) {
   return result;
 }
 
+CheckResult JudgeChain(const CertificateChain& chain, const std::vector<size_t>& sizes,
+                       bool strict) {
+  CheckResult result;
+  result.name = "chain";
+  const auto fault = FirstChainFault(chain, sizes, strict);
+  if (fault) {
+    SetProblem(KnownProblem(fault->code), &result);
+    result.cause.pop_back();  // the full stop
+    result.cause += " (" + fault->text + ").";
+  } else {
+    result.verdict = Verdict::kPass;
+    result.exit_code = kDone;
+  }
+  const std::vector<std::string> advice = ChainAdvice(chain);
+  result.advice.insert(result.advice.end(), advice.begin(), advice.end());
+  return result;
+}
+
 bool WaitedForModem(const CheckResult& result) {
   return result.code == "MODEM-UNREACHABLE" || result.code == "MODEM-SILENT";
 }
@@ -277,14 +335,34 @@ CheckResult NotWaitedAgain(const Check& check, const CheckResult& first) {
   return result;
 }
 
-int CheckExitCode(const std::vector<CheckResult>& results) {
-  for (const Verdict verdict : {Verdict::kInterrupted, Verdict::kFail, Verdict::kTimedOut,
-                                Verdict::kEnvironment, Verdict::kPass, Verdict::kNotApplicable}) {
-    for (const CheckResult& result : results) {
-      if (result.verdict == verdict) return result.exit_code;
-    }
+void AddRun(const CheckResult& run, std::optional<CheckResult>* result) {
+  const bool failed = run.verdict != Verdict::kPass && run.verdict != Verdict::kNotApplicable;
+  const bool first = !*result;
+  Runs runs = first ? Runs{0, 0, 0, 0, ""} : *(*result)->runs;
+  const double seconds = run.seconds + (first ? 0 : (*result)->seconds);
+  ++runs.done;
+  if (failed) {
+    ++runs.failed;
+    if (runs.first == 0) runs.first = runs.done;
+    runs.last = runs.done;
+    runs.last_code = run.code;
   }
-  return kDone;
+  if (first || Badness(run.verdict) < Badness((*result)->verdict)) *result = run;
+  (*result)->runs = runs;
+  (*result)->seconds = seconds;
+}
+
+const CheckResult* WorstResult(const std::vector<CheckResult>& results) {
+  const auto worst = std::min_element(results.begin(), results.end(),
+                                      [](const CheckResult& one, const CheckResult& other) {
+                                        return Badness(one.verdict) < Badness(other.verdict);
+                                      });
+  return worst == results.end() ? nullptr : &*worst;
+}
+
+int CheckExitCode(const std::vector<CheckResult>& results) {
+  const CheckResult* worst = WorstResult(results);
+  return worst == nullptr ? kDone : worst->exit_code;
 }
 
 }  // namespace orx_tool

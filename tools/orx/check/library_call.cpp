@@ -3,6 +3,8 @@
 
 #include <orx/orx.h>
 
+#include <algorithm>
+
 #include "tools/orx/check/attest_key.h"
 
 namespace orx_tool {
@@ -14,9 +16,7 @@ int CheckModel(const Check& check, bool relaxed) {
   return ORX_validate_attestation_model(model, relaxed, check.on_strongbox());
 }
 
-}  // namespace
-
-int CallLibrary(const Check& check) {
+int CallSelfTest(const Check& check) {
   const bool with_ids = check.id_mask != 0;
   const bool relaxed = check.relaxed || (check.on_strongbox() && !StrongBoxHasFactoryKeys());
   switch (check.kind) {
@@ -29,9 +29,21 @@ int CallLibrary(const Check& check) {
     case Check::Kind::kRootOfTrust:
       return ORX_eSE_RoT_binding_check();
     case Check::Kind::kSharedSecret:
+      return ORX_eSE_SharedSecret_negotiation_check();
+    case Check::Kind::kKeyMint:
       break;
   }
-  return ORX_eSE_SharedSecret_negotiation_check();
+  return 1;
+}
+
+}  // namespace
+
+CallResult CallLibrary(const Check& check) {
+  if (check.kind != Check::Kind::kKeyMint) return {CallSelfTest(check), {}};
+  std::vector<Refusal> refusals = ExerciseService(check.on_strongbox());
+  const bool fit = std::all_of(refusals.begin(), refusals.end(),
+                               [](const Refusal& refusal) { return refusal.optional; });
+  return {fit ? 0 : 1, std::move(refusals)};
 }
 
 }  // namespace orx_tool

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "tools/orx/check/capture.h"
 #include "tools/orx/check/judge.h"
 #include "tools/orx/check/library_call.h"
 #include "tools/orx/check/second_look.h"
@@ -33,23 +34,33 @@ Json::Value MessageLine(const LogLine& line) {
   return json;
 }
 
-Json::Value EndLine(int status, double seconds) {
+Json::Value EndLine(const CallResult& result, double seconds) {
   Json::Value json(Json::objectValue);
-  json["status"] = status;
+  json["status"] = result.status;
+  json["refusals"] = RefusalsToJson(result.refusals);
   json["seconds"] = seconds;
   return json;
 }
 
-int RunInThisProcess(const Check& check, int fd) {
+// IdentifiersExplain tells whether the keys attested for identifiers may explain the code.
+bool IdentifiersExplain(const std::string& code) {
+  return code == "ATTEST-DEVICE-ID" || code == "ATTEST-ROOT" || code.rfind("ATTEST-CHAIN", 0) == 0;
+}
+
+int RunInThisProcess(const Check& check, bool keeps_evidence, int fd) {
   ClearLibraryLog();
   SetLibraryLogObserver([fd](const LogLine& line) { SendLine(fd, MessageLine(line)); });
   const auto start = Clock::now();
-  const int status = CallLibrary(check);
+  const CallResult result = CallLibrary(check);
   SetLibraryLogObserver({});
-  if (!SendLine(fd, EndLine(status, SecondsSince(start)))) return kFailed;
+  if (!SendLine(fd, EndLine(result, SecondsSince(start)))) return kFailed;
   // The library's result is out; what follows may only explain it.
-  const std::string code = status != 0 ? Diagnose(LibraryLogLines()).code : "";
-  return SendLine(fd, LookToJson(LookAgain(check, code))) ? kDone : kFailed;
+  const std::string code = result.status != 0 ? Diagnose(LibraryLogLines()).code : "";
+  if (!SendLine(fd, LookToJson(LookAgain(check, code)))) return kFailed;
+  if (!keeps_evidence) return kDone;
+  Json::Value line(Json::objectValue);
+  line["capture"] = CaptureToJson(CaptureKeys(check, IdentifiersExplain(code)));
+  return SendLine(fd, line) ? kDone : kFailed;
 }
 
 // Listen takes in one line of the child.
@@ -62,13 +73,16 @@ void Listen(const std::string& text, const CheckSettings& settings, Seen* seen) 
     if (settings.on_message) settings.on_message(line["message"].asString());
   } else if (line.isMember("status")) {
     seen->status = line["status"].asInt();
+    seen->refusals = RefusalsFromJson(line["refusals"]);
     seen->seconds = line["seconds"].asDouble();
+  } else if (line.isMember("capture")) {
+    seen->capture = CaptureFromJson(line["capture"]);
   } else {
     seen->look = LookFromJson(line);
   }
 }
 
-std::vector<std::string> Evidence(const std::vector<LogLine>& lines) {
+std::vector<std::string> LastLines(const std::vector<LogLine>& lines) {
   std::vector<std::string> evidence;
   for (size_t i = lines.size() - std::min(lines.size(), kEvidenceLines); i < lines.size(); ++i) {
     evidence.push_back(lines[i].place + ": " + lines[i].message);
@@ -91,16 +105,20 @@ CheckResult RunCheck(const Check& check, const CheckSettings& settings) {
   watch.on_pulse = settings.on_pulse;
   watch.pulse_seconds = settings.pulse_seconds;
   const auto start = Clock::now();
-  const ChildResult child = RunInChild([&](int fd) { return RunInThisProcess(check, fd); }, watch);
+  const ChildResult child = RunInChild(
+      [&](int fd) { return RunInThisProcess(check, settings.keeps_evidence, fd); }, watch);
   seen.end = child.end;
   seen.signal = child.status;
   if (!seen.status) seen.seconds = SecondsSince(start);
   CheckResult result = Judge(check, seen);
+  seen.modem = ModemExchanges(seen.lines);
   if (!settings.show_ids) {
+    for (ModemExchange& exchange : seen.modem) exchange.answer = MaskShape(exchange.answer);
     Mask(&seen.lines);
     result.message = MaskIdentifiers(result.message);
   }
-  result.evidence = Evidence(seen.lines);
+  result.evidence = LastLines(seen.lines);
+  if (settings.keeps_evidence) result.seen = std::make_shared<const Seen>(std::move(seen));
   return result;
 }
 

@@ -11,6 +11,7 @@ namespace orx_tool {
 struct CheckSettings {
   double timeout_seconds = 120;
   bool show_ids = false;  // else identifiers are masked in everything that is reported
+  bool keeps_evidence = false;
   // Told each message of the library as it comes, and at times how long the check has been running.
   std::function<void(const std::string& message)> on_message;
   std::function<void(double seconds)> on_pulse;

@@ -13,6 +13,7 @@
 #include "tools/orx/check/attest_key.h"
 #include "tools/orx/check/certificate.h"
 #include "tools/orx/check/identifiers.h"
+#include "tools/orx/check/keymint_exercise.h"
 #include "tools/orx/check/library_call.h"
 #include "tools/orx/cli/json_lines.h"
 
@@ -89,6 +90,63 @@ void MakeRemoteKey(const Check& check, Calls* calls) {
   });
 }
 
+// Repeats the exercise to see what of it reaches the service.
+class DevicePort : public KeyMintPort {
+ public:
+  DevicePort(std::shared_ptr<km::IKeyMintDevice> device, bool strongbox, Calls* calls)
+      : device_(std::move(device)), strongbox_(strongbox), calls_(*calls) {}
+
+  int Import(const ExerciseKey& key, Blob* blob) override {
+    const std::vector<uint8_t> data(key.data.begin(), key.data.end());
+    km::KeyCreationResult created;
+    const int error = Make("importKey", [&] {
+      return device_->importKey(key.import_params.vector_data(), key.format, data, std::nullopt,
+                                &created);
+    });
+    *blob = created.keyBlob;
+    return error;
+  }
+  int Begin(const KeyUse& use, const Blob& blob) override {
+    km::BeginResult begun;
+    const int error = Make("begin", [&] {
+      return device_->begin(use.purpose, blob, use.params.vector_data(), std::nullopt, &begun);
+    });
+    operation_ = begun.operation;
+    return error;
+  }
+  int Finish(const std::string& input, std::string* /*output*/) override {
+    if (operation_ == nullptr) return 1;
+    const std::vector<uint8_t> bytes(input.begin(), input.end());
+    std::vector<uint8_t> produced;
+    return Make("finish", [&] {
+      return operation_->finish(bytes, std::nullopt, std::nullopt, std::nullopt, std::nullopt,
+                                &produced);
+    });
+  }
+  int Delete(Blob* blob) override {
+    return Make("deleteKey", [&] { return device_->deleteKey(*blob); });
+  }
+
+ private:
+  template <typename Call>
+  int Make(const char* method, const Call& call) {
+    calls_.Make(strongbox_, method, call);
+    return calls_.last().failed() ? 1 : 0;
+  }
+
+  std::shared_ptr<km::IKeyMintDevice> device_;
+  std::shared_ptr<km::IKeyMintOperation> operation_;
+  const bool strongbox_;
+  Calls& calls_;
+};
+
+void RepeatExercise(bool strongbox, Calls* calls) {
+  const auto device = Find<km::IKeyMintDevice>(strongbox);
+  if (device == nullptr) return;
+  DevicePort port(device, strongbox, calls);
+  Exercise(port, strongbox);
+}
+
 void BindRootOfTrust(Calls* calls) {
   const auto tee = Find<km::IKeyMintDevice>(false);
   const auto strongbox = Find<km::IKeyMintDevice>(true);
@@ -146,7 +204,7 @@ bool RemoteKeysPass(const Check& check) {
   Check remote = check;
   remote.kind = Check::Kind::kRkpIds;
   remote.id_mask = 0;
-  return CallLibrary(remote) == 0;
+  return CallLibrary(remote).status == 0;
 }
 
 }  // namespace
@@ -172,6 +230,9 @@ SecondLook LookAgain(const Check& check, const std::string& code) {
       break;
     case Check::Kind::kSharedSecret:
       NegotiateSecret(&calls);
+      break;
+    case Check::Kind::kKeyMint:
+      if (code == "UNEXPLAINED") RepeatExercise(check.on_strongbox(), &calls);
       break;
   }
   look.call =

@@ -256,11 +256,10 @@ Problem DiagnoseTimeOut(const std::vector<LogLine>& lines, double seconds) {
   return problem;
 }
 
-Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result) {
+Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result, const std::string& code) {
   Problem problem = Diagnose(lines);
   if (problem.code != "UNEXPLAINED") return problem;
-  Problem answered =
-      WithKeyMintError(FromReason(KnownReason("KM-FAILED")), std::to_string(result), "");
+  Problem answered = WithKeyMintError(FromReason(KnownReason(code)), std::to_string(result), "");
   answered.library_line = problem.library_line;
   return answered;
 }

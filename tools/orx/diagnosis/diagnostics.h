@@ -102,8 +102,10 @@ Problem Diagnose(const std::vector<LogLine>& lines);
 Problem DiagnoseTimeOut(const std::vector<LogLine>& lines, double seconds);
 
 // DiagnoseKeyMint is Diagnose for a KeyMint call that ended with error `result`, which the
-// library's KeyMint client returns without a line of its own.
-Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result);
+// library's KeyMint client returns without a line of its own. `code` is the reason where the error
+// says no more than that KeyMint refused.
+Problem DiagnoseKeyMint(const std::vector<LogLine>& lines, int result,
+                        const std::string& code = "KM-FAILED");
 
 // MaskIdentifiers returns the message with the device's identifiers (serial number, IMEI, MEID,
 // unique id) reduced to their first characters, for reports that leave the device's owner.

@@ -160,6 +160,25 @@ TEST_F(CheckCommandTest, ADeviceWithoutFactoryKeysIsJudgedByWhatWasSeen) {
   });
 }
 
+TEST_F(CheckCommandTest, KeyMintIsJudgedByWhatWasSeen) {
+  const char kStrongbox[] = "keymint --strongbox";
+  ExpectAll({
+      {"", kStrongbox, "PASS 0 OK", ""},
+      {"importKey:-6@3", "keymint", "FAIL 1 KM-UNFIT", "Failed: import, RSA-4096 (UNSUPPORTED_KE"},
+      {"importKey:-6@2", kStrongbox, "FAIL 1 KM-UNFIT", "Failed: import, RSA-2048 (UNSUPPORTED"},
+      {"begin:-12@3", "keymint", "FAIL 1 KM-UNFIT", "signature, RSA-2048, SHA-1 (UNSUPPORTED_DIG"},
+      {"begin:-12@3", kStrongbox, "PASS 0 OK", ""},
+      {"begin:-12@4", kStrongbox, "FAIL 1 KM-UNFIT", "signature, RSA-2048, SHA-256"},
+      {"finish:damaged@2", "keymint", "FAIL 1 KM-WRONG-RESULT", "decryption, AES-128 (wrong res"},
+      {"deleteKey:-100", "keymint", "FAIL 1 KM-UNIMPLEMENTED", "AES-128 (UNIMPLEMENTED); del"},
+      {"finish:dead-object", "keymint", "ENV 4 KM-TRANSPORT", "default finish"},
+      {"finish:dead-object@9", "keymint", "FAIL 1 KM-UNKNOWN-ERROR", "done again. Failed: decr"},
+      {"importKey:-49", "keymint", "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
+      {"service:default:absent", "keymint", "ENV 4 KM-SERVICE-MISSING", "not registered"},
+      {"begin:params", "keymint", "FAIL 1 KM-DEVICE-NONCE", "Failed: encryption, AES-128"},
+  });
+}
+
 TEST_F(CheckCommandTest, TheRootOfTrustIsJudgedByWhatWasSeen) {
   const std::string root = "root-of-trust";
   const char kSend[] = "strongbox sendRootOfTrust";
@@ -194,20 +213,22 @@ TEST_F(CheckCommandTest, TheSharedSecretIsJudgedByWhatWasSeen) {
 TEST_F(CheckCommandTest, ThePlanFitsEveryKindOfDevice) {
   const std::tuple<const char*, std::vector<std::string>, int> plans[] = {
       {"dual-sim",
-       {"shared-secret/both PASS OK", "root-of-trust/both PASS OK", "attestation/default PASS OK",
+       {"keymint/default PASS OK", "keymint/strongbox PASS OK", "shared-secret/both PASS OK",
+        "root-of-trust/both PASS OK", "attestation/default PASS OK",
         "attestation/strongbox PASS OK", "model/default PASS OK", "attestation-ids/default PASS OK",
         "attestation-ids/strongbox PASS OK", "rkp-ids/default N/A RKP-LEFT-OUT",
         "rkp-ids/strongbox PASS OK"},
        0},
       {"remote-only",
-       {"shared-secret/both PASS OK", "root-of-trust/both PASS OK",
-        "attestation/default N/A ATTEST-REMOTE", "attestation/strongbox PASS OK",
-        "model/default N/A ATTEST-REMOTE", "attestation-ids/default N/A ATTEST-REMOTE",
-        "attestation-ids/strongbox PASS OK", "rkp-ids/default PASS OK",
-        "rkp-ids/strongbox PASS OK"},
+       {"keymint/default PASS OK", "keymint/strongbox PASS OK", "shared-secret/both PASS OK",
+        "root-of-trust/both PASS OK", "attestation/default N/A ATTEST-REMOTE",
+        "attestation/strongbox PASS OK", "model/default N/A ATTEST-REMOTE",
+        "attestation-ids/default N/A ATTEST-REMOTE", "attestation-ids/strongbox PASS OK",
+        "rkp-ids/default PASS OK", "rkp-ids/strongbox PASS OK"},
        0},
       {"bare",
-       {"shared-secret/both N/A STRONGBOX-ABSENT", "root-of-trust/both N/A STRONGBOX-ABSENT",
+       {"keymint/default PASS OK", "keymint/strongbox N/A STRONGBOX-ABSENT",
+        "shared-secret/both N/A STRONGBOX-ABSENT", "root-of-trust/both N/A STRONGBOX-ABSENT",
         "attestation/default FAIL KM-KEYS-NOT-PROVISIONED",
         "attestation/strongbox N/A STRONGBOX-ABSENT", "model/default ENV PROPERTY-MISSING",
         "attestation-ids/default FAIL KM-KEYS-NOT-PROVISIONED",
@@ -225,7 +246,8 @@ TEST_F(CheckCommandTest, ThePlanFitsEveryKindOfDevice) {
 
 TEST_F(CheckCommandTest, AFailureEndsTheRunAndNamesWhatWasNotRun) {
   SetDevice("strongbox-preshared-key=other");
-  EXPECT_THAT(Rows(""), ElementsAre("shared-secret/both FAIL SS-DIFFERENT"));
+  EXPECT_THAT(Rows(""), ElementsAre("keymint/default PASS OK", "keymint/strongbox PASS OK",
+                                    "shared-secret/both FAIL SS-DIFFERENT"));
   EXPECT_EQ(report_["summary"]["not_run"].asInt(), 8);
   EXPECT_EQ(report_["not_run"][7].asString(), "rkp-ids/strongbox");
   EXPECT_THAT(Orx("check all").out,
@@ -239,11 +261,11 @@ TEST_F(CheckCommandTest, AFailureEndsTheRunAndNamesWhatWasNotRun) {
 TEST_F(CheckCommandTest, TheModemIsWaitedForOnce) {
   faults_ = {"modem:silent"};
   const std::vector<std::string> rows = Rows("--keep-going --timeout 0.4");
-  ASSERT_EQ(rows.size(), 9u);
-  EXPECT_EQ(rows[5], "attestation-ids/default TIMEOUT MODEM-SILENT");
-  EXPECT_EQ(rows[8], "rkp-ids/strongbox TIMEOUT MODEM-SILENT");
-  EXPECT_EQ(report_["checks"][8]["duration"].asDouble(), 0);
-  EXPECT_THAT(report_["checks"][8]["cause"].asString(), HasSubstr("did not wait again"));
+  ASSERT_EQ(rows.size(), 11u);
+  EXPECT_EQ(rows[7], "attestation-ids/default TIMEOUT MODEM-SILENT");
+  EXPECT_EQ(rows[10], "rkp-ids/strongbox TIMEOUT MODEM-SILENT");
+  EXPECT_EQ(report_["checks"][10]["duration"].asDouble(), 0);
+  EXPECT_THAT(report_["checks"][10]["cause"].asString(), HasSubstr("did not wait again"));
   EXPECT_EQ(exit_code_, 5);
 }
 
@@ -254,10 +276,10 @@ TEST_F(CheckCommandTest, AnInterruptedRunReportsWhatItDid) {
   const ProgramResult result = Orx("check all --junit @junit.xml");
   EXPECT_EQ(result.exit_code, 130);
   EXPECT_THAT(result.out, AllOf(HasSubstr("attestation-ids  default    INTERRUPTED"),
-                                HasSubstr("5 passed"), HasSubstr("1 interrupted, 3 not run\n"),
+                                HasSubstr("7 passed"), HasSubstr("1 interrupted, 3 not run\n"),
                                 HasSubstr("not run: attestation-ids/strongbox, rkp-ids/default")));
-  EXPECT_EQ(Xml("count(//testcase)"), "9");
-  EXPECT_EQ(Xml("string(//testcase[6]/error/@type)"), "INTERRUPTED");
+  EXPECT_EQ(Xml("count(//testcase)"), "11");
+  EXPECT_EQ(Xml("string(//testcase[8]/error/@type)"), "INTERRUPTED");
   EXPECT_EQ(Xml("count(//testcase/skipped[@message='not run'])"), "3");
 }
 
@@ -273,6 +295,39 @@ TEST_F(CheckCommandTest, OneRunPerIdentifierNamesAllThatFail) {
                                     "attestation:model FAIL"));
   EXPECT_THAT(report["checks"][1]["cause"].asString(), HasSubstr("serial"));
   Expect("check attestation --ids brand,colour", 2);
+}
+
+TEST_F(CheckCommandTest, RepeatedChecksAreJudgedOverAllRuns) {
+  EXPECT_THAT(Orx("check root-of-trust --repeat 4").out, HasSubstr("OK (4 runs)\n"));
+  // Each run is a process of its own: what all runs together count is the modem's requests, two of
+  // a run that passes.
+  faults_ = {"modem:quoted@3", "modem:close@6"};
+  const Json::Value check = OrxJson("check", "check attestation --ids brand --repeat 4");
+  EXPECT_EQ(check["code"].asString(), "IMEI-NOT-PROGRAMMED");
+  EXPECT_EQ(check["runs"]["done"].asInt(), 4);
+  EXPECT_EQ(check["runs"]["failed"].asInt(), 2);
+  EXPECT_EQ(check["runs"]["first"].asInt(), 2);
+  EXPECT_EQ(check["runs"]["last"].asInt(), 4);
+  EXPECT_EQ(check["runs"]["last_code"].asString(), "MODEM-EXCHANGE");
+  Expect("check shared-secret --repeat 0", 2);
+  Expect("check shared-secret --repeat x", 2);
+}
+
+TEST_F(CheckCommandTest, CapturedChainsAreJudgedAsOnTheDevice) {
+  faults_ = {"generateKey:damaged-leaf"};
+  Orx("attest-key -o @chain");
+  const Json::Value judged = OrxJson("answer", "chain check @chain/chain.pem");
+  const Json::Value check = OrxJson("check", "check attestation");
+  EXPECT_EQ(judged["code"], check["code"]);
+  EXPECT_EQ(judged["advice"], check["advice"]);
+  EXPECT_THAT(judged["cause"].asString(), HasSubstr("(certificate 0 is not signed by"));
+  faults_ = {};
+  Orx("attest-key -o @chain");
+  Expect("chain check @chain/chain.pem", 0, "PASS  chain of 4  OK\nnote: the root");
+  EXPECT_EQ(OrxJson("answer", "chain check @chain/chain.pem --size 5")["code"],
+            "ATTEST-CHAIN-SIZE");
+  Write(work("cut"), Read(work("chain/chain.pem")).substr(0, 1500));
+  Expect("chain check @cut", 1, "[CERTIFICATE-FORMAT]");
 }
 
 TEST_F(CheckCommandTest, AdviceIsGivenAndChangesNoVerdict) {
@@ -309,7 +364,7 @@ TEST_F(CheckCommandTest, JunitTellsTheVerdictsApart) {
   SetDevice("strongbox-preshared-key=other");
   faults_ = {"default.generateKey:-49"};
   Orx("check all --keep-going --junit @junit.xml");
-  EXPECT_EQ(Xml("string(/testsuite/@tests)"), "9");
+  EXPECT_EQ(Xml("string(/testsuite/@tests)"), "11");
   EXPECT_EQ(Xml("string(/testsuite/@failures)"), Xml("count(//failure)"));
   EXPECT_EQ(Xml("string(/testsuite/@errors)"), Xml("count(//error)"));
   EXPECT_EQ(Xml("string(/testsuite/@skipped)"), Xml("count(//skipped)"));
@@ -331,10 +386,10 @@ TEST_F(CheckCommandTest, JsonLinesComeAsChecksEnd) {
   std::istringstream lines(result.out);
   std::vector<Json::Value> values;
   for (std::string line; std::getline(lines, line);) values.push_back(orx_test::ParseJson(line));
-  ASSERT_EQ(values.size(), 10u);
-  EXPECT_EQ(values[0]["check"].asString(), "shared-secret");
-  EXPECT_EQ(values[8]["verdict"].asString(), "PASS");
-  EXPECT_EQ(orx_test::SchemaErrors(values[9], Schema()), "");
+  ASSERT_EQ(values.size(), 12u);
+  EXPECT_EQ(values[0]["check"].asString(), "keymint");
+  EXPECT_EQ(values[10]["verdict"].asString(), "PASS");
+  EXPECT_EQ(orx_test::SchemaErrors(values[11], Schema()), "");
 }
 
 TEST_F(CheckCommandTest, AHealthyReportLeavesRoomOnTheSmallestScreen) {

@@ -58,11 +58,11 @@ const std::vector<LineGroup>& LineGroups() {
         "store get 1", "store size 1", "store list", "store rm 1"}},
       {"Identity", {"ids", "imei", "imei2", "meid", "uid", "mode", "records", "modem AT+CGSN"}},
       {"Checks",
-       {"check list", "check attestation", "check model x", "check rkp-ids", "check root-of-trust",
-        "check shared-secret", "check all --keep-going"}},
+       {"check list", "check keymint --strongbox", "check attestation", "check model x",
+        "check rkp-ids", "check root-of-trust", "check shared-secret", "check all --keep-going"}},
       {"Diagnosis",
-       {"attest-key -o @chain", "chain show @chain/chain.pem", "doctor --timeout 60",
-        "explain USAGE"}}};
+       {"attest-key -o @chain", "chain show @chain/chain.pem", "chain check @chain/chain.pem",
+        "doctor --timeout 60", "explain USAGE"}}};
   return groups;
 }
 

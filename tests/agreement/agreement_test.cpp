@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: Apache-2.0
+// The tool does some things as the library does without sharing its code: here both are in one
+// program, and what they do is held against each other.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <orx/orx.h>
+
+#include <functional>
+#include <random>
+
+#include "src/keymint/ORX_ATTEST.h"
+#include "tests/sim/simulated_device.h"
+#include "tests/support/certificate_builder.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/mock_keymint.h"
+#include "tools/orx/check/certificate.h"
+#include "tools/orx/check/keymint_keys.h"
+
+namespace orx_tool {
+namespace {
+
+namespace km = aidl::android::hardware::security::keymint;
+namespace orx = android::hardware::keymint::ORX;
+using orx_test::CertificateFields;
+using orx_test::EcKey;
+using testing::_;
+
+class AgreementTest : public testing::Test {
+ protected:
+  // Compare holds the tool's verdict and code against the library's result and lines.
+  void Compare(const orx_test::Chain& chain, const std::string& title) {
+    CertificateChain ders;
+    for (const km::Certificate& one : chain) ders.push_back(one.encodedCertificate);
+    for (const size_t size : {chain.size(), chain.size() + 1}) {
+      for (const bool strict : {true, false}) {
+        const bool accepted = orx::legacy::verify_chain(chain, static_cast<unsigned>(size), strict);
+        std::vector<LogLine> lines;
+        for (const std::string& message : log_.Take()) lines.push_back({"", message});
+        const auto fault = FirstChainFault(ders, {size}, strict);
+        ASSERT_EQ(!fault, accepted) << title << (fault ? ": " + fault->text : "");
+        codes_.insert(fault ? fault->code : "OK");
+        if (!fault) continue;
+        // A certificate that does not parse is refused without a line of its own.
+        const std::string code = Diagnose(lines).code;
+        ASSERT_EQ(fault->code, code == "UNEXPLAINED" ? "ATTEST-CHAIN-INVALID" : code) << title;
+      }
+    }
+  }
+
+  orx_test::LogCapture log_;
+  std::set<std::string> codes_;
+};
+
+TEST_F(AgreementTest, OnChainsOfEveryLengthWithEveryFieldChanged) {
+  const std::function<void(CertificateFields*)> changes[] = {
+      [](auto*) {},
+      [](auto* fields) {
+        fields->subject = {{"CN", "X"}};
+      },
+      [](auto* fields) { fields->subject = orx_test::kRootName; },
+      [](auto* fields) {
+        fields->subject.push_back({"O", "more"});
+      },
+      [](auto* fields) {
+        fields->issuer = {{"CN", "X"}};
+      },
+      [](auto* fields) { fields->signer = EcKey(9); },
+      [](auto* fields) { fields->key = EcKey(9); },
+      [](auto* fields) { fields->key = fields->signer = orx_test::RsaKey(0); },
+  };
+  Compare({}, "empty");
+  for (int length = 1; length <= 5; ++length) {
+    std::vector<EVP_PKEY*> keys;
+    for (int i = 0; i < length; ++i) keys.push_back(EcKey(i));
+    for (size_t i = 0; i < keys.size(); ++i) {
+      for (size_t change = 0; change < std::size(changes); ++change) {
+        auto fields = orx_test::ChainFields(keys);
+        changes[change](&fields[i]);
+        Compare(orx_test::MakeChain(fields), "change " + std::to_string(change) + " of " +
+                                                 std::to_string(i) + "/" + std::to_string(length));
+      }
+    }
+  }
+}
+
+TEST_F(AgreementTest, OnAThousandDamagedChainsOfADevice) {
+  orx_sim::TestDevice device("attestation = factory\nstrongbox = yes\n");
+  const orx::AuthorizationSet params = AttestKeyParameters(true);
+  km::KeyCreationResult made;
+  ASSERT_TRUE(device.tee()
+                  .keymint->generateKey({params.begin(), params.end()}, std::nullopt, &made)
+                  .isOk());
+  std::mt19937 random(20240229);
+  for (int i = 0; i < 1000; ++i) {
+    orx_test::Chain chain = made.certificateChain;
+    for (unsigned count = random() % 3; count != 0 || i == 0; --count) {
+      auto& der = chain[random() % chain.size()].encodedCertificate;
+      const auto at = static_cast<ptrdiff_t>(random() % der.size());
+      if (random() % 4 == 0) {
+        der.erase(der.begin() + at);
+      } else {
+        der[static_cast<size_t>(at)] ^= static_cast<uint8_t>(1 << random() % 8);
+      }
+      if (i == 0) break;
+    }
+    if (random() % 8 == 0) std::swap(chain[random() % 4], chain[random() % 4]);
+    if (random() % 16 == 0) chain[random() % 4].encodedCertificate.push_back(0);  // padding
+    Compare(chain, "chain " + std::to_string(i));
+  }
+  EXPECT_THAT(codes_, testing::IsSupersetOf({"OK", "ATTEST-CHAIN-INVALID", "ATTEST-CHAIN-KEY",
+                                             "ATTEST-CHAIN-NAMES", "ATTEST-CHAIN-SIGNATURE",
+                                             "ATTEST-CHAIN-SIZE"}));
+}
+
+// The parameters of all calls with a key of this kind, as the library makes them or the exercise.
+TEST_F(AgreementTest, OnTheParametersOfKeys) {
+  orx_test::MockKeyMint keymint;
+  // The library's symmetric service lasts as long as the process.
+  testing::Mock::AllowLeak(keymint.device.get());
+  testing::Mock::AllowLeak(keymint.operation.get());
+  std::vector<std::string> seen;
+  ON_CALL(*keymint.device, importKey)
+      .WillByDefault([&](const auto& params, auto, auto&, auto&, auto* out) {
+        seen.push_back(orx_test::Text(params));
+        *out = orx_test::MockKeyMintDevice::Created("blob");
+        return ndk::ScopedAStatus::ok();
+      });
+  ON_CALL(*keymint.device, begin)
+      .WillByDefault([&](auto, auto&, const auto& params, auto&, auto* out) {
+        seen.push_back(orx_test::Text(params));
+        *out = orx_test::MockKeyMintDevice::Begun(keymint.operation);
+        return ndk::ScopedAStatus::ok();
+      });
+  std::vector<std::string> expected;
+  for (ExerciseKey& key : ExerciseKeys()) {
+    expected.push_back(orx_test::Text(key.import_params.vector_data()));
+    for (const KeyUse& use : key.uses) expected.push_back(orx_test::Text(use.params.vector_data()));
+    auto* data = reinterpret_cast<uint8_t*>(key.data.data());
+    uint8_t bytes[512] = {1};
+    uint32_t size = 16;
+    if (key.name == "AES-128") {
+      ORX_SYM_CONTEXT* context = nullptr;
+      EXPECT_EQ(ORX_SYM_ImportProtectedKey(0, 50, data, 16, &context), 0u);
+      const auto* iv = reinterpret_cast<const uint8_t*>("ORX exercise IV.");
+      ORX_SYM_EncryptBegin(context, iv, 16, 0);
+      ORX_SYM_DecryptBegin(context, iv, 16, 0);
+      continue;
+    }
+    EXPECT_EQ(ORX_RSA_ImportKey(data, static_cast<uint32_t>(key.data.size()), 1, 51), 0u);
+    for (const int digest : {1, 2}) ORX_RSA_Sign(51, bytes, bytes, 16, &size, digest, 1);
+    for (const int padding : {1, 0}) {
+      ORX_RSA_EncryptDecrypt(51, padding, bytes, bytes, 16, &size, nullptr, 0);
+    }
+  }
+  EXPECT_EQ(seen, expected);
+}
+
+}  // namespace
+}  // namespace orx_tool
