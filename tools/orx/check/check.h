@@ -44,7 +44,7 @@ enum class Verdict { kPass, kFail, kNotApplicable, kEnvironment, kTimedOut, kInt
 // VerdictName is "PASS", "FAIL", "N/A", "ENV", "TIMEOUT" or "INTERRUPTED".
 const char* VerdictName(Verdict verdict);
 
-// Runs counts the runs of a repeated check; a run that does not apply did not fail.
+// Runs counts the runs of a repeated check; one that was interrupted did not fail.
 struct Runs {
   int done = 1;
   int failed = 0;

@@ -97,6 +97,7 @@ std::string XmlText(const std::string& text) {
 }
 
 std::string RunsText(const Runs& runs) {
+  if (runs.failed == 0) return "none of " + std::to_string(runs.done) + " failed";
   return std::to_string(runs.failed) + " of " + std::to_string(runs.done) +
          " failed; the first was run " + std::to_string(runs.first) + ", the last was run " +
          std::to_string(runs.last) + " (" + runs.last_code + ")";

@@ -23,14 +23,6 @@ constexpr const char* kOfOneCall[] = {
     "ESE-CHALLENGE",    "ESE-ROOT-OF-TRUST", "ESE-NOT-BOUND",
     "SS-PARAMETERS",    "SS-COMPUTE",        "ATTEST-DEVICE-ID"};
 
-constexpr Verdict kWorstFirst[] = {Verdict::kInterrupted, Verdict::kFail, Verdict::kTimedOut,
-                                   Verdict::kEnvironment, Verdict::kPass, Verdict::kNotApplicable};
-
-// Badness is the verdict's place among them.
-ptrdiff_t Badness(Verdict verdict) {
-  return std::find(std::begin(kWorstFirst), std::end(kWorstFirst), verdict) - kWorstFirst;
-}
-
 Verdict VerdictOf(int exit_code) {
   switch (exit_code) {
     case kDone:
@@ -214,7 +206,7 @@ void NameRefusals(const Seen& seen, CheckResult* result) {
   if (!failed.empty() && result->verdict == Verdict::kFail)
     result->cause += " Failed: " + failed + ".";
   if (!left_out.empty() && failed.empty()) {
-    result->advice.push_back("as a StrongBox may, it refuses: " + left_out);
+    result->advice.push_back("lacks, as it may: " + left_out);
   }
 }
 
@@ -272,24 +264,6 @@ void SetProblem(const Problem& problem, CheckResult* result) {
   }
 }
 
-const char* VerdictName(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kPass:
-      return "PASS";
-    case Verdict::kFail:
-      return "FAIL";
-    case Verdict::kNotApplicable:
-      return "N/A";
-    case Verdict::kEnvironment:
-      return "ENV";
-    case Verdict::kTimedOut:
-      return "TIMEOUT";
-    case Verdict::kInterrupted:
-      break;
-  }
-  return "INTERRUPTED";
-}
-
 CheckResult Judge(const Check& check, const Seen& seen) {
   CheckResult result;
   result.name = check.name;
@@ -331,38 +305,9 @@ CheckResult NotWaitedAgain(const Check& check, const CheckResult& first) {
   result.instance = check.instance;
   result.seconds = 0;
   result.evidence.clear();
+  result.seen = nullptr;
   result.cause += " " + first.full_name() + " waited for it; this check did not wait again.";
   return result;
-}
-
-void AddRun(const CheckResult& run, std::optional<CheckResult>* result) {
-  const bool failed = run.verdict != Verdict::kPass && run.verdict != Verdict::kNotApplicable;
-  const bool first = !*result;
-  Runs runs = first ? Runs{0, 0, 0, 0, ""} : *(*result)->runs;
-  const double seconds = run.seconds + (first ? 0 : (*result)->seconds);
-  ++runs.done;
-  if (failed) {
-    ++runs.failed;
-    if (runs.first == 0) runs.first = runs.done;
-    runs.last = runs.done;
-    runs.last_code = run.code;
-  }
-  if (first || Badness(run.verdict) < Badness((*result)->verdict)) *result = run;
-  (*result)->runs = runs;
-  (*result)->seconds = seconds;
-}
-
-const CheckResult* WorstResult(const std::vector<CheckResult>& results) {
-  const auto worst = std::min_element(results.begin(), results.end(),
-                                      [](const CheckResult& one, const CheckResult& other) {
-                                        return Badness(one.verdict) < Badness(other.verdict);
-                                      });
-  return worst == results.end() ? nullptr : &*worst;
-}
-
-int CheckExitCode(const std::vector<CheckResult>& results) {
-  const CheckResult* worst = WorstResult(results);
-  return worst == nullptr ? kDone : worst->exit_code;
 }
 
 }  // namespace orx_tool
