@@ -3,17 +3,13 @@
 // before it, and prints what the library looks up, reads, opens and connects to: a line each of
 // function, kind and object. Its definitions of the platform's functions precede the platform's.
 #include <aidl/android/hardware/security/keymint/Algorithm.h>
-#include <android/binder_manager.h>
-#include <cutils/properties.h>
 #include <dlfcn.h>
 #include <execinfo.h>
-#include <fcntl.h>
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/bytestring.h>
 #include <openssl/evp.h>
 #include <openssl/mem.h>
 #include <orx/orx.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -51,65 +47,39 @@ void Record(const char* kind, const char* object) {
   dprintf(record_fd, "%s\t%s\t%s\n", current_call, kind, object);
 }
 
-template <typename Function>
-Function* Real(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+const char* Text(uintptr_t word) {
+  return reinterpret_cast<const char*>(word);
+}
+
+const char* PathOf(uintptr_t address) {
+  const auto* const local = reinterpret_cast<const sockaddr_un*>(address);
+  return local->sun_family == AF_UNIX ? local->sun_path : "not a local one";
 }
 
 }  // namespace
 
-extern "C" {
-
-AIBinder* AServiceManager_checkService(const char* instance) {
-  Record("service", instance);
-  return Real<AIBinder*(const char*)>("AServiceManager_checkService")(instance);
-}
-
-int property_get(const char* key, char* value, const char* default_value) {
-  Record("property", key);
-  return Real<int(const char*, char*, const char*)>("property_get")(key, value, default_value);
-}
-
-int8_t property_get_bool(const char* key, int8_t default_value) {
-  Record("property", key);
-  return Real<int8_t(const char*, int8_t)>("property_get_bool")(key, default_value);
-}
-
+// Every function here has up to four arguments of a register each, so they are handed on as words,
+// whatever their types are.
+#define RECORDED(name, kind, object)                                           \
+  extern "C" long Recorded_##name(uintptr_t a, uintptr_t b, uintptr_t c,       \
+                                  uintptr_t d) __asm__(#name);                 \
+  long Recorded_##name(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d) {   \
+    static const auto real =                                                   \
+        reinterpret_cast<decltype(&Recorded_##name)>(dlsym(RTLD_NEXT, #name)); \
+    Record(kind, object);                                                      \
+    return real(a, b, c, d);                                                   \
+  }
+RECORDED(AServiceManager_checkService, "service", Text(a))
+RECORDED(property_get, "property", Text(a))
+RECORDED(property_get_bool, "property", Text(a))
 // The C library's two names for one function, and what fortified code calls for it.
-#define RECORDED_OPEN(name)                                                     \
-  int name(const char* path, int flags, ...) {                                  \
-    va_list arguments;                                                          \
-    va_start(arguments, flags);                                                 \
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0; \
-    va_end(arguments);                                                          \
-    Record("file", path);                                                       \
-    return Real<int(const char*, int, ...)>(#name)(path, flags, mode);          \
-  }
-RECORDED_OPEN(open)
-RECORDED_OPEN(open64)
-RECORDED_OPEN(__open_2)
-RECORDED_OPEN(__open64_2)
-
-FILE* fopen(const char* path, const char* mode) {
-  Record("file", path);
-  return Real<FILE*(const char*, const char*)>("fopen")(path, mode);
-}
-
-int unlink(const char* path) noexcept {
-  Record("file", path);
-  return Real<int(const char*)>("unlink")(path);
-}
-
-int connect(int fd, const sockaddr* address, socklen_t length) {
-  if (address->sa_family == AF_UNIX) {
-    Record("socket", reinterpret_cast<const sockaddr_un*>(address)->sun_path);
-  } else {
-    Record("socket", "not a local one");
-  }
-  return Real<int(int, const sockaddr*, socklen_t)>("connect")(fd, address, length);
-}
-
-}  // extern "C"
+RECORDED(open, "file", Text(a))
+RECORDED(open64, "file", Text(a))
+RECORDED(__open_2, "file", Text(a))
+RECORDED(__open64_2, "file", Text(a))
+RECORDED(fopen, "file", Text(a))
+RECORDED(unlink, "file", Text(a))
+RECORDED(connect, "socket", PathOf(b))
 
 namespace {
 
