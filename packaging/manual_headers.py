@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Makes the manual's section 3 of the public headers: orx(3) of orx.h and one page for each family
 and class header. Fails when a function is declared without a comment that begins with its name,
-when a comment names one that is not declared, or when declarations and the library's exports differ.
+when a comment names one that is not declared, or when the library exports something else.
 usage: manual_headers.py INCLUDE_FOLDER LIBRARY VERSION FOLDER"""
 import os
 import re

@@ -12,20 +12,14 @@ most_library_bytes=$((180 * 1024))
 
 check_library() {
   step "Checking the library as it is packaged"
+  # Link-time optimisation must leave exports and hardening as they are, and still nothing unwinds.
+  ctest --preset release --no-tests=error -R '^(liborx.exports|binaries.hardening|faults|c_api_test)$'
+  local bytes
   rm -rf "$build/kit"
   cmake --install "$build" --strip --prefix "$build/kit" >/dev/null
-  local libraries bytes
-  libraries=$(dirname "$build"/kit/lib/*/liborx.so)
-  bytes=$(stat -Lc %s "$libraries/liborx.so")
+  bytes=$(stat -Lc %s "$build"/kit/lib/*/liborx.so)
   echo "liborx.so: $bytes bytes, at most $most_library_bytes"
   ((bytes <= most_library_bytes)) || die "liborx.so is too large"
-  tests/project/check_library.sh "$libraries/liborx.so" "$PWD"
-  tests/project/check_hardening.sh "$PWD" "$PWD/$build" "/usr/${libraries#*/kit/}/android" \
-    "$libraries/liborx.so" "$libraries/libandroid_host.so" "$libraries/orx-sim/liborx_sim.so" \
-    "$build"/kit/bin/orx "$build"/kit/bin/orx-sim
-  # Where memory runs out the process ends, also with link-time optimisation.
-  "$build/bin/orx-sim" run -q -- env -u ANDROID_HOST_DEVICE "$build/tests/interface_test"
-  "$build/bin/orx-sim" run -q -- env -u ANDROID_HOST_DEVICE "$build/tests/c_api_test"
 }
 
 make_packages() {
@@ -45,7 +39,7 @@ try_packages() {
     --include=g++,cmake,make,pkg-config,libssl-dev,jq,bubblewrap,proot \
     --customize-hook='mkdir "$1/packages"' \
     --customize-hook="cp $PWD/$build/packages/*.deb \"\$1/packages\"" \
-    --customize-hook='chroot "$1" sh -c "apt-get install -y --no-install-recommends /packages/*.deb"' \
+    --customize-hook='chroot "$1" sh -c "apt-get install -qy --no-install-recommends /packages/*.deb"' \
     --customize-hook="chroot \"\$1\" sh -euxc '
       cmake -S $examples -B /tmp/build && cmake --build /tmp/build
       orx-sim run -- /tmp/build/signer text
@@ -57,7 +51,7 @@ try_packages() {
 
 install_packages dpkg-dev file lintian mmdebstrap
 build release orx_tool orx-sim orx_manual_of_programs orx_manual_of_headers orx_completion \
-  orx_schema orx_debian interface_test c_api_test
+  orx_schema orx_debian orx_faults c_api_test
 check_library
 make_packages
 try_packages
