@@ -32,7 +32,7 @@ template <size_t kind>
 void WriteNumber(Value::Tag wanted, int64_t number, Value* value) {
   constexpr auto tag = static_cast<Value::Tag>(kind);
   using Type = std::decay_t<decltype(value->get<tag>())>;
-  if (wanted == tag) value->set<tag>(static_cast<Type>(number));
+  if (wanted == tag && tag != Value::Tag::invalid) value->set<tag>(static_cast<Type>(number));
 }
 
 template <size_t... kinds>
