@@ -105,7 +105,7 @@ def stale(page, text):
     for target in re.findall(r'\]\(([^)#:]+)(?:#[^)]*)?\)', text):
         if not os.path.exists(f'{ROOT}/{folder}/{target}'):
             yield f'{page}: no such file: {target}'
-        elif target.endswith('.svg'):
+        elif re.search('pictures/.*[.]svg$', target):
             source = read(f'{folder}/{target[:-4]}.dot') + read('docs/pictures/dark.css')
             if hashlib.sha256(source.encode()).hexdigest() not in read(f'{folder}/{target}'):
                 yield f'{page}: {target} was drawn from something else; ./dev docs draws it'

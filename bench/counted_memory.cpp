@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <stddef.h>
+
+#include "bench/bench.h"
+
+namespace {
+
+thread_local bool counting = false;
+thread_local orx_bench::MemoryUse use;
+
+void Allocated() {
+  if (counting) ++use.allocations;
+}
+
+// A loop that the compiler may not turn into a call of memcpy(), which this is.
+void* Move(void* to, const void* from, size_t size) {
+  if (counting) use.copied_bytes += size;
+  auto* out = static_cast<volatile char*>(to);
+  const auto* in = static_cast<const volatile char*>(from);
+  const bool forward = out < in;
+  for (size_t i = 0; i < size; ++i) {
+    const size_t at = forward ? i : size - 1 - i;
+    out[at] = in[at];
+  }
+  return to;
+}
+
+}  // namespace
+
+extern "C" {
+
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* memory, size_t size);
+
+void* malloc(size_t size) {
+  Allocated();
+  return __libc_malloc(size);
+}
+void* calloc(size_t count, size_t size) {
+  Allocated();
+  return __libc_calloc(count, size);
+}
+void* realloc(void* memory, size_t size) {
+  Allocated();
+  return __libc_realloc(memory, size);
+}
+void* memcpy(void* __restrict to, const void* __restrict from, size_t size) {
+  return Move(to, from, size);
+}
+void* memmove(void* to, const void* from, size_t size) {
+  return Move(to, from, size);
+}
+void* __memcpy_chk(void* to, const void* from, size_t size, size_t) {
+  return Move(to, from, size);
+}
+void* __memmove_chk(void* to, const void* from, size_t size, size_t) {
+  return Move(to, from, size);
+}
+
+}  // extern "C"
+
+namespace orx_bench {
+
+MemoryUse CountMemory(const std::function<void()>& body) {
+  use = {};
+  counting = true;
+  body();
+  counting = false;
+  return use;
+}
+
+}  // namespace orx_bench
