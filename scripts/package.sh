@@ -25,7 +25,7 @@ check_library() {
 make_packages() {
   step "Packaging"
   rm -rf "$build/packages"
-  (cd "$build" && cpack >packages.log) || { cat "$build/packages.log"; die "cpack failed"; }
+  (cd "$build" && cpack >packages.log 2>&1) || { cat "$build/packages.log"; die "cpack failed"; }
   ls -l "$build"/packages/*.deb
   lintian --allow-root --tag-display-limit 0 --fail-on error,warning "$build"/packages/*.deb
 }
