@@ -73,7 +73,7 @@ bool CountAndFail(const char* call) {
   ++count->times;
   if (failing == nullptr || strcmp(call, failing) != 0 || count->times != failing_at) return false;
   failed = true;
-  if (failing_error != kShort) errno = failing_error;
+  errno = failing_error == kShort ? 0 : failing_error;
   return true;
 }
 bool Fails(const char* call) {

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // Runs sequences of the library with every call that is made for it failing, one after the other,
 // and judges each: the answer of the step in which it happened, what lies in the folder, memory and
-// descriptors, and that the whole sequence works afterwards. Runs in the tests' sandbox.
+// descriptors, and that the whole sequence works afterwards. Runs in the tests' sandbox. The rows
+// of outcomes.txt are all that may come out: what is printed, without the counts.
 //
-// usage: orx_faults [--at-most=N] [--json=FILE] [SEQUENCE...]
+// usage: orx_faults [--sparse] [--json=FILE] [SEQUENCE...]; sparse leaves out most of more than 50
+// calls
+#include <android/log.h>
 #include <android_host/host.h>
+#include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <openssl/err.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/mman.h>
@@ -16,13 +21,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "sim/device.h"
 #include "sim/modem/modem.h"
 #include "tests/faults/interposer.h"
 #include "tests/faults/sequences.h"
-#include "tests/support/log_capture.h"
 
 namespace orx_faults {
 namespace {
@@ -33,73 +38,61 @@ constexpr char kDevice[] = "/mnt/device", kKeys[] = "/mnt/vendor/persist/securit
 constexpr char kSavedDevice[] = "/mnt/saved-device", kSavedKeys[] = "/mnt/saved-keys";
 constexpr char kBlob[] = "/mnt/vendor/persist/security/zol_key_user0";
 
-// What the step answers in which the call failed: 1, 0, either of them, or the process ends.
-enum Answer { kRefused, kTolerated, kEither, kAborted };
-
-struct Kind {
-  const char* name;
+// The calls, and what each fails with: errors, or a transfer of half of the bytes.
+struct FailingCall {
   const char* call;
-  int error;
-  Answer answer;
+  std::vector<int> errors;
 };
-constexpr Kind kKinds[] = {
-    {"open", "open", EACCES, kRefused},
-    {"open: EINTR", "open", EINTR, kTolerated},
-    {"read", "read", EIO, kRefused},
-    {"read: short", "read", kShort, kTolerated},
-    {"read: EINTR", "read", EINTR, kTolerated},
-    {"write", "write", ENOSPC, kRefused},
-    {"write: short", "write", kShort, kTolerated},
-    {"write: EINTR", "write", EINTR, kTolerated},
-    {"fsync", "fsync", EIO, kRefused},
-    {"fsync: EINVAL", "fsync", EINVAL, kTolerated},
-    {"fsync: EROFS", "fsync", EROFS, kTolerated},
-    {"close", "close", EIO, kTolerated},
-    {"fstat", "fstat", EIO, kTolerated},
-    {"unlink", "unlink", EACCES, kRefused},
-    {"fopen", "fopen", EMFILE, kRefused},
-    {"fread", "fread", EIO, kRefused},
-    {"fwrite", "fwrite", ENOSPC, kRefused},
-    {"fclose", "fclose", EIO, kRefused},
-    // Up to the connection the library begins anew.
-    {"fcntl", "fcntl", EINVAL, kTolerated},
-    {"socket", "socket", EMFILE, kTolerated},
-    {"connect", "connect", ECONNREFUSED, kTolerated},
-    {"getsockopt", "getsockopt", ENOTCONN, kTolerated},
-    {"select", "select", EBADF, kRefused},
-    {"sendto", "sendto", EPIPE, kRefused},
-    {"sendto: short", "sendto", kShort, kRefused},
-    {"recvfrom", "recvfrom", EIO, kTolerated},
-    {"recvfrom: EINTR", "recvfrom", EINTR, kRefused},
-    {"malloc", "malloc", ENOMEM, kRefused},
-    {"crypto allocation", "crypto allocation", ENOMEM, kRefused},
-    {"RAND_bytes", "RAND_bytes", EIO, kRefused},
-    {"operator new", "operator new", ENOMEM, kAborted},
+const FailingCall kCalls[] = {
+    {"open", {EACCES, EINTR}},
+    {"read", {EIO, kShort, EINTR}},
+    {"write", {ENOSPC, kShort, EINTR}},
+    {"fsync", {EIO, EINVAL, EROFS}},
+    {"close", {EIO}},
+    {"fstat", {EIO}},
+    {"unlink", {EACCES}},
+    {"fopen", {EMFILE}},
+    {"fread", {EIO}},
+    {"fwrite", {ENOSPC}},
+    {"fclose", {EIO}},
+    {"fcntl", {EINVAL}},
+    {"socket", {EMFILE}},
+    {"connect", {ECONNREFUSED}},
+    {"getsockopt", {ENOTCONN}},
+    {"select", {EBADF}},
+    {"sendto", {EPIPE, kShort}},
+    {"recvfrom", {EIO, EINTR}},
+    {"malloc", {ENOMEM}},
+    {"crypto allocation", {ENOMEM}},
+    {"RAND_bytes", {EIO}},
+    {"operator new", {ENOMEM}},
 };
-
-Answer AnswerOf(const Kind& kind, const std::string& step) {
-  const std::string call = kind.call;
-  if (step == "size" && call == "fstat") return kRefused;
-  // A wait for the connection, which a caller's errno causes, is tried again.
-  if (step == "imei2" && call == "select") return kEither;
-  // The MEID comes last, and what stands in its place is made of the IMEI.
-  const bool is_modems =
-      call == "select" || call == "sendto" || call == "recvfrom" || call == "malloc";
-  if (is_modems && (step == "records" || step == "attest") && kind.answer == kRefused)
-    return kEither;
-  return kind.answer;
-}
 
 // What a process that ran a sequence reports, in memory that it shares with its parent.
 struct Report {
-  const char* step;  // in which the call failed, or null, and what it answered
+  const char* step;  // in which the call failed, or is about to, and what it answered
   int status;
-  bool key_is_lost;
+  char answer[16];
+  char message[400];  // what is logged after it
   long live;
   Count counts[kMaxCounts];
   char problem[200];
 };
 Report* report;
+
+// The first lines that the library logs after the failure say what came of it. Numbers in them
+// (sizes, descriptors) are left out.
+void KeepMessage(const __android_logger_data* data, const char* line) {
+  std::string kept = report->message;
+  if (!HasFailed() || report->answer[0] != '\0' || strcmp(data->tag, "ORX") != 0) return;
+  if (std::count(kept.begin(), kept.end(), '|') == 2) return;
+  if (!kept.empty()) kept += " | ";
+  for (const char* text = strstr(strchr(line, ':') + 1, ": ") + 2; *text > '\n'; ++text) {
+    const bool is_digit = isdigit(static_cast<unsigned char>(*text)) != 0;
+    if (!is_digit || kept.back() != '#') kept += is_digit ? '#' : *text;
+  }
+  snprintf(report->message, sizeof report->message, "%s", kept.c_str());
+}
 
 // Keeps the first thing that is wrong.
 void Problem(const std::string& text) {
@@ -133,12 +126,14 @@ int InProcess(const std::function<void()>& body) {
     const int null = open("/dev/null", O_WRONLY);
     dup2(null, STDOUT_FILENO);
     dup2(null, STDERR_FILENO);
+    __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
+    __android_log_set_logger(KeepMessage);
     std::string error;
     orx_sim::Device::Open(kDevice, &error)->Attach();
     try {
       body();
     } catch (...) {
-      Problem("lets an exception through");
+      strcpy(report->answer, "throws");
     }
     _exit(0);
   }
@@ -148,25 +143,29 @@ int InProcess(const std::function<void()>& body) {
 }
 
 // Runs the steps, and fails the `at`-th call in them unless that is 0.
-void RunSteps(const Sequence& sequence, const Kind& kind = kKinds[0], long at = 0) {
-  const char* failed_in = nullptr;
-  Arm(kind.call, kind.error, at);
+void RunSteps(const Sequence& sequence, const char* call = nullptr, int error = 0, long at = 0) {
+  bool has_failed = false;
+  Arm(call, error, at);
   for (const Step& step : sequence.steps) {
+    if (!has_failed && at != 0) report->step = step.name;
     const int status = step.run();
     if (status == kWrong) Problem(step.name + std::string(" succeeds with a wrong result"));
     if (!HasFailed() && status != 0) Problem(step.name + std::string(" is refused for nothing"));
-    if (!HasFailed() || failed_in != nullptr) continue;
-    report->step = failed_in = step.name;
-    report->status = status;
+    if (HasFailed() && !has_failed) {
+      report->status = status;
+      strcpy(report->answer, status == 0 ? "succeeds" : "refused");
+    }
+    has_failed = HasFailed();
   }
   Disarm();
+  if (at != 0 && !has_failed) report->step = "";
 }
 
 class Run {
  public:
   // Makes the device and saves it, and sees what the sequence does when nothing fails.
-  Run(const Sequence& sequence, long at_most, FILE* json)
-      : sequence_(sequence), at_most_(at_most), json_(json) {
+  Run(const Sequence& sequence, const std::vector<std::string>& known, bool is_sparse, FILE* json)
+      : sequence_(sequence), known_(known), is_sparse_(is_sparse), json_(json) {
     std::string error;
     fs::remove_all(kDevice);
     fs::remove(kBlob);
@@ -192,82 +191,76 @@ class Run {
   bool All() {
     if (*normal_.problem != '\0') printf("%s: %s\n", sequence_.name, normal_.problem);
     bool good = *normal_.problem == '\0';
-    for (const Kind& kind : kKinds) {
-      for (const Count& count : normal_.counts) {
-        if (count.call == nullptr || strcmp(count.call, kind.call) != 0) continue;
-        good = AllOf(kind, count.times) && good;
-      }
+    for (const auto& [call, errors] : kCalls) {
+      const Count* count = normal_.counts;
+      while (count->call != nullptr && strcmp(count->call, call) != 0) ++count;
+      for (const int error : errors) good = AllOf(call, error, count->times) && good;
     }
     return good;
   }
 
  private:
-  bool AllOf(const Kind& kind, long calls) {
-    const long stride = at_most_ == 0 ? 1 : (calls + at_most_ - 1) / at_most_;
-    std::map<std::string, int> outcomes;
-    long failed = 0, wrong = 0;
-    for (long at = 1; at <= calls; at += stride) {
-      if (isatty(STDERR_FILENO))
-        fprintf(stderr, "\r%s %s %ld \033[K\r", sequence_.name, kind.name, at);
-      const std::string outcome = One(kind, at);
-      if (outcome.empty()) break;  // the number of calls varies a little with random signatures
-      ++failed;
-      ++outcomes[outcome];
-      if (*report->problem == '\0') continue;
-      ++wrong;
-      printf("%s, %s %ld: %s\n", sequence_.name, kind.name, at, report->problem);
+  bool AllOf(const char* call, int error, long calls) {
+    char head[50];
+    snprintf(head, sizeof head, "%-13s %-17s %-12s ", sequence_.name, call,
+             error == kShort ? "half" : strerrorname_np(error));
+    const bool is_made = std::any_of(known_.begin(), known_.end(), [&](const std::string& row) {
+      return row.rfind(head, 0) == 0;
+    });
+    if (is_made && calls == 0) printf("%s: WRONG: the call is not made any more\n", head);
+    bool good = !is_made || calls != 0;
+    std::map<std::string, long> outcomes;
+    for (long at = 1; at <= calls; at += is_sparse_ && calls > 50 ? 1 + at / 2 : 1) {
+      if (isatty(STDERR_FILENO)) fprintf(stderr, "%s%ld\033[K\r", head, at);
+      One(call, error, at);
+      if (*report->answer == '\0') break;  // random signatures need a few calls more or less
+      char row[500];
+      snprintf(row, sizeof row, "%s%-11s %-8s %s", head, report->step, report->answer,
+               report->message);
+      for (size_t end = strlen(row); row[end - 1] == ' '; --end) row[end - 1] = '\0';
+      const bool is_known = std::find(known_.begin(), known_.end(), row) != known_.end();
+      if (!is_known) Problem("is not expected");
+      if (*report->problem != '\0') printf("%s\nWRONG, %ld: %s\n", row, at, report->problem);
+      good = good && *report->problem == '\0';
+      ++outcomes[row];
     }
-    std::string text;
-    for (const auto& [outcome, count] : outcomes) {
-      text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + outcome;
+    for (const auto& [row, count] : outcomes) {
+      printf("%5ld of %5ld  %s\n", count, calls, row.c_str());
+      if (json_ == nullptr) continue;
+      fprintf(json_, "%s{\"failed\": %ld, \"calls\": %ld, \"outcome\": \"%s\"}\n",
+              ftell(json_) > 2 ? "," : "", count, calls, row.c_str());
     }
-    printf("%-14s %-18s %5ld of %5ld  %s\n", sequence_.name, kind.name, failed, calls,
-           text.c_str());
     fflush(stdout);
-    if (json_ != nullptr) {
-      fprintf(json_,
-              "%s{\"sequence\": \"%s\", \"kind\": \"%s\", \"calls\": %ld, \"failed\": %ld, "
-              "\"wrong\": %ld, \"outcome\": \"%s\"}\n",
-              ftell(json_) > 2 ? "," : "", sequence_.name, kind.name, calls, failed, wrong,
-              text.c_str());
-    }
-    return wrong == 0;
+    return good;
   }
 
-  // Fails one call and returns how it was answered, empty if it never came; what is wrong with that
-  // is in the report.
-  std::string One(const Kind& kind, long at) {
+  // Fails one call, of which everything is in the report then.
+  void One(const char* call, int error, long at) {
     Copy(kSavedDevice, kDevice);
     Copy(kSavedKeys, kKeys);
     *report = {};
-    const int status = InProcess([&] { RunWithFailure(kind, at); });
-    if (WIFEXITED(status)) {
-      if (report->step == nullptr) return *report->problem == '\0' ? "" : "wrong";
-      if (report->status == 0) return "tolerated";
-      return report->key_is_lost ? "refused and the key lost" : "refused";
-    }
-    if (kind.answer != kAborted || WTERMSIG(status) != SIGABRT) Problem("ends the process");
+    report->step = "";
+    const int status = InProcess([&] { RunWithFailure(call, error, at); });
+    if (WIFEXITED(status)) return;
+    snprintf(report->answer, sizeof report->answer, "signal %d", WTERMSIG(status));
     CheckBlob();
     if (sizes_[0] >= 0 && BlobSize() < 0) Problem("a key is lost");
     if (InProcess([this] { RunSteps(sequence_); }) != 0) Problem("the next call ends the process");
-    return "ended the process";
   }
 
-  void RunWithFailure(const Kind& kind, long at) {
-    const orx_test::LogCapture log;
+  void RunWithFailure(const char* call, int error, long at) {
     const long descriptors = Descriptors();
-    RunSteps(sequence_, kind, at);
-    if (report->step == nullptr) return;
-    const Answer answer = AnswerOf(kind, report->step);
-    const bool right = answer == kEither || answer == (report->status == 0 ? kTolerated : kRefused);
-    if (!right) Problem(report->step + std::string(" answers ") + std::to_string(report->status));
+    OPENSSL_PUT_ERROR(USER, 1);
+    RunSteps(sequence_, call, error, at);
+    if (*report->step == '\0') return;
+    const bool is_lost = sizes_[0] >= 0 && BlobSize() < 0;
+    if (is_lost) strcpy(report->answer, "key lost");
     if (Descriptors() != descriptors) Problem("a descriptor stays open");
     CheckBlob();
-    report->key_is_lost = sizes_[0] >= 0 && BlobSize() < 0;
-    if (report->key_is_lost) {
-      CheckLoss(kind, log.messages());
-      InProcess(sequence_.prepare);
-    }
+    // The simulated device, in the same process, may have taken the caller's error away.
+    const uint32_t first = ERR_get_error();
+    if ((first != 0 && ERR_GET_REASON(first) != 1) || ERR_get_error() != 0) Problem("errors stay");
+    if (is_lost) InProcess(sequence_.prepare);
     RunSteps(sequence_);
     const long leaked = Live() - normal_.live;
     if (leaked != 0) Problem(std::to_string(leaked) + " allocations stay");
@@ -279,30 +272,21 @@ class Run {
     if (size >= 0 && size != sizes_[0] && size != sizes_[1]) Problem("a part of a key is stored");
   }
 
-  // A key may be lost when it cannot be stored, which is then said.
-  void CheckLoss(const Kind& kind, const std::vector<std::string>& log) {
-    const std::string call = kind.call;
-    const bool said = std::any_of(log.begin(), log.end(), [](const std::string& line) {
-      return line.rfind("SYM: Fail", 0) == 0 || line.rfind("RSA: write asymmetric key", 0) == 0 ||
-             line.rfind("RSA: failed to fsync", 0) == 0;
-    });
-    if (!said || (call != "open" && call != "write" && call != "fsync")) Problem("a key is lost");
-  }
-
   const Sequence& sequence_;
-  const long at_most_;
+  const std::vector<std::string>& known_;
+  const bool is_sparse_;
   FILE* const json_;
   Report normal_;
   long sizes_[2];  // of the key's file before the sequence and after it, -1: not there
 };
 
 int Main(int argc, char** argv) {
-  long at_most = 0;
+  bool is_sparse = false;
   FILE* json = nullptr;
   std::vector<std::string> names;
   for (const std::string& argument : std::vector<std::string>(argv + 1, argv + argc)) {
-    if (argument.rfind("--at-most=", 0) == 0) {
-      at_most = std::stol(argument.substr(10));
+    if (argument == "--sparse") {
+      is_sparse = true;
     } else if (argument.rfind("--json=", 0) == 0) {
       json = fopen(argument.c_str() + 7, "w");
       fputs("[\n", json);
@@ -315,14 +299,21 @@ int Main(int argc, char** argv) {
       mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   std::string error;
   orx_sim::ModemDaemon modem([](const std::string&) {});
-  modem.Start("/dev/socket/rild-oem", {kImei, kImei2, kMeid, {}}, &error);
+  orx_sim::ModemSettings answers;
+  answers.imei = kImei;
+  answers.imei2 = kImei2;
+  answers.meid = kMeid;
+  modem.Start("/dev/socket/rild-oem", answers, &error);
+  std::vector<std::string> known;
+  std::ifstream outcomes(ORX_SOURCE_DIR "/tests/faults/outcomes.txt");
+  for (std::string line; std::getline(outcomes, line);) known.push_back(line);
   bool good = true;
   int num_run = 0;
   for (const Sequence& sequence : Sequences()) {
     const bool is_named = std::find(names.begin(), names.end(), sequence.name) != names.end();
     if (!names.empty() && !is_named) continue;
     ++num_run;
-    good = Run(sequence, at_most, json).All() && good;
+    good = Run(sequence, known, is_sparse, json).All() && good;
   }
   if (json != nullptr) {
     fputs("]\n", json);

@@ -2,6 +2,7 @@
 #include "tests/faults/sequences.h"
 
 #include <errno.h>
+#include <openssl/aes.h>
 #include <openssl/nid.h>
 #include <openssl/sha.h>
 #include <orx/orx.h>
@@ -16,11 +17,12 @@ namespace {
 
 constexpr int kId = 50, kSha256 = 2, kPkcs1 = 1, kDecrypt = 2;
 constexpr uint32_t kAllIds = 0x1ff;
-constexpr uint8_t kKey[16] = {1, 2, 3}, kOtherKey[16] = {4, 5, 6};
+constexpr uint8_t kKey[16] = {1, 2, 3}, kOtherKey[16] = {4, 5, 6}, kIv[16] = {7, 8, 9};
 constexpr uint8_t kText[16] = {'t', 'e', 'x', 't'};
+constexpr uint8_t kBlocks[32] = {'t', 'w', 'o'};  // so that chaining shows
 
 // What a step leaves for a later one.
-uint8_t cipher[16];
+uint8_t cipher[sizeof kBlocks];
 bool is_encrypted = false, is_open = false;
 uint32_t num_written = 0;
 
@@ -34,20 +36,26 @@ int ImportAes(const uint8_t* key) {
   return static_cast<int>(ORX_SYM_ImportProtectedKey(0, kId, key, 16, &context));
 }
 int Encrypt() {
-  uint32_t length = 16;
-  is_encrypted = ORX_SYM_EncryptBegin(nullptr, kKey, 16, 0) == 0 &&
-                 ORX_SYM_Encrypt(nullptr, kText, cipher, &length) == 0;
-  return is_encrypted ? 0 : 1;
+  uint32_t length = sizeof kBlocks;
+  is_encrypted = ORX_SYM_EncryptBegin(nullptr, kIv, 16, 0) == 0 &&
+                 ORX_SYM_Encrypt(nullptr, kBlocks, cipher, &length) == 0;
+  // AES-CBC (SP 800-38A), computed beside the device.
+  uint8_t expected[sizeof kBlocks], iv[16];
+  AES_KEY schedule;
+  AES_set_encrypt_key(kKey, 128, &schedule);
+  memcpy(iv, kIv, sizeof iv);
+  AES_cbc_encrypt(kBlocks, expected, sizeof kBlocks, &schedule, iv, AES_ENCRYPT);
+  return is_encrypted ? Holds(cipher, expected) : 1;
 }
 int Reselect() {
   ORX_SYM_CONTEXT* context;
   return static_cast<int>(ORX_SYM_DestroyContext(nullptr) | ORX_SYM_GetContextForID(&context, kId));
 }
 int Decrypt() {
-  uint8_t text[16];
-  uint32_t length = 16;
-  if (!is_encrypted || ORX_SYM_DecryptBegin(nullptr, kKey, 16, 0) != 0) return 1;
-  return ORX_SYM_Decrypt(nullptr, cipher, text, &length) != 0 ? 1 : Holds(text, kText);
+  uint8_t text[sizeof kBlocks];
+  uint32_t length = sizeof kBlocks;
+  if (!is_encrypted || ORX_SYM_DecryptBegin(nullptr, kIv, 16, 1) != 0) return 1;
+  return ORX_SYM_Decrypt(nullptr, cipher, text, &length) != 0 ? 1 : Holds(text, kBlocks);
 }
 
 RSA* RsaKey() {
@@ -194,6 +202,10 @@ const std::vector<Sequence>& Sequences() {
        nothing,
        nullptr,
        {{"attest", [] { return ORX_validate_attestation(true, kAllIds, false, false); }}}},
+      {"model",
+       nothing,
+       nullptr,
+       {{"attest", [] { return ORX_validate_attestation_model("Simulated Dual", false, false); }}}},
       {"rkp-ids",
        nothing,
        nullptr,

@@ -152,20 +152,6 @@ TEST_F(StoreTest, LargeElementsGoOnAtTheElementCountAsBytes) {
   EXPECT_EQ(content, "abcbcdcdefgh");
 }
 
-TEST_F(StoreTest, AFullFileSystemFailsTheWriteOrAtTheLatestTheClose) {
-  ASSERT_EQ(symlink("/dev/full", (kFolder + "7.bin").c_str()), 0);
-  ASSERT_EQ(ORX_STORE_Open(7, nullptr, 1), 0u);
-  log_.Clear();
-  EXPECT_EQ(Write("fits the stream's buffer"), 0u);
-  EXPECT_EQ(ORX_STORE_Close(0), 1u);
-  EXPECT_THAT(log_.Take(), ElementsAre("Could not close file"));
-
-  ASSERT_EQ(ORX_STORE_Open(7, nullptr, 1), 0u);
-  log_.Clear();
-  EXPECT_EQ(Write(std::string(1 << 20, 'x')), 1u);
-  EXPECT_THAT(log_.Take(), ElementsAre("Err elem_left=1048576"));
-}
-
 TEST_F(StoreTest, TheSizeLeavesOutWhatIsBufferedAndAllBut32Bits) {
   ASSERT_EQ(ORX_STORE_Open(5, nullptr, 1), 0u);
   ASSERT_EQ(Write("abc"), 0u);

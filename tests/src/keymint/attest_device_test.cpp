@@ -49,115 +49,68 @@ int Remote() {
 constexpr auto kBinding = ORX_eSE_RoT_binding_check;
 constexpr auto kNegotiation = ORX_eSE_SharedSecret_negotiation_check;
 
-constexpr char kExpectedRoot[] =
-    "ATTEST: Root cert  has subject name: /serialNumber=f92009e853b6b045\n";
+constexpr char kRoot[] = "ATTEST: Root cert  has subject name: /serialNumber=f92009e853b6b045\n";
 constexpr char kOtherRoot[] =
     "ATTEST: Root cert name didnot match expected: /serialNumber=f92009e853b6b045\n";
-constexpr char kNewerRoot[] =
-    "attestation-root=/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
+constexpr char kNewer[] = "attestation-root=/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US";
+#define NO_KEYS "attestation key. Reason: ATTESTATION_KEYS_NOT_PROVISIONED"
+constexpr char kNoKeys[] = "ATTEST: could not generate a valid " NO_KEYS;
+constexpr char kNoSbKeys[] = "ATTEST: could not generate a valid sb " NO_KEYS;
 constexpr char kBadChain[] = "ATTEST: attest key cert chain invalid";
+constexpr char kBadSbChain[] = "ATTEST: SB attest key cert chain invalid";
+constexpr char kBadIdChain[] = "ATTEST: attested cert chain invalid";
 constexpr char kBadId[] = "ATTEST: attestation fails with device ID";
+constexpr char kNoRemote[] = "Could not obtain the Strongbox rkp service";
+constexpr char kRefused[] = "Negative Test: return error = -74";
+constexpr char kKeys[] = "Need to clear factory attestation keys before shipping";
+constexpr char kOffCurve[] = "Could not extract signing public key from coseKeyData";
+constexpr char kCut[] = "Could not extract coseKeyData from macedPubKey";
+constexpr char kBound[] = "The eSE provisioning test passed";
+constexpr char kNotBound[] = "Send root of trust to Strongbox keymint failed";
+constexpr char kOldTee[] = "Test not applicable to TEE KeyMint device before v2";
+constexpr char kOldSb[] = "Test not applicable to StrongBox KeyMint device before v2";
+constexpr char kAgreed[] = "The eSE shared secret negotiation test passed";
 constexpr char kUnequal[] = "The calculated shared secret is different";
+constexpr char kBadSeed[] = "Invalid seed in TEE keymint shared secret parameter";
+constexpr char kBadNonce[] = "Invalid nonce in Strongbox keymint shared secret parameter";
+constexpr char kOtherSecret[] = "strongbox-preshared-key=other",
+               kSbKeys[] = "ro.boot.factorysbprov=true";
+constexpr char kSeed[] = "default.getSharedSecretParameters:seed=16";
+constexpr char kNonce[] = "strongbox.getSharedSecretParameters:nonce=33";
 
 const Row kRows[] = {
-    {"Tee", {}, kTee, 0, kExpectedRoot},
-    {"WithoutFactoryKeys",
-     {"attestation=none"},
-     kTee,
-     1,
-     "ATTEST: could not generate a valid attestation key. Reason: "
-     "ATTESTATION_KEYS_NOT_PROVISIONED"},
-    {"NewerRoot", {kNewerRoot}, kTee, 1, kBadChain},
-    {"NewerRootRelaxed", {kNewerRoot}, kTeeRelaxed, 0, kOtherRoot},
-    {"ExpiredIsNotChecked", {"attestation-expired=yes"}, kTee, 0, kExpectedRoot},
+    {"Tee", {}, kTee, 0, kRoot},
+    {"WithoutFactoryKeys", {"attestation=none"}, kTee, 1, kNoKeys},
+    {"NewerRoot", {kNewer}, kTee, 1, kBadChain},
+    {"NewerRootRelaxed", {kNewer}, kTeeRelaxed, 0, kOtherRoot},
+    {"ExpiredIsNotChecked", {"attestation-expired=yes"}, kTee, 0, kRoot},
     {"OtherSerialNumber", {"provisioned-ids=serial=X"}, kTee, 1, kBadId},
     {"DamagedChain", {"generateKey:damaged-leaf@1"}, kTee, 1, kBadChain},
     {"ShortChain", {"generateKey:no-root@1"}, kTee, 1, kBadChain},
-    {"DamagedIdChain",
-     {"generateKey:damaged-leaf@2"},
-     kTee,
-     1,
-     "ATTEST: attested cert chain invalid"},
-    {"RemoteStrongBox", {}, kStrongBox, 1, "ATTEST: SB attest key cert chain invalid"},
+    {"DamagedIdChain", {"generateKey:damaged-leaf@2"}, kTee, 1, kBadIdChain},
+    {"RemoteStrongBox", {}, kStrongBox, 1, kBadSbChain},
     {"RemoteStrongBoxRelaxed", {}, kStrongBoxRelaxed, 0, kOtherRoot},
-    {"FactoryStrongBox",
-     {"strongbox-attestation=factory", "ro.boot.factorysbprov=true"},
-     kStrongBox,
-     0,
-     kExpectedRoot},
-    {"FactoryStrongBoxWithoutKeys",
-     {"ro.boot.factorysbprov=true"},
-     kStrongBox,
-     1,
-     "ATTEST: could not generate a valid sb attestation key. Reason: "
-     "ATTESTATION_KEYS_NOT_PROVISIONED"},
+    {"FactoryStrongBox", {"strongbox-attestation=factory", kSbKeys}, kStrongBox, 0, kRoot},
+    {"FactoryStrongBoxWithoutKeys", {kSbKeys}, kStrongBox, 1, kNoSbKeys},
     {"Model", {}, Model, 0, kOtherRoot},
     {"AnothersModel", {}, AnothersModel, 1, kBadId},
-    {"RemoteKeys", {}, Remote<true>, 0, "Negative Test: return error = -74"},
-    {"RemoteKeysOfTheTee",
-     {"attestation=remote"},
-     Remote<false>,
-     0,
-     "Negative Test: return error = -74"},
-    {"RemoteBesideFactoryKeys",
-     {},
-     Remote<false>,
-     1,
-     "Need to clear factory attestation keys before shipping"},
-    {"RemoteKeyOffTheCurve",
-     {"generateEcdsaP256KeyPair:damaged"},
-     Remote<true>,
-     1,
-     "Could not extract signing public key from coseKeyData"},
-    {"RemoteKeyCut",
-     {"generateEcdsaP256KeyPair:cut"},
-     Remote<true>,
-     1,
-     "Could not extract coseKeyData from macedPubKey"},
-    {"NoRemoteProvisioning",
-     {"strongbox-attestation=none"},
-     Remote<true>,
-     1,
-     "Could not obtain the Strongbox rkp service"},
-    {"Binding", {}, kBinding, 0, "The eSE provisioning test passed"},
-    {"BindingOfASwappedStrongBox",
-     {"strongbox-preshared-key=other"},
-     kBinding,
-     1,
-     "Send root of trust to Strongbox keymint failed"},
-    {"DamagedRootOfTrust",
-     {"getRootOfTrust:damaged"},
-     kBinding,
-     1,
-     "Send root of trust to Strongbox keymint failed"},
-    {"BindingOfAnOldTee",
-     {"keymint-version=1"},
-     kBinding,
-     1,
-     "Test not applicable to TEE KeyMint device before v2"},
-    {"BindingOfAnOldStrongBox",
-     {"strongbox-keymint-version=1"},
-     kBinding,
-     1,
-     "Test not applicable to StrongBox KeyMint device before v2"},
-    {"Negotiation", {}, kNegotiation, 0, "The eSE shared secret negotiation test passed"},
-    {"NegotiationOfASwappedStrongBox",
-     {"strongbox-preshared-key=other"},
-     kNegotiation,
-     1,
-     kUnequal},
+    {"RemoteKeys", {}, Remote<true>, 0, kRefused},
+    {"RemoteKeysOfTheTee", {"attestation=remote"}, Remote<false>, 0, kRefused},
+    {"RemoteBesideFactoryKeys", {}, Remote<false>, 1, kKeys},
+    {"RemoteKeyOffTheCurve", {"generateEcdsaP256KeyPair:damaged"}, Remote<true>, 1, kOffCurve},
+    {"RemoteKeyCut", {"generateEcdsaP256KeyPair:cut"}, Remote<true>, 1, kCut},
+    {"NoRemoteProvisioning", {"strongbox-attestation=none"}, Remote<true>, 1, kNoRemote},
+    {"Binding", {}, kBinding, 0, kBound},
+    {"BindingOfASwappedStrongBox", {kOtherSecret}, kBinding, 1, kNotBound},
+    {"DamagedRootOfTrust", {"getRootOfTrust:damaged"}, kBinding, 1, kNotBound},
+    {"BindingOfAnOldTee", {"keymint-version=1"}, kBinding, 1, kOldTee},
+    {"BindingOfAnOldStrongBox", {"strongbox-keymint-version=1"}, kBinding, 1, kOldSb},
+    {"Negotiation", {}, kNegotiation, 0, kAgreed},
+    {"NegotiationOfASwappedStrongBox", {kOtherSecret}, kNegotiation, 1, kUnequal},
     {"DamagedCheckValue", {"computeSharedSecret:damaged@2"}, kNegotiation, 1, kUnequal},
     {"CutCheckValue", {"strongbox.computeSharedSecret:cut"}, kNegotiation, 1, kUnequal},
-    {"ShortSeed",
-     {"default.getSharedSecretParameters:seed=16"},
-     kNegotiation,
-     1,
-     "Invalid seed in TEE keymint shared secret parameter"},
-    {"LongNonce",
-     {"strongbox.getSharedSecretParameters:nonce=33"},
-     kNegotiation,
-     1,
-     "Invalid nonce in Strongbox keymint shared secret parameter"},
+    {"ShortSeed", {kSeed}, kNegotiation, 1, kBadSeed},
+    {"LongNonce", {kNonce}, kNegotiation, 1, kBadNonce},
 };
 
 class AttestDeviceTest : public ::testing::TestWithParam<Row> {

@@ -94,10 +94,6 @@ TEST_F(ValidateIdsTest, EachThingThatTheComponentGetsWrongHasItsLine) {
   EXPECT_THAT(Run(1), ElementsAre("Extract X coordinate failed",
                                   "Could not extract signing public key from coseKeyData"));
   maced_key = MacedKey(CoseKey(EcKey(0)));
-  {
-    const FailingCrypto failing("X509_NAME_new");
-    EXPECT_THAT(Run(1), ElementsAre("Could not make a subject name for the attest key"));
-  }
   android_host::ClearServices();
   EXPECT_THAT(Run(1, false), ElementsAre("Could not obtain the TEE rkp service"));
   EXPECT_THAT(Run(1, true), ElementsAre("Could not obtain the Strongbox rkp service"));

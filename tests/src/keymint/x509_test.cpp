@@ -10,7 +10,6 @@
 
 #include "src/keymint/ORX_ATTEST_RKP.h"
 #include "tests/support/certificate_builder.h"
-#include "tests/support/crypto_memory.h"
 #include "tests/support/failing_crypto.h"
 #include "tests/support/log_capture.h"
 
@@ -153,20 +152,6 @@ TEST(VerifyChainTest, ANegativeVerificationResultIsNoFailure) {
   EXPECT_TRUE(legacy::verify_chain(chain, 4, true));
 }
 
-TEST(VerifyChainTest, MemoryThatRunsOutIsNeverAPassAndNeverLost) {
-  const Chain chain = Good();
-  ASSERT_TRUE(legacy::verify_chain(chain, 4, true));  // fills the crypto library's caches
-  orx_test::CryptoMemory memory;
-  bool failed = true;
-  for (size_t allocation = 0; failed; ++allocation) {
-    memory.FailAt(allocation);
-    const bool accepted = legacy::verify_chain(chain, 4, true);
-    failed = memory.failed();
-    EXPECT_EQ(accepted, !failed) << allocation;
-    EXPECT_EQ(memory.live(), 0) << allocation;
-  }
-}
-
 TEST(X509NameTest, EncodesTheCommonNameOrNothing) {
   // SEQUENCE of one SET of one SEQUENCE: the id of commonName and a UTF8String.
   const std::string text = "Android Keystore Key";
@@ -175,10 +160,6 @@ TEST(X509NameTest, EncodesTheCommonNameOrNothing) {
   EXPECT_EQ(RKP::make_name_from_str(text + std::string("\0 and more", 10)), expected);
   EXPECT_TRUE(legacy::make_name_from_str("").empty());
   EXPECT_TRUE(legacy::make_name_from_str(std::string(65, 'n')).empty());
-  for (const char* function : {"X509_NAME_new", "X509_NAME_add_entry_by_txt", "i2d_X509_NAME"}) {
-    const FailingCrypto failing(function);
-    EXPECT_TRUE(legacy::make_name_from_str(text).empty()) << function;
-  }
 }
 
 TEST(FactoryProvisioningTest, OnlyTheExactWordSwitchesItOn) {
