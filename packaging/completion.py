@@ -190,7 +190,12 @@ def zsh(name, lines, standalone):
     out += ['  esac', '  case $command in']
     for line in lines:
         arguments = ' \\\n        '.join(zsh_arguments(line))
-        out.append(f"    '{line.name}')\n      _arguments -s \\\n        {arguments} ;;")
+        out.append(f"    '{line.name}')")
+        if line.operands == COMMAND_LINE:
+            out += ['      local -i ends=${words[(i)--]}',
+                    '      if ((ends < CURRENT)); then',
+                    '        shift $ends words; ((CURRENT -= ends)); _normal; return', '      fi']
+        out.append(f'      _arguments -s -S \\\n        {arguments} ;;')
     return '\n'.join(out + ['  esac', '}', f'{function} "$@"']) + '\n'
 
 

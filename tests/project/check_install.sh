@@ -90,6 +90,7 @@ completes 'orx-sim run --profile d' dual-sim
 completes 'orx-sim run --log-' --log-on-failure
 zsh_offers() {  # zsh_offers "COMMAND LINE" PATTERN: what zsh would be told
   zsh -fc '_arguments() { print -rl -- "$@"; }; _describe() { print -rl -- $found; }
+    _normal() { print -r -- "$words[1], word $CURRENT"; }
     words=(${(s: :)2} ""); CURRENT=$#words; . "$1"' _ \
     "$kit/share/zsh/vendor-completions/_${1%% *}" "$1" >"$work/log"
   grep -q -- "$2" "$work/log" || { cat "$work/log"; fail "zsh's completion of \"$1\""; }
@@ -97,5 +98,6 @@ zsh_offers() {  # zsh_offers "COMMAND LINE" PATTERN: what zsh would be told
 zsh_offers orx '^doctor:'
 zsh_offers 'orx --json key' '^import:'
 zsh_offers 'orx key import' '^--aes\[.*:_files$'
+zsh_offers 'orx-sim run -q -- orx' '^orx, word 2$'
 zsh_offers 'orx-sim run' '^--device\[.*:_files -/$'
 echo "ok  completion"
