@@ -59,14 +59,14 @@ bool ParseModemFault(const std::string& text, ModemFaults* faults, std::string* 
 // ModemSettings is what one modem daemon answers. An empty identifier is one that the modem does
 // not have: its command is answered with ERROR.
 struct ModemSettings {
-  std::string imei;                             // 15 digits (3GPP TS 23.003)
-  std::string imei2;                            // 15 digits
-  std::string meid;                             // 14 digits
-  std::map<std::string, std::string> replayed;  // by command: answered as it stands
+  std::string imei;   // 15 digits (3GPP TS 23.003)
+  std::string imei2;  // 15 digits
+  std::string meid;   // 14 digits
   // Unless null: returns the faults of the request that has just come in.
   std::function<ModemFaults()> faults;
-  std::chrono::milliseconds request_limit{2000};  // how long a client may take to send a request
-  std::chrono::milliseconds segment_pause{100};   // between the two parts of a split answer
+  std::chrono::milliseconds request_limit{2000};     // how long a client may take to send a request
+  std::chrono::milliseconds segment_pause{100};      // between the two parts of a split answer
+  std::map<std::string, std::string> replayed = {};  // by command: answered as it stands
 };
 
 // The longest command that a request may carry, in bytes.
