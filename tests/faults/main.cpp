@@ -202,8 +202,8 @@ class Run {
  private:
   bool AllOf(const char* call, int error, long calls) {
     char head[50];
-    snprintf(head, sizeof head, "%-13s %-17s %-12s ", sequence_.name, call,
-             error == kShort ? "half" : strerrorname_np(error));
+    const char* const name = error == kShort ? "half" : strerrorname_np(error);
+    snprintf(head, sizeof head, "%-13s %-17s %-12s ", sequence_.name, call, name);
     const bool is_made = std::any_of(known_.begin(), known_.end(), [&](const std::string& row) {
       return row.rfind(head, 0) == 0;
     });
@@ -227,8 +227,11 @@ class Run {
     for (const auto& [row, count] : outcomes) {
       printf("%5ld of %5ld  %s\n", count, calls, row.c_str());
       if (json_ == nullptr) continue;
-      fprintf(json_, "%s{\"failed\": %ld, \"calls\": %ld, \"outcome\": \"%s\"}\n",
-              ftell(json_) > 2 ? "," : "", count, calls, row.c_str());
+      fprintf(json_,
+              "%s{\"sequence\": \"%s\", \"call\": \"%s\", \"error\": \"%s\", \"failed\": %ld, "
+              "\"calls\": %ld, \"outcome\": \"%s\"}\n",
+              ftell(json_) > 2 ? "," : "", sequence_.name, call, name, count, calls,
+              row.c_str() + strlen(head));
     }
     fflush(stdout);
     return good;

@@ -82,7 +82,7 @@ int DecryptRsa() {
   return length == 16 ? Holds(text, kText) : kWrong;
 }
 
-int HashInParts() {
+int Hash() {
   uint8_t digest[32], expected[32];
   uint32_t handle, length = 0;
   if (ORX_HASH_Begin(2, &handle) != 0) return 1;
@@ -90,12 +90,6 @@ int HashInParts() {
                             ORX_HASH_Update(handle, kText + 6, 10) |
                             ORX_HASH_End(handle, digest, &length);
   return failures != 0 ? 1 : Holds(digest, SHA256(kText, 16, expected));
-}
-int HashAtOnce() {
-  uint8_t digest[32], expected[32];
-  uint32_t length = 0;
-  if (ORX_HASH(2, kText, 16, digest, &length) != 0) return 1;
-  return Holds(digest, SHA256(kText, 16, expected));
 }
 int DeriveKey() {
   uint8_t output[32], expected[32];
@@ -112,12 +106,6 @@ int OpenStore(int write) {
   uint32_t handle;
   is_open = ORX_STORE_Open(7, &handle, write) == 0;
   return is_open ? 0 : 1;
-}
-int OpenToWrite() {
-  return OpenStore(1);
-}
-int OpenToRead() {
-  return OpenStore(0);
 }
 int WriteStore() {
   num_written = ORX_STORE_Write(kText, 1, 16) == 0 ? 16 : 0;
@@ -177,15 +165,15 @@ const std::vector<Sequence>& Sequences() {
         {"decrypt", DecryptRsa},
         {"delete", [] { return static_cast<int>(ORX_RSA_DeleteKeyID(kId)); }}}},
       {"upgrade", rsa_key, "os-patch-level=203012", {{"sign", Sign}}},
-      {"hash", nothing, nullptr, {{"in parts", HashInParts}, {"at once", HashAtOnce}}},
+      {"hash", nothing, nullptr, {{"hash", Hash}}},
       {"kdf", nothing, nullptr, {{"derive", DeriveKey}, {"random", GetRandom}}},
       {"store",
        nothing,
        nullptr,
-       {{"open", OpenToWrite},
+       {{"open", [] { return OpenStore(1); }},
         {"write", WriteStore},
         {"close", CloseStore},
-        {"open again", OpenToRead},
+        {"open again", [] { return OpenStore(0); }},
         {"size", SizeOfStore},
         {"read", ReadStore},
         {"close again", CloseStore},

@@ -37,12 +37,6 @@ bool Fails(const char* name) {
 ORX_TEST_FAILING(X509*, nullptr, d2i_X509, (X509 * *out, const uint8_t** in, long length),
                  (out, in, length))
 ORX_TEST_FAILING(int, failing_result, X509_verify, (X509 * cert, EVP_PKEY* key), (cert, key))
-ORX_TEST_FAILING(X509_NAME*, nullptr, X509_NAME_new, (), ())
-ORX_TEST_FAILING(int, failing_result, X509_NAME_add_entry_by_txt,
-                 (X509_NAME * name, const char* field, int type, const unsigned char* bytes,
-                  int length, int position, int set),
-                 (name, field, type, bytes, length, position, set))
-ORX_TEST_FAILING(int, failing_result, i2d_X509_NAME, (X509_NAME * name, uint8_t** out), (name, out))
 ORX_TEST_FAILING(EC_KEY*, nullptr, EC_KEY_new, (), ())
 ORX_TEST_FAILING(EC_GROUP*, nullptr, EC_GROUP_new_by_curve_name, (int nid), (nid))
 ORX_TEST_FAILING(int, failing_result, EC_KEY_set_group, (EC_KEY * key, const EC_GROUP* group),
