@@ -10,12 +10,16 @@ source scripts/common.sh
 report=()
 if [[ ${1:-} == --report ]]; then report=(--report); shift; fi
 [[ $# -le 1 ]] || die "usage: ./dev bench [--report] [FILTER]"
-folder=build/host/bench
+folder=build/host/bench filter=${1:-.}
 
-# As the tests run: the library's real paths are empty, writable, private and in memory.
-run() {
+# measure PROGRAM NAME OPTION...: writes NAME.json. As the tests run: the library's real paths are
+# empty, writable, private and in memory.
+measure() {
+  local program=$folder/$1 log=$folder/$2.log out=$folder/$2.json
+  shift 2
   bwrap --dev-bind / / --dev /dev --tmpfs /mnt --dir /mnt/vendor/persist/security \
-    --dir /dev/socket --die-with-parent "$@"
+    --dir /dev/socket --die-with-parent "$program" --benchmark_filter="$filter" \
+    --benchmark_out="$out" "$@" >"$log" 2>&1 || { cat "$log"; die "a benchmark failed"; }
 }
 
 install_packages libbenchmark-dev libp11-kit-dev gnuplot-nox
@@ -23,10 +27,9 @@ install_packages libbenchmark-dev libp11-kit-dev gnuplot-nox
 (install_packages softhsm2) || true
 build host orx_bench orx_bench_count
 step "Counting allocations and copied bytes"
-run $folder/orx_bench_count --benchmark_filter="${1:-.}" --benchmark_min_time=0 \
-  --benchmark_out=$folder/counts.json >$folder/counts.log
+measure orx_bench_count counts --benchmark_min_time=0
 step "Measuring"
-run $folder/orx_bench --benchmark_filter="${1:-.}" --benchmark_min_time=0.05 \
-  --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true \
-  --benchmark_out=$folder/times.json >$folder/times.log
+measure orx_bench times --benchmark_min_time=0.05 --benchmark_repetitions=9 \
+  --benchmark_enable_random_interleaving=true
+grep SoftHSM2 $folder/times.log || true
 exec scripts/bench_report.py "${report[@]}" $folder
