@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <dirent.h>
+#include <fcntl.h>
 #include <orx/orx.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -23,6 +24,7 @@ namespace {
 constexpr size_t kMaxStoreBytes = 16UL * 1024 * 1024;
 constexpr size_t kPieceBytes = 3UL * 16384;
 constexpr uint64_t kBlockBytes = 512;  // of st_blocks
+constexpr mode_t kPrivateMode = 0600;
 constexpr int kForReading = 0;
 constexpr int kForWriting = 1;
 
@@ -59,6 +61,31 @@ class StoreFile {
  private:
   uint32_t handle_ = 0;
   bool open_;
+};
+
+// UnfinishedMark is an empty file beside a store file for as long as that is being written. The
+// file itself cannot tell that the process was killed before it had written all. Where the mark
+// cannot be made the file is written all the same.
+class UnfinishedMark {
+ public:
+  explicit UnfinishedMark(int number)
+      : path_(std::string(kPersistFolder) + "/" + std::to_string(number) + ".unfinished") {}
+
+  bool exists() const { return access(path_.c_str(), F_OK) == 0; }
+  void Make() {
+    const int fd = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kPrivateMode);
+    is_made_ = fd >= 0;
+    if (is_made_) close(fd);
+  }
+  void Remove() { unlink(path_.c_str()); }
+  // GiveUp leaves the mark of an earlier process, whose file is as it was.
+  void GiveUp() {
+    if (is_made_) Remove();
+  }
+
+ private:
+  const std::string path_;
+  bool is_made_ = false;
 };
 
 Problem StoreProblem(int number, Access access = Access::kRead) {
@@ -104,6 +131,10 @@ int WithStoreFile(const Args& args, Output& output,
   const auto number = ParseFileNumber(args.operands()[0], &problem);
   if (!number) return output.Fail(*problem);
   StoreFile file(*number, kForReading);
+  if (file.open() && UnfinishedMark(*number).exists()) {
+    return output.Fail(
+        MakeProblem("STORE-UNFINISHED", StorePath(*number) + " was not written to its end"));
+  }
   uint32_t size = 0;
   if (!file.open() || ORX_STORE_Size(file.handle(), &size) != 0) {
     return output.Fail(StoreProblem(*number));
@@ -122,17 +153,23 @@ int RunStorePut(const Args& args, Output& output) {
   problem = CheckSpace(path, bytes->size());
   if (problem) return output.Fail(*problem);
   const bool replaces = access(path.c_str(), F_OK) == 0;
+  UnfinishedMark mark(*number);
+  mark.Make();
   StoreFile file(*number, kForWriting);
-  if (!file.open()) return output.Fail(StoreProblem(*number, Access::kWrite));
+  if (!file.open()) {
+    mark.GiveUp();
+    return output.Fail(StoreProblem(*number, Access::kWrite));
+  }
   const bool written = ORX_STORE_Write(bytes->data(), 1, bytes->size()) == 0;
   if (!file.Close() || !written) {
     Problem failure = StoreProblem(*number, Access::kWrite);
-    ORX_STORE_Delete(*number);  // half a secret is worse than none
+    if (ORX_STORE_Delete(*number) == 0) mark.Remove();  // half a secret is worse than none
     if (failure.cause.back() == '.') failure.cause.pop_back();
     if (failure.cause.back() == '.') failure.cause.pop_back();
     failure.cause += replaces ? "; the old content is gone too" : "; nothing was stored";
     return output.Fail(failure);
   }
+  mark.Remove();
   output.answer()["file"] = StorePath(*number);
   output.answer()["size"] = static_cast<Json::UInt64>(bytes->size());
   output.Text("store " + std::to_string(*number) + ": " + std::to_string(bytes->size()) +
@@ -213,6 +250,7 @@ int RunStoreRemove(const Args& args, Output& output) {
   if (!number) return output.Fail(*problem);
   ClearLibraryLog();
   if (ORX_STORE_Delete(*number) != 0) return output.Fail(StoreProblem(*number));
+  UnfinishedMark(*number).Remove();
   output.answer()["file"] = StorePath(*number);
   output.Text("store " + std::to_string(*number) + ": removed");
   return output.Succeed();

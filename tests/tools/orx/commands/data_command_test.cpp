@@ -91,8 +91,11 @@ TEST_F(DataCommandTest, StoreKeepsBytesAndGivesThemBackInEveryForm) {
   Write(kFolder + "07.bin", "no file of the library's");
   EXPECT_THAT(Orx("store list").out,
               testing::MatchesRegex("NUMBER  SIZE  OWNER *MODE\n7       3     .* 06[06]0\n"));
+  EXPECT_FALSE(Exists(kFolder + "7.unfinished"));
+  Write(kFolder + "7.unfinished", "");
+  Expect("store get 7", 1, "[STORE-UNFINISHED]");
   EXPECT_EQ(Orx("store rm 7").out, "store 7: removed\n");
-  EXPECT_FALSE(Exists(kFolder + "7.bin"));
+  EXPECT_FALSE(Exists(kFolder + "7.bin") || Exists(kFolder + "7.unfinished"));
   for (const char* words : {"store get 7", "store size 7", "store rm 7"}) {
     Expect(words, 1, "[STORE-EMPTY]");
   }
