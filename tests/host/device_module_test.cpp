@@ -26,17 +26,6 @@ bool HasService() {
   return ss::ISharedSecret::fromBinder(binder) != nullptr;
 }
 
-TEST(DeviceModule, IsLoadedByTheFirstPropertyRead) {
-  setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
-  EXPECT_EQ(DeviceProperty(), "module");
-  EXPECT_TRUE(HasService());
-}
-
-TEST(DeviceModule, IsLoadedByTheFirstServiceLookUp) {
-  setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
-  EXPECT_TRUE(HasService());
-}
-
 TEST(DeviceModule, IsNotLoadedOnceDisabled) {
   setenv("ANDROID_HOST_DEVICE", ORX_TEST_FOLDER "/libgood_device_module.so", 1);
   android_host::DisableDeviceModule();

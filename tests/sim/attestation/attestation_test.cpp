@@ -158,16 +158,6 @@ TEST(AttestationTest, GenerateKeyChecksItsParameters) {
   }
 }
 
-TEST(AttestationTest, AGivenAttestationKeyCertifiesWithOneCertificate) {
-  TestDevice device;
-  const auto parent = Generated(device.tee(), Attested(Request(KeyPurpose::ATTEST_KEY)));
-  const auto child = Generated(device.tee(), Attested(Request()), AsAttestationKey(parent));
-  ASSERT_EQ(child.certificateChain.size(), 1u);
-  Chain whole = child.certificateChain;
-  whole.insert(whole.end(), parent.certificateChain.begin(), parent.certificateChain.end());
-  EXPECT_EQ(OpensslVerify(whole), 0);
-}
-
 TEST(AttestationTest, ChallengeAttestationKeyAndApplicationIdDecide) {
   TestDevice device;
   const auto attest_key =

@@ -128,20 +128,6 @@ TEST(AesOperationTest, ComputesThePublishedExampleWhateverItsPieces) {
   }
 }
 
-TEST(AesOperationTest, TakesWholeBlocksOnly) {
-  TestDevice device;
-  const Bytes blob = Imported(device.tee(), WideRequest());
-  for (const KeyPurpose purpose : {KeyPurpose::ENCRYPT, KeyPurpose::DECRYPT}) {
-    for (const size_t length : {0, 15, 16, 17, 32}) {
-      Bytes output;
-      EXPECT_EQ(Operate(device.tee(), purpose, blob, Cbc(), Bytes(length), &output),
-                length % 16 == 0 ? ErrorCode::OK : ErrorCode::INVALID_INPUT_LENGTH)
-          << length;
-      EXPECT_EQ(output.size(), length % 16 == 0 ? length : 0);
-    }
-  }
-}
-
 TEST(AesBeginTest, ChecksKeyModeAndNonce) {
   TestDevice device;
   const KeyParams cbc = Cbc();
