@@ -44,6 +44,19 @@ TEST(AuthorizationSetTest, BuilderMethodsAppendExactlyTheirParametersInOrder) {
   EXPECT_THAT(Texts(Builder().EcdsaSigningKey(km::EcCurve::P_256)),
               ElementsAre("ALGORITHM algorithm: EC", "EC_CURVE ecCurve: P_256",
                           "PURPOSE keyPurpose: SIGN", "PURPOSE keyPurpose: VERIFY"));
+  const std::string sign = "PURPOSE keyPurpose: SIGN", verify = "PURPOSE keyPurpose: VERIFY";
+  EXPECT_THAT(Texts(Builder().EcdsaSigningKey(256).TripleDesEncryptionKey(168).HmacKey(512)),
+              ElementsAre("ALGORITHM algorithm: EC", "KEY_SIZE integer: 256", sign, verify,
+                          "ALGORITHM algorithm: TRIPLE_DES", "KEY_SIZE integer: 168",
+                          "PURPOSE keyPurpose: ENCRYPT", "PURPOSE keyPurpose: DECRYPT",
+                          "ALGORITHM algorithm: HMAC", "KEY_SIZE integer: 512", sign, verify));
+  EXPECT_THAT(Texts(Builder().RsaEncryptionKey(2048, 3)),
+              ElementsAre("ALGORITHM algorithm: RSA", "KEY_SIZE integer: 2048",
+                          "RSA_PUBLIC_EXPONENT longInteger: 3", "PURPOSE keyPurpose: ENCRYPT",
+                          "PURPOSE keyPurpose: DECRYPT"));
+  EXPECT_THAT(
+      Texts(Builder().NoDigestOrPadding().EcbMode()),
+      ElementsAre("DIGEST digest: NONE", "PADDING paddingMode: NONE", "BLOCK_MODE blockMode: ECB"));
   EXPECT_THAT(Texts(Builder().GcmModeMinMacLen(96).GcmModeMacLen(128)),
               ElementsAre("BLOCK_MODE blockMode: GCM", "PADDING paddingMode: NONE",
                           "MIN_MAC_LENGTH integer: 96", "BLOCK_MODE blockMode: GCM",
