@@ -129,7 +129,7 @@ class AttestDeviceTest : public ::testing::TestWithParam<Row> {
     device->Attach();
     const auto get = [&](const char* name) { return device->folder().Get(name); };
     ASSERT_TRUE(modem_.Start("/dev/socket/rild-oem",
-                             {get("imei"), get("second-imei"), get("meid"), {}, {}}, &error))
+                             {get("imei"), get("second-imei"), get("meid"), {}}, &error))
         << error;
   }
 
