@@ -210,7 +210,7 @@ class Run {
     if (is_made && calls == 0) printf("%s: WRONG: the call is not made any more\n", head);
     bool good = !is_made || calls != 0;
     std::map<std::string, long> outcomes;
-    for (long at = 1; at <= calls; at += is_sparse_ && calls > 50 ? 1 + at / 2 : 1) {
+    for (long at = 1; at <= calls; at += is_sparse_ && calls > 50 ? 1 + at : 1) {
       if (isatty(STDERR_FILENO)) fprintf(stderr, "%s%ld\033[K\r", head, at);
       One(call, error, at);
       if (*report->answer == '\0') break;  // random signatures need a few calls more or less

@@ -6,7 +6,6 @@
 #include <openssl/ec.h>
 #include <openssl/ec_key.h>
 #include <openssl/evp.h>
-#include <openssl/rand.h>
 #include <openssl/x509.h>
 
 #include <map>
@@ -52,8 +51,6 @@ ORX_TEST_FAILING(int, failing_result, EVP_DigestUpdate,
 ORX_TEST_FAILING(int, failing_result, EVP_DigestFinal_ex,
                  (EVP_MD_CTX * context, uint8_t* out, unsigned* out_length),
                  (context, out, out_length))
-ORX_TEST_FAILING(int, failing_result, RAND_bytes, (uint8_t * buffer, size_t length),
-                 (buffer, length))
 
 namespace orx_test {
 
