@@ -103,10 +103,15 @@ std::unique_ptr<Device> Device::Open(const std::string& folder, std::string* err
   return opened == nullptr ? nullptr : std::unique_ptr<Device>(new Device(std::move(opened)));
 }
 
+bool Device::IsLeftOut(const std::string& instance, const std::string& name) const {
+  return replay_ != nullptr &&
+         replay_->absent.count(instance) + replay_->absent.count(instance + "." + name) != 0;
+}
+
 template <typename Interface>
 void Device::AddService(std::shared_ptr<Interface> service, const Instance& instance,
                         const std::string& name, int version) {
-  if (service == nullptr) return;
+  if (service == nullptr || IsLeftOut(instance.name, name)) return;
   const std::string path = std::string(Interface::descriptor) + "/" + instance.name;
   // A service that a fault keeps away is one that the device should have.
   android_host::DeclareService(path);

@@ -64,6 +64,8 @@ class Device {
 
  private:
   explicit Device(std::shared_ptr<DeviceFolder> folder);
+  // Whether the device that the replay is of does not have the service.
+  bool IsLeftOut(const std::string& instance, const std::string& name) const;
   template <typename Interface>
   void AddService(std::shared_ptr<Interface> service, const Instance& instance,
                   const std::string& name, int version);

@@ -71,6 +71,8 @@ class Reader {
       return android::base::ParseInt(words[3], &replay_.refusals[{words[1], tag}]);
     } else if (kind == "modem" && words.size() == 3) {
       return ParseHexText(words[2], &replay_.modem[words[1]]);
+    } else if (kind == "absent" && words.size() == 2) {
+      replay_.absent.insert(words[1]);
     } else if (line == "no-modem") {
       replay_.has_modem = false;
     } else if (kind == "left-out") {
@@ -131,7 +133,9 @@ ndk::ScopedAStatus ReplayedKeyMint::generateKey(
   for (const km::KeyParameter& param : params) {
     const auto key = std::make_pair(instance_name_, static_cast<int>(param.tag) & 0xffff);
     const auto refusal = replay_->refusals.find(key);
-    if (refusal != replay_->refusals.end()) {
+    // That of a challenge is of keys that the device's own are to attest.
+    const bool by_other = param.tag == Tag::ATTESTATION_CHALLENGE && attestation_key;
+    if (refusal != replay_->refusals.end() && !by_other) {
       return ndk::ScopedAStatus::fromServiceSpecificError(refusal->second);
     }
     const auto leaf = replay_->leaves.find(key);

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,8 +22,9 @@ struct Replay {
   std::map<std::pair<std::string, int>, Chain> leaves;  // by instance and identifier's tag
   std::map<std::pair<std::string, int>, int> refusals;  // the same: the KeyMint error
   std::map<std::string, std::string> modem;             // answer by command
-  bool has_modem = true;                                // false: nobody listened
-  std::vector<std::string> left_out;                    // what the evidence does not hold
+  std::set<std::string> absent;       // instances and services that the device does not declare
+  bool has_modem = true;              // false: nobody listened
+  std::vector<std::string> left_out;  // what the evidence does not hold
 };
 
 // LoadReplay reads a folder. Returns false with the reason in `*error`.

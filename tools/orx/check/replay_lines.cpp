@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/orx/check/replay_lines.h"
 
+#include <aidl/android/hardware/security/keymint/ErrorCode.h>
+#include <aidl/android/hardware/security/keymint/Tag.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -12,6 +15,9 @@
 namespace orx_tool {
 namespace {
 
+using aidl::android::hardware::security::keymint::ErrorCode;
+using aidl::android::hardware::security::keymint::Tag;
+
 // What makes a verdict again that no KeyMint error explains; % is the instance.
 struct KnownLine {
   const char* code;
@@ -20,6 +26,8 @@ struct KnownLine {
 constexpr KnownLine kKnownLines[] = {
     {"KM-SERVICE-MISSING", "fault service:%.keymint:absent"},
     {"RKP-SERVICE-MISSING", "fault service:%.rkp:absent"},
+    {"STRONGBOX-ABSENT", "absent strongbox"},
+    {"RKP-ABSENT", "absent %.rkp"},
     {"ESE-STRONGBOX-MISSING", "fault service:strongbox.keymint:absent"},
     {"ESE-VERSION", "fault strongbox.getInterfaceVersion:version=1"},
     {"KM-CHAIN-MISSING", "fault %.generateKey:no-chain"},
@@ -28,6 +36,19 @@ constexpr KnownLine kKnownLines[] = {
     {"MODEM-UNREACHABLE", "no-modem"},
     {"MODEM-SILENT", "fault modem:silent"},
     {"MODEM-EXCHANGE", "fault modem:close"},
+};
+
+// The codes that a failed call explains begin so.
+constexpr const char* kDeviceCodes[] = {"KM-", "ATTEST-", "RKP-", "ESE-", "SS-"};
+
+// The same where the call passed when it was made again.
+constexpr KnownLine kOnceLines[] = {
+    {"KM-UNKNOWN-ERROR", "fault %.generateKey:-1000@1"},
+    {"KM-EMPTY-BLOB", "fault %.generateKey:empty-blob"},
+    {"RKP-KEYPAIR", "fault %.generateEcdsaP256KeyPair:-1000@1"},
+    {"ESE-CHALLENGE", "fault strongbox.getRootOfTrustChallenge:-1000@1"},
+    {"ESE-ROOT-OF-TRUST", "fault default.getRootOfTrust:-1000@1"},
+    {"ESE-NOT-BOUND", "fault strongbox.sendRootOfTrust:-1000@1"},
 };
 
 // The calls by the library's step before them.
@@ -74,11 +95,14 @@ class Writer {
 
   // Each way to the verdict in turn; the first that applies is the one.
   std::vector<std::string> Lines(const std::string& chain, const std::string& leaf) {
-    const bool applies = result_.verdict != Verdict::kPass && result_.code != "STRONGBOX-ABSENT" &&
-                         result_.code != "INTERRUPTED";
+    const bool applies = result_.verdict != Verdict::kPass &&
+                         result_.verdict != Verdict::kInterrupted &&
+                         result_.code != "RKP-LEFT-OUT" && result_.code != "ATTEST-ID-NOT-COVERED";
     if (!applies) return lines_;
-    static_cast<void>(Refusals() || Known() || Modem() || Identifiers() || Chain(chain, leaf) ||
-                      FailedCall() || Step() || LeftOut("nothing captured makes it again"));
+    static_cast<void>(Refusals() || Known(kKnownLines) || Modem() || Identifiers() ||
+                      Chain(chain, leaf) || FailedCall() || Known(kOnceLines) || Step() ||
+                      LeftOut("nothing captured makes it again"));
+    Absences();
     return lines_;
   }
 
@@ -94,6 +118,11 @@ class Writer {
     return Add("left-out " + check_.full_name() + " " + result_.code + ": " + why);
   }
 
+  bool Refuse(Tag tag, int error) {
+    return Add("refuse " + on_ + " " + std::to_string(static_cast<int>(tag) & 0xffff) + " " +
+               std::to_string(error));
+  }
+
   bool Refusals() {
     if (result_.code == "KM-SERVICE-MISSING") return false;
     for (const Refusal& refusal : seen_.refusals) {
@@ -104,8 +133,9 @@ class Writer {
     return !lines_.empty();
   }
 
-  bool Known() {
-    for (const KnownLine& known : kKnownLines) {
+  template <size_t size>
+  bool Known(const KnownLine (&lines)[size]) {
+    for (const KnownLine& known : lines) {
       if (result_.code != known.code) continue;
       std::string line = known.line;
       const size_t at = line.find('%');
@@ -125,11 +155,13 @@ class Writer {
 
   bool Identifiers() {
     if (result_.code != "ATTEST-DEVICE-ID") return false;
-    for (const auto& captured : seen_.capture.identifiers) {
-      if (captured.key.error == 0) continue;
-      const Identifier identifier = IdentifiersIn(captured.bit)[0];
-      Add("refuse " + on_ + " " + std::to_string(static_cast<int>(identifier.tag) & 0xffff) + " " +
-          std::to_string(captured.key.error));
+    for (const Identifier& identifier : IdentifiersIn(seen_.look.wrong_identifiers)) {
+      // What the self-test of remotely provisioned keys was answered is not to be had.
+      int error = static_cast<int>(ErrorCode::CANNOT_ATTEST_IDS);
+      for (const auto& captured : seen_.capture.identifiers) {
+        if (captured.bit == identifier.bit && captured.key.error != 0) error = captured.key.error;
+      }
+      Refuse(identifier.tag, error);
     }
     return !lines_.empty() || LeftOut("it passed when it was done again");
   }
@@ -150,15 +182,30 @@ class Writer {
            Add("leaf " + on_ + " " + std::to_string(tag) + " " + leaf);
   }
 
-  // The call that failed when the tool repeated it, or that failed in the check alone.
+  // The call that failed when the tool repeated it.
   bool FailedCall() {
     const RepeatedCall& call = seen_.look.call;
-    if (call.name.empty()) return false;
-    if (call.failed()) {
-      return Fault(Method(call.name), call.answered ? Effect("", call.error) : "dead-object");
+    const bool of_device =
+        std::any_of(std::begin(kDeviceCodes), std::end(kDeviceCodes),
+                    [this](const char* begin) { return result_.code.rfind(begin, 0) == 0; });
+    if (!of_device || !call.failed()) return false;
+    const std::string method = Method(call.name);
+    if (!call.answered) return Fault(method, "dead-object");
+    // A KeyMint without factory keys still makes keys that other keys attest.
+    const bool attests = method == on_ + ".generateKey" &&
+                         (check_.kind == Check::Kind::kRkpIds || ChainSize(check_) == 4);
+    return attests ? Refuse(Tag::ATTESTATION_CHALLENGE, call.error)
+                   : Fault(method, std::to_string(call.error));
+  }
+
+  // What the device does not have decides between a failure and N/A.
+  void Absences() {
+    if (!seen_.look.strongbox_declared) Add("absent strongbox");
+    if (!seen_.look.rkp_declared) {
+      Add("absent " + on_ + ".rkp");
+    } else if (result_.code == "KM-KEYS-NOT-PROVISIONED") {
+      Fault("service:" + on_ + ".rkp", "absent");
     }
-    if (result_.code == "KM-EMPTY-BLOB") return Fault(Method(call.name), "empty-blob");
-    return result_.code == "KM-UNKNOWN-ERROR" && Fault(Method(call.name), "-1000@1");
   }
 
   // A check that did not end waited for its last step.

@@ -78,8 +78,17 @@ TEST_F(EvidenceTest, AFailureOfOneDeviceIsThatOfAnother) {
       {"strongbox.sendRootOfTrust:-30", "root-of-trust", "ESE-NOT-BOUND"},
       {"computeSharedSecret:dead-object", "shared-secret", "KM-TRANSPORT"},
       {"computeSharedSecret:damaged@1", "shared-secret", "SS-DIFFERENT"},
+      {"getRootOfTrust:dead-object@1", "root-of-trust", "ESE-ROOT-OF-TRUST"},
       {"generateEcdsaP256KeyPair:damaged", "rkp-ids", "RKP-PUBLIC-KEY"},
   });
+}
+
+TEST_F(EvidenceTest, AndSoIsWhatADeviceDoesNotHave) {
+  profile_ = "bare";
+  ExpectAgain({{"", "attestation", "KM-KEYS-NOT-PROVISIONED"},
+               {"", "rkp-ids", "RKP-ABSENT"},
+               {"", "shared-secret", "STRONGBOX-ABSENT"},
+               {"", "attestation", "ATTEST-REMOTE", "attestation=remote"}});
 }
 
 TEST_F(EvidenceTest, AndSoAreTheAnswersOfAModemAndASetting) {
