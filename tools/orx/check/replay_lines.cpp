@@ -99,7 +99,7 @@ class Writer {
                          result_.verdict != Verdict::kInterrupted &&
                          result_.code != "RKP-LEFT-OUT" && result_.code != "ATTEST-ID-NOT-COVERED";
     if (!applies) return lines_;
-    static_cast<void>(Refusals() || Known(kKnownLines) || Modem() || Identifiers() ||
+    static_cast<void>(Known(kKnownLines) || Refusals() || Modem() || Identifiers() ||
                       Chain(chain, leaf) || FailedCall() || Known(kOnceLines) || Step() ||
                       LeftOut("nothing captured makes it again"));
     Absences();
@@ -124,7 +124,6 @@ class Writer {
   }
 
   bool Refusals() {
-    if (result_.code == "KM-SERVICE-MISSING") return false;
     for (const Refusal& refusal : seen_.refusals) {
       if (refusal.optional) continue;
       Fault(on_ + "." + refusal.call,
