@@ -27,7 +27,7 @@ __attribute__((constructor)) void StartLog() {
       to_error ? STDERR_FILENO : open(name, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
   if (log_descriptor < 0) return;
   __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
-  if (!to_error) __android_log_set_logger(WriteLine);
+  __android_log_set_logger(WriteLine);
 }
 
 }  // namespace
