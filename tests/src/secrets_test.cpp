@@ -101,10 +101,15 @@ TEST_F(SecretsTest, NoCopyOfAMessageStaysBehind) {
   orx::KeyMintService service(false);
   std::string grown;
   const std::pair<const char*, std::function<uint32_t()>> rows[] = {
-      {"symmetric",
+      {"symmetric, to decrypt",
        [&] {
          return ORX_SYM_DecryptBegin(nullptr, input_.data(), 16, 0) ||
                 ORX_SYM_Decrypt(nullptr, input_.data(), output_.data(), &length);
+       }},
+      {"symmetric, to encrypt",
+       [&] {
+         return ORX_SYM_EncryptBegin(nullptr, input_.data(), 16, 0) ||
+                ORX_SYM_Encrypt(nullptr, input_.data(), output_.data(), &length);
        }},
       {"RSA",
        [&] {
