@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <sstream>
 
 #include "tools/orx/cli/process.h"
 #include "tools/orx/cli/signals.h"
@@ -68,11 +69,23 @@ int ShowHelp(const std::string& text) {
   return kDone;
 }
 
+// OperandName is what the command's usage calls the operand at `index`.
+std::string OperandName(const Command& command, size_t index) {
+  std::string name;
+  std::istringstream names(command.operands);
+  for (size_t i = 0; i <= index && names >> name; ++i) continue;
+  while (!name.empty() && strchr("[].", name.back()) != nullptr) name.pop_back();
+  return name.substr(name.find_first_not_of('['));
+}
+
 std::string CheckOperands(const Command& command, const Args& args) {
   const size_t count = args.operands().size();
   if (count < command.min_operands) return std::string("it needs ") + command.operands;
   if (count > command.max_operands) {
     return "unexpected argument '" + args.operands()[command.max_operands] + "'";
+  }
+  for (size_t i = 0; i < count; ++i) {
+    if (args.operands()[i].empty()) return OperandName(command, i) + " is empty";
   }
   return "";
 }
@@ -95,11 +108,18 @@ std::string ReadSettings(const Args& args, Settings* settings) {
 
 // RunWithTimeout makes the library's calls in a child that can be ended: some block for ever.
 int RunWithTimeout(const Command& command, const Args& args, Output& output, double seconds) {
-  ShareLastLogLine();
+  std::vector<LogLine> last(1);
   ChildWatch watch;
   watch.seconds = seconds;
-  const ChildResult result =
-      RunInChild([&](int) { return DeliverAnswer(command.run(args, output)); }, watch);
+  watch.on_line = [&](const std::string& line) {
+    last[0] = ReceivedLogLine(line).value_or(last[0]);
+  };
+  const ChildResult result = RunInChild(
+      [&](int fd) {
+        SendLibraryLog(fd);
+        return DeliverAnswer(command.run(args, output));
+      },
+      watch);
   if (output.interactive()) DrawStatus("");  // in the place of what the child drew last
   switch (result.end) {
     case ChildResult::End::kExited:
@@ -112,9 +132,7 @@ int RunWithTimeout(const Command& command, const Args& args, Output& output, dou
     case ChildResult::End::kTimedOut:
       break;
   }
-  const std::string last = LastSharedLogLine();
-  const std::vector<LogLine> lines(last.empty() ? 0 : 1, LogLine{"", last});
-  return output.Fail(DiagnoseTimeOut(lines, seconds));
+  return output.Fail(DiagnoseTimeOut(last, seconds));
 }
 
 int RunCommand(const Command& command, const Words& words, Args args) {

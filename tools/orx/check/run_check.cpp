@@ -27,13 +27,6 @@ double SecondsSince(Clock::time_point start) {
 
 // The child tells its parent, one JSON object a line: each message of the library, then how the
 // call ended, then the second look.
-Json::Value MessageLine(const LogLine& line) {
-  Json::Value json(Json::objectValue);
-  json["place"] = line.place;
-  json["message"] = line.message;
-  return json;
-}
-
 Json::Value EndLine(const CallResult& result, double seconds) {
   Json::Value json(Json::objectValue);
   json["status"] = result.status;
@@ -49,10 +42,10 @@ bool IdentifiersExplain(const std::string& code) {
 
 int RunInThisProcess(const Check& check, bool keeps_evidence, int fd) {
   ClearLibraryLog();
-  SetLibraryLogObserver([fd](const LogLine& line) { SendLine(fd, MessageLine(line)); });
+  SendLibraryLog(fd);
   const auto start = Clock::now();
   const CallResult result = CallLibrary(check);
-  SetLibraryLogObserver({});
+  SendLibraryLog(-1);
   if (!SendLine(fd, EndLine(result, SecondsSince(start)))) return kFailed;
   // The library's result is out; what follows may only explain it.
   const std::string code = result.status != 0 ? Diagnose(LibraryLogLines()).code : "";
@@ -65,13 +58,15 @@ int RunInThisProcess(const Check& check, bool keeps_evidence, int fd) {
 
 // Listen takes in one line of the child.
 void Listen(const std::string& text, const CheckSettings& settings, Seen* seen) {
+  if (const auto logged = ReceivedLogLine(text)) {
+    seen->lines.push_back(*logged);
+    if (settings.on_message) settings.on_message(logged->message);
+    return;
+  }
   const std::vector<Json::Value> lines = ParseLines(text + "\n");
   if (lines.empty()) return;
   const Json::Value& line = lines[0];
-  if (line.isMember("message")) {
-    seen->lines.push_back({line["place"].asString(), line["message"].asString()});
-    if (settings.on_message) settings.on_message(line["message"].asString());
-  } else if (line.isMember("status")) {
+  if (line.isMember("status")) {
     seen->status = line["status"].asInt();
     seen->refusals = RefusalsFromJson(line["refusals"]);
     seen->seconds = line["seconds"].asDouble();

@@ -67,6 +67,9 @@ class Collector {
       if (watch_.on_line) watch_.on_line(payload_.substr(handed_on_, end - handed_on_));
       handed_on_ = end + 1;
     }
+    if (!watch_.on_line) return;
+    payload_.erase(0, handed_on_);
+    handed_on_ = 0;
   }
 
   void Pulse() {

@@ -10,8 +10,10 @@ namespace orx_tool {
 struct ChildResult {
   enum class End { kExited, kCrashed, kTimedOut, kInterrupted };
   End end = End::kExited;
-  int status = 0;       // exit code, or the signal's number
-  std::string payload;  // what the child wrote to its descriptor, also when it did not end well
+  int status = 0;  // exit code, or the signal's number
+  // What the child wrote to its descriptor, also when it did not end well, lines that were handed
+  // on aside.
+  std::string payload;
 };
 
 // ChildWatch is what the parent does meanwhile.

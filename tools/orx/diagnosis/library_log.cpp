@@ -2,26 +2,26 @@
 #include "tools/orx/diagnosis/library_log.h"
 
 #include <android/log.h>
-#include <stdio.h>
 #include <string.h>
-#include <sys/mman.h>
 
 #include <deque>
 #include <mutex>
+#include <utility>
+
+#include "tools/orx/cli/json_lines.h"
 
 namespace orx_tool {
 namespace {
 
 constexpr const char kTag[] = "ORX";
 constexpr size_t kMaxLines = 4000;
-constexpr size_t kSharedBytes = 1024;
 
 struct State {
   std::mutex mutex;
   std::deque<LogLine> lines;
   std::function<void(const LogLine&)> observer;
   std::function<void(const LogLine&)> show;
-  char* shared = nullptr;
+  int receiver = -1;
 };
 
 State& Log() {
@@ -29,14 +29,20 @@ State& Log() {
   return state;
 }
 
+void Send(int fd, const LogLine& line) {
+  Json::Value json(Json::objectValue);
+  json["place"] = line.place;
+  json["message"] = line.message;
+  SendLine(fd, json);
+}
+
 void Collect(const std::string& text) {
   State& log = Log();
   const std::lock_guard<std::mutex> lock(log.mutex);
   log.lines.push_back(SplitLogLine(text));
   if (log.lines.size() > kMaxLines) log.lines.pop_front();
-  const std::string& message = log.lines.back().message;
   if (log.show) log.show(log.lines.back());
-  if (log.shared != nullptr) snprintf(log.shared, kSharedBytes, "%s", message.c_str());
+  if (log.receiver >= 0) Send(log.receiver, log.lines.back());
   if (log.observer) log.observer(log.lines.back());
 }
 
@@ -84,15 +90,15 @@ void SetLibraryLogObserver(std::function<void(const LogLine& line)> observer) {
   Log().observer = std::move(observer);
 }
 
-void ShareLastLogLine() {
-  void* memory =
-      mmap(nullptr, kSharedBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory != MAP_FAILED) Log().shared = static_cast<char*>(memory);
+void SendLibraryLog(int fd) {
+  const std::lock_guard<std::mutex> lock(Log().mutex);
+  Log().receiver = fd;
 }
 
-std::string LastSharedLogLine() {
-  if (Log().shared == nullptr) return "";
-  return std::string(Log().shared, strnlen(Log().shared, kSharedBytes));
+std::optional<LogLine> ReceivedLogLine(const std::string& sent) {
+  const std::vector<Json::Value> lines = ParseLines(sent + "\n");
+  if (lines.empty() || !lines[0].isMember("message")) return std::nullopt;
+  return LogLine{lines[0]["place"].asString(), lines[0]["message"].asString()};
 }
 
 }  // namespace orx_tool

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,9 +35,10 @@ std::vector<LogLine> LibraryLogLines();
 // that. Used to show what a long call is doing.
 void SetLibraryLogObserver(std::function<void(const LogLine& line)> observer);
 
-// ShareLastLogLine keeps the newest message in memory that forked children share; LastSharedLogLine
-// reads it in the parent, which has to say what a killed child was waiting for.
-void ShareLastLogLine();
-std::string LastSharedLogLine();
+// SendLibraryLog has a child process tell its parent each line as it comes, through `fd` (-1 ends
+// that). ReceivedLogLine is the line in one that the child sent, if it is of the log: the parent
+// can say what a child was waiting for that had to be killed.
+void SendLibraryLog(int fd);
+std::optional<LogLine> ReceivedLogLine(const std::string& sent);
 
 }  // namespace orx_tool
