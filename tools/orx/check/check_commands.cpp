@@ -47,7 +47,6 @@ int RunCheckRkpIds(const Args& args, Output& output) {
 }
 
 int RunCheckModel(const Args& args, Output& output) {
-  if (args.operands()[0].empty()) return output.Fail(MakeProblem("USAGE", "the model is empty"));
   return RunSingle(ModelCheck(Instance(args), args.operands()[0], args.Has("relaxed")), args,
                    output);
 }

@@ -83,8 +83,7 @@ Problem WithCall(const Problem& problem, const RepeatedCall& call) {
   if (answered.code == "KM-UNKNOWN-ERROR") {
     answered.cause = "KeyMint failed without a reason of its own.";
   }
-  answered.cause.pop_back();  // the full stop
-  answered.cause += " (" + what + ").";
+  AddToCause(" (" + what + ")", &answered);
   return answered;
 }
 
@@ -125,8 +124,7 @@ Problem Refine(const Check& check, const Seen& seen, const Problem& problem) {
                         : problem;
   if (refined.code == "ATTEST-DEVICE-ID") refined = WithIdentifiers(refined, seen);
   if (refined.code == "KM-SERVICE-MISSING" && check.instance != "both") {
-    refined.cause.pop_back();
-    refined.cause += " (" + check.instance + ").";
+    AddToCause(" (" + check.instance + ")", &refined);
   }
   const bool for_other_devices = check.spares_factory_keys && look.factory_keys &&
                                  *seen.status != 0 && refined.exit_code == kFailed;

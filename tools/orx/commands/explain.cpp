@@ -2,6 +2,8 @@
 #include <string.h>
 #include <strings.h>
 
+#include <algorithm>
+
 #include "tools/orx/cli/json_lines.h"
 #include "tools/orx/commands/command_tables.h"
 
@@ -51,12 +53,17 @@ int ExplainReason(const Reason& reason, Output& output) {
   return output.Succeed();
 }
 
+// ExplainLine tells what a line is that has no reason of its own.
+int ExplainLine(const std::string& meaning, Output& output) {
+  output.answer()["code"] = "";
+  output.answer()["cause"] = meaning;
+  output.Text("This line: " + meaning + ".");
+  return output.Succeed();
+}
+
 int ExplainMessage(const MessageMatch& match, const std::string& text, Output& output) {
   if (match.message->reason == nullptr) {
-    output.answer()["code"] = "";
-    output.answer()["cause"] = "a step of the library, no failure";
-    output.Text("A step of the library, no failure: " + text);
-    return output.Succeed();
+    return ExplainLine("a step of the library, no failure", output);
   }
   // The KeyMint error within a message says more than the message.
   const Problem problem = Diagnose({{"", text}});
@@ -114,6 +121,43 @@ const Reason* ReasonByCause(const std::string& line) {
   return found;
 }
 
+// What this program prints around its reasons, by how a line begins and ends.
+struct KnownLine {
+  const char* begin;
+  const char* end;
+  const char* meaning;
+};
+
+constexpr KnownLine kKnownLines[] = {
+    {"note", "", "a note beside a result, no failure"},
+    {"try:", "", "what to do about the cause in the line above"},
+    {"next:", "", "what to do about the reason above it"},
+    {"reason:", "", "the cause as this run saw it; the check's row has the code"},
+    {"not run:", "", "checks that were left out after a failure or time-out"},
+    {"CHECK ", "CODE", "the heading of a report"},
+    {"", " OK", "a check that passed"},
+    {"", " environment", "how many checks came to each verdict"},
+    {"", " timed out", "how many checks came to each verdict"},
+    {"", " interrupted", "how many checks came to each verdict"},
+    {"", " not run", "how many checks came to each verdict"},
+    {"ok ", "", "a finding of the doctor that is as it should be"},
+    {"PROBLEM ", "", "a finding of the doctor; the line below it begins with the code"},
+    {"", ":", "what the lines below it are about"},
+};
+
+const KnownLine* FindKnownLine(const std::string& text) {
+  const std::string line = text.substr(std::min(text.find_first_not_of(' '), text.size()));
+  for (const KnownLine& known : kKnownLines) {
+    const std::string end = known.end;
+    const bool begins = line.rfind(known.begin, 0) == 0;
+    if (begins && line.size() >= end.size() &&
+        line.compare(line.size() - end.size(), end.size(), end) == 0) {
+      return &known;
+    }
+  }
+  return nullptr;
+}
+
 // LibraryMessage finds the message in a line that may carry logcat's columns and the place in the
 // sources in front.
 std::optional<std::pair<MessageMatch, std::string>> LibraryMessage(const std::string& line) {
@@ -140,6 +184,7 @@ int RunExplain(const Args& args, Output& output) {
     return ExplainReason(*reason, output);
   }
   if (const Reason* reason = ReasonByCause(text)) return ExplainReason(*reason, output);
+  if (const KnownLine* line = FindKnownLine(text)) return ExplainLine(line->meaning, output);
   return output.Fail(MakeProblem(
       "EXPLAIN-UNKNOWN", "'" + text + "' is neither a reason code nor a message of the library"));
 }

@@ -164,9 +164,7 @@ int RunStorePut(const Args& args, Output& output) {
   if (!file.Close() || !written) {
     Problem failure = StoreProblem(*number, Access::kWrite);
     if (ORX_STORE_Delete(*number) == 0) mark.Remove();  // half a secret is worse than none
-    if (failure.cause.back() == '.') failure.cause.pop_back();
-    if (failure.cause.back() == '.') failure.cause.pop_back();
-    failure.cause += replaces ? "; the old content is gone too" : "; nothing was stored";
+    AddToCause(replaces ? "; the old content is gone too" : "; nothing was stored", &failure);
     return output.Fail(failure);
   }
   mark.Remove();

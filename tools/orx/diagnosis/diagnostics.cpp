@@ -154,10 +154,9 @@ Problem WithKeyMintError(Problem problem, const std::string& text, const char* f
   if (reason != nullptr && (!of_operator || problem.code == "KM-FAILED")) {
     problem = FromReason(*reason);
   }
-  problem.cause.pop_back();  // the full stop
   const bool is_number = text.find_first_not_of("-0123456789") == std::string::npos;
-  problem.cause +=
-      " (KeyMint answered " + (is_number ? KeyMintErrorName(atoi(text.c_str())) : text) + ").";
+  const std::string name = is_number ? KeyMintErrorName(atoi(text.c_str())) : text;
+  AddToCause(" (KeyMint answered " + name + ")", &problem);
   return problem;
 }
 
@@ -219,6 +218,12 @@ Problem KnownProblem(const std::string& code) {
   return FromReason(KnownReason(code));
 }
 
+void AddToCause(const std::string& text, Problem* problem) {
+  std::string& cause = problem->cause;
+  const bool full_stop = !cause.empty() && cause.back() == '.';
+  cause.insert(cause.size() - (full_stop ? 1 : 0), text);
+}
+
 Problem Diagnose(const std::vector<LogLine>& lines) {
   std::optional<Problem> failure;
   std::optional<Problem> consequence;
@@ -251,8 +256,7 @@ Problem DiagnoseTimeOut(const std::vector<LogLine>& lines, double seconds) {
     problem = KnownProblem(modem ? "MODEM-SILENT" : "TIMED-OUT");
     problem.library_line = last;
   }
-  problem.cause.pop_back();  // the full stop
-  problem.cause += " within " + SecondsText(seconds) + " s.";
+  AddToCause(" within " + SecondsText(seconds) + " s", &problem);
   return problem;
 }
 

@@ -94,6 +94,9 @@ Problem KnownProblem(const std::string& code);
 // which names the values at hand.
 Problem MakeProblem(const std::string& code, const std::string& cause);
 
+// AddToCause puts `text` at the end of the problem's cause, before the full stop if it has one.
+void AddToCause(const std::string& text, Problem* problem);
+
 // Diagnose finds the cause in the lines of a library call that failed: the first failure that was
 // not got over, else the first consequence.
 Problem Diagnose(const std::vector<LogLine>& lines);

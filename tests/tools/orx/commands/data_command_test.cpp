@@ -121,13 +121,13 @@ TEST_F(DataCommandTest, StoreKeepsTheOldContentWhenTheInputCannotBeRead) {
 TEST_F(DataCommandTest, StoreLeavesNothingHalfWrittenOnAFullDisk) {
   std::filesystem::create_symlink("/dev/full", kFolder + "7.bin");
   options_.input = "text";
-  Expect("store put 7", 1, "failed; the old content is gone too [STORE-IO]");
+  Expect("store put 7", 1, "failed; the old content is gone too. [STORE-IO]");
   EXPECT_FALSE(std::filesystem::is_symlink(kFolder + "7.bin"));
   // Beyond the limit of a file's size, where a program that does not look ends by a signal.
   const ProgramResult limited = Program(
       {"bash", "-c", "ulimit -f 1; head -c 5000 /dev/zero | \"$0\" store put 7", ORX_PROGRAM});
   EXPECT_EQ(limited.exit_code, 1);
-  EXPECT_THAT(limited.err, HasSubstr("failed; nothing was stored [STORE-IO]"));
+  EXPECT_THAT(limited.err, HasSubstr("failed; nothing was stored. [STORE-IO]"));
   EXPECT_FALSE(Exists(kFolder + "7.bin"));
 }
 
@@ -232,6 +232,9 @@ TEST_F(DataCommandTest, UsageErrorsGetOneLine) {
                       {"store size -- -2147483649", 2, "-2147483649"},
                       {"random 1 --timeout 0", 2, "--timeout takes"},
                       {"random 1 --timeout 1x", 2, "--timeout takes"},
+                      {{"hash", "sha1", ""}, 2, "FILE is empty; see"},
+                      {{"chain", "show", "x", ""}, 2, "FILE is empty; see"},
+                      {{"check", "model", ""}, 2, "NAME is empty; see"},
                       {{"random", "1", "-o", ""}, 2, "'--output' needs a value"},
                       {{"store", "put", "1", "-i", ""}, 2, "'--input' needs a value"}};
   for (const Row& row : rows) {

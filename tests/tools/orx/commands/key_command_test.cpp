@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <tuple>
+
 #include "tests/tools/orx/tool_fixture.h"
 
 namespace orx_tool {
@@ -73,6 +75,40 @@ TEST_F(KeyCommandTest, RefusalsNameTheirOwnCause) {
   }
   Write("in", std::string(1024000, 'x'));
   Expect("sign 51 -i @in -o @signature", 0);
+}
+
+// A block of RFC 8017, 7.2.1, with `end` at its end.
+std::string Block(char leading, char type, size_t padding, const std::string& end) {
+  return std::string({leading, type}) + std::string(padding, 'p') + end;
+}
+
+TEST_F(KeyCommandTest, ABadCiphertextIsNoBadKey) {
+  ImportRsaKey();
+  const std::string data("\0data", 5);
+  const auto same = [](const std::string& sealed) { return sealed; };
+  const auto cut = [](const std::string& sealed) { return sealed.substr(1); };
+  const auto longer = [](const std::string& sealed) { return sealed + sealed; };
+  const auto beyond_modulus = [](const std::string&) { return std::string(256, '\xff'); };
+  const std::tuple<const char*, std::string, std::string (*)(const std::string&), int> rows[] = {
+      {"good", Block(0, 2, 249, data), same, 0},
+      {"block type 0", Block(0, 0, 249, data), same, 1},
+      {"block type 1", Block(0, 1, 249, data), same, 1},
+      {"leading byte", Block(1, 2, 249, data), same, 1},
+      {"7 bytes of padding", Block(0, 2, 7, '\0' + std::string(246, 'd')), same, 1},
+      {"no zero", Block(0, 2, 254, ""), same, 1},
+      {"zeros", std::string(256, '\0'), same, 1},
+      {"cut", Block(0, 2, 249, data), cut, 1},
+      {"too long", Block(0, 2, 249, data), longer, 1},
+      {"beyond the modulus", Block(0, 2, 249, data), beyond_modulus, 1}};
+  for (const auto& [title, block, change, exit_code] : rows) {
+    SCOPED_TRACE(title);
+    Write("block", block);
+    Shell(
+        "openssl pkeyutl -encrypt -pkeyopt rsa_padding_mode:none -inkey key.pem -in block "
+        "-out sealed");
+    Write("sealed", change(Read("sealed")));
+    Expect("rsa-decrypt 51 -i @sealed", exit_code, exit_code == 0 ? "data" : "[RSA-DATA]");
+  }
 }
 
 TEST_F(KeyCommandTest, ADamagedSlotHasOneNameAndCanBeCleared) {

@@ -237,5 +237,30 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
   Expect({"explain", "no such thing"}, 1);
 }
 
+TEST_F(DoctorCommandTest, ExplainTakesEveryLineOfAFailure) {
+  const std::pair<Words, const char*> failures[] = {
+      {"check all --keep-going --ids brand", "generateKey:-1000"},
+      {"check all", "strongbox.computeSharedSecret:damaged"},
+      {"check attestation --ids imei --timeout 5", "modem:echo"},
+      {"doctor --timeout 60", "service:strongbox:absent"},
+      {"imei --timeout 0.4", "modem:silent"},
+      {"imei", "modem:close"},
+      {"store put 5", "write:ENOSPC"},
+      {"store get 5", ""},
+      {"sign 50 -i @none", ""},
+      {"encrypt 50", ""},
+      {"key import 50 --random", "importKey:-49"}};
+  options_.input = "data";
+  for (const auto& [words, fault] : failures) {
+    in_device_ = true;
+    faults_ = Words(fault);
+    const ProgramResult failed = Orx(words);
+    EXPECT_NE(failed.exit_code, 0);
+    in_device_ = false;
+    std::istringstream lines(failed.out + failed.err);
+    for (std::string line; std::getline(lines, line);) Expect({"explain", line}, 0);
+  }
+}
+
 }  // namespace
 }  // namespace orx_tool
