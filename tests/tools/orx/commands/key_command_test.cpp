@@ -104,7 +104,7 @@ TEST_F(KeyCommandTest, ABadCiphertextIsNoBadKey) {
     SCOPED_TRACE(title);
     Write("block", block);
     Shell(
-        "openssl pkeyutl -encrypt -pkeyopt rsa_padding_mode:none -inkey key.pem -in block "
+        "openssl pkeyutl -encrypt -pkeyopt rsa_padding_mode:none -inkey $RSA_KEY -in block "
         "-out sealed");
     Write("sealed", change(Read("sealed")));
     Expect("rsa-decrypt 51 -i @sealed", exit_code, exit_code == 0 ? "data" : "[RSA-DATA]");
