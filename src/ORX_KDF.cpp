@@ -76,9 +76,11 @@ uint32_t HashBlock(const Message& message, uint32_t hash, uint32_t iteration, Di
 
 uint32_t Derive(const Input& input, uint32_t output_length, uint8_t* output) {
   const uint32_t block_length = input.hash != 0 ? kSha256Bytes : kSha1Bytes;
-  const uint32_t rounded_up = block_length + output_length - 1;
-  // True for length 0, and for lengths so near to 4 GiB that the sum wraps: their output is zeros.
-  if (rounded_up < block_length) return 0;
+  uint32_t rounded_up = 0;
+  // Lengths so near to 4 GiB that they cannot be rounded up succeed too: their output is zeros.
+  if (output_length == 0 || __builtin_add_overflow(output_length, block_length - 1, &rounded_up)) {
+    return 0;
+  }
 
   const uint32_t iterations = rounded_up / block_length;
   Message message;

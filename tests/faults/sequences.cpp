@@ -13,6 +13,9 @@
 #include "tests/support/rsa_components.h"
 
 namespace orx_faults {
+
+int rsa_key_id = 50;
+
 namespace {
 
 constexpr int kId = 50, kSha256 = 2, kPkcs1 = 1, kDecrypt = 2;
@@ -63,12 +66,13 @@ RSA* RsaKey() {
   return key.get();
 }
 int ImportRsa() {
-  return static_cast<int>(orx_test::ImportRsaComponents(orx_test::ComponentsOf(RsaKey()), kId));
+  return static_cast<int>(
+      orx_test::ImportRsaComponents(orx_test::ComponentsOf(RsaKey()), rsa_key_id));
 }
 int Sign() {
   uint8_t signature[256], hash[SHA256_DIGEST_LENGTH];
   uint32_t length = sizeof signature;
-  if (ORX_RSA_Sign(kId, kText, signature, 16, &length, kSha256, kPkcs1) != 0) return 1;
+  if (ORX_RSA_Sign(rsa_key_id, kText, signature, 16, &length, kSha256, kPkcs1) != 0) return 1;
   SHA256(kText, sizeof kText, hash);
   return RSA_verify(NID_sha256, hash, sizeof hash, signature, length, RsaKey()) == 1 ? 0 : kWrong;
 }
@@ -78,7 +82,7 @@ int DecryptRsa() {
   uint32_t length = sizeof text;
   RSA_encrypt(RsaKey(), &made_length, made, sizeof made, kText, 16, RSA_PKCS1_PADDING);
   const auto process = ORX_RSA_EncryptDecrypt;
-  if (process(kId, kPkcs1, made, text, 256, &length, nullptr, kDecrypt) != 0) return 1;
+  if (process(rsa_key_id, kPkcs1, made, text, 256, &length, nullptr, kDecrypt) != 0) return 1;
   return length == 16 ? Holds(text, kText) : kWrong;
 }
 
@@ -163,7 +167,7 @@ const std::vector<Sequence>& Sequences() {
        {{"import", ImportRsa},
         {"sign", Sign},
         {"decrypt", DecryptRsa},
-        {"delete", [] { return static_cast<int>(ORX_RSA_DeleteKeyID(kId)); }}}},
+        {"delete", [] { return static_cast<int>(ORX_RSA_DeleteKeyID(rsa_key_id)); }}}},
       {"upgrade", rsa_key, "os-patch-level=203012", {{"sign", Sign}}},
       {"hash", nothing, nullptr, {{"hash", Hash}}},
       {"kdf", nothing, nullptr, {{"derive", DeriveKey}, {"random", GetRandom}}},

@@ -29,4 +29,7 @@ struct Sequence {
 
 const std::vector<Sequence>& Sequences();
 
+// Which key "rsa" uses: that of "aes", unless both are used at the same time.
+extern int rsa_key_id;
+
 }  // namespace orx_faults

@@ -113,6 +113,11 @@ const Row kRows[] = {
     {"LongNonce", {kNonce}, kNegotiation, 1, kBadNonce},
 };
 
+// Else all its bytes are printed, also those between its members.
+void PrintTo(const Row& row, std::ostream* out) {
+  *out << row.title;
+}
+
 class AttestDeviceTest : public ::testing::TestWithParam<Row> {
  protected:
   void SetUp() override {

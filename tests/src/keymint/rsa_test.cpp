@@ -341,6 +341,11 @@ struct Failure {
   const char* file;      // the blob file afterwards
 };
 
+// Else all its bytes are printed, also those between its members.
+void PrintTo(const Failure& failure, std::ostream* out) {
+  *out << failure.title;
+}
+
 class RsaFailure : public RsaTest, public ::testing::WithParamInterface<Failure> {};
 
 TEST_P(RsaFailure, LeavesNoSignatureAndTellsWhy) {
@@ -379,8 +384,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Failure{"Begin", -25, kNotAsked, "", kNotAsked, kNotAsked,
                 "RSA: begin failed with error: -25\n", "stored"},
-        Failure{"Upgrade", -62, -40, "", kNotAsked, kNotAsked, kNotNeeded + "-40\n",
-                "stored"},
+        Failure{"Upgrade", -62, -40, "", kNotAsked, kNotAsked, kNotNeeded + "-40\n", "stored"},
         Failure{"BeginAgain", -62, 0, "upgraded", -62, kNotAsked,
                 kRequires + "RSA: begin failed with upgraded key, code:-62, blob size:6", "stored"},
         Failure{"FinishUpgraded", -62, 0, "upgraded", 0, -21,
