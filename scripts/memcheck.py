@@ -21,8 +21,10 @@ PROGRAM = "/tests/src_test"
 FOUND = 99
 # Tests that cannot be judged so, and why.
 LEFT_OUT = {
-    "CostTest": "counts calls of malloc(), which valgrind replaces",
-    "SecretsTest": "looks through freed memory, which valgrind keeps from being used again",
+    ".CostTest.": "counts calls of malloc(), which valgrind replaces",
+    ".SecretsTest.": "looks through freed memory, which valgrind keeps from being used again",
+    ".WithoutADaemonThirtyAttempts": "asks the C library for its memory in use, which is then none",
+    ".ADescriptorThatNoSetHolds": "needs a descriptor beyond those that valgrind leaves",
 }
 VALGRIND = ["valgrind", "--quiet", "--leak-check=full", "--show-leak-kinds=definite,possible",
             "--errors-for-leak-kinds=definite,possible", f"--error-exitcode={FOUND}",
@@ -31,7 +33,8 @@ VALGRIND = ["valgrind", "--quiet", "--leak-check=full", "--show-leak-kinds=defin
 # In one device, one after the other.
 COMMANDS = [
     "orx hash sha256 $K", "orx random 32", "orx kdf --secret $K -n 64",
-    "orx key import 50 --aes $K", f"orx key import 14 --pkcs8 {report.RSA_KEY}", "orx key list", "orx key show 50",
+    "orx key import 50 --aes $K", f"orx key import 14 --pkcs8 {report.RSA_KEY}",
+    "orx key list", "orx key show 50",
     "orx encrypt 50 -i $K -o $K.enc", "orx decrypt 50 -i $K.enc", "orx sign 14 -i $K",
     "orx store put 3 -i $K", "orx store get 3", "orx store list", "orx store rm 3",
     "orx key delete 50", "orx ids", "orx imei", "orx records", "orx modem AT+CGSN", "orx doctor",
@@ -46,12 +49,13 @@ def run(words, **options):
 
 def tests(pattern):
     """Yields (name, command)."""
-    listed = subprocess.run(["ctest", "--preset", "host", "-L", "^src_test$",
-                             "--show-only=json-v1"], stdout=subprocess.PIPE, check=True, cwd=report.TOP)
+    listed = subprocess.run(
+        ["ctest", "--preset", "host", "-L", "^src_test$", "--show-only=json-v1"],
+        stdout=subprocess.PIPE, check=True, cwd=report.TOP)
     for test in json.loads(listed.stdout[listed.stdout.index(b"{"):])["tests"]:
         words = test["command"]
         at = next(i for i, word in enumerate(words) if word.endswith(PROGRAM))
-        left_out = any(f".{name}." in test["name"] for name in LEFT_OUT)
+        left_out = any(name in test["name"] for name in LEFT_OUT)
         if re.search(pattern, test["name"]) and not left_out:
             yield test["name"], words[:at] + VALGRIND + words[at:]
 
@@ -79,7 +83,7 @@ def judge(name, ended):
 
 def main():
     for name, reason in LEFT_OUT.items():
-        print(f"left out: {name}: {reason}")
+        print(f"left out: {name.strip('.')}: {reason}")
     listed = list(tests(sys.argv[1] if len(sys.argv) > 1 else ""))
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as workers:
         ended = workers.map(lambda test: (test[0], run(test[1])), listed)

@@ -12,7 +12,7 @@ RSA_KEY = TOP / "tests/tools/orx/rsa_key.pem"
 
 
 def write(name, ok, summary, rows, repeat):
-    """`rows` are dictionaries of the same keys, the columns; `repeat` is the command that did it."""
+    """`rows` are dictionaries of the same keys, the columns; `repeat` repeats the run."""
     path = TOP / f"build/{name}/report.json"
     path.parent.mkdir(parents=True, exist_ok=True)
     path.write_text(json.dumps(
