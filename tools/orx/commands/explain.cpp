@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <regex>
 
 #include "tools/orx/cli/json_lines.h"
 #include "tools/orx/commands/command_tables.h"
@@ -121,41 +122,40 @@ const Reason* ReasonByCause(const std::string& line) {
   return found;
 }
 
-// What this program prints around its reasons, by how a line begins and ends.
+constexpr char kLinesBelow[] = "what the lines below it are about";
+
+// What this program prints around its reasons, by the form of the whole line.
 struct KnownLine {
-  const char* begin;
-  const char* end;
+  const char* form;
   const char* meaning;
 };
 
 constexpr KnownLine kKnownLines[] = {
-    {"note", "", "a note beside a result, no failure"},
-    {"try:", "", "what to do about the cause in the line above"},
-    {"next:", "", "what to do about the reason above it"},
-    {"reason:", "", "the cause as this run saw it; the check's row has the code"},
-    {"not run:", "", "checks that were left out after a failure or time-out"},
-    {"CHECK ", "CODE", "the heading of a report"},
-    {"", " OK", "a check that passed"},
-    {"", " environment", "how many checks came to each verdict"},
-    {"", " timed out", "how many checks came to each verdict"},
-    {"", " interrupted", "how many checks came to each verdict"},
-    {"", " not run", "how many checks came to each verdict"},
-    {"ok ", "", "a finding of the doctor that is as it should be"},
-    {"PROBLEM ", "", "a finding of the doctor; the line below it begins with the code"},
-    {"", ":", "what the lines below it are about"},
+    {"note: .+", "a note beside a result, no failure"},
+    {"note {5}[a-z].+", "a finding of the doctor that may be as it should be"},
+    {"try: .+", "what to do about the cause in the line above"},
+    {"next: .+", "what to do about the reason above it"},
+    {"running .+", "what a check does at the moment"},
+    {"reason: .+", "the cause as this run saw it; the check's row has the code"},
+    {"runs: .+", "how often the check was made, and how often it failed"},
+    {"not run: .+", "checks that were left out after a failure or time-out"},
+    {"CHECK +INSTANCE +VERDICT +SECONDS +CODE", "the heading of a report"},
+    {".*\\bPASS\\b.* OK( \\([0-9]+ runs\\))?", "a check that passed"},
+    {"[0-9]+ passed, [0-9]+ failed, .+", "how many checks came to each verdict"},
+    {"ok {7}[a-z].+", "a finding of the doctor that is as it should be"},
+    {"PROBLEM  [a-z].+", "a finding of the doctor; the line below it begins with the code"},
+    {"(Device IDs for attestation|certificate [0-9]+|attestation record):", kLinesBelow},
+    {"(software|hardware)Enforced:|rootOfTrust:|attestationApplicationId:", kLinesBelow},
+    {"[a-z-]+(:[a-z0-9]+)?/(default|strongbox|both):", "the check that the lines below are about"},
 };
 
 const KnownLine* FindKnownLine(const std::string& text) {
   const std::string line = text.substr(std::min(text.find_first_not_of(' '), text.size()));
-  for (const KnownLine& known : kKnownLines) {
-    const std::string end = known.end;
-    const bool begins = line.rfind(known.begin, 0) == 0;
-    if (begins && line.size() >= end.size() &&
-        line.compare(line.size() - end.size(), end.size(), end) == 0) {
-      return &known;
-    }
-  }
-  return nullptr;
+  const auto known =
+      std::find_if(std::begin(kKnownLines), std::end(kKnownLines), [&](const KnownLine& candidate) {
+        return std::regex_match(line, std::regex(candidate.form));
+      });
+  return known == std::end(kKnownLines) ? nullptr : known;
 }
 
 // LibraryMessage finds the message in a line that may carry logcat's columns and the place in the

@@ -234,7 +234,9 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
       {{"KM: GenerateKey"}, "no failure"},
       {{}, "\nSS-DIFFERENT"}};
   for (const auto& [words, text] : cases) Expect(Words("explain") + words, 0, text);
-  Expect({"explain", "no such thing"}, 1);
+  for (const char* other : {"no such thing", "no such heading:", "notes", "all is OK"}) {
+    Expect({"explain", other}, 1);
+  }
 }
 
 TEST_F(DoctorCommandTest, ExplainTakesEveryLineOfAFailure) {
