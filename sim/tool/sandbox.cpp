@@ -2,6 +2,7 @@
 #include "sim/tool/sandbox.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -21,9 +22,12 @@ struct Base {
 
 // Where a rebuilt /dev has the one it was made from. The kernel finds the terminals' file system
 // beside the ptmx that is opened, so that one must be opened there; a mount of the node alone has
-// nothing beside it.
+// nothing beside it. New terminals are named by that place, so the file system's own ptmx, which
+// may be closed to users, goes first.
 constexpr char kDev[] = "/dev";
 constexpr char kOutsideDev[] = ".outside";
+constexpr char kTerminals[] = "/dev/ptmx";
+constexpr char kOwnTerminals[] = "pts/ptmx";
 
 Base FindBase(const fs::path& target) {
   Base base{target, {}, {}};
@@ -55,6 +59,9 @@ void AddEntry(const fs::directory_entry& entry, std::vector<std::string>* out) {
   if (entry.is_symlink(error)) {
     const std::string link = fs::read_symlink(path, error);
     Add(out, {"--symlink", link, path});
+  } else if (path == kTerminals &&
+             access((fs::path(kDev) / kOwnTerminals).c_str(), R_OK | W_OK) == 0) {
+    Add(out, {"--symlink", kOwnTerminals, path});
   } else if (stat(path.c_str(), &status) == 0 && IsPartOfDev(path, status)) {
     Add(out, {"--symlink", kOutsideDev / entry.path().filename(), path});
   } else if (stat(path.c_str(), &status) == 0) {
