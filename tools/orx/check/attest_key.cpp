@@ -2,8 +2,11 @@
 #include "tools/orx/check/attest_key.h"
 
 #include <keymint/ORX_KEYMINT.h>
+#include <openssl/mem.h>
+#include <openssl/x509.h>
 #include <sys/system_properties.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace orx_tool {
@@ -25,6 +28,17 @@ bool StrongBoxHasFactoryKeys() {
   char value[PROP_VALUE_MAX] = {};
   __system_property_get("ro.boot.factorysbprov", value);
   return strcmp(value, "true") == 0;
+}
+
+std::vector<uint8_t> GeneratedKeyName() {
+  const bssl::UniquePtr<X509_NAME> name(X509_NAME_new());
+  const auto* text = reinterpret_cast<const uint8_t*>("Android Keystore Key");
+  X509_NAME_add_entry_by_txt(name.get(), "CN", MBSTRING_ASC, text, -1, -1, 0);
+  uint8_t* der = nullptr;
+  const int size = i2d_X509_NAME(name.get(), &der);
+  std::vector<uint8_t> bytes(der, der + std::max(size, 0));
+  OPENSSL_free(der);
+  return bytes;
 }
 
 int GenerateAttestKey(bool strongbox, CertificateChain* chain) {

@@ -22,18 +22,6 @@ namespace km = aidl::android::hardware::security::keymint;
 constexpr size_t kRecords = 7;
 constexpr size_t kShortestIdentifier = 6;
 
-// The name that KeyMint gives a key that it generates, in DER.
-std::vector<uint8_t> KeyName() {
-  const bssl::UniquePtr<X509_NAME> name(X509_NAME_new());
-  const auto* text = reinterpret_cast<const uint8_t*>("Android Keystore Key");
-  X509_NAME_add_entry_by_txt(name.get(), "CN", MBSTRING_ASC, text, -1, -1, 0);
-  uint8_t* der = nullptr;
-  const int size = i2d_X509_NAME(name.get(), &der);
-  std::vector<uint8_t> bytes(der, der + std::max(size, 0));
-  OPENSSL_free(der);
-  return bytes;
-}
-
 // Values of the identifiers of the check, as the library has them attested.
 std::vector<std::pair<Identifier, std::string>> Values(const Check& check) {
   std::vector<std::pair<Identifier, std::string>> values;
@@ -117,7 +105,7 @@ Capture CaptureKeys(const Check& check, bool with_identifiers) {
   orx::KeyMintService service(check.on_strongbox());
   const bool with_challenge = !check.on_strongbox() || StrongBoxHasFactoryKeys();
   km::AttestationKey attest_key;
-  attest_key.issuerSubjectName = KeyName();
+  attest_key.issuerSubjectName = GeneratedKeyName();
   capture.attestation_key =
       Generate(service, AttestKeyParameters(with_challenge), std::nullopt, &attest_key.keyBlob);
   if (attest_key.keyBlob.empty()) return capture;

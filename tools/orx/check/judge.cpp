@@ -59,13 +59,17 @@ std::string WhatIsAbsent(const Check& check, const Problem& problem, const Secon
 
 // NoKeyAtAll is the code of a KeyMint that makes no key, with identifiers or without: the error's
 // own, unless that speaks of a key in use.
-std::string NoKeyAtAll(const Reason* error) {
+std::string NoKeyAtAll(const Check& check, const Reason* error) {
+  if (error != nullptr && std::string(error->code) == "KM-KEYS-NOT-PROVISIONED" &&
+      check.kind == Check::Kind::kRkpIds) {
+    return "RKP-KEY-REFUSED";
+  }
   const bool tells = error != nullptr && std::string(error->owner) != "operator";
   return tells ? error->code : "ATTEST-GENERATE";
 }
 
 // WithCall adds what the failed call answered when it was made again.
-Problem WithCall(const Problem& problem, const RepeatedCall& call) {
+Problem WithCall(const Check& check, const Problem& problem, const RepeatedCall& call) {
   Problem answered = problem;
   std::string what = call.name + " answered " + KeyMintErrorName(call.error);
   const KeyMintError* error = FindKeyMintError(std::to_string(call.error));
@@ -78,7 +82,7 @@ Problem WithCall(const Problem& problem, const RepeatedCall& call) {
   } else if (reason != nullptr && reason->exit_code == kEnvironment) {
     answered = Replaced(problem, reason->code);
   } else if (problem.code == "ATTEST-DEVICE-ID") {
-    answered = Replaced(problem, NoKeyAtAll(reason));
+    answered = Replaced(problem, NoKeyAtAll(check, reason));
   }
   if (answered.code == "KM-UNKNOWN-ERROR") {
     answered.cause = "KeyMint failed without a reason of its own.";
@@ -120,8 +124,12 @@ Problem Refine(const Check& check, const Seen& seen, const Problem& problem) {
     return Replaced(problem, "ATTEST-REMOTE");
   }
   Problem refined = OneCallFailed(problem.code, problem.library_line) && look.call.failed()
-                        ? WithCall(problem, look.call)
+                        ? WithCall(check, problem, look.call)
                         : problem;
+  if (problem.code == "SS-DIFFERENT" && !look.wrong_length.empty()) {
+    refined = Replaced(problem, "SS-LENGTH");
+    AddToCause(" (" + look.wrong_length + ")", &refined);
+  }
   if (refined.code == "ATTEST-DEVICE-ID") refined = WithIdentifiers(refined, seen);
   if (refined.code == "KM-SERVICE-MISSING" && check.instance != "both") {
     AddToCause(" (" + check.instance + ")", &refined);
@@ -170,6 +178,7 @@ void Advise(const Check& check, const Seen& seen, CheckResult* result) {
   if (passed && seen.look.remote_strongbox && check.needs_factory_keys() && !check.relaxed) {
     result->advice.push_back("checked relaxed: it signs its attestation key itself");
   }
+  if (passed && !seen.look.wrong_length.empty()) result->advice.push_back(seen.look.wrong_length);
   AdviseOnModem(seen, result);
   const bool of_chain = result->code.rfind("ATTEST-CHAIN", 0) == 0 ||
                         result->code == "ATTEST-ROOT" || result->code == "ATTEST-LEAF-SUBJECT";

@@ -80,14 +80,30 @@ void MakeAttestKey(const Check& check, Calls* calls, SecondLook* look) {
   if (check.looks_at_chain && with_challenge) look->chain_advice = ChainAdvice(chain);
 }
 
-void MakeRemoteKey(const Check& check, Calls* calls) {
+// MakeRemoteKey returns the key's handle.
+std::vector<uint8_t> MakeRemoteKey(const Check& check, Calls* calls) {
+  std::vector<uint8_t> handle;
   const auto component = Find<km::IRemotelyProvisionedComponent>(check.on_strongbox());
-  if (component == nullptr) return;
+  if (component == nullptr) return handle;
   calls->Make(check.on_strongbox(), "generateEcdsaP256KeyPair", [&] {
     km::MacedPublicKey key;
-    std::vector<uint8_t> handle;
     return component->generateEcdsaP256KeyPair(/*in_testMode=*/false, &key, &handle);
   });
+  return handle;
+}
+
+// AttestWithRemoteKey has KeyMint attest a key with one of the component, and no identifier.
+void AttestWithRemoteKey(const Check& check, Calls* calls) {
+  const std::vector<uint8_t> handle = MakeRemoteKey(check, calls);
+  const auto device = Find<km::IKeyMintDevice>(check.on_strongbox());
+  if (device == nullptr || handle.empty()) return;
+  const orx::AuthorizationSet parameters = AttestKeyParameters(/*with_challenge=*/true);
+  const km::AttestationKey attestation_key{handle, {}, GeneratedKeyName()};
+  km::KeyCreationResult created;
+  calls->Make(check.on_strongbox(), "generateKey with a given attestation key", [&] {
+    return device->generateKey({parameters.begin(), parameters.end()}, attestation_key, &created);
+  });
+  if (!created.keyBlob.empty()) device->deleteKey(created.keyBlob);
 }
 
 // Repeats the exercise to see what of it reaches the service.
@@ -163,20 +179,32 @@ void BindRootOfTrust(Calls* calls) {
   calls->Make(true, "sendRootOfTrust", [&] { return strongbox->sendRootOfTrust(root); });
 }
 
-void NegotiateSecret(Calls* calls) {
+// WrongLength tells of a check value that is no HMAC-SHA-256, or nothing.
+std::string WrongLength(const char* instance, const std::vector<uint8_t>& secret) {
+  constexpr size_t kHmacBytes = 32;
+  if (secret.size() == kHmacBytes) return "";
+  return std::string(instance) + " computeSharedSecret answered " + std::to_string(secret.size()) +
+         " bytes, not " + std::to_string(kHmacBytes);
+}
+
+void NegotiateSecret(Calls* calls, std::string* wrong_length) {
   const auto tee = Find<ss::ISharedSecret>(false);
   const auto strongbox = Find<ss::ISharedSecret>(true);
   if (tee == nullptr || strongbox == nullptr) return;
   std::vector<ss::SharedSecretParameters> list(2);
-  std::vector<uint8_t> secret;
+  std::vector<uint8_t> of_tee;
+  std::vector<uint8_t> of_strongbox;
   calls->Make(false, "getSharedSecretParameters",
               [&] { return tee->getSharedSecretParameters(&list[0]); });
   calls->Make(true, "getSharedSecretParameters",
               [&] { return strongbox->getSharedSecretParameters(&list[1]); });
   calls->Make(false, "computeSharedSecret",
-              [&] { return tee->computeSharedSecret(list, &secret); });
+              [&] { return tee->computeSharedSecret(list, &of_tee); });
   calls->Make(true, "computeSharedSecret",
-              [&] { return strongbox->computeSharedSecret(list, &secret); });
+              [&] { return strongbox->computeSharedSecret(list, &of_strongbox); });
+  if (calls->last().failed()) return;
+  *wrong_length = WrongLength("default", of_tee);
+  if (wrong_length->empty()) *wrong_length = WrongLength("strongbox", of_strongbox);
 }
 
 // RefusedAgain tells whether KeyMint does not attest an identifier when the check is done again.
@@ -201,6 +229,10 @@ uint32_t FindWrongIdentifiers(Check check) {
 }
 
 bool RemoteKeysPass(const Check& check) {
+  // The check without identifiers has nothing attested.
+  Calls calls;
+  AttestWithRemoteKey(check, &calls);
+  if (calls.last().failed()) return false;
   Check remote = check;
   remote.kind = Check::Kind::kRkpIds;
   remote.id_mask = 0;
@@ -222,23 +254,27 @@ SecondLook LookAgain(const Check& check, const std::string& code) {
       MakeAttestKey(check, &calls, &look);
       break;
     case Check::Kind::kRkpIds:
-      MakeRemoteKey(check, &calls);
+      if (code == "ATTEST-DEVICE-ID") {
+        AttestWithRemoteKey(check, &calls);
+      } else {
+        MakeRemoteKey(check, &calls);
+      }
       MakeAttestKey(check, &attest_key, &look);
       break;
     case Check::Kind::kRootOfTrust:
       BindRootOfTrust(&calls);
       break;
     case Check::Kind::kSharedSecret:
-      NegotiateSecret(&calls);
+      NegotiateSecret(&calls, &look.wrong_length);
       break;
     case Check::Kind::kKeyMint:
       if (code == "UNEXPLAINED") RepeatExercise(check.on_strongbox(), &calls);
       break;
   }
-  look.call =
-      attest_key.last().failed() && !calls.last().failed() ? attest_key.last() : calls.last();
-  // A call that is refused as the check wants it did not fail.
-  if (check.kind == Check::Kind::kRkpIds && look.call.error == kNotProvisioned) look.call.error = 0;
+  // Without a given key the check wants this refusal.
+  const bool as_wanted = attest_key.last().error == kNotProvisioned;
+  const bool failed = attest_key.last().failed() && !as_wanted && !calls.last().failed();
+  look.call = failed ? attest_key.last() : calls.last();
   if (code == "KM-KEYS-NOT-PROVISIONED") look.remote_keys = RemoteKeysPass(check);
   if (code == "ATTEST-DEVICE-ID") look.wrong_identifiers = FindWrongIdentifiers(check);
   return look;
@@ -255,6 +291,7 @@ Json::Value LookToJson(const SecondLook& look) {
   json["answered"] = look.call.answered;
   json["error"] = look.call.error;
   json["wrong_identifiers"] = look.wrong_identifiers;
+  json["wrong_length"] = look.wrong_length;
   json["chain_advice"] = Texts(look.chain_advice);
   return json;
 }
@@ -268,6 +305,7 @@ SecondLook LookFromJson(const Json::Value& json) {
   look.remote_keys = json["remote_keys"].asBool();
   look.call = {json["call"].asString(), json["answered"].asBool(), json["error"].asInt()};
   look.wrong_identifiers = json["wrong_identifiers"].asUInt();
+  look.wrong_length = json["wrong_length"].asString();
   look.chain_advice = FromTexts(json["chain_advice"]);
   return look;
 }

@@ -36,6 +36,7 @@ struct SecondLook {
   bool remote_keys = false;        // the check of remotely provisioned keys passes
   RepeatedCall call;               // the failed one, or the last of those that passed
   uint32_t wrong_identifiers = 0;  // mask of those that KeyMint does not attest, one by one
+  std::string wrong_length;        // which shared secret has not its length, if one has
   std::vector<std::string> chain_advice;
 };
 

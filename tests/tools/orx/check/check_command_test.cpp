@@ -131,7 +131,7 @@ TEST_F(CheckCommandTest, RemotelyProvisionedKeysAreJudgedByWhatWasSeen) {
       {"generateKey:-49@1", "rkp-ids", "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
       {"", "rkp-ids --strongbox --ids brand", "PASS 0 OK", ""},
       // No key at all is not a matter of the identifier.
-      {"generateKey:-1000", kRkpBrand, "FAIL 1 KM-UNKNOWN-ERROR", "generateKey answered"},
+      {"generateKey:-1000", kRkpBrand, "FAIL 1 KM-UNKNOWN-ERROR", "generateKey with a given"},
       {"generateKey:-38", kRkpBrand, "FAIL 1 ATTEST-GENERATE", "INVALID_ARGUMENT"},
   });
   faults_ = {"default.generateEcdsaP256KeyPair:-1"};
@@ -154,6 +154,8 @@ TEST_F(CheckCommandTest, ADeviceWithoutFactoryKeysIsJudgedByWhatWasSeen) {
       {"generateEcdsaP256KeyPair:damaged", rkp, "FAIL 1 RKP-PUBLIC-KEY", "COSE"},
       {"", "attestation", "N/A 3 ATTEST-REMOTE", "provisioned remotely"},
       {"", "model x", "N/A 3 ATTEST-REMOTE", "provisioned remotely"},
+      {"generateKey:-74", kRkpBrand, "FAIL 1 RKP-KEY-REFUSED", "with a given attestation key"},
+      {"generateKey:-74", "attestation", "FAIL 1 KM-KEYS-NOT-PROVISIONED", "no factory"},
       // Without remotely provisioned keys either, nothing excuses the missing ones.
       {"service:default.rkp:absent", "attestation", "FAIL 1 KM-KEYS-NOT-PROVISIONED",
        "no factory attestation keys"},
@@ -205,6 +207,7 @@ TEST_F(CheckCommandTest, TheSharedSecretIsJudgedByWhatWasSeen) {
       {"strongbox.computeSharedSecret:dead-object", secret, "ENV 4 KM-TRANSPORT", kCompute},
       {"default.computeSharedSecret:-1", secret, "FAIL 1 SS-COMPUTE", "answered"},
       {"default.computeSharedSecret:damaged", secret, "FAIL 1 SS-DIFFERENT", "differ"},
+      {"strongbox.computeSharedSecret:cut", secret, "FAIL 1 SS-LENGTH", "31 bytes, not 32"},
       {"", secret, "N/A 3 STRONGBOX-ABSENT", "no StrongBox", "strongbox=no"},
   });
 }
