@@ -140,6 +140,7 @@ TEST(AttestationTest, GenerateKeyChecksItsParameters) {
        ErrorCode::EARLY_BOOT_ENDED},
       {"unique attestation", With(Attested(ec), {{Tag::DEVICE_UNIQUE_ATTESTATION, true}}),
        kArgument, kIds},
+      {"RSA-2048", With(rsa, {f4, size(2048)}), kOk, kOk},
       {"RSA without size", With(rsa, {f4}), kSize, kSize},
       {"RSA without exponent", With(rsa, {size(2048)}), kArgument, kArgument},
       {"RSA-1024", With(rsa, {f4, size(1024)}), kSize, kSize},

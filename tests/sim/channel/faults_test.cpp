@@ -87,6 +87,8 @@ TEST_F(FaultsTest, WrongSpecificationsAreNamed) {
       {"begin:-62x", "is not an effect"},
       {"getSharedSecretParameters:seed=-1", "is not an effect"},
       {"getSharedSecretParameters:seed=4097", "is not an effect"},
+      {"getSharedSecretParameters:nonce=-1", "is not an effect"},
+      {"getSharedSecretParameters:nonce=4097", "is not an effect"},
       {"service:tee:absent", "\"tee\" is not a service; there are default and strongbox"},
       {"service:strongbox:gone", "not of the form"},
       {"service:strongbox:absent@1", "leave out @1"},

@@ -153,6 +153,7 @@ TEST_F(KeyCommandTest, VerifySaysThatItRejectsByDesign) {
   const std::string verify = "verify 51 -i @data --signature @signature";
   Expect(verify, 1, "[RSA-VERIFY-REJECTS]");
   Expect(verify, 1, "openssl dgst -sha256 -verify");
+  Expect("verify 51 -i @data --signature @no", 1, "[INPUT-UNREADABLE]");
 }
 
 TEST_F(KeyCommandTest, BadKeysGetOneClearLineAndLeaveTheSlotEmpty) {
