@@ -82,6 +82,10 @@ TEST_F(DeviceId, OnlyTheExactWordTrueMeansDualSim) {
 }
 
 TEST_F(DeviceId, TheCheckReadsAllSixAndRefreshesTheGettersBuffers) {
+  for (const auto get : {ORX_get_product_name, ORX_get_model_name, ORX_get_brand_name,
+                         ORX_get_device_name, ORX_get_manufacturer_name, ORX_get_serial}) {
+    EXPECT_EQ(get(), get()) << "one buffer";
+  }
   const char* brand = ORX_get_brand_name();
   const char* model = ORX_get_model_name();
   const char* serial = ORX_get_serial();

@@ -119,8 +119,9 @@ class SharedSecretTest : public SecureElementTest {
     ON_CALL(*strongbox, computeSharedSecret).WillByDefault(Answers(&strongbox_value));
   }
 
-  Parameters tee_parameters = {{}, Bytes(32, 1)};
-  Parameters strongbox_parameters = {Bytes(32, 2), Bytes(32, 3)};
+  // The TEE comes first, also where its parameters sort last.
+  Parameters tee_parameters = {Bytes(32, 2), Bytes(32, 3)};
+  Parameters strongbox_parameters = {{}, Bytes(32, 1)};
   Bytes tee_value = Bytes(32, 4);
   Bytes strongbox_value = tee_value;
   const std::shared_ptr<NiceMock<MockSharedSecret>> tee = Registered<MockSharedSecret>("default");

@@ -24,6 +24,19 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/scripted_modem.h"
 
+namespace {
+
+bool limited_read = false;
+
+}  // namespace
+
+// The program's definition precedes libc's, to see how long is waited for an answer.
+extern "C" int select(int count, fd_set* read, fd_set* write, fd_set* error, timeval* timeout) {
+  limited_read |= read != nullptr && timeout != nullptr;
+  const timespec limit = {timeout != nullptr ? timeout->tv_sec : 0, 0};
+  return pselect(count, read, write, error, timeout != nullptr ? &limit : nullptr, nullptr);
+}
+
 namespace orx_test {
 namespace {
 
@@ -137,7 +150,9 @@ TEST_F(ModemChannel, AnExchangeLogsEveryStep) {
     At(row.step, row.action);
     EXPECT_EQ(Ask(), row.result);
     EXPECT_THAT(Log(), HasSubstr(row.log));
+    EXPECT_EQ(response_[ORX_MODEM_RESPONSE_MAX], '\0') << "the caller's terminator";
   }
+  EXPECT_FALSE(limited_read);
   EXPECT_EQ(sigpipes, 1);
 }
 
