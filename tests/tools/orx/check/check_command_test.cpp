@@ -406,6 +406,7 @@ TEST_F(CheckCommandTest, AHealthyReportLeavesRoomOnTheSmallestScreen) {
 
 TEST_F(CheckCommandTest, NotesAreShownUnlessQuiet) {
   EXPECT_THAT(Orx("check attestation").out, HasSubstr("note: attestation/default: the root's key"));
+  EXPECT_THAT(Orx("check keymint --strongbox").out, HasSubstr("lacks, as it may: import, RSA-4096"));
   EXPECT_THAT(Orx("check attestation -q").out, Not(HasSubstr("note:")));
 }
 
