@@ -3,6 +3,7 @@
 
 #include <orx/orx.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 namespace orx_tool {
 
@@ -14,6 +15,10 @@ bool IsDevice() {
   const char* device = getenv("ANDROID_HOST_DEVICE");
   return device != nullptr && *device != 0;
 #endif
+}
+
+bool IsModemAwaited() {
+  return IsDevice() || access(kModemSocket, F_OK) == 0;
 }
 
 std::string DeviceModel() {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "tools/orx/cli/device.h"
 #include "tools/orx/cli/encoding.h"
 #include "tools/orx/cli/modem_progress.h"
 #include "tools/orx/commands/command_tables.h"
@@ -53,6 +54,7 @@ struct ModemIdentifier {
 };
 
 int RunModemIdentifier(const ModemIdentifier& identifier, Output& output) {
+  if (!IsModemAwaited()) return output.Fail(KnownProblem("MODEM-UNREACHABLE"));
   std::vector<char> buffer(kAnswerBytes, 0);
   ClearLibraryLog();
   int result = 0;
@@ -216,6 +218,7 @@ int RunRecords(const Args& args, Output& output) {
 }
 
 int RunModem(const Args& args, Output& output) {
+  if (!IsModemAwaited()) return output.Fail(KnownProblem("MODEM-UNREACHABLE"));
   std::string command = args.operands()[0];
   if (!args.Has("raw") && command.rfind("AT", 0) == 0) command.insert(0, kAtPrefix);
   std::vector<char> answer(kAnswerBytes, 0);

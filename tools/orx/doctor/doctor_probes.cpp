@@ -11,13 +11,13 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "tools/orx/cli/device.h"
 #include "tools/orx/cli/file_text.h"
 #include "tools/orx/diagnosis/slots.h"
 
 namespace orx_tool {
 namespace {
 
-constexpr const char kModemSocket[] = "/dev/socket/rild-oem";
 // A key blob has some hundred bytes; below this a store soon fails.
 constexpr uint64_t kLowSpaceBytes = 64UL * 1024;
 

@@ -237,7 +237,7 @@ TEST_F(KeyCommandTest, AMissingServiceIsAnEnvironmentFailure) {
   Expect(import, 4, "library: Could not obtain the keymint service\n  try: ");
 }
 
-TEST_F(KeyCommandTest, AMissingFolderIsAnEnvironmentFailure) {
+TEST_F(KeyCommandTest, OutsideADeviceFolderAndModemAreEnvironmentFailures) {
   in_device_ = false;
   std::filesystem::remove("/mnt/vendor/persist/security");
   for (const Words words : {"key list", "encrypt 50", "store get 3"}) {
@@ -246,6 +246,10 @@ TEST_F(KeyCommandTest, AMissingFolderIsAnEnvironmentFailure) {
            "no Android device. Run the command inside a simulated one: "
            "orx-sim run -- orx " +
                words[0]);
+  }
+  // Nor is there a modem to wait for.
+  for (const char* words : {"imei --timeout 1", "modem AT --timeout 1"}) {
+    Expect(words, 4, "socket /dev/socket/rild-oem. [MODEM-UNREACHABLE]");
   }
 }
 
