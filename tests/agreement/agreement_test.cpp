@@ -13,7 +13,7 @@
 #include "tests/support/certificate_builder.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/mock_keymint.h"
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/certificate.h"
 #include "tools/orx/check/keymint_keys.h"
 
 namespace orx_tool {

@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "tests/fuzz/fuzz.h"
-#include "tools/orx/check/attestation_record.h"
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/attestation_record.h"
+#include "tools/orx/chain/certificate.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <set>
 
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/certificate.h"
 #include "tools/orx/check/judge.h"
 
 namespace orx_tool {

@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "tools/orx/check/check_report.h"
-#include "tools/orx/check/evidence.h"
 #include "tools/orx/check/run_check.h"
 #include "tools/orx/cli/args.h"
 #include "tools/orx/cli/files.h"
 #include "tools/orx/cli/output.h"
 #include "tools/orx/cli/progress.h"
 #include "tools/orx/cli/signals.h"
+#include "tools/orx/evidence/evidence.h"
 
 namespace orx_tool {
 

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/certificate.h"
 #include "tools/orx/check/identifiers.h"
 #include "tools/orx/diagnosis/modem_answer.h"
 

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/orx/check/capture.h"
 #include "tools/orx/check/check.h"
 #include "tools/orx/check/keymint_exercise.h"
 #include "tools/orx/check/second_look.h"
 #include "tools/orx/cli/supervisor.h"
 #include "tools/orx/diagnosis/library_log.h"
+#include "tools/orx/evidence/capture.h"
 
 namespace orx_tool {
 

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "tools/orx/check/attest_key.h"
+#include "tools/orx/chain/attest_key.h"
 
 namespace orx_tool {
 namespace {

@@ -6,13 +6,13 @@
 #include <algorithm>
 #include <chrono>
 
-#include "tools/orx/check/capture.h"
 #include "tools/orx/check/judge.h"
 #include "tools/orx/check/library_call.h"
 #include "tools/orx/check/second_look.h"
 #include "tools/orx/cli/json_lines.h"
 #include "tools/orx/cli/supervisor.h"
 #include "tools/orx/diagnosis/library_log.h"
+#include "tools/orx/evidence/capture.h"
 
 namespace orx_tool {
 namespace {

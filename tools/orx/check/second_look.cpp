@@ -10,8 +10,8 @@
 #include <array>
 #include <memory>
 
-#include "tools/orx/check/attest_key.h"
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/attest_key.h"
+#include "tools/orx/chain/certificate.h"
 #include "tools/orx/check/identifiers.h"
 #include "tools/orx/check/keymint_exercise.h"
 #include "tools/orx/check/library_call.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/certificate.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/orx/check/attest_key.h"
+#include "tools/orx/chain/attest_key.h"
 
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/mem.h>

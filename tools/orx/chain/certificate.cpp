@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/certificate.h"
 
 #include <openssl/bio.h>
 #include <openssl/bn.h>
@@ -13,7 +13,7 @@
 
 #include <algorithm>
 
-#include "tools/orx/check/attestation_record.h"
+#include "tools/orx/chain/attestation_record.h"
 #include "tools/orx/cli/encoding.h"
 #include "tools/orx/cli/files.h"
 #include "tools/orx/cli/iso8601.h"

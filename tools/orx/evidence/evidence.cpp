@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/orx/check/evidence.h"
+#include "tools/orx/evidence/evidence.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -11,9 +11,9 @@
 
 #include <algorithm>
 
-#include "tools/orx/check/certificate.h"
-#include "tools/orx/check/replay_lines.h"
+#include "tools/orx/chain/certificate.h"
 #include "tools/orx/cli/files.h"
+#include "tools/orx/evidence/replay_lines.h"
 
 namespace orx_tool {
 namespace {

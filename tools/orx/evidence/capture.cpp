@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/orx/check/capture.h"
+#include "tools/orx/evidence/capture.h"
 
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/x509.h>
@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "tools/orx/check/attest_key.h"
+#include "tools/orx/chain/attest_key.h"
 #include "tools/orx/check/identifiers.h"
 #include "tools/orx/cli/encoding.h"
 

@@ -3,8 +3,8 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include "tools/orx/check/attest_key.h"
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/attest_key.h"
+#include "tools/orx/chain/certificate.h"
 #include "tools/orx/check/check_commands.h"
 #include "tools/orx/check/check_report.h"
 #include "tools/orx/check/judge.h"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/certificate.h"
-#include "tools/orx/check/attest_key.h"
+#include "tools/orx/chain/attest_key.h"
 #include "tools/orx/diagnosis/diagnostics.h"
 
 namespace orx_tool {

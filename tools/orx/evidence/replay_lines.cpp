@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/orx/check/replay_lines.h"
+#include "tools/orx/evidence/replay_lines.h"
 
 #include <aidl/android/hardware/security/keymint/ErrorCode.h>
 #include <aidl/android/hardware/security/keymint/Tag.h>
@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tools/orx/check/attest_key.h"
-#include "tools/orx/check/certificate.h"
+#include "tools/orx/chain/attest_key.h"
+#include "tools/orx/chain/certificate.h"
 #include "tools/orx/check/identifiers.h"
 #include "tools/orx/cli/encoding.h"
 
