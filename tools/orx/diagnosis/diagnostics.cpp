@@ -224,6 +224,17 @@ void AddToCause(const std::string& text, Problem* problem) {
   cause.insert(cause.size() - (full_stop ? 1 : 0), text);
 }
 
+namespace {
+
+// HasBegun tells whether an operation was asked for. When that did not fail and there is none, the
+// fault is not the caller's.
+bool HasBegun(const std::vector<LogLine>& lines) {
+  return std::any_of(lines.begin(), lines.end(),
+                     [](const LogLine& line) { return line.message == "KM: Begin"; });
+}
+
+}  // namespace
+
 Problem Diagnose(const std::vector<LogLine>& lines) {
   std::optional<Problem> failure;
   std::optional<Problem> consequence;
@@ -240,6 +251,11 @@ Problem Diagnose(const std::vector<LogLine>& lines) {
     if (match->message->kind == MessageKind::kConsequence && !consequence) {
       consequence = FromMatch(*match, line.message);
     }
+  }
+  if (failure && failure->code == "CALL-NO-OPERATION" && HasBegun(lines)) {
+    const std::string line = failure->library_line;
+    failure = FromReason(KnownReason("KM-NO-OPERATION"));
+    failure->library_line = line;
   }
   if (failure) return *failure;
   if (consequence) return *consequence;

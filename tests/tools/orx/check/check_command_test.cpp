@@ -177,6 +177,7 @@ TEST_F(CheckCommandTest, KeyMintIsJudgedByWhatWasSeen) {
       {"finish:dead-object@9", "keymint", "FAIL 1 KM-UNKNOWN-ERROR", "done again. Failed: decr"},
       {"importKey:-49", "keymint", "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
       {"service:default:absent", "keymint", "ENV 4 KM-SERVICE-MISSING", "not registered"},
+      {"begin:no-operation", "keymint", "FAIL 1 KM-NO-OPERATION", "Failed: encryption, AES-128"},
       {"begin:params", "keymint", "FAIL 1 KM-DEVICE-NONCE", "Failed: encryption, AES-128"},
   });
 }
@@ -406,7 +407,8 @@ TEST_F(CheckCommandTest, AHealthyReportLeavesRoomOnTheSmallestScreen) {
 
 TEST_F(CheckCommandTest, NotesAreShownUnlessQuiet) {
   EXPECT_THAT(Orx("check attestation").out, HasSubstr("note: attestation/default: the root's key"));
-  EXPECT_THAT(Orx("check keymint --strongbox").out, HasSubstr("lacks, as it may: import, RSA-4096"));
+  EXPECT_THAT(Orx("check keymint --strongbox").out,
+              HasSubstr("lacks, as it may: import, RSA-4096"));
   EXPECT_THAT(Orx("check attestation -q").out, Not(HasSubstr("note:")));
 }
 
