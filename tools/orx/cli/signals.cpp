@@ -16,12 +16,25 @@ char unfinished_path[PATH_MAX];
 int holds = 0;
 volatile sig_atomic_t held = 0;
 volatile sig_atomic_t noted = 0;
+double noted_at = 0;  // written by the handler alone
+
+// One that is sent to a process group comes twice where a parent passes signals on, as orx-sim
+// does. The second is no wish to end without a report.
+constexpr double kSameSignalSeconds = 0.5;
+
+double Now() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
 
 void OnEndingSignal(int signal_number) {
   if (held != 0) {
+    if (noted == 0) noted_at = Now();
     noted = signal_number;
     return;
   }
+  if (noted == signal_number && Now() - noted_at < kSameSignalSeconds) return;
   EndNow(128 + signal_number);
 }
 
