@@ -22,7 +22,7 @@ TOP = pathlib.Path(__file__).resolve().parent.parent
 BUILD = TOP / "build/fuzz"
 ROOM = TOP / "tests/fuzz"
 LEAST_PERCENT = 95
-MODULES = ["lib/liborx_sim.so", "lib/libandroid_host.so", "lib/liborx.so"]
+MODULES = ["lib/orx-sim/liborx_sim.so", "lib/libandroid_host.so", "lib/liborx.so"]
 
 
 def targets():
