@@ -72,6 +72,7 @@ constexpr Field kFields[] = {
     {"callerNonce", Tag::CALLER_NONCE, Kind::kFlag},
     {"minMacLength", Tag::MIN_MAC_LENGTH, Kind::kNumber},
     {"ecCurve", Tag::EC_CURVE, Kind::kCurve},
+    {"mlDsaVariant", 11, Kind::kNumber},  // of interface versions newer than the header
     {"rsaPublicExponent", Tag::RSA_PUBLIC_EXPONENT, Kind::kNumber},
     {"mgfDigest", Tag::RSA_OAEP_MGF_DIGEST, Kind::kDigests},
     {"rollbackResistance", Tag::ROLLBACK_RESISTANCE, Kind::kFlag},

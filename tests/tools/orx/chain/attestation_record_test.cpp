@@ -66,7 +66,7 @@ TEST(AttestationRecordTest, IsShownInItsOwnOrderWhateverItHolds) {
                   "uniqueId: ", "softwareEnforced:", "  creationDateTime: 2025-09-02T20:59:20Z",
                   "  attestationApplicationId:", "    packages: app.orx version 7",
                   "    signerDigests: ab01", "hardwareEnforced:", "  purpose: SIGN, ATTEST_KEY",
-                  "  keySize: not readable: 0500", "  tag 11: 020103", "  rollbackResistant: true",
+                  "  keySize: not readable: 0500", "  mlDsaVariant: 3", "  rollbackResistant: true",
                   "  rootOfTrust:", "    verifiedBootKey: 414243", "    deviceLocked: true",
                   "    verifiedBootState: Unverified", "    verifiedBootHash: 0102",
                   "  moduleHash: 4142", "  tag 10000: 020105"));
