@@ -23,7 +23,6 @@ namespace km = aidl::android::hardware::security::keymint;
 namespace orx = android::hardware::keymint::ORX;
 using orx_test::CertificateFields;
 using orx_test::EcKey;
-using testing::_;
 
 class AgreementTest : public testing::Test {
  protected:

@@ -12,7 +12,7 @@ namespace orx_tool {
 // Iso8601 is a time in UTC ("2026-01-31T12:00:00Z", ISO 8601, RFC 3339); empty for one beyond the
 // calendar. It does not go through time_t, which ends in 2038 where it has 32 bits.
 inline std::string Iso8601(int64_t seconds) {
-  constexpr int64_t kDaySeconds = 24 * 3600;
+  constexpr int64_t kDaySeconds = int64_t{24} * 3600;
   const int64_t days = seconds / kDaySeconds;
   if (days < std::numeric_limits<int>::min() || days > std::numeric_limits<int>::max()) return "";
   const bssl::UniquePtr<ASN1_TIME> time(
