@@ -32,6 +32,10 @@ left_out=(
   'it has no seccomp_unotify(2), with which file calls are made to fail'
   'WorksWhereThereIsNoMntAtAll'
   'it shows the folder of the libraries in the place of /'
+  'ExplainTakesEveryLineOfAFailure'
+  'it makes a file call fail, see above'
+  'ReadSocket\.GivesUpAtTheTenthEmptyReceive'
+  'it wants room for all that a receive without a limit could take'
   'CheckCommandTest\.(Identifiers|TheModemIsWaitedForOnce)'
   'it is slower than the limits of less than a second under which they judge'
 )

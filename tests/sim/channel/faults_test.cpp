@@ -107,6 +107,7 @@ TEST_F(FaultsTest, WrongSpecificationsAreNamed) {
   }
   Attach();
   EXPECT_EQ(BeginCode(*tee_), 0);
+  Add("getSharedSecretParameters:seed=4096");
 }
 
 TEST_F(FaultsTest, CountsTheCallsThatFit) {

@@ -188,6 +188,7 @@ TEST_F(OrxSimTest, FaultsOfFilesShowInThePersistFolderAlone) {
       {"persist:read-only", 1, "failed to open 'file': Read-only file system"},
       {"persist:missing", 9, ""},
   };
+  EXPECT_EQ(RunInside("ls -a /mnt", "--fault persist:missing").out, Run({"ls", "-a", "/mnt"}).out);
   for (const auto& [fault, exit_code, shown] : cases) {
     SCOPED_TRACE(fault);
     const ProgramResult result =

@@ -232,6 +232,7 @@ TEST_F(DataCommandTest, UsageErrorsGetOneLine) {
                       {"store size -- -2147483649", 2, "-2147483649"},
                       {"random 1 --timeout 0", 2, "--timeout takes"},
                       {"random 1 --timeout 1x", 2, "--timeout takes"},
+                      {"random 1 --timeout 1e3", 2, "--timeout takes"},
                       {{"hash", "sha1", ""}, 2, "FILE is empty; see"},
                       {{"chain", "show", "x", ""}, 2, "FILE is empty; see"},
                       {{"check", "model", ""}, 2, "NAME is empty; see"},

@@ -234,7 +234,8 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
       {{"KM: GenerateKey"}, "no failure"},
       {{}, "\nSS-DIFFERENT"}};
   for (const auto& [words, text] : cases) Expect(Words("explain") + words, 0, text);
-  for (const char* other : {"no such thing", "no such heading:", "notes", "all is OK"}) {
+  for (const char* other :
+       {"no such thing", "no such heading:", "notes", "all is OK", "[KM-BUSYNESS]"}) {
     Expect({"explain", other}, 1);
   }
 }

@@ -151,6 +151,8 @@ TEST_F(EvidenceTest, APageShowsTheFailingLinkAndHostileTextAsText) {
   EXPECT_THAT(page, HasSubstr("&lt;img src=x onerror=alert(1)&gt;"));
   EXPECT_THAT(page, HasSubstr("class=\"link bad\">certificate 0 is not signed by certificate 1<"));
   EXPECT_THAT(page, HasSubstr("default-src 'none'"));
+  const std::string reasons = page.substr(0, page.find("<h2>Checks"));
+  EXPECT_EQ(reasons.find("keymint/"), std::string::npos) << "it passed";
   std::set<std::string> tags;
   for (size_t at = page.find('<'); at != std::string::npos; at = page.find('<', at + 1)) {
     tags.insert(page.substr(at + 1, page.find_first_of(" >", at) - at - 1));
