@@ -11,6 +11,7 @@
 namespace orx_tool {
 namespace {
 
+// NOLINTNEXTLINE(misc-unused-using-decls): a literal is not seen as a use of its operator
 using std::string_literals::operator""s;
 using testing::AllOf;
 using testing::Contains;
