@@ -409,6 +409,7 @@ TEST_F(CheckCommandTest, NotesAreShownUnlessQuiet) {
   EXPECT_THAT(Orx("check attestation").out, HasSubstr("note: attestation/default: the root's key"));
   EXPECT_THAT(Orx("check keymint --strongbox").out,
               HasSubstr("lacks, as it may: import, RSA-4096"));
+  EXPECT_THAT(Orx("check attestation --strongbox").out, HasSubstr("its attestation key itself"));
   EXPECT_THAT(Orx("check attestation -q").out, Not(HasSubstr("note:")));
   faults_ = {"modem:echo"};
   EXPECT_THAT(Orx("check attestation --ids imei").out, HasSubstr("it repeats the command"));

@@ -63,6 +63,7 @@ TEST_F(DataCommandTest, KdfNamesWhatIsWrong) {
              {"kdf --secret-hex 01 -n 0", 2, "--length"},
              {"kdf -n 1", 2, "give the secret"},
              {"kdf --secret-hex 0 -n 1", 2, "--secret-hex is not hexadecimal"},
+             {"kdf --secret-hex 01 --info-hex 0 -n 1", 2, "--info-hex is not hexadecimal"},
              {"kdf --secret-hex 01 -n 1 --mode x", 2, "--mode takes"},
              {"kdf --secret-hex 01 -n 1 --format x", 2, "--format takes"},
              {"kdf --secret-hex 01 -n 1 --hash sha256", 1, "[KDF-ALGORITHM]"}});
