@@ -94,7 +94,7 @@ def run(name):
             time.sleep(1)
             if sys.stdout.isatty():
                 print(f"\r   {time.monotonic() - begin:.0f} s ", end="", flush=True)
-    text = log.read_text(errors="replace")
+    text = log.read_text(errors="replace").replace(f"{TOP}/", "")  # of no machine
     passed = process.returncode == 0
     repeat, summary, rows = step.command, "did not come to its end", []
     try:
