@@ -140,6 +140,7 @@ def certificates(folder):
     root = piece("/CN=Key Attestation CA1/OU=Android/O=Google LLC/C=US")
     seed("certificate", "newer_root", b"\2" + root + piece("0" * 64))
     seed("log", "error", b"\0ERROR")
+    seed("log", "no_operation", b"\0a.cpp:1: KM: Begin\na.cpp:2: KM: invalid keymint operation handle")
     seed("log", "consequence", b"\0src/a.cpp:1: RSA: no key blob not loaded")
     seed("log", "json", b'\0{"a": 1}\n[1, "b"]\n')
 
