@@ -27,7 +27,7 @@ bssl::UniquePtr<ASN1_OCTET_STRING> KeyIdentifier(EVP_PKEY* key) {
 
 // Not through time_t, which ends in 2038 where it has 32 bits.
 bssl::UniquePtr<ASN1_TIME> TimeAt(uint64_t milliseconds) {
-  constexpr uint64_t kDaySeconds = 24 * 3600;
+  constexpr uint64_t kDaySeconds = uint64_t{24} * 3600;
   const uint64_t seconds = milliseconds / 1000;
   return bssl::UniquePtr<ASN1_TIME>(ASN1_TIME_adj(nullptr, 0,
                                                   static_cast<int>(seconds / kDaySeconds),
