@@ -12,14 +12,12 @@ if [[ ${1:-} == --report ]]; then report=(--report); shift; fi
 [[ $# -le 1 ]] || die "usage: ./dev bench [--report] [FILTER]"
 folder=build/host/bench filter=${1:-.}
 
-# measure PROGRAM NAME OPTION...: writes NAME.json. As the tests run: the library's real paths are
-# empty, writable, private and in memory.
+# measure PROGRAM NAME OPTION...: writes NAME.json.
 measure() {
   local program=$folder/$1 log=$folder/$2.log out=$folder/$2.json
   shift 2
-  bwrap --dev-bind / / --dev /dev --tmpfs /mnt --dir /mnt/vendor/persist/security \
-    --dir /dev/socket --die-with-parent "$program" --benchmark_filter="$filter" \
-    --benchmark_out="$out" "$@" >"$log" 2>&1 || { cat "$log"; die "a benchmark failed"; }
+  scripts/on_empty_device.sh "$program" --benchmark_filter="$filter" --benchmark_out="$out" "$@" \
+    >"$log" 2>&1 || { cat "$log"; die "a benchmark failed"; }
 }
 
 install_packages libbenchmark-dev libp11-kit-dev gnuplot-nox

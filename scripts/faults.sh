@@ -6,6 +6,4 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-exec bwrap --dev-bind / / --dev /dev --tmpfs /mnt --dir /mnt/vendor/persist/security \
-  --dir /dev/socket --bind "$PWD" "$PWD" --die-with-parent \
-  build/host/tests/orx_faults --json=build/faults.json "$@"
+exec scripts/on_empty_device.sh build/host/tests/orx_faults --json=build/faults.json "$@"

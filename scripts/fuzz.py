@@ -34,12 +34,6 @@ def targets():
             yield name, {function: int(lines or 0) for function, _, lines in pairs}
 
 
-def sandbox():
-    """The folders of a device, empty and private."""
-    return ["bwrap", "--dev-bind", "/", "/", "--dev", "/dev", "--tmpfs", "/mnt",
-            "--dir", "/mnt/vendor/persist/security", "--dir", "/dev/socket", "--die-with-parent"]
-
-
 def search(target, seconds):
     """Runs one fuzzer; returns (inputs tried, whether all was well)."""
     folders = {name: BUILD / name / target for name in ("corpus", "found", "profile")}
@@ -48,7 +42,7 @@ def search(target, seconds):
     for old in folders["profile"].iterdir():
         old.unlink()
     run = subprocess.run(
-        [*sandbox(), BUILD / f"fuzz/{target}_fuzz", f"-max_total_time={seconds}",
+        [TOP / "scripts/on_empty_device.sh", BUILD / f"fuzz/{target}_fuzz", f"-max_total_time={seconds}",
          "-print_final_stats=1", "-timeout=10", "-malloc_limit_mb=512", "-max_len=8192",
          "-rss_limit_mb=0",  # its thread would wait by sleep(), which the tests' support replaces
          f"-artifact_prefix={folders['found']}/", folders["corpus"], ROOM / "seeds" / target],

@@ -6,5 +6,4 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # The sanitizer knows only the usual places of a process's memory.
-exec setarch -R bwrap --dev-bind / / --dev /dev --tmpfs /mnt --dir /mnt/vendor/persist/security \
-  --dir /dev/socket --bind "$PWD" "$PWD" --die-with-parent build/tsan/tests/orx_threads 3 | tail -n 1
+exec setarch -R scripts/on_empty_device.sh build/tsan/tests/orx_threads 3 | tail -n 1
