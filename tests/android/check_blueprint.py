@@ -3,7 +3,8 @@
 """Checks Android.bp: its grammar (bpfmt, the platform's own parser), modules, properties and their
 types, files, refused flags, and that sources and flags are those of the CMake build. Then checks
 itself: each damaged copy of the file must be found faulty.
-usage: check_blueprint.py SOURCE_FOLDER COMPILE_COMMANDS_JSON"""
+usage: check_blueprint.py SOURCE_FOLDER COMPILE_COMMANDS_JSON
+       check_blueprint.py SOURCE_FOLDER    lists the tests and fuzzers: TYPE NAME SOURCE..."""
 import glob, json, os, re, shlex, subprocess, sys
 
 # The properties by module type; a letter tells the type of the value.
@@ -31,7 +32,9 @@ PLATFORM = set('''android.hardware.security.keymint-V3-ndk android.hardware.secu
 # What Soong gives every vendor C++ module without being asked.
 SOONG_FLAGS = set('''-fno-exceptions -fno-rtti -fstack-protector-strong -fvisibility-inlines-hidden
     -D_FORTIFY_SOURCE=2 -DNDEBUG -fPIC'''.split())
-HOST_FLAGS = re.compile('-f(pch-preprocess|PIE|(diagnostics|debug)-.*|.*-prefix-map.*)$')
+# What CMake calls a module; tests/android/CMakeLists.txt adds "android_" to those that are not here.
+TARGETS = {'liborx_objects': ['orx_objects'], 'orx': ['orx_tool', 'orx_tool_parts']}
+HOST_FLAGS = re.compile('-DGTEST_HAS_.*|-f(pch-preprocess|PIE|(diagnostics|debug)-.*|.*-prefix-map.*)$')
 REFUSED = {
     'cflags': re.compile(r'[^-]|-I|-isystem|-w$|-Weverything|--coverage|-fwhole-program-vtables|'
                          r'-target|(?!-include |-mllvm |-D\w+=).*\s'),
@@ -138,14 +141,17 @@ def check_modules(modules, root):
 
 def compare_with_cmake(modules, root, commands):
     by_name = {p['name']: p for _, p in modules if 'name' in p}
-    for name, folder in (('liborx_objects', 'src/'), ('orx', 'tools/orx/')):
-        whole = merged(by_name.get(name, {}), by_name)
+    for name in by_name:
+        whole = merged(by_name[name], by_name)
+        if 'srcs' not in whole:
+            continue
         built = {}
         for command in commands:
-            path = os.path.relpath(command['file'], root)
-            if path.startswith(folder):
+            target = re.search(r' -o \S*/([^/]+)\.dir/', command['command'])[1]
+            if target in TARGETS.get(name, [f'android_{name}']):
+                path = os.path.relpath(command['file'], root)
                 built[path] = set(shlex.split(command['command'])) - {'-Werror=format-security'}
-        sources = set(expanded(whole.get('srcs', []), root))
+        sources = set(expanded(whole['srcs'], root))
         if sources != set(built) or not built:
             yield f'{name}: sources differ from CMake: {sources ^ set(built)}'
             continue
@@ -180,7 +186,6 @@ cc_fuzz {
         "orx_defaults",
         "orx_platform_defaults",
     ],
-    srcs: ["src/ORX_KDF.cpp"],
     static_libs: ["liborx_objects"],
     corpus: ["abi/*"],
     fuzz_config: {
@@ -219,6 +224,8 @@ DAMAGES = [
     ('fuzz_on_haiku_host: false', 'fuzz_on_haiku_host: 1'),
     ('["max_len=4096"]', '"max_len=4096"'),
     ('        "-fvisibility=hidden",\n', ''),
+    ('["tests/fuzz/maced_key_fuzz.cpp"]', '["tests/fuzz/cbor_fuzz.cpp"]'),
+    ('["-Wno-error=undef"]', '["-fshort-enums"]'),
     ('"-fvisibility=hidden"', '"-fvisibility=hidden", "-fshort-enums"'),
     ('version_script: "src/liborx.map",',
      'version_script: "src/liborx.map",\n    ldflags: ["-Wl,--version-script=src/liborx.map"],'),
@@ -229,6 +236,11 @@ def main():
     root = os.path.realpath(sys.argv[1])
     with open(f'{root}/Android.bp', encoding='utf-8') as file:
         text = file.read()
+    if len(sys.argv) == 2:
+        for kind, own in parse(text):
+            if kind in ('cc_test', 'cc_fuzz'):
+                print(kind, own['name'], *own['srcs'])
+        return 0
     with open(sys.argv[2], encoding='utf-8') as file:
         commands = json.load(file)
     found = faults(text, root, commands)
