@@ -4,7 +4,7 @@
 #include <openssl/rand.h>
 #include <orx/hash.h>
 #include <orx/kdf.h>
-#include <string.h>
+#include <stdlib.h>
 
 #include <algorithm>
 #include <array>
@@ -34,15 +34,18 @@ struct Input {
   const uint8_t* other_info;
 };
 
-uint8_t* AllocateMessage(size_t length) {
-  const ErrorQueueGuard guard;
-  return static_cast<uint8_t*>(OPENSSL_malloc(length));
-}
-
 // Z || counter || other info, in that order, without the counter unless the mode has one: what is
-// hashed for each block. Memory of the crypto library is wiped when it is freed.
+// hashed for each block. It is wiped when it is freed.
 struct Message {
-  bssl::UniquePtr<uint8_t> bytes;
+  Message() = default;
+  ~Message() {
+    if (bytes != nullptr) OPENSSL_cleanse(bytes, length);
+    free(bytes);
+  }
+  Message(const Message&) = delete;
+  Message& operator=(const Message&) = delete;
+
+  uint8_t* bytes = nullptr;
   size_t length = 0;
   uint8_t* last_counter_byte = nullptr;
 };
@@ -52,12 +55,12 @@ bool MakeMessage(const Input& input, Message* message) {
   // More than a size can say, where that has 32 bits, is more than there is memory.
   const bool too_long = __builtin_add_overflow(uint64_t{input.z_length} + input.other_info_length,
                                                counter_length, &message->length);
-  message->bytes.reset(too_long ? nullptr : AllocateMessage(message->length));
+  if (!too_long) message->bytes = static_cast<uint8_t*>(malloc(message->length));
   if (message->bytes == nullptr) {
     ORX_LOG("compute_hash() : malloc failed");
     return false;
   }
-  uint8_t* end = std::copy_n(input.z, input.z_length, message->bytes.get());
+  uint8_t* end = std::copy_n(input.z, input.z_length, message->bytes);
   end = std::fill_n(end, counter_length, uint8_t{0});
   if (counter_length != 0) message->last_counter_byte = end - 1;
   std::copy_n(input.other_info, input.other_info_length, end);
@@ -71,7 +74,7 @@ uint32_t HashBlock(const Message& message, uint32_t hash, uint32_t iteration, Di
   if (message.last_counter_byte != nullptr) {
     *message.last_counter_byte = static_cast<uint8_t>(iteration);
   }
-  return ORX_HASH(hash, message.bytes.get(), message.length, digest.data(), digest_length);
+  return ORX_HASH(hash, message.bytes, message.length, digest.data(), digest_length);
 }
 
 uint32_t Derive(const Input& input, uint32_t output_length, uint8_t* output) {

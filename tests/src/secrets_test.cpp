@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/mem.h>
+#include <orx/kdf.h>
 #include <orx/rsa.h>
 #include <orx/store.h>
 #include <orx/sym.h>
@@ -123,6 +124,10 @@ TEST_F(SecretsTest, NoCopyOfAMessageStaysBehind) {
                             service.Update(input, &grown) || service.Finish(input, "", &grown);
          OPENSSL_cleanse(const_cast<char*>(input.data()), input.size());
          return static_cast<uint32_t>(result);
+       }},
+      {"derivation",
+       [&] {
+         return ORX_KDF_Gen(1, 0, kSecretBytes, input_.data(), 0, nullptr, 40, output_.data());
        }},
       {"written file",
        [&] {
