@@ -1,9 +1,9 @@
-#!/usr/bin/env bash
+#!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Runs a command where the library's real paths are empty, writable, private and in memory, as the
-# tests run. The tree stays in sight, also where it lies below /mnt.
+# Runs a command where the library's real paths are empty, writable, private and in memory, as each
+# test case does. The tree stays in sight, also where it lies below /mnt.
 # usage: on_empty_device.sh COMMAND...
-set -euo pipefail
-top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+set -eu
+top=$(cd "${0%/*}/.." && pwd)
 exec bwrap --dev-bind / / --dev /dev --tmpfs /mnt --dir /mnt/vendor/persist/security \
   --dir /dev/socket --bind "$top" "$top" --die-with-parent "$@"
