@@ -30,15 +30,6 @@ def reported(name):
     return result["repeat"], result["summary"], result["rows"]
 
 
-def faults(_):
-    rows = {}
-    for row in json.loads((TOP / "build/faults.json").read_text()):
-        of = rows.setdefault(row["sequence"], {"sequence": row["sequence"], "calls failed": 0})
-        of["calls failed"] += row["failed"]
-    failed = sum(row["calls failed"] for row in rows.values())
-    return "./dev faults", f"{failed:,} calls failed in {len(rows)} sequences", list(rows.values())
-
-
 def fuzz(_):
     results = json.loads((TOP / "build/fuzz/report.json").read_text())
     rows = [{"target": result["target"], "inputs": f"{result['inputs']:,}",
@@ -60,7 +51,7 @@ def last_line(pattern):
 CTEST = last_line(r"\d+% tests passed.*")
 Step = collections.namedtuple("Step", "command result")
 STEPS = {
-    "faults": Step("./dev faults", faults),
+    "faults": Step("./dev faults", reported),
     "fuzz": Step("./dev fuzz", fuzz),
     "kills": Step("./dev kills", reported),
     "differential": Step("./dev differential", reported),

@@ -4,8 +4,8 @@
 // descriptors, and that the whole sequence works afterwards. Runs in the tests' sandbox. The rows
 // of outcomes.txt are all that may come out: what is printed, without the counts.
 //
-// usage: orx_faults [--sparse] [--json=FILE] [SEQUENCE...]; sparse leaves out most of more than 50
-// calls
+// usage: orx_faults [--sparse] [--share=I/N] [SEQUENCE...]; sparse leaves out most of more than 50
+// calls, a share all but each N-th
 #include <android/log.h>
 #include <android_host/host.h>
 #include <ctype.h>
@@ -66,6 +66,12 @@ const FailingCall kCalls[] = {
     {"crypto allocation", {ENOMEM}},
     {"RAND_bytes", {EIO}},
     {"operator new", {ENOMEM}},
+};
+
+// Which of a kind's calls are failed.
+struct Choice {
+  bool is_sparse;
+  long share, num_shares;
 };
 
 // What a process that ran a sequence reports, in memory that it shares with its parent.
@@ -164,8 +170,8 @@ void RunSteps(const Sequence& sequence, const char* call = nullptr, int error = 
 class Run {
  public:
   // Makes the device and saves it, and sees what the sequence does when nothing fails.
-  Run(const Sequence& sequence, const std::vector<std::string>& known, bool is_sparse, FILE* json)
-      : sequence_(sequence), known_(known), is_sparse_(is_sparse), json_(json) {
+  Run(const Sequence& sequence, const std::vector<std::string>& known, Choice choice)
+      : sequence_(sequence), known_(known), choice_(choice) {
     std::string error;
     fs::remove_all(kDevice);
     fs::remove(kBlob);
@@ -210,7 +216,8 @@ class Run {
     if (is_made && calls == 0) printf("%s: WRONG: the call is not made any more\n", head);
     bool good = !is_made || calls != 0;
     std::map<std::string, long> outcomes;
-    for (long at = 1; at <= calls; at += is_sparse_ && calls > 50 ? 1 + at : 1) {
+    for (long at = 1; at <= calls; at += choice_.is_sparse && calls > 50 ? 1 + at : 1) {
+      if (at % choice_.num_shares != choice_.share) continue;
       if (isatty(STDERR_FILENO)) fprintf(stderr, "%s%ld\033[K\r", head, at);
       One(call, error, at);
       if (*report->answer == '\0') break;  // random signatures need a few calls more or less
@@ -226,12 +233,6 @@ class Run {
     }
     for (const auto& [row, count] : outcomes) {
       printf("%5ld of %5ld  %s\n", count, calls, row.c_str());
-      if (json_ == nullptr) continue;
-      fprintf(json_,
-              "%s{\"sequence\": \"%s\", \"call\": \"%s\", \"error\": \"%s\", \"failed\": %ld, "
-              "\"calls\": %ld, \"outcome\": \"%s\"}\n",
-              ftell(json_) > 2 ? "," : "", sequence_.name, call, name, count, calls,
-              row.c_str() + strlen(head));
     }
     fflush(stdout);
     return good;
@@ -277,22 +278,19 @@ class Run {
 
   const Sequence& sequence_;
   const std::vector<std::string>& known_;
-  const bool is_sparse_;
-  FILE* const json_;
+  const Choice choice_;
   Report normal_;
   long sizes_[2];  // of the key's file before the sequence and after it, -1: not there
 };
 
 int Main(int argc, char** argv) {
-  bool is_sparse = false;
-  FILE* json = nullptr;
+  Choice choice = {false, 0, 1};
   std::vector<std::string> names;
   for (const std::string& argument : std::vector<std::string>(argv + 1, argv + argc)) {
     if (argument == "--sparse") {
-      is_sparse = true;
-    } else if (argument.rfind("--json=", 0) == 0) {
-      json = fopen(argument.c_str() + 7, "w");
-      fputs("[\n", json);
+      choice.is_sparse = true;
+    } else if (sscanf(argument.c_str(), "--share=%ld/%ld", &choice.share, &choice.num_shares) ==
+               2) {
     } else {
       names.push_back(argument);
     }
@@ -316,11 +314,7 @@ int Main(int argc, char** argv) {
     const bool is_named = std::find(names.begin(), names.end(), sequence.name) != names.end();
     if (!names.empty() && !is_named) continue;
     ++num_run;
-    good = Run(sequence, known, is_sparse, json).All() && good;
-  }
-  if (json != nullptr) {
-    fputs("]\n", json);
-    fclose(json);
+    good = Run(sequence, known, choice).All() && good;
   }
   if (num_run == 0) fputs("faults: there is no such sequence\n", stderr);
   return num_run == 0 ? 2 : good ? 0 : 1;
