@@ -49,7 +49,7 @@ try_packages() {
     "$suite"
 }
 
-install_packages dpkg-dev file lintian mmdebstrap
+install_packages dpkg-dev file lintian mmdebstrap uidmap
 build release orx_tool orx-sim orx_manual_of_programs orx_manual_of_headers orx_completion \
   orx_schema orx_debian orx_faults c_api_test
 check_library
