@@ -9,6 +9,7 @@ import fnmatch, os, re, subprocess, sys
 ROOT, BUILD = (os.path.realpath(path) for path in sys.argv[1:3])
 sys.path.insert(0, f'{ROOT}/android')
 import needs  # noqa: E402
+from damages import verdict  # noqa: E402
 
 # Between them the devices take every branch: one that launched before level 34, one after.
 PROFILES = ('single-sim', 'dual-sim')
@@ -128,33 +129,27 @@ def main():
                 *unlike_files(resources), *unlike_imports(lines, imports, recorder)]
 
     table, lines = read('android/needs.def'), table_lines(read('android/imports.txt'))
-    found = faults(f'{ROOT}/android/needs.def', lines)
-    for fault in found:
-        print(f'FAILED: {fault}')
+    damages = [('CALL("ORX_HASH", "")\n', ''), ('CALL("ORX_HASH"', 'CALL("ORX_CASH"'),
+               ('CALL("ORX_HASH", "")', 'CALL("ORX_HASH", "serial")'),
+               ('CALL("ORX_get_serial", "serial")', 'CALL("ORX_get_serial", "")'),
+               ('ro.vendor.boot.serialno"', 'ro.boot.serialno"'),
+               ('ro.product.brand ', 'ro.product.brand ro.product.colour '),
+               ('0770 system system', '0777 system system'), ('"radio"', '"inet"'),
+               ('hal_keymint_service:s0', 'hal_keymint:s0'),
+               ('"orx_modem_client"', '"orx_modem_user"')]
 
-    missed = []
-    for old, new in [('CALL("ORX_HASH", "")\n', ''), ('CALL("ORX_HASH"', 'CALL("ORX_CASH"'),
-                     ('CALL("ORX_HASH", "")', 'CALL("ORX_HASH", "serial")'),
-                     ('CALL("ORX_get_serial", "serial")', 'CALL("ORX_get_serial", "")'),
-                     ('ro.vendor.boot.serialno"', 'ro.boot.serialno"'),
-                     ('ro.product.brand ', 'ro.product.brand ro.product.colour '),
-                     ('0770 system system', '0777 system system'), ('"radio"', '"inet"'),
-                     ('hal_keymint_service:s0', 'hal_keymint:s0'),
-                     ('"orx_modem_client"', '"orx_modem_user"')]:
-        damaged = f'{BUILD}/tests/damaged_needs.def'
-        with open(damaged, 'w', encoding='utf-8') as file:
-            file.write(table.replace(old, new))
-        if table.replace(old, new) == table or not faults(damaged, lines):
-            missed.append(old)
-    for damaged_lines in ([x for x in lines if not x.startswith('unlink ')],
-                          [*lines, 'system libc'],
-                          [x.replace('libcutils', 'libutils') for x in lines],
-                          [x.replace('malloc libc', 'malloc libc recorded') for x in lines]):
-        if not list(unlike_imports(damaged_lines, imports, recorder)):
-            missed.append(str(set(damaged_lines) ^ set(lines)))
-    for damage in missed:
-        print(f'FAILED: not found: {damage}')
-    return 1 if found or missed else 0
+    def trials():
+        for old, new in damages:
+            damaged = f'{BUILD}/tests/damaged_needs.def'
+            with open(damaged, 'w', encoding='utf-8') as file:
+                file.write(table.replace(old, new))
+            yield old, table.replace(old, new) != table and faults(damaged, lines)
+        for other in ([x for x in lines if not x.startswith('unlink ')], [*lines, 'system libc'],
+                      [x.replace('libcutils', 'libutils') for x in lines],
+                      [x.replace('malloc libc', 'malloc libc recorded') for x in lines]):
+            yield set(other) ^ set(lines), list(unlike_imports(other, imports, recorder))
+
+    return verdict(faults(f'{ROOT}/android/needs.def', lines), trials())
 
 
 sys.exit(main())

@@ -4,7 +4,9 @@
 BoardConfigOrx.mk as docs/android.md includes them, and that orx.rc is in init's grammar and does
 what a folder on the persist partition needs. Then checks itself on damaged copies.
 usage: check_product.py SOURCE_FOLDER"""
-import os, re, shutil, subprocess, sys, tempfile
+import os, pathlib, re, shutil, subprocess, sys, tempfile
+
+from damages import read, verdict
 
 ROOT = os.path.realpath(sys.argv[1])
 PLACE = 'vendor/x/orx'
@@ -21,11 +23,6 @@ INIT_LINE = re.compile(
     r'on (init|post-fs-data)|service \S+ /vendor/bin/orx( \w+)*|'
     r' {4}(mkdir \S+ 0\d\d0 \w+ \w+|restorecon_recursive \S+|setprop \S+ \S+|'
     r'user \w+|group( \w+)+|disabled|oneshot)')
-
-
-def read(path):
-    with open(path, encoding='utf-8') as file:
-        return file.read()
 
 
 def make_reads(tree, switches):
@@ -90,26 +87,22 @@ def faults(tree):
         return [error.stderr]
 
 
+def trials(tree):
+    for path, old, new in DAMAGES:
+        file = pathlib.Path(tree, PLACE, path)
+        whole = file.read_text(encoding='utf-8')
+        file.write_text(whole.replace(old, new), encoding='utf-8')
+        yield f'{old!r} replaced by {new!r}', old in whole and faults(tree)
+        file.write_text(whole, encoding='utf-8')
+
+
 def main():
-    missed = 0
     with tempfile.TemporaryDirectory() as tree:
         for part in ('Android.bp', 'android', 'docs'):
             copy = shutil.copytree if os.path.isdir(f'{ROOT}/{part}') else shutil.copy
             os.makedirs(f'{tree}/{PLACE}', exist_ok=True)
             copy(f'{ROOT}/{part}', f'{tree}/{PLACE}/{part}')
-        found = faults(tree)
-        for fault in found:
-            print(f'FAILED: {fault}')
-        for path, old, new in DAMAGES:
-            whole = read(f'{tree}/{PLACE}/{path}')
-            for text in (whole.replace(old, new), whole):
-                with open(f'{tree}/{PLACE}/{path}', 'w', encoding='utf-8') as file:
-                    file.write(text)
-                if text != whole and not faults(tree) or old not in whole:
-                    print(f'FAILED: not found: {old!r} replaced by {new!r}')
-                    missed += 1
-    print(f'{len(DAMAGES)} damages tried')
-    return 1 if found or missed else 0
+        return verdict(faults(tree), trials(tree))
 
 
 sys.exit(main())

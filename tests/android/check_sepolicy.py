@@ -11,16 +11,12 @@ import glob, os, re, subprocess, sys, tempfile
 ROOT = os.path.realpath(sys.argv[1])
 sys.path.insert(0, f'{ROOT}/android')
 import needs  # noqa: E402
+from damages import read, verdict  # noqa: E402
 
 PLATFORM = os.path.join(os.path.dirname(os.path.realpath(__file__)), 'platform')
 FOLDERS = ('android/sepolicy', 'android/sepolicy/modem', 'android/sepolicy/strongbox')
 CONTEXTS = {'file_contexts': 'file', 'service_contexts': 'service'}
 VARIANTS = ('user', 'userdebug')
-
-
-def read(path):
-    with open(path, encoding='utf-8') as file:
-        return file.read()
 
 
 def policy_files():
@@ -160,29 +156,22 @@ FORBIDDEN = [
 def main():
     resources, _ = needs.read_table()
     files = policy_files()
-    bad = 0
+    rules = [(path, rule) for path, text in files.items() for rule in RULE.finditer(text)]
+    assert len(rules) >= 20, 'the rules of the policy were not recognised'
     with tempfile.TemporaryDirectory() as folder:
-        objection = objections(files, resources, folder)
-        if objection:
-            print(f'FAILED: {objection}')
-            return 1
-        removed = added = 0
-        for path, text in files.items():
-            for rule in RULE.finditer(text):
-                damaged = {**files, path: text[:rule.start()] + text[rule.end():]}
-                removed += 1
-                if not objections(damaged, resources, folder):
-                    print(f'FAILED: compiles without {path}: {rule[0].strip()}')
-                    bad += 1
-        for rule in FORBIDDEN:
+        def objections_with(path, text):
+            return objections({**files, path: text}, resources, folder)
+
+        def trials():
+            for path, rule in rules:
+                text = files[path][:rule.start()] + files[path][rule.end():]
+                yield f'{path} without {rule[0].strip()}', objections_with(path, text)
             path = 'android/sepolicy/modem/orx_modem.te'
-            added += 1
-            damaged = {**files, path: f'{files[path]}{rule}\n'}
-            if 'neverallow' not in objections(damaged, resources, folder):
-                print(f'FAILED: compiles with {rule}')
-                bad += 1
-    print(f'{removed} rules removed, {added} added')
-    return 1 if bad or removed < 20 else 0
+            for rule in FORBIDDEN:
+                yield rule, 'neverallow' in objections_with(path, f'{files[path]}{rule}\n')
+
+        objection = objections(files, resources, folder)
+        return verdict([objection] if objection else [], trials())
 
 
 sys.exit(main())
