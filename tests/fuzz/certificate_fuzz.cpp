@@ -1,20 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Files of certificates and the attestation records in them, as the tool shows them.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include "tests/fuzz/fuzz.h"
 #include "tools/orx/chain/attestation_record.h"
 #include "tools/orx/chain/certificate.h"
 
 namespace {
 
-std::string FileOf(const void* data, size_t size) {
-  static const int fd = memfd_create("certificates", 0);
-  ORX_FUZZ_CHECK(ftruncate(fd, 0) == 0);
-  ORX_FUZZ_CHECK(pwrite(fd, data, size, 0) == static_cast<ssize_t>(size));
-  return "/proc/self/fd/" + std::to_string(fd);
-}
+using orx_fuzz::FileOf;
 
 void CheckRecord(const std::vector<uint8_t>& der) {
   const orx_tool::Record record = orx_tool::DecodeKeyDescription(der.data(), der.size());

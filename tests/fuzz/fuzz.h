@@ -5,6 +5,8 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -57,6 +59,14 @@ class Input {
   const uint8_t* next_;
   const uint8_t* const end_;
 };
+
+// FileOf gives the path of a file with these bytes, which lasts until the next one.
+inline std::string FileOf(const void* data, size_t size) {
+  static const int fd = memfd_create("input", 0);
+  ORX_FUZZ_CHECK(ftruncate(fd, 0) == 0);
+  ORX_FUZZ_CHECK(pwrite(fd, data, size, 0) == static_cast<ssize_t>(size));
+  return "/proc/self/fd/" + std::to_string(fd);
+}
 
 // Log lines are formatted, as the arguments are read then, and dropped.
 inline const bool kLogIsDropped = [] {

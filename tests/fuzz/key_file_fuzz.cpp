@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The tool's key files: an RSA key in any of its forms, or as eight lines of numbers.
 #include <openssl/evp.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include "common/secret.h"
 #include "sim/keys/private_key.h"
@@ -10,11 +8,7 @@
 #include "tools/orx/commands/rsa_key.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const int fd = memfd_create("key", 0);
-  ORX_FUZZ_CHECK(ftruncate(fd, 0) == 0);
-  ORX_FUZZ_CHECK(pwrite(fd, data, size, 0) == static_cast<ssize_t>(size));
-  const std::string path = "/proc/self/fd/" + std::to_string(fd);
-
+  const std::string path = orx_fuzz::FileOf(data, size);
   std::optional<orx_tool::Problem> problem;
   const auto key = orx_tool::ReadRsaPrivateKey(path, &problem);
   ORX_FUZZ_CHECK(key.has_value() == !problem.has_value());
