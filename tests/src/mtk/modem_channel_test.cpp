@@ -220,10 +220,17 @@ TEST_F(ModemChannel, WhileTheDaemonsQueueIsFullConnectingWaits) {
 TEST_F(ModemChannel, ADescriptorThatNoSetHoldsFailsTheWaits) {
   const rlimit limit = {FD_SETSIZE + 30, FD_SETSIZE + 30};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-  ScriptedModem modem(ScriptedModem::Answers(kImei));
+  const int listener = ListenAsModem();
   while (dup(STDERR_FILENO) < FD_SETSIZE - 2) {
   }
-  // The last descriptor of a set, for the socket: the modem's own is behind.
+  // A thread that accepts would hold a descriptor from when it begins to wait.
+  At("Successfully sent", [listener](int) {
+    const int client = accept(listener, nullptr, nullptr);
+    ReadModemRequest(client);
+    send(client, kImei, strlen(kImei), 0);
+    close(client);
+  });
+  // The last descriptor of a set, for the socket.
   EXPECT_EQ(Ask(), 0);
   ASSERT_EQ(dup(STDERR_FILENO), FD_SETSIZE - 1);
   EXPECT_EQ(Ask(), -1);
