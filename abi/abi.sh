@@ -4,6 +4,8 @@
 #   abi.sh record LIBRARY     records an intended change, as ./dev abi-update does
 #   abi.sh check LIBRARY      fails when the interface is not the recorded one
 #   abi.sh self-test LIBRARY  shows that damages to the interface are found
+# The records pin the widths of all arguments and results together: size_t is another name for
+# uint64_t on 64 bits, and for uint32_t on 32.
 set -euo pipefail
 folder=$(dirname "$(readlink -f "$0")")
 mode=$1 library=$2
