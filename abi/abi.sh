@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # The binary interface of liborx.so, recorded for each architecture beside this file.
-#   abi.sh record LIBRARY     records an intended change, as ./dev abi-update does
+#   abi.sh record LIBRARY     records an intended change, as ./dev abi-update does; a record of the
+#                             same interface stays as it is, whatever order its types have
 #   abi.sh check LIBRARY      fails when the interface is not the recorded one
 #   abi.sh self-test LIBRARY  shows that damages to the interface are found
 # The records pin the widths of all arguments and results together: size_t is another name for
@@ -39,7 +40,10 @@ damaged() {
 }
 
 case $mode in
-  record) dump >"$work/now" && mv "$work/now" "$record" ;;
+  record)
+    dump >"$work/now"
+    same_interface "$work/now" || mv "$work/now" "$record"
+    ;;
   check)
     dump >"$work/now"
     same_interface "$work/now" || {
