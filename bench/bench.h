@@ -25,6 +25,10 @@ using Body = std::function<bool()>;
 // FAMILY/WHAT; `size` tells lines of one name apart.
 void Compare(const std::string& name, size_t size, Body ours, Body raw);
 
+// Run runs a program with a shell's help, which costs both sides the same, and tells if it
+// succeeds.
+bool Run(const std::string& command);
+
 // Must ends the program unless `ok`.
 void Must(bool ok, const std::string& what);
 

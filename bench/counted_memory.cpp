@@ -8,21 +8,9 @@ namespace {
 thread_local bool counting = false;
 thread_local orx_bench::MemoryUse use;
 
-void Allocated() {
-  if (counting) ++use.allocations;
-}
-
-// A loop that the compiler may not turn into a call of memcpy(), which this is.
-void* Move(void* to, const void* from, size_t size) {
-  if (counting) use.copied_bytes += size;
-  auto* out = static_cast<volatile char*>(to);
-  const auto* in = static_cast<const volatile char*>(from);
-  const bool forward = out < in;
-  for (size_t i = 0; i < size; ++i) {
-    const size_t at = forward ? i : size - 1 - i;
-    out[at] = in[at];
-  }
-  return to;
+void* Counted(void* memory) {
+  use.allocations += counting ? 1 : 0;
+  return memory;
 }
 
 }  // namespace
@@ -34,28 +22,35 @@ void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* memory, size_t size);
 
 void* malloc(size_t size) {
-  Allocated();
-  return __libc_malloc(size);
+  return Counted(__libc_malloc(size));
 }
 void* calloc(size_t count, size_t size) {
-  Allocated();
-  return __libc_calloc(count, size);
+  return Counted(__libc_calloc(count, size));
 }
 void* realloc(void* memory, size_t size) {
-  Allocated();
-  return __libc_realloc(memory, size);
+  return Counted(__libc_realloc(memory, size));
 }
-void* memcpy(void* __restrict to, const void* __restrict from, size_t size) {
-  return Move(to, from, size);
+
+// A loop that the compiler may not turn into a call of memcpy(), which this is.
+void* __memmove_chk(void* to, const void* from, size_t size, size_t) {
+  use.copied_bytes += counting ? size : 0;
+  auto* out = static_cast<volatile char*>(to);
+  const auto* in = static_cast<const volatile char*>(from);
+  const bool forward = out < in;
+  for (size_t i = 0; i < size; ++i) {
+    const size_t at = forward ? i : size - 1 - i;
+    out[at] = in[at];
+  }
+  return to;
+}
+void* __memcpy_chk(void* to, const void* from, size_t size, size_t room) {
+  return __memmove_chk(to, from, size, room);
 }
 void* memmove(void* to, const void* from, size_t size) {
-  return Move(to, from, size);
+  return __memmove_chk(to, from, size, size);
 }
-void* __memcpy_chk(void* to, const void* from, size_t size, size_t) {
-  return Move(to, from, size);
-}
-void* __memmove_chk(void* to, const void* from, size_t size, size_t) {
-  return Move(to, from, size);
+void* memcpy(void* __restrict to, const void* __restrict from, size_t size) {
+  return __memmove_chk(to, from, size, size);
 }
 
 }  // extern "C"

@@ -8,19 +8,10 @@
 #include <fcntl.h>
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/bn.h>
-#include <openssl/cipher.h>
-#include <openssl/digest.h>
 #include <openssl/ec_key.h>
 #include <openssl/evp.h>
-#include <openssl/nid.h>
 #include <openssl/rand.h>
-#include <openssl/rsa.h>
-#include <orx/device.h>
-#include <orx/hash.h>
-#include <orx/kdf.h>
-#include <orx/rsa.h>
-#include <orx/store.h>
-#include <orx/sym.h>
+#include <orx/orx.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -64,7 +55,6 @@ bool AskDevice(const AuthorizationSet& params, const std::optional<Bytes>& messa
          begun.operation->finish(message, Bytes(), {}, {}, {}, &output).isOk();
 }
 
-void NoLogger(const __android_logger_data*, const char*) {}
 void WritingLogger(const __android_logger_data* data, const char* message) {
   static const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
   dprintf(null, "%s D: %s\n", data->tag, message);
@@ -75,100 +65,90 @@ void AddMessages() {
                                       .BlockMode({km::BlockMode::CBC})
                                       .Authorization(TAG_NONCE, &kNonce[0], kNonce.size())
                                       .Padding(km::PaddingMode::NONE);
-  static KeyMintService service(false);
   for (const size_t size : {16, 256, 4096, 16384, 65536, 262144, 1048576}) {
     const Bytes in(size, 'x');
-    const auto encrypt = [=, out = std::make_shared<Bytes>(size)](bool encrypts) {
-      OnFinish() = encrypts ? EncryptRaw : nullptr;
+    const auto encrypt = [=, out = std::make_shared<Bytes>(size)] {
       auto length = static_cast<uint32_t>(size);
       return ORX_SYM_EncryptBegin(nullptr, &kNonce[0], 16, 0) == 0 &&
              ORX_SYM_Encrypt(nullptr, in.data(), out->data(), &length) == 0 &&
              ORX_SYM_EncryptEnd(nullptr) == 0;
     };
-    const auto raw = [=, message = std::optional<Bytes>(in)] {
+    const auto encrypt_in_device = [=] {
+      OnFinish() = EncryptRaw;
+      const bool done = encrypt();
       OnFinish() = nullptr;
-      return AskDevice(params, message);
+      return done;
     };
-    Compare(
-        "sym/message", size, [=] { return encrypt(false); }, raw);
-    Compare(
-        "sym/aes-cbc", size, [=] { return encrypt(true); },
-        [in, out = Bytes(size)]() mutable { return EncryptRaw(in, &out); });
-    Compare(
-        "keymint/begin-finish", size,
-        [params, text = std::string(size, 'x')] {
-          std::string output;
-          OnFinish() = nullptr;
-          return service.Begin(km::KeyPurpose::SIGN, kBlob, params) == 0 &&
-                 service.Finish(text, "", &output) == 0;
-        },
-        raw);
-    const auto logged = [=](__android_logger_function logger) {
-      return [=] {
-        __android_log_set_logger(logger);
-        __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
-        const bool done = encrypt(false);
-        __android_log_set_minimum_priority(ANDROID_LOG_WARN);
-        return done;
-      };
+    const auto encrypt_logged = [=](__android_logger_function logger) {
+      __android_log_set_logger(logger);
+      __android_log_set_minimum_priority(ANDROID_LOG_DEBUG);
+      const bool done = encrypt();
+      __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+      return done;
     };
+    const auto use_service = [params, text = std::string(size, 'x')] {
+      static KeyMintService service(false);
+      std::string output;
+      return service.Begin(km::KeyPurpose::SIGN, kBlob, params) == 0 &&
+             service.Finish(text, "", &output) == 0;
+    };
+    const auto ask = [=, message = std::optional<Bytes>(in)] { return AskDevice(params, message); };
+    const auto raw = [in, out = Bytes(size)]() mutable { return EncryptRaw(in, &out); };
+    Compare("sym/message", size, encrypt, ask);
+    Compare("sym/aes-cbc", size, encrypt_in_device, raw);
+    Compare("keymint/begin-finish", size, use_service, ask);
     if (size != 16) continue;
-    Compare("sym/log-formatted", size, logged(NoLogger), raw);
-    Compare("sym/log-written", size, logged(WritingLogger), raw);
+    const auto no_logger = [](const __android_logger_data*, const char*) {};
+    Compare("sym/log-formatted", size, std::bind(encrypt_logged, no_logger), ask);
+    Compare("sym/log-written", size, std::bind(encrypt_logged, WritingLogger), ask);
   }
-  Compare(
-      "rsa/sign", 32,
-      [message = Bytes(32), signature = Bytes(32)]() mutable {
-        uint32_t length = 32;
-        OnFinish() = nullptr;
-        return ORX_RSA_Sign(50, &message[0], &signature[0], 32, &length, 2, 1) == 0;
-      },
-      [] {
-        std::string blob;
-        AuthorizationSetBuilder signing;
-        signing.Digest(km::Digest::SHA_2_256).Padding(km::PaddingMode::RSA_PKCS1_1_5_SIGN);
-        signing.Authorization(TAG_NO_AUTH_REQUIRED);
-        return android::base::ReadFileToString(kBlobFile, &blob) && AskDevice(signing, Bytes(32));
-      });
+  const auto sign = [message = Bytes(32), signature = Bytes(32)]() mutable {
+    uint32_t length = 32;
+    return ORX_RSA_Sign(50, &message[0], &signature[0], 32, &length, 2, 1) == 0;
+  };
+  const auto raw = [] {
+    std::string blob;
+    AuthorizationSetBuilder signing;
+    signing.Digest(km::Digest::SHA_2_256).Padding(km::PaddingMode::RSA_PKCS1_1_5_SIGN);
+    signing.Authorization(TAG_NO_AUTH_REQUIRED);
+    return android::base::ReadFileToString(kBlobFile, &blob) && AskDevice(signing, Bytes(32));
+  };
+  Compare("rsa/sign", 32, sign, raw);
 }
 
 void AddDigests() {
+  const EVP_MD* const kDigests[] = {EVP_sha1(), nullptr, EVP_sha256()};
   for (const size_t size : {64, 4096, 65536, 1048576}) {
-    const Bytes in(size, 'x');
     for (const uint32_t algorithm : {0, 2}) {
-      Compare(
-          algorithm == 0 ? "hash/sha1" : "hash/sha256", size,
-          [=, out = Bytes(64)]() mutable {
-            uint32_t length = 0;
-            return ORX_HASH(algorithm, &in[0], in.size(), &out[0], &length) == 0;
-          },
-          [=, out = Bytes(64)]() mutable {
-            const EVP_MD* digest = algorithm == 0 ? EVP_sha1() : EVP_sha256();
-            unsigned length = 0;
-            return EVP_Digest(&in[0], in.size(), &out[0], &length, digest, nullptr) == 1;
-          });
+      const auto hash = [=, in = Bytes(size), out = Bytes(64)]() mutable {
+        uint32_t length = 0;
+        return ORX_HASH(algorithm, &in[0], in.size(), &out[0], &length) == 0;
+      };
+      const auto raw = [digest = kDigests[algorithm], in = Bytes(size), out = Bytes(64)]() mutable {
+        unsigned length = 0;
+        return EVP_Digest(&in[0], in.size(), &out[0], &length, digest, nullptr) == 1;
+      };
+      Compare(algorithm == 0 ? "hash/sha1" : "hash/sha256", size, hash, raw);
     }
   }
   for (const uint32_t size : {32, 256, 4096}) {
-    const Bytes message(52);
-    Compare(
-        "kdf/sha256", size,
-        [=, out = Bytes(size)]() mutable {
-          return ORX_LIB_KDF_Gen(1, 2, 32, &message[0], 16, &message[32], size, &out[0]) == 0;
-        },
-        [=, out = Bytes(size)]() mutable {  // the calls that it is made of
-          uint32_t length = 0, failed = 0;
-          for (uint32_t at = 0; at < size; at += 32) {
-            failed |= ORX_HASH(2, &message[0], message.size(), &out[at], &length);
-          }
-          return failed == 0;
-        });
+    const auto derive = [size, message = Bytes(52), out = Bytes(size)]() mutable {
+      return ORX_LIB_KDF_Gen(1, 2, 32, &message[0], 16, &message[32], size, &out[0]) == 0;
+    };
+    const auto raw = [size, message = Bytes(52), out = Bytes(size)]() mutable {
+      uint32_t length = 0, failed = 0;  // of the calls that it is made of
+      for (uint32_t at = 0; at < size; at += 32)
+        failed |= ORX_HASH(2, &message[0], 52, &out[at], &length);
+      return failed == 0;
+    };
+    Compare("kdf/sha256", size, derive, raw);
   }
   for (const size_t size : {16, 4096}) {
-    Compare(
-        "random", size,
-        [out = Bytes(size)]() mutable { return ORX_RNG_GetBytes(&out[0], out.size()) == 0; },
-        [out = Bytes(size)]() mutable { return RAND_bytes(&out[0], out.size()) == 1; });
+    const auto ours = [out = Bytes(size)]() mutable {
+      return ORX_RNG_GetBytes(&out[0], out.size()) == 0;
+    };
+    const auto raw = [out = Bytes(size)]() mutable { return RAND_bytes(&out[0], out.size()) == 1; };
+    Compare("random", size, ours, raw);
   }
 }
 
@@ -185,50 +165,48 @@ Set Parameters(size_t count, size_t first) {
 
 void AddSets() {
   enum Work { kSort, kDeduplicate, kUnion, kSubtract };
+  const std::pair<Work, const char*> works[] = {{kSort, "sets/sort"},
+                                                {kDeduplicate, "sets/unique"},
+                                                {kUnion, "sets/union"},
+                                                {kSubtract, "sets/subtract"}};
   for (const size_t size : {10, 100, 1000, 10000}) {
     const Set a = Parameters(size, 0), b = Parameters(size, size / 2);
-    for (const auto& [work, name] : {std::pair(kSort, "sets/sort"),
-                                     {kDeduplicate, "sets/unique"},
-                                     {kUnion, "sets/union"},
-                                     {kSubtract, "sets/subtract"}}) {
-      Compare(
-          name, size,
-          [=, work = work] {
-            AuthorizationSet set(a), other(b);
-            if (work == kSort) set.Sort();
-            if (work == kDeduplicate) set.Deduplicate();
-            if (work == kUnion) set.Union(other);
-            if (work == kSubtract) set.Subtract(other);
-            return !set.empty();
-          },
-          [=, work = work] {
-            Set set = a, other = b, kept;
-            if (work == kUnion) set.insert(set.end(), other.begin(), other.end());
-            std::sort(set.begin(), set.end());
-            const auto first = std::make_move_iterator(set.begin());
-            const auto last = std::make_move_iterator(set.end());
-            const auto out = std::back_inserter(kept);
-            if (work == kDeduplicate || work == kUnion) std::unique_copy(first, last, out);
-            if (work != kSubtract) return true;
-            std::sort(other.begin(), other.end());
-            std::set_difference(first, last, other.begin(), other.end(), out);
-            return !kept.empty();
-          });
+    for (const auto& [work, name] : works) {
+      const auto ours = [=, work = work] {
+        AuthorizationSet set(a), other(b);
+        if (work == kSort) set.Sort();
+        if (work == kDeduplicate) set.Deduplicate();
+        if (work == kUnion) set.Union(other);
+        if (work == kSubtract) set.Subtract(other);
+        return !set.empty();
+      };
+      const auto raw = [=, work = work] {
+        Set set = a, other = b, kept;
+        if (work == kUnion) set.insert(set.end(), other.begin(), other.end());
+        std::sort(set.begin(), set.end());
+        const auto first = std::make_move_iterator(set.begin());
+        const auto last = std::make_move_iterator(set.end());
+        const auto out = std::back_inserter(kept);
+        if (work == kDeduplicate || work == kUnion) std::unique_copy(first, last, out);
+        if (work != kSubtract) return true;
+        std::sort(other.begin(), other.end());
+        std::set_difference(first, last, other.begin(), other.end(), out);
+        return !kept.empty();
+      };
+      Compare(name, size, ours, raw);
     }
   }
 }
 
-bssl::UniquePtr<EVP_PKEY> NewKey(int rsa_bits, int curve) {
-  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
-  const bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(curve));
-  const bssl::UniquePtr<RSA> rsa(RSA_new());
-  const bssl::UniquePtr<BIGNUM> e(BN_new());
-  Must(rsa_bits == 0 ? EC_KEY_generate_key(ec.get()) && EVP_PKEY_set1_EC_KEY(key.get(), ec.get())
-                     : BN_set_word(e.get(), RSA_F4) &&
-                           RSA_generate_key_ex(rsa.get(), rsa_bits, e.get(), nullptr) &&
-                           EVP_PKEY_set1_RSA(key.get(), rsa.get()),
+bssl::UniquePtr<EVP_PKEY> NewKey(int type, int bits_or_curve) {
+  const bssl::UniquePtr<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_id(type, nullptr));
+  const auto set = type == EVP_PKEY_RSA ? EVP_PKEY_CTX_set_rsa_keygen_bits
+                                        : EVP_PKEY_CTX_set_ec_paramgen_curve_nid;
+  EVP_PKEY* key = nullptr;
+  Must(EVP_PKEY_keygen_init(context.get()) && set(context.get(), bits_or_curve) &&
+           EVP_PKEY_keygen(context.get(), &key),
        "a key");
-  return key;
+  return bssl::UniquePtr<EVP_PKEY>(key);
 }
 
 bool VerifyOnce(const std::vector<km::Certificate>& chain) {
@@ -244,38 +222,37 @@ bool VerifyOnce(const std::vector<km::Certificate>& chain) {
 }
 
 void AddCertificates() {
-  const std::tuple<const char*, int, int> kinds[] = {{"chain/rsa-4096", 4096, NID_secp384r1},
-                                                     {"chain/rsa-2048", 2048, NID_secp384r1},
-                                                     {"chain/p-256", 0, NID_X9_62_prime256v1},
-                                                     {"chain/p-384", 0, NID_secp384r1}};
-  for (const auto& [name, rsa_bits, curve] : kinds) {
-    const bssl::UniquePtr<EVP_PKEY> key = NewKey(rsa_bits, curve);
+  const std::tuple<const char*, int, int> kinds[] = {
+      {"chain/rsa-4096", EVP_PKEY_RSA, 4096},
+      {"chain/rsa-2048", EVP_PKEY_RSA, 2048},
+      {"chain/p-256", EVP_PKEY_EC, NID_X9_62_prime256v1},
+      {"chain/p-384", EVP_PKEY_EC, NID_secp384r1}};
+  for (const auto& [name, type, bits_or_curve] : kinds) {
+    const bssl::UniquePtr<EVP_PKEY> key = NewKey(type, bits_or_curve);
     for (const unsigned length : {4, 5}) {
       const auto chain = orx_test::MakeChain(orx_test::ChainFields({length, key.get()}));
-      Compare(
-          name, length, [=] { return legacy::verify_chain(chain, length, true); },
-          [=] { return VerifyOnce(chain); });
+      const auto ours = [=] { return legacy::verify_chain(chain, length, true); };
+      Compare(name, length, ours, [=] { return VerifyOnce(chain); });
     }
   }
   const km::MacedPublicKey maced = {orx_test::MacedKey(orx_test::CoseKey(orx_test::EcKey(0)))};
-  Compare(
-      "cose/key", 1,
-      [=] {
-        Bytes payload;
-        RKP::PublicKeyPtr key;
-        return RKP::check_maced_pubkey(maced, &payload) && RKP::p256_pub_key(payload, &key);
-      },
-      [=] {  // parsing what must be parsed, and the key made of its point
-        const auto mac0 = cppbor::parse(maced.macedKey);
-        const auto item = cppbor::parse(std::get<0>(mac0)->asArray()->get(2)->asBstr());
-        const auto number = [map = std::get<0>(item)->asMap()](int label) {
-          const Bytes& bytes = map->get(label)->asBstr()->value();
-          return bssl::UniquePtr<BIGNUM>(BN_bin2bn(bytes.data(), bytes.size(), nullptr));
-        };
-        const bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
-        return EC_KEY_set_public_key_affine_coordinates(ec.get(), number(-2).get(),
-                                                        number(-3).get()) == 1;
-      });
+  const auto ours = [=] {
+    Bytes payload;
+    RKP::PublicKeyPtr key;
+    return RKP::check_maced_pubkey(maced, &payload) && RKP::p256_pub_key(payload, &key);
+  };
+  const auto raw = [=] {  // parsing what must be parsed, and the key made of its point
+    const auto mac0 = cppbor::parse(maced.macedKey);
+    const auto item = cppbor::parse(std::get<0>(mac0)->asArray()->get(2)->asBstr());
+    const auto number = [map = std::get<0>(item)->asMap()](int label) {
+      const Bytes& bytes = map->get(label)->asBstr()->value();
+      return bssl::UniquePtr<BIGNUM>(BN_bin2bn(bytes.data(), bytes.size(), nullptr));
+    };
+    const bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
+    const auto set = EC_KEY_set_public_key_affine_coordinates;
+    return set(ec.get(), number(-2).get(), number(-3).get()) == 1;
+  };
+  Compare("cose/key", 1, ours, raw);
 }
 
 bool WriteFile(const char* path, bool sync) {
@@ -285,43 +262,38 @@ bool WriteFile(const char* path, bool sync) {
 }
 
 void AddFiles() {
+  const auto load_raw = [] {
+    struct stat status {};
+    const unique_fd fd(open(kBlobFile, O_RDONLY | O_CLOEXEC));
+    fstat(fd.get(), &status);
+    Bytes bytes(static_cast<size_t>(status.st_size));
+    return read(fd.get(), bytes.data(), bytes.size()) == status.st_size;
+  };
+  const auto write = [] {
+    uint32_t handle;
+    return ORX_STORE_Open(1, &handle, 1) == 0 && ORX_STORE_Write(&kBlob[0], 1, kBlob.size()) == 0 &&
+           ORX_STORE_Close(0) == 0;
+  };
+  const auto store = [] { return store_key_blob(51, kBlob) == 0; };
   Compare(
-      "file/blob-load", 300, [] { return !load_key_blob(50).empty(); },
-      [] {
-        struct stat status {};
-        const unique_fd fd(open(kBlobFile, O_RDONLY | O_CLOEXEC));
-        fstat(fd.get(), &status);
-        Bytes bytes(static_cast<size_t>(status.st_size));
-        return read(fd.get(), bytes.data(), bytes.size()) == status.st_size;
-      });
-  Compare(
-      "file/blob-store", 300, [] { return store_key_blob(51, kBlob) == 0; },
-      [] { return WriteFile(kRawFile, true); });
-  Compare(
-      "file/store-write", 300,
-      [] {
-        uint32_t handle;
-        return ORX_STORE_Open(1, &handle, 1) == 0 &&
-               ORX_STORE_Write(&kBlob[0], 1, kBlob.size()) == 0 && ORX_STORE_Close(0) == 0;
-      },
-      [] { return WriteFile(kRawFile, false); });
+      "file/blob-load", 300, [] { return !load_key_blob(50).empty(); }, load_raw);
+  Compare("file/blob-store", 300, store, std::bind(WriteFile, kRawFile, true));
+  Compare("file/store-write", 300, write, std::bind(WriteFile, kRawFile, false));
 }
 
 void AddModem() {
   static orx_test::ScriptedModem modem(orx_test::ScriptedModem::Answers("+EGMR: \"0123456789\""));
-  Compare(
-      "modem/exchange", 1,
-      [response = std::string(ORX_MODEM_RESPONSE_MAX, 0)]() mutable {
-        return ORX_communicate_with_modem("AT+EGMR=0,7", &response[0]) == 0;
-      },
-      [response = std::string(ORX_MODEM_RESPONSE_MAX, 0)]() mutable {
-        const sockaddr_un to = {AF_UNIX, "/dev/socket/rild-oem"};
-        const unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        const char request[] = "\1\0\0\0\13\0\0\0AT+EGMR=0,7";
-        return connect(fd.get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)) == 0 &&
-               send(fd.get(), request, sizeof(request) - 1, 0) > 0 &&
-               recv(fd.get(), &response[0], response.size(), 0) > 0;
-      });
+  static std::string response(ORX_MODEM_RESPONSE_MAX, 0);
+  const auto ours = [] { return ORX_communicate_with_modem("AT+EGMR=0,7", &response[0]) == 0; };
+  const auto raw = [] {
+    const sockaddr_un to = {AF_UNIX, "/dev/socket/rild-oem"};
+    const unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const char request[] = "\1\0\0\0\13\0\0\0AT+EGMR=0,7";
+    return connect(fd.get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)) == 0 &&
+           send(fd.get(), request, sizeof(request) - 1, 0) > 0 &&
+           recv(fd.get(), &response[0], response.size(), 0) > 0;
+  };
+  Compare("modem/exchange", 1, ours, raw);
 }
 
 }  // namespace

@@ -23,11 +23,6 @@ void Measure(benchmark::State& state, const Body& body) {
   for (auto _ : state) body();
 }
 
-// Runs a program with a shell's help, which costs both sides the same.
-bool Run(const std::string& command) {
-  return system(("exec " + command + " >/dev/null 2>&1").c_str()) == 0;  // NOLINT(cert-env33-c)
-}
-
 void AddPrograms() {
   const std::string build = ORX_BUILD_FOLDER;
   const std::string work = "/mnt/programs/";  // memory, as the launcher makes it
@@ -35,12 +30,10 @@ void AddPrograms() {
   std::string error;
   Must(orx_sim::Device::Create(work + "device", "dual-sim", &error) != nullptr, error);
 
-  Compare(
-      "program/load", 1, [=] { return Run("env LD_PRELOAD=" + build + "/lib/liborx.so true"); },
-      [] { return Run("env true"); });
-  Compare(
-      "program/orx-sim-run", 1, [=] { return Run(build + "/bin/orx-sim run -q -- true"); },
-      [] { return Run("bwrap --dev-bind / / true"); });
+  const auto load = [=] { return Run("env LD_PRELOAD=" + build + "/lib/liborx.so true"); };
+  Compare("program/load", 1, load, [] { return Run("env true"); });
+  const auto run = [=] { return Run(build + "/bin/orx-sim run -q -- true"); };
+  Compare("program/orx-sim-run", 1, run, [] { return Run("bwrap --dev-bind / / true"); });
 
   // The library's own paths are writable here, so that the tool needs no sandbox.
   const std::string tool = "env ANDROID_HOST_DEVICE=" + build + "/lib/liborx_sim.so " +
@@ -51,10 +44,9 @@ void AddPrograms() {
     const std::string file = work + std::to_string(size);
     std::ofstream(file) << std::string(size, 'x');
     const std::string files = " -in " + file + " -out " + work + "raw";
-    Compare(
-        "program/encrypt", size,
-        [=] { return Run(tool + "encrypt 52 -i " + file + " -o " + work + "ours"); },
-        [=] { return Run("openssl enc -aes-128-cbc -iv 0 -K " + key + files); });
+    const auto ours = [=] { return Run(tool + "encrypt 52 -i " + file + " -o " + work + "ours"); };
+    const auto raw = [=] { return Run("openssl enc -aes-128-cbc -iv 0 -K " + key + files); };
+    Compare("program/encrypt", size, ours, raw);
   }
 }
 
@@ -69,6 +61,10 @@ void Compare(const std::string& name, size_t size, Body ours, Body raw) {
     if (name.rfind("program/", 0) != 0) continue;
     added->Iterations(1)->Repetitions(CountMemory == nullptr ? 25 : 1);
   }
+}
+
+bool Run(const std::string& command) {
+  return system(("exec " + command + " >/dev/null 2>&1").c_str()) == 0;  // NOLINT(cert-env33-c)
 }
 
 void Must(bool ok, const std::string& what) {

@@ -32,18 +32,15 @@ bool OpenToken(const std::string& folder) {
   std::filesystem::create_directories(folder);
   std::ofstream(folder + "/conf") << "directories.tokendir = " << folder << "\nlog.level = ERROR\n";
   setenv("SOFTHSM2_CONF", (folder + "/conf").c_str(), 1);
+  const char init[] = "softhsm2-util --init-token --free --label b --pin 1234 --so-pin 1234";
   const auto list = reinterpret_cast<CK_C_GetFunctionList>(dlsym(module, "C_GetFunctionList"));
-  CK_UTF8CHAR pin[] = "1234", label[32] = {'b'};
-  CK_SLOT_ID slot = 0;
-  CK_ULONG count = 1;
+  CK_UTF8CHAR pin[] = "1234";
+  CK_SLOT_ID slots[2];  // an empty one follows
+  CK_ULONG count = 2;
   const CK_FLAGS writable = CKF_SERIAL_SESSION | CKF_RW_SESSION;
-  const bool open = list(&call) == CKR_OK && call->C_Initialize(nullptr) == CKR_OK &&
-                    call->C_GetSlotList(CK_FALSE, &slot, &count) == CKR_OK &&
-                    call->C_InitToken(slot, pin, 4, label) == CKR_OK &&
-                    call->C_OpenSession(slot, writable, nullptr, nullptr, &session) == CKR_OK &&
-                    call->C_Login(session, CKU_SO, pin, 4) == CKR_OK &&
-                    call->C_InitPIN(session, pin, 4) == CKR_OK &&
-                    call->C_Logout(session) == CKR_OK &&
+  const bool open = Run(init) && list(&call) == CKR_OK && call->C_Initialize(nullptr) == CKR_OK &&
+                    call->C_GetSlotList(CK_TRUE, slots, &count) == CKR_OK &&
+                    call->C_OpenSession(slots[0], writable, nullptr, nullptr, &session) == CKR_OK &&
                     call->C_Login(session, CKU_USER, pin, 4) == CKR_OK;
   Must(open, "the token");
   return true;
@@ -76,16 +73,18 @@ bool AskToken(CK_OBJECT_HANDLE key, bool rsa, Bytes message, Bytes* output) {
          run(session, message.data(), message.size(), output->data(), &length) == CKR_OK;
 }
 
-Bytes NewDeviceKey(KeyMintService& service, bool rsa) {
+AuthorizationSetBuilder Use(bool rsa) {
   AuthorizationSetBuilder params;
+  rsa ? params.Digest(km::Digest::SHA_2_256).Padding(km::PaddingMode::RSA_PKCS1_1_5_SIGN)
+      : params.BlockMode({km::BlockMode::CBC}).Padding(km::PaddingMode::NONE);
+  return params;
+}
+
+Bytes NewDeviceKey(KeyMintService& service, bool rsa) {
+  AuthorizationSetBuilder params = Use(rsa);
   params.Authorization(TAG_NO_AUTH_REQUIRED).SetDefaultValidity();
-  if (rsa) {
-    params.RsaSigningKey(2048, 65537).Digest(km::Digest::SHA_2_256);
-    params.Padding(km::PaddingMode::RSA_PKCS1_1_5_SIGN);
-  } else {
-    params.AesEncryptionKey(128).Authorization(TAG_CALLER_NONCE);
-    params.BlockMode({km::BlockMode::CBC}).Padding(km::PaddingMode::NONE);
-  }
+  rsa ? params.RsaSigningKey(2048, 65537)
+      : params.AesEncryptionKey(128).Authorization(TAG_CALLER_NONCE);
   Bytes blob;
   std::vector<km::KeyCharacteristics> characteristics;
   Must(service.GenerateKey(params, std::nullopt, &blob, &characteristics, nullptr) == 0,
@@ -94,13 +93,8 @@ Bytes NewDeviceKey(KeyMintService& service, bool rsa) {
 }
 
 bool AskDevice(KeyMintService& service, const Bytes& blob, bool rsa, const std::string& message) {
-  AuthorizationSetBuilder params;
-  if (rsa) {
-    params.Digest(km::Digest::SHA_2_256).Padding(km::PaddingMode::RSA_PKCS1_1_5_SIGN);
-  } else {
-    params.BlockMode({km::BlockMode::CBC}).Padding(km::PaddingMode::NONE);
-    params.Authorization(TAG_NONCE, std::string(16, 'n'));
-  }
+  AuthorizationSetBuilder params = Use(rsa);
+  if (!rsa) params.Authorization(TAG_NONCE, std::string(16, 'n'));
   std::string output;
   return service.Begin(rsa ? km::KeyPurpose::SIGN : km::KeyPurpose::ENCRYPT, blob, params) == 0 &&
          service.Finish(message, "", &output) == 0;
@@ -122,21 +116,19 @@ void AddToken() {
     const Bytes blob = NewDeviceKey(service, rsa);
     const CK_OBJECT_HANDLE key = NewTokenKey(rsa);
     for (const size_t size : rsa ? std::vector<size_t>{16} : std::vector<size_t>{16, 4096, 65536}) {
-      Compare(
-          rsa ? "token/rsa-2048-sign" : "token/aes-cbc", size,
-          [=] { return AskDevice(service, blob, rsa, std::string(size, 'x')); },
-          [=, output = Bytes(std::max<size_t>(size, 256))]() mutable {
-            return AskToken(key, rsa, Bytes(size, 'x'), &output);
-          });
+      const auto ours = [=] { return AskDevice(service, blob, rsa, std::string(size, 'x')); };
+      const auto raw = [=, output = Bytes(std::max<size_t>(size, 256))]() mutable {
+        return AskToken(key, rsa, Bytes(size, 'x'), &output);
+      };
+      Compare(rsa ? "token/rsa-2048-sign" : "token/aes-cbc", size, ours, raw);
     }
   }
-  Compare(
-      "token/create-destroy", 1,
-      [] {
-        Bytes blob = NewDeviceKey(service, false);
-        return service.DeleteKey(&blob, false) == 0;
-      },
-      [] { return call->C_DestroyObject(session, NewTokenKey(false)) == CKR_OK; });
+  const auto ours = [] {
+    Bytes blob = NewDeviceKey(service, false);
+    return service.DeleteKey(&blob, false) == 0;
+  };
+  const auto raw = [] { return call->C_DestroyObject(session, NewTokenKey(false)) == CKR_OK; };
+  Compare("token/create-destroy", 1, ours, raw);
 }
 
 }  // namespace orx_bench
