@@ -10,7 +10,9 @@
 #include <string.h>
 #include <unwind.h>
 
+#include <algorithm>
 #include <atomic>
+#include <initializer_list>
 #include <new>
 
 namespace orx_faults {
@@ -29,7 +31,7 @@ const char* failing = nullptr;
 int failing_error = 0;
 long failing_at = 0;
 bool failed = false;
-Count counts[kMaxCounts];
+Call calls[kMaxCalls];
 
 int AddModule(dl_phdr_info* info, size_t, void*) {
   const bool is_library = strstr(info->dlpi_name, "/liborx.so") != nullptr;
@@ -66,53 +68,40 @@ bool IsTheLibrarys() {
 }
 
 // Counts a call of the library, and returns whether it is the one to fail.
-bool CountAndFail(const char* call) {
-  Count* count = counts;
-  while (count->call != nullptr && strcmp(count->call, call) != 0) ++count;
-  count->call = call;
-  ++count->times;
-  if (failing == nullptr || strcmp(call, failing) != 0 || count->times != failing_at) return false;
+bool CountAndFail(const char* name, std::initializer_list<int> errors) {
+  Call* call = calls;
+  while (call->name != nullptr && strcmp(call->name, name) != 0) ++call;
+  call->name = name;
+  std::copy(errors.begin(), errors.end(), call->errors);
+  ++call->times;
+  if (failing == nullptr || strcmp(name, failing) != 0 || call->times != failing_at) return false;
   failed = true;
   errno = failing_error == kShort ? 0 : failing_error;
   return true;
 }
-bool Fails(const char* call) {
-  return IsTheLibrarys() && CountAndFail(call);
+bool Fails(const char* name, std::initializer_list<int> errors) {
+  return IsTheLibrarys() && CountAndFail(name, errors);
 }
 
-// The live allocations of the library: a table with open addressing, in which a slot that was freed
-// still leads a search on.
-constexpr size_t kSlots = 1 << 18;
-char freed;
-std::atomic<void*> live[kSlots];
 std::atomic<long> num_live{0};
-
-size_t SlotOf(const void* memory) {
-  return (reinterpret_cast<uintptr_t>(memory) >> 4) % kSlots;
-}
-void* Remember(void* memory) {
-  size_t i = SlotOf(memory);
-  while (live[i] != nullptr && live[i] != &freed) i = (i + 1) % kSlots;
-  live[i] = memory;
-  ++num_live;
-  return memory;
-}
-void Forget(const void* memory) {
-  size_t i = SlotOf(memory);
-  while (live[i] != nullptr && live[i] != memory) i = (i + 1) % kSlots;
-  if (memory == nullptr || live[i] == nullptr) return;
-  live[i] = &freed;
-  --num_live;
-}
 
 extern "C" void* __libc_malloc(size_t size);
 extern "C" void __libc_free(void* memory);
 
-void* Allocate(const char* call, size_t size) {
-  const bool is_librarys = IsTheLibrarys();
-  if (is_librarys && CountAndFail(call)) return nullptr;
-  void* const memory = __libc_malloc(size);
-  return is_librarys ? Remember(memory) : memory;
+// The last word of each block says whether it is the library's.
+constexpr uintptr_t kMark = 0x6f72785f6c697665;
+uintptr_t* MarkOf(void* memory) {
+  return reinterpret_cast<uintptr_t*>(static_cast<char*>(memory) + malloc_usable_size(memory)) - 1;
+}
+
+void* Allocate(const char* name, size_t size) {
+  // To have no memory for no bytes would be no failure to the crypto library.
+  const bool is_librarys = size != 0 && IsTheLibrarys();
+  if (is_librarys && CountAndFail(name, {ENOMEM})) return nullptr;
+  void* const memory = __libc_malloc(size + sizeof(uintptr_t));
+  *MarkOf(memory) = is_librarys ? kMark : 0;
+  num_live += is_librarys ? 1 : 0;
+  return memory;
 }
 
 // A stream that failed says so by a flag, which glibc keeps here.
@@ -123,7 +112,7 @@ long FailStream(uintptr_t stream) {
 
 int (*real_rand_bytes)(uint8_t* buffer, size_t length);
 int RandBytes(uint8_t* buffer, size_t length) {
-  return Fails("RAND_bytes") ? 0 : real_rand_bytes(buffer, length);
+  return Fails("RAND_bytes", {EIO}) ? 0 : real_rand_bytes(buffer, length);
 }
 
 }  // namespace
@@ -134,7 +123,7 @@ void Arm(const char* call, int error, long at) {
   failing_error = error;
   failing_at = at;
   failed = false;
-  memset(counts, 0, sizeof counts);
+  memset(calls, 0, sizeof calls);
   armed = true;
 }
 void Disarm() {
@@ -143,47 +132,47 @@ void Disarm() {
 bool HasFailed() {
   return failed;
 }
-const Count* Counts() {
-  return counts;
+const Call* Calls() {
+  return calls;
 }
 long Live() {
   return num_live;
 }
 
 // Every function here has up to six arguments of a register each, so they are handed on as words,
-// whatever their types are. `failure` is what happens instead of the call.
-#define INTERPOSE(name, call, failure)                                                    \
+// whatever their types are. `failure` is what happens instead of the call; then come the errors.
+#define INTERPOSE(name, call, failure, ...)                                               \
   extern "C" long Interposed_##name(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d,   \
                                     uintptr_t e, uintptr_t f) __asm__(#name);             \
   long Interposed_##name(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d, uintptr_t e, \
                          uintptr_t f) {                                                   \
     static const auto real =                                                              \
         reinterpret_cast<decltype(&Interposed_##name)>(dlsym(RTLD_NEXT, #name));          \
-    return Fails(call) ? (failure) : real(a, b, c, d, e, f);                              \
+    return Fails(call, {__VA_ARGS__}) ? (failure) : real(a, b, c, d, e, f);               \
   }
 #define SHORT_OR_FAILED (failing_error == kShort ? real(a, b, (c + 1) / 2, d, e, f) : -1)
 #define DONE_AND_FAILED (real(a, b, c, d, e, f), -1)
 
-INTERPOSE(open, "open", -1)
-INTERPOSE(open64, "open", -1)
-INTERPOSE(read, "read", SHORT_OR_FAILED)
-INTERPOSE(write, "write", SHORT_OR_FAILED)
-INTERPOSE(fsync, "fsync", -1)
-INTERPOSE(close, "close", DONE_AND_FAILED)
-INTERPOSE(fstat, "fstat", -1)
-INTERPOSE(fstat64, "fstat", -1)
-INTERPOSE(unlink, "unlink", -1)
-INTERPOSE(fopen, "fopen", 0)
-INTERPOSE(fread, "fread", FailStream(d))
-INTERPOSE(fwrite, "fwrite", FailStream(d))
-INTERPOSE(fclose, "fclose", DONE_AND_FAILED)
-INTERPOSE(fcntl, "fcntl", -1)
-INTERPOSE(select, "select", -1)
-INTERPOSE(socket, "socket", -1)
-INTERPOSE(connect, "connect", -1)
-INTERPOSE(getsockopt, "getsockopt", -1)
-INTERPOSE(sendto, "sendto", SHORT_OR_FAILED)
-INTERPOSE(recvfrom, "recvfrom", SHORT_OR_FAILED)
+INTERPOSE(open, "open", -1, EACCES, EINTR)
+INTERPOSE(open64, "open", -1, EACCES, EINTR)
+INTERPOSE(read, "read", SHORT_OR_FAILED, EIO, kShort, EINTR)
+INTERPOSE(write, "write", SHORT_OR_FAILED, ENOSPC, kShort, EINTR)
+INTERPOSE(fsync, "fsync", -1, EIO, EINVAL, EROFS)
+INTERPOSE(close, "close", DONE_AND_FAILED, EIO)
+INTERPOSE(fstat, "fstat", -1, EIO)
+INTERPOSE(fstat64, "fstat", -1, EIO)
+INTERPOSE(unlink, "unlink", -1, EACCES)
+INTERPOSE(fopen, "fopen", 0, EMFILE)
+INTERPOSE(fread, "fread", FailStream(d), EIO)
+INTERPOSE(fwrite, "fwrite", FailStream(d), ENOSPC)
+INTERPOSE(fclose, "fclose", DONE_AND_FAILED, EIO)
+INTERPOSE(fcntl, "fcntl", -1, EINVAL)
+INTERPOSE(select, "select", -1, EBADF)
+INTERPOSE(socket, "socket", -1, EMFILE)
+INTERPOSE(connect, "connect", -1, ECONNREFUSED)
+INTERPOSE(getsockopt, "getsockopt", -1, ENOTCONN)
+INTERPOSE(sendto, "sendto", SHORT_OR_FAILED, EPIPE, kShort)
+INTERPOSE(recvfrom, "recvfrom", SHORT_OR_FAILED, EIO, EINTR)
 
 extern "C" {
 
@@ -196,21 +185,23 @@ void* malloc(size_t size) {
   return Allocate("malloc", size);
 }
 void free(void* memory) {
-  Forget(memory);
+  if (memory != nullptr && *MarkOf(memory) == kMark) {
+    *MarkOf(memory) = 0;
+    --num_live;
+  }
   __libc_free(memory);
 }
 
 // BoringSSL asks a program that defines these three for all its memory; freeing wipes.
 void* OPENSSL_memory_alloc(size_t size) {
-  // To have no memory for no bytes would be no failure.
-  return size == 0 ? __libc_malloc(size) : Allocate("crypto allocation", size);
-}
-void OPENSSL_memory_free(void* memory) {
-  explicit_bzero(memory, malloc_usable_size(memory));
-  free(memory);
+  return Allocate("crypto allocation", size);
 }
 size_t OPENSSL_memory_get_size(void* memory) {
-  return malloc_usable_size(memory);
+  return malloc_usable_size(memory) - sizeof(uintptr_t);
+}
+void OPENSSL_memory_free(void* memory) {
+  explicit_bzero(memory, OPENSSL_memory_get_size(memory));
+  free(memory);
 }
 
 // Those who load the crypto library into a scope of their own ask here for its functions.

@@ -6,6 +6,7 @@
 //
 // usage: orx_faults [--sparse] [--share=I/N] [SEQUENCE...]; sparse leaves out most of more than 50
 // calls, a share all but each N-th
+#include <android-base/stringprintf.h>
 #include <android/log.h>
 #include <android_host/host.h>
 #include <ctype.h>
@@ -23,9 +24,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 
 #include "sim/device.h"
-#include "sim/modem/modem.h"
 #include "tests/faults/interposer.h"
 #include "tests/faults/sequences.h"
 
@@ -38,36 +39,6 @@ constexpr char kDevice[] = "/mnt/device", kKeys[] = "/mnt/vendor/persist/securit
 constexpr char kSavedDevice[] = "/mnt/saved-device", kSavedKeys[] = "/mnt/saved-keys";
 constexpr char kBlob[] = "/mnt/vendor/persist/security/zol_key_user0";
 
-// The calls, and what each fails with: errors, or a transfer of half of the bytes.
-struct FailingCall {
-  const char* call;
-  std::vector<int> errors;
-};
-const FailingCall kCalls[] = {
-    {"open", {EACCES, EINTR}},
-    {"read", {EIO, kShort, EINTR}},
-    {"write", {ENOSPC, kShort, EINTR}},
-    {"fsync", {EIO, EINVAL, EROFS}},
-    {"close", {EIO}},
-    {"fstat", {EIO}},
-    {"unlink", {EACCES}},
-    {"fopen", {EMFILE}},
-    {"fread", {EIO}},
-    {"fwrite", {ENOSPC}},
-    {"fclose", {EIO}},
-    {"fcntl", {EINVAL}},
-    {"socket", {EMFILE}},
-    {"connect", {ECONNREFUSED}},
-    {"getsockopt", {ENOTCONN}},
-    {"select", {EBADF}},
-    {"sendto", {EPIPE, kShort}},
-    {"recvfrom", {EIO, EINTR}},
-    {"malloc", {ENOMEM}},
-    {"crypto allocation", {ENOMEM}},
-    {"RAND_bytes", {EIO}},
-    {"operator new", {ENOMEM}},
-};
-
 // Which of a kind's calls are failed.
 struct Choice {
   bool is_sparse;
@@ -77,11 +48,10 @@ struct Choice {
 // What a process that ran a sequence reports, in memory that it shares with its parent.
 struct Report {
   const char* step;  // in which the call failed, or is about to, and what it answered
-  int status;
   char answer[16];
   char message[400];  // what is logged after it
   long live;
-  Count counts[kMaxCounts];
+  Call calls[kMaxCalls];
   char problem[200];
 };
 Report* report;
@@ -154,13 +124,10 @@ void RunSteps(const Sequence& sequence, const char* call = nullptr, int error = 
   Arm(call, error, at);
   for (const Step& step : sequence.steps) {
     if (!has_failed && at != 0) report->step = step.name;
-    const int status = step.run();
+    const uint32_t status = step.run();
     if (status == kWrong) Problem(step.name + std::string(" succeeds with a wrong result"));
     if (!HasFailed() && status != 0) Problem(step.name + std::string(" is refused for nothing"));
-    if (HasFailed() && !has_failed) {
-      report->status = status;
-      strcpy(report->answer, status == 0 ? "succeeds" : "refused");
-    }
+    if (HasFailed() && !has_failed) strcpy(report->answer, status == 0 ? "succeeds" : "refused");
     has_failed = HasFailed();
   }
   Disarm();
@@ -170,8 +137,11 @@ void RunSteps(const Sequence& sequence, const char* call = nullptr, int error = 
 class Run {
  public:
   // Makes the device and saves it, and sees what the sequence does when nothing fails.
-  Run(const Sequence& sequence, const std::vector<std::string>& known, Choice choice)
-      : sequence_(sequence), known_(known), choice_(choice) {
+  Run(const Sequence& sequence, Choice choice) : sequence_(sequence), choice_(choice) {
+    std::ifstream outcomes(ORX_SOURCE_DIR "/tests/faults/outcomes.txt");
+    for (std::string row; std::getline(outcomes, row);) {
+      if (row.rfind(sequence.name + std::string(" "), 0) == 0) known_.insert(row);
+    }
     std::string error;
     fs::remove_all(kDevice);
     fs::remove(kBlob);
@@ -184,7 +154,7 @@ class Run {
     *report = {};
     const int status = InProcess([this] {
       RunSteps(sequence_);
-      std::copy_n(Counts(), kMaxCounts, report->counts);
+      std::copy_n(Calls(), kMaxCalls, report->calls);
       RunSteps(sequence_);
       report->live = Live();
     });
@@ -195,44 +165,46 @@ class Run {
 
   // Returns whether all that failed was answered as it should be.
   bool All() {
-    if (*normal_.problem != '\0') printf("%s: %s\n", sequence_.name, normal_.problem);
     bool good = *normal_.problem == '\0';
-    for (const auto& [call, errors] : kCalls) {
-      const Count* count = normal_.counts;
-      while (count->call != nullptr && strcmp(count->call, call) != 0) ++count;
-      for (const int error : errors) good = AllOf(call, error, count->times) && good;
+    if (!good) printf("%s: %s\n", sequence_.name, normal_.problem);
+    for (const Call* call = normal_.calls; call->name != nullptr; ++call) {
+      for (const int error : call->errors) good = (error == 0 || AllOf(*call, error)) && good;
+    }
+    for (const std::string& row : known_) {
+      if (made_.count(row.substr(0, kHeadLength)) != 0) continue;
+      printf("%s\nWRONG: the call is not made any more\n", row.c_str());
+      good = false;
     }
     return good;
   }
 
  private:
-  bool AllOf(const char* call, int error, long calls) {
-    char head[50];
+  static constexpr size_t kHeadLength = 45;
+
+  bool AllOf(const Call& call, int error) {
     const char* const name = error == kShort ? "half" : strerrorname_np(error);
-    snprintf(head, sizeof head, "%-13s %-17s %-12s ", sequence_.name, call, name);
-    const bool is_made = std::any_of(known_.begin(), known_.end(), [&](const std::string& row) {
-      return row.rfind(head, 0) == 0;
-    });
-    if (is_made && calls == 0) printf("%s: WRONG: the call is not made any more\n", head);
-    bool good = !is_made || calls != 0;
+    const std::string head =
+        android::base::StringPrintf("%-13s %-17s %-12s ", sequence_.name, call.name, name);
+    made_.insert(head);
+    const bool skips = choice_.is_sparse && call.times > 50;
+    bool good = true;
     std::map<std::string, long> outcomes;
-    for (long at = 1; at <= calls; at += choice_.is_sparse && calls > 50 ? 1 + at : 1) {
+    for (long at = 1; at <= call.times; at += skips && at > 9 ? at / 2 : 1) {
       if (at % choice_.num_shares != choice_.share) continue;
-      if (isatty(STDERR_FILENO)) fprintf(stderr, "%s%ld\033[K\r", head, at);
-      One(call, error, at);
+      if (isatty(STDERR_FILENO)) fprintf(stderr, "%s%ld\033[K\r", head.c_str(), at);
+      One(call.name, error, at);
       if (*report->answer == '\0') break;  // random signatures need a few calls more or less
-      char row[500];
-      snprintf(row, sizeof row, "%s%-11s %-8s %s", head, report->step, report->answer,
-               report->message);
-      for (size_t end = strlen(row); row[end - 1] == ' '; --end) row[end - 1] = '\0';
-      const bool is_known = std::find(known_.begin(), known_.end(), row) != known_.end();
-      if (!is_known) Problem("is not expected");
-      if (*report->problem != '\0') printf("%s\nWRONG, %ld: %s\n", row, at, report->problem);
-      good = good && *report->problem == '\0';
+      std::string row = head + android::base::StringPrintf("%-11s %-8s %s", report->step,
+                                                           report->answer, report->message);
+      row.erase(row.find_last_not_of(' ') + 1);
+      if (known_.count(row) == 0) Problem("is not expected");
       ++outcomes[row];
+      if (*report->problem == '\0') continue;
+      printf("%s\nWRONG, %ld: %s\n", row.c_str(), at, report->problem);
+      good = false;
     }
     for (const auto& [row, count] : outcomes) {
-      printf("%5ld of %5ld  %s\n", count, calls, row.c_str());
+      printf("%5ld of %5ld  %s\n", count, call.times, row.c_str());
     }
     fflush(stdout);
     return good;
@@ -277,44 +249,31 @@ class Run {
   }
 
   const Sequence& sequence_;
-  const std::vector<std::string>& known_;
   const Choice choice_;
+  std::set<std::string> known_, made_;  // outcomes; heads of the rows
   Report normal_;
   long sizes_[2];  // of the key's file before the sequence and after it, -1: not there
 };
 
-int Main(int argc, char** argv) {
+int Main(std::vector<std::string> names) {
   Choice choice = {false, 0, 1};
-  std::vector<std::string> names;
-  for (const std::string& argument : std::vector<std::string>(argv + 1, argv + argc)) {
-    if (argument == "--sparse") {
-      choice.is_sparse = true;
-    } else if (sscanf(argument.c_str(), "--share=%ld/%ld", &choice.share, &choice.num_shares) ==
-               2) {
-    } else {
-      names.push_back(argument);
-    }
-  }
+  const auto is_option = [&](const std::string& name) {
+    choice.is_sparse = choice.is_sparse || name == "--sparse";
+    sscanf(name.c_str(), "--share=%ld/%ld", &choice.share, &choice.num_shares);
+    return name[0] == '-';
+  };
+  names.erase(std::remove_if(names.begin(), names.end(), is_option), names.end());
   android_host::DisableDeviceModule();
   report = static_cast<Report*>(
       mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  std::string error;
-  orx_sim::ModemDaemon modem([](const std::string&) {});
-  orx_sim::ModemSettings answers;
-  answers.imei = kImei;
-  answers.imei2 = kImei2;
-  answers.meid = kMeid;
-  modem.Start("/dev/socket/rild-oem", answers, &error);
-  std::vector<std::string> known;
-  std::ifstream outcomes(ORX_SOURCE_DIR "/tests/faults/outcomes.txt");
-  for (std::string line; std::getline(outcomes, line);) known.push_back(line);
+  const auto modem = StartModem();
   bool good = true;
   int num_run = 0;
   for (const Sequence& sequence : Sequences()) {
     const bool is_named = std::find(names.begin(), names.end(), sequence.name) != names.end();
     if (!names.empty() && !is_named) continue;
     ++num_run;
-    good = Run(sequence, known, choice).All() && good;
+    good = Run(sequence, choice).All() && good;
   }
   if (num_run == 0) fputs("faults: there is no such sequence\n", stderr);
   return num_run == 0 ? 2 : good ? 0 : 1;
@@ -324,5 +283,5 @@ int Main(int argc, char** argv) {
 }  // namespace orx_faults
 
 int main(int argc, char** argv) {
-  return orx_faults::Main(argc, argv);
+  return orx_faults::Main({argv + 1, argv + argc});
 }

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
+
+#include "sim/modem/modem.h"
 
 namespace orx_faults {
 
@@ -10,22 +14,21 @@ namespace orx_faults {
 // gave is right, 1 when it was refused, and kWrong when it claims success with a wrong result.
 struct Step {
   const char* name;
-  std::function<int()> run;
+  std::function<uint32_t()> run;
 };
-constexpr int kWrong = 99;
-
-// What the modem answers.
-constexpr char kImei[] = "490154203237518", kImei2[] = "490154203237526",
-               kMeid[] = "99000000000001";
+constexpr uint32_t kWrong = 99;
 
 // What somebody does with the library on a simulated device.
 struct Sequence {
   const char* name;
-  // A process of its own prepares what is there before; afterwards the device gets the setting.
-  std::function<void()> prepare;
-  const char* setting;
   std::vector<Step> steps;
+  // A process of its own prepares what is there before; afterwards the device gets the setting.
+  std::function<void()> prepare = [] {};
+  const char* setting = nullptr;
 };
+
+// What the library asks while the sequences run, as long as it lives; null if it cannot.
+std::unique_ptr<orx_sim::ModemDaemon> StartModem();
 
 const std::vector<Sequence>& Sequences();
 

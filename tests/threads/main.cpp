@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "sim/device.h"
-#include "sim/modem/modem.h"
 #include "tests/faults/sequences.h"
 
 namespace {
@@ -34,10 +33,10 @@ void RunAll(const std::vector<std::string>& names, Count* count) {
     if (std::find(names.begin(), names.end(), sequence.name) == names.end()) continue;
     for (const orx_faults::Step& step : sequence.steps) {
       ++count->calls;
-      const int status = step.run();
+      const uint32_t status = step.run();
       if (status == 0) continue;
       ++count->wrong;
-      fprintf(stderr, "%s, %s: %d\n", sequence.name, step.name, status);
+      fprintf(stderr, "%s, %s: %u\n", sequence.name, step.name, status);
     }
   }
 }
@@ -50,12 +49,7 @@ int main(int argc, char** argv) {
   android_host::DisableDeviceModule();
   std::string error;
   orx_sim::Device::Create("/mnt/device", "dual-sim", &error)->Attach();
-  orx_sim::ModemDaemon modem([](const std::string&) {});
-  orx_sim::ModemSettings answers;
-  answers.imei = orx_faults::kImei;
-  answers.imei2 = orx_faults::kImei2;
-  answers.meid = orx_faults::kMeid;
-  modem.Start("/dev/socket/rild-oem", answers, &error);
+  const auto modem = orx_faults::StartModem();
   orx_faults::Sequences();
   std::vector<Count> counts(kThreads.size());
   std::vector<std::thread> threads;
