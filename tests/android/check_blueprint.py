@@ -34,7 +34,7 @@ SOONG_FLAGS = set('''-fno-exceptions -fno-rtti -fstack-protector-strong -fvisibi
     -D_FORTIFY_SOURCE=2 -DNDEBUG -fPIC'''.split())
 # What CMake calls a module; tests/android/CMakeLists.txt adds "android_" to those that are not here.
 TARGETS = {'liborx_objects': ['orx_objects'], 'orx': ['orx_tool', 'orx_tool_parts']}
-HOST_FLAGS = re.compile('-DGTEST_HAS_.*|-f(pch-preprocess|PIE|(diagnostics|debug)-.*|.*-prefix-map.*)$')
+HOST_FLAGS = re.compile('-DGTEST_HAS_.*|-Ihost/include$|-f(pch-preprocess|PIE|(diagnostics|debug)-.*|.*-prefix-map.*)$')
 REFUSED = {
     'cflags': re.compile(r'[^-]|-I|-isystem|-w$|-Weverything|--coverage|-fwhole-program-vtables|'
                          r'-target|(?!-include |-mllvm |-D\w+=).*\s'),
@@ -149,15 +149,20 @@ def compare_with_cmake(modules, root, commands):
             target = re.search(r' -o \S*/([^/]+)\.dir/', command['command'])[1]
             if target in TARGETS.get(name, [f'android_{name}']):
                 path = os.path.relpath(command['file'], root)
-                built[path] = set(shlex.split(command['command'])) - {'-Werror=format-security'}
+                text = command['command'].replace(f'-I{root} ', '-I. ').replace(f'-I{root}/', '-I')
+                built[path] = set(shlex.split(text)) - {'-Werror=format-security'}
         sources = set(expanded(whole['srcs'], root))
         if sources != set(built) or not built:
             yield f'{name}: sources differ from CMake: {sources ^ set(built)}'
             continue
         own = {*whole.get('cflags', []), *whole.get('cppflags', []), f'-std={whole.get("cpp_std")}'}
         own = {flag for flag in own if not flag.startswith('-Wno-error=')}
+        linked = [by_name[library] for key in ('shared_libs', 'static_libs')
+                  for library in whole.get(key, []) if library in by_name]
+        own.update(f'-I{folder}' for folder in whole['local_include_dirs'] + [
+            folder for part in [whole, *linked] for folder in part.get('export_include_dirs', [])])
         flags = {f for flags in built.values() for f in flags
-                 if re.match('-[fDW]|-std=', f) and not HOST_FLAGS.match(f)}
+                 if re.match('-[fDWI]|-std=', f) and not HOST_FLAGS.match(f)}
         only_32_bits = set(whole.get('multilib', {}).get('lib32', {}).get('cflags', []))
         missing = flags - own - only_32_bits - SOONG_FLAGS | own - set.intersection(*built.values())
         if missing:
@@ -211,6 +216,7 @@ DAMAGES = [
     ('        "-fvisibility=hidden",\n', ''),
     ('["tests/fuzz/maced_key_fuzz.cpp"]', '["tests/fuzz/cbor_fuzz.cpp"]'),
     ('["-Wno-error=undef"]', '["-fshort-enums"]'),
+    ('        "include",\n        "src",\n', '        "include",\n'),
     ('"-fvisibility=hidden"', '"-fvisibility=hidden", "-fshort-enums"'),
     ('version_script: "src/liborx.map",',
      'version_script: "src/liborx.map",\n    ldflags: ["-Wl,--version-script=src/liborx.map"],'),
