@@ -157,7 +157,7 @@ TEST_F(FaultsTest, ADelayedCallIsDoneLater) {
 
 TEST_F(FaultsTest, AnEarlierVersionDoesNotKnowLaterMethods) {
   for (const int version : {1, 2}) {
-    Attach({"keymint-version=" + std::to_string(version)});
+    Attach({"keymint-version=" + std::to_string(version), "strongbox-attestation=none"});
     std::array<uint8_t, 16> challenge = {};
     EXPECT_EQ(tee_->getRootOfTrustChallenge(&challenge).getStatus(),
               version == 1 ? STATUS_UNKNOWN_TRANSACTION : STATUS_OK);
@@ -167,6 +167,9 @@ TEST_F(FaultsTest, AnEarlierVersionDoesNotKnowLaterMethods) {
     std::string hash;
     EXPECT_TRUE(tee_->getInterfaceHash(&hash).isOk());
     EXPECT_EQ(hash.substr(0, 4), version == 1 ? "cd86" : "70c7");
+    EXPECT_TRUE(strongbox_->getInterfaceVersion(&answered).isOk());
+    EXPECT_EQ(answered, 3);
+    EXPECT_EQ(Service<km::IRemotelyProvisionedComponent>("strongbox"), nullptr);
     android_host::ClearServices();
   }
 }
