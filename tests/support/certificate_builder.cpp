@@ -60,12 +60,11 @@ EVP_PKEY* RsaKey(int number) {
 }
 
 std::vector<uint8_t> MakeCertificate(const CertificateFields& fields) {
-  constexpr long kTenYearsSeconds = 10L * 365 * 24 * 3600;
   bssl::UniquePtr<X509> cert(X509_new());
   CHECK(X509_set_version(cert.get(), X509_VERSION_3));
   CHECK(ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), 1));
   CHECK(X509_gmtime_adj(X509_getm_notBefore(cert.get()), 0));
-  CHECK(X509_gmtime_adj(X509_getm_notAfter(cert.get()), kTenYearsSeconds));
+  CHECK(X509_gmtime_adj(X509_getm_notAfter(cert.get()), fields.seconds_left));
   CHECK(X509_set_subject_name(cert.get(), MakeName(fields.subject).get()));
   CHECK(X509_set_issuer_name(cert.get(), MakeName(fields.issuer).get()));
   CHECK(X509_set_pubkey(cert.get(), fields.key));

@@ -26,8 +26,9 @@ EVP_PKEY* RsaKey(int number);
 struct CertificateFields {
   Name subject;
   Name issuer;
-  EVP_PKEY* key;     // the certificate's own
-  EVP_PKEY* signer;  // signs it, with SHA-256
+  EVP_PKEY* key;                              // the certificate's own
+  EVP_PKEY* signer;                           // signs it, with SHA-256
+  long seconds_left = 10L * 365 * 24 * 3600;  // of its validity
 };
 
 // MakeCertificate returns the DER encoding of an X.509 v3 certificate without extensions.

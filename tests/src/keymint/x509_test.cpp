@@ -76,6 +76,9 @@ TEST(VerifyChainTest, JudgesChainsWithOneThingWrongEach) {
       {"bytes behind a certificate",
        Damaged(1, [](auto& der) { der.resize(4096); }),
        {true, {kLeaf, kGoodRoot}}},
+      {"expired",
+       Changed([](auto& fields) { fields[1].seconds_left = -1; }),
+       {true, {kLeaf, kGoodRoot}}},
       {"unlinked names",
        Changed([](auto& fields) {
          fields[2].issuer = {{"CN", "x"}};
