@@ -3,9 +3,6 @@
 
 #include <dlfcn.h>
 #include <openssl/digest.h>
-#include <openssl/ec.h>
-#include <openssl/ec_key.h>
-#include <openssl/evp.h>
 #include <openssl/x509.h>
 
 #include <map>
@@ -36,16 +33,6 @@ bool Fails(const char* name) {
 ORX_TEST_FAILING(X509*, nullptr, d2i_X509, (X509 * *out, const uint8_t** in, long length),
                  (out, in, length))
 ORX_TEST_FAILING(int, failing_result, X509_verify, (X509 * cert, EVP_PKEY* key), (cert, key))
-ORX_TEST_FAILING(EC_KEY*, nullptr, EC_KEY_new, (), ())
-ORX_TEST_FAILING(EC_GROUP*, nullptr, EC_GROUP_new_by_curve_name, (int nid), (nid))
-ORX_TEST_FAILING(int, failing_result, EC_KEY_set_group, (EC_KEY * key, const EC_GROUP* group),
-                 (key, group))
-ORX_TEST_FAILING(EC_POINT*, nullptr, EC_POINT_new, (const EC_GROUP* group), (group))
-ORX_TEST_FAILING(int, failing_result, EC_KEY_set_public_key, (EC_KEY * key, const EC_POINT* point),
-                 (key, point))
-ORX_TEST_FAILING(EVP_PKEY*, nullptr, EVP_PKEY_new, (), ())
-ORX_TEST_FAILING(int, failing_result, EVP_PKEY_assign_EC_KEY, (EVP_PKEY * key, EC_KEY* ec_key),
-                 (key, ec_key))
 ORX_TEST_FAILING(int, failing_result, EVP_DigestUpdate,
                  (EVP_MD_CTX * context, const void* data, size_t length), (context, data, length))
 ORX_TEST_FAILING(int, failing_result, EVP_DigestFinal_ex,

@@ -7,7 +7,6 @@
 
 #include "src/keymint/ORX_ATTEST_RKP.h"
 #include "tests/support/certificate_builder.h"
-#include "tests/support/failing_crypto.h"
 #include "tests/support/hex.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/maced_key.h"
@@ -17,7 +16,6 @@ namespace {
 
 using orx_test::CoseKey;
 using orx_test::EcKey;
-using orx_test::FailingCrypto;
 using orx_test::FromHex;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
@@ -147,28 +145,6 @@ TEST(P256PubKeyTest, MakesTheKeyOrNamesTheFirstThingThatIsWrong) {
     EXPECT_THAT(log.messages(), ElementsAre(test.message));
     EXPECT_EQ(key.get(), before);
   }
-}
-
-TEST(P256PubKeyTest, EachFailingCryptoCallHasItsLine) {
-  const std::pair<const char*, const char*> kCases[] = {
-      {"EC_KEY_new", "Init EC KEY failed"},
-      {"EC_GROUP_new_by_curve_name", "Init EC GROUP failed"},
-      {"EC_KEY_set_group", "Set KEY GROUP failed"},
-      {"EC_POINT_new", "Init EC POINT failed"},
-      {"EC_KEY_set_public_key", "Set EC KEY failed"},
-      {"EVP_PKEY_new", "Init EVP PKEY failed"},
-  };
-  const Bytes cose_key = CoseKey(EcKey(0));
-  RKP::PublicKeyPtr key;
-  for (const auto& [function, message] : kCases) {
-    const FailingCrypto failing(function);
-    orx_test::LogCapture log;
-    EXPECT_FALSE(RKP::p256_pub_key(cose_key, &key));
-    EXPECT_THAT(log.messages(), ElementsAre(message));
-  }
-  // Whether the key could be handed over is not asked; it must not leak all the same.
-  const FailingCrypto failing("EVP_PKEY_assign_EC_KEY");
-  EXPECT_TRUE(RKP::p256_pub_key(cose_key, &key));
 }
 
 }  // namespace
