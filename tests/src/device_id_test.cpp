@@ -64,11 +64,14 @@ TEST_F(DeviceId, PrintsNullForWhatIsRemovedAfterTheCheck) {
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Device ID properties not ok\n");
 }
 
-TEST_F(DeviceId, APropertyNameIsCutAt39Characters) {
+TEST_F(DeviceId, APropertyNameIsCutAt39CharactersAndALevelOfOneDigitKept) {
   properties_.Set("ro.product." + std::string(39 - 11, 'k'), "read");
-  char value[92] = {};
-  EXPECT_EQ(ORX_get_property(std::string(40, 'k').c_str(), value), 0);
-  EXPECT_STREQ(value, "read");
+  for (const char* level : {"9", "34"}) {
+    properties_.Set(kLevel, level);
+    char value[92] = {};
+    EXPECT_EQ(ORX_get_property(std::string(40, 'k').c_str(), value), 0);
+    EXPECT_STREQ(value, "read");
+  }
 }
 
 TEST_F(DeviceId, OnlyTheExactWordTrueMeansDualSim) {

@@ -41,26 +41,18 @@ LogCapture::~LogCapture() {
   __android_log_set_logger(__android_log_stderr_logger);
 }
 
-const std::vector<std::string>& LogCapture::lines() const {
-  return captured;
-}
-
-std::vector<std::string> LogCapture::messages() const {
+std::vector<std::string> LogCapture::messages(const std::string& path) const {
   std::vector<std::string> messages;
-  for (const std::string& line : captured) messages.push_back(MessageOf(line));
+  for (const std::string& line : captured) {
+    if (path.empty() || line.rfind(path + ":", 0) == 0) messages.push_back(MessageOf(line));
+  }
   return messages;
 }
 
-std::vector<std::string> LogCapture::Take() {
-  std::vector<std::string> taken = messages();
+std::vector<std::string> LogCapture::Take(const std::string& path) {
+  std::vector<std::string> taken = messages(path);
   Clear();
   return taken;
-}
-
-std::vector<std::string> LogCapture::paths() const {
-  std::vector<std::string> paths;
-  for (const std::string& line : captured) paths.push_back(line.substr(0, line.find(':')));
-  return paths;
 }
 
 void LogCapture::Clear() {

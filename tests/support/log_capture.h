@@ -16,17 +16,12 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  // lines returns what was logged since construction or Clear(), "path:line: message" each.
-  const std::vector<std::string>& lines() const;
+  // messages returns what was logged since construction or Clear(), if `path` is not empty by the
+  // source at `path`.
+  std::vector<std::string> messages(const std::string& path = "") const;
 
-  // messages returns the same without "path:line: ".
-  std::vector<std::string> messages() const;
-
-  // Take returns messages() and clears them.
-  std::vector<std::string> Take();
-
-  // paths returns the source path of each line.
-  std::vector<std::string> paths() const;
+  // Take returns messages(path) and clears all.
+  std::vector<std::string> Take(const std::string& path = "");
 
   void Clear();
 

@@ -64,16 +64,6 @@ class AttestationFixture : public ::testing::Test {
     ASSERT_TRUE(android_host::SetProperty(name, value, &error)) << error;
   }
 
-  // The messages that the source at `path` wrote since the last call.
-  std::vector<std::string> Messages(const std::string& path) {
-    std::vector<std::string> messages;
-    for (size_t i = 0; i < log.lines().size(); ++i) {
-      if (log.paths()[i] == path) messages.push_back(log.messages()[i]);
-    }
-    log.Clear();
-    return messages;
-  }
-
   static km::KeyParameter Id(km::Tag tag, const std::string& value) {
     return {tag,
             km::KeyParameterValue::make<km::KeyParameterValue::blob>(value.begin(), value.end())};

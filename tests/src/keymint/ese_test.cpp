@@ -29,7 +29,7 @@ void Expect(Check check, int result, const std::string& message) {
   orx_test::LogCapture log;
   EXPECT_EQ(check(), result);
   EXPECT_THAT(log.messages(), ElementsAre(message));
-  EXPECT_THAT(log.paths(), ElementsAre("src/keymint/ORX_ESE_TEST.cpp"));
+  EXPECT_THAT(log.messages("src/keymint/ORX_ESE_TEST.cpp"), ElementsAre(message));
 }
 
 // SecureElementTest numbers the calls that a check makes, and can have one of them fail.

@@ -53,15 +53,7 @@ class RsaTest : public ::testing::Test {
   void SetUp() override { umask(0); }
 
   // The messages since the last call, without those of the KeyMint client.
-  std::vector<std::string> TakeMessages() {
-    std::vector<std::string> messages;
-    for (const std::string& message : log_.messages()) {
-      if (message.rfind("KM: ", 0) != 0 && message != "strongbox was 0")
-        messages.push_back(message);
-    }
-    log_.Clear();
-    return messages;
-  }
+  std::vector<std::string> TakeMessages() { return log_.Take("src/keymint/ORX_RSA.cpp"); }
 
   // Puts a key blob into the file of key 50.
   void StoreBlob(const std::string& blob = "stored") {
@@ -327,70 +319,51 @@ TEST_F(RsaTest, VerifyPassesTheSignatureOnAndRejectsItWhateverTheDeviceSays) {
   EXPECT_EQ(ORX_RSA_Process(50, km::KeyPurpose::VERIFY, "in", "sig", none), "ERRORoutput");
 }
 
-// --- Failures of an operation, and the upgrade
-
-constexpr int kNotAsked = 1;  // where the device's answer would stand
-
-struct Failure {
-  const char* title;
-  int begin, upgrade;    // what the device answers
-  const char* upgraded;  // and the blob that it returns
-  int begin_again;       // what it answers to the second begin
-  int finish;            // what the operation answers
-  std::string messages;  // between those of load and sign, separated by '|'
-  const char* file;      // the blob file afterwards
-};
-
-// Else all its bytes are printed, also those between its members.
-void PrintTo(const Failure& failure, std::ostream* out) {
-  *out << failure.title;
+TEST_F(RsaTest, AFailedOperationLeavesNoSignatureAndTellsWhy) {
+  const std::string requires_upgrade = "RSA: KM requires the key to be upgraded|";
+  const std::string not_needed = requires_upgrade + "RSA: Upgrade failed or not needed: ";
+  const std::string begin_failed =
+      requires_upgrade + "RSA: begin failed with upgraded key, code:-62, blob size:6";
+  const std::string finish_failed = requires_upgrade +
+                                    "RSA: key with size:8 being saved to filesystem|" +
+                                    "RSA: finish failed with code:-21, blob size:6, output_size:0";
+  const struct {
+    std::vector<int> begins;      // what the device answers to each begin
+    std::vector<int> upgrades;    // to the upgrade, if it comes to that
+    std::string upgraded;         // with that blob
+    std::vector<int> finishes;    // and what the operation answers
+    std::string messages;         // between those of load and sign, separated by '|'
+    std::string file = "stored";  // the blob file afterwards
+  } rows[] = {
+      {{-25}, {}, "", {}, "RSA: begin failed with error: -25\n"},
+      {{-62}, {-40}, "", {}, not_needed + "-40\n"},
+      {{-62}, {0}, "", {}, not_needed + "0\n"},
+      {{-62, -62}, {0}, "upgraded", {}, begin_failed},
+      {{-62, 0}, {0}, "upgraded", {-21}, finish_failed, "upgraded"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.messages);
+    StoreBlob();
+    const auto answers = [](const std::vector<int>& codes, auto& call, auto result) {
+      call.Times(static_cast<int>(codes.size()));
+      for (const int code : codes)
+        code == 0 ? call.WillOnce(Succeeds(result)) : call.WillOnce(Fails(code));
+    };
+    answers(row.begins, EXPECT_CALL(device_, begin), device_.Begun(keymint_.operation));
+    answers(row.upgrades, EXPECT_CALL(device_, upgradeKey(ToBytes("stored"), _, _)),
+            ToBytes(row.upgraded));
+    answers(row.finishes, EXPECT_CALL(operation_, finish), Bytes());
+    EXPECT_CALL(operation_, abort).Times(0);
+    EXPECT_EQ(Sign(), 1u);
+    EXPECT_EQ(Output(), std::string(sizeof output_, '-'));
+    EXPECT_EQ(length_, sizeof output_);
+    EXPECT_EQ(base::Join(TakeMessages(), '|'),
+              kLoaded + ("|" + row.messages) + "|RSA: signature is empty");
+    EXPECT_EQ(FileContent(kFile50), row.file);
+    ::testing::Mock::VerifyAndClearExpectations(&device_);
+    ::testing::Mock::VerifyAndClearExpectations(&operation_);
+  }
 }
-
-class RsaFailure : public RsaTest, public ::testing::WithParamInterface<Failure> {};
-
-TEST_P(RsaFailure, LeavesNoSignatureAndTellsWhy) {
-  const Failure& row = GetParam();
-  StoreBlob();
-  int begun = 0;
-  EXPECT_CALL(device_, begin).WillRepeatedly([&](auto&&, auto&&, auto&&, auto&&, auto* result) {
-    const int code = ++begun == 1 ? row.begin : row.begin_again;
-    EXPECT_NE(code, kNotAsked);
-    if (code != 0) return ::ndk::ScopedAStatus::fromServiceSpecificError(code);
-    result->operation = keymint_.operation;
-    return ::ndk::ScopedAStatus::ok();
-  });
-  auto& upgrade = EXPECT_CALL(device_, upgradeKey(ToBytes("stored"), _, _))
-                      .Times(row.upgrade == kNotAsked ? 0 : 1);
-  if (row.upgrade == 0) upgrade.WillOnce(Succeeds(ToBytes(row.upgraded)));
-  if (row.upgrade < 0) upgrade.WillOnce(Fails(row.upgrade));
-  EXPECT_CALL(operation_, finish)
-      .Times(row.finish == kNotAsked ? 0 : 1)
-      .WillRepeatedly(Fails(row.finish));
-  EXPECT_CALL(operation_, abort).Times(0);
-  EXPECT_EQ(Sign(), 1u);
-  EXPECT_EQ(Output(), std::string(sizeof output_, '-'));
-  EXPECT_EQ(length_, sizeof output_);
-  EXPECT_EQ(base::Join(TakeMessages(), '|'),
-            std::string(kLoaded) + "|" + row.messages + "|RSA: signature is empty");
-  EXPECT_EQ(FileContent(kFile50), row.file);
-}
-
-const std::string kRequires = "RSA: KM requires the key to be upgraded|";
-const std::string kNotNeeded = kRequires + "RSA: Upgrade failed or not needed: ";
-const std::string kSaving = kRequires + "RSA: key with size:8 being saved to filesystem|";
-
-INSTANTIATE_TEST_SUITE_P(
-    All, RsaFailure,
-    ::testing::Values(
-        Failure{"Begin", -25, kNotAsked, "", kNotAsked, kNotAsked,
-                "RSA: begin failed with error: -25\n", "stored"},
-        Failure{"Upgrade", -62, -40, "", kNotAsked, kNotAsked, kNotNeeded + "-40\n", "stored"},
-        Failure{"BeginAgain", -62, 0, "upgraded", -62, kNotAsked,
-                kRequires + "RSA: begin failed with upgraded key, code:-62, blob size:6", "stored"},
-        Failure{"FinishUpgraded", -62, 0, "upgraded", 0, -21,
-                kSaving + "RSA: finish failed with code:-21, blob size:6, output_size:0",
-                "upgraded"}),
-    [](const auto& row) { return row.param.title; });
 
 TEST_F(RsaTest, DeletingAsksTheDeviceAndKeepsTheFile) {
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <android-base/file.h>
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -31,23 +30,18 @@ constexpr char kFile50[] = "/mnt/vendor/persist/security/zol_key_user0";
 constexpr char kFile52[] = "/mnt/vendor/persist/security/zol_key_user2";
 constexpr uint8_t kKey[16] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
                               0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
+constexpr char kCreate[] = "Create symmetric keymint service instance";  // at the first call
 constexpr uint8_t kIv[16] = {9, 8, 7};
 
-bool Exists(const char* path) {
-  struct stat status;
-  return lstat(path, &status) == 0;
+std::string FileContent(const char* path) {
+  std::string content;
+  return base::ReadFileToString(path, &content) ? content : "(none)";
 }
 
 mode_t ModeOf(const char* path) {
   struct stat status = {};
   EXPECT_EQ(stat(path, &status), 0);
   return status.st_mode & 07777;
-}
-
-off_t SizeOf(const char* path) {
-  struct stat status = {};
-  EXPECT_EQ(stat(path, &status), 0);
-  return status.st_size;
 }
 
 class SymTest : public ::testing::Test {
@@ -78,15 +72,8 @@ class SymTest : public ::testing::Test {
     return id;
   }
 
-  // The lines of the call alone, without those of the KeyMint client.
-  std::vector<std::string> SymMessages() {
-    std::vector<std::string> messages;
-    for (const std::string& message : log_.messages()) {
-      if (message.rfind("SYM: ", 0) == 0) messages.push_back(message);
-    }
-    log_.Clear();
-    return messages;
-  }
+  // The messages since the last call, without those of the KeyMint client.
+  std::vector<std::string> SymMessages() { return log_.Take("src/keymint/ORX_SYM.cpp"); }
 
   orx_test::MockKeyMint keymint_;
   const std::shared_ptr<NiceMock<orx_test::MockKeyMintDevice>> device_ = keymint_.device;
@@ -114,11 +101,10 @@ TEST_F(SymTest, ImportAsksForAnAesCbcKeyStoresItsBlobAndSelectsIt) {
   EXPECT_EQ(current_key_blob_, blob_);
   EXPECT_EQ(ModeOf(kFile50), 0666u);
   EXPECT_EQ(SelectedId(), 50);
-  EXPECT_THAT(
-      log_.messages(),
-      ElementsAre("SYM: Importing key for keyid=50", "Create symmetric keymint service instance",
-                  "strongbox was 0", "KM: ImportKey", "SYM: Importing key with len: 300",
-                  "SYM: Key blob size: 300 for 50 is loaded ok"));
+  EXPECT_THAT(log_.messages(),
+              ElementsAre("SYM: Importing key for keyid=50", kCreate, "strongbox was 0",
+                          "KM: ImportKey", "SYM: Importing key with len: 300",
+                          "SYM: Key blob size: 300 for 50 is loaded ok"));
 }
 
 TEST_F(SymTest, ImportChecksItsArgumentsInOrderBeforeKeyMintIsAsked) {
@@ -143,17 +129,17 @@ TEST_F(SymTest, ImportChecksItsArgumentsInOrderBeforeKeyMintIsAsked) {
 TEST_F(SymTest, ImportUnderAnIdWithoutFileFailsOnlyAfterKeyMintHasTheKey) {
   EXPECT_CALL(*device_, importKey);
   EXPECT_EQ(Import(99), 1u);
-  EXPECT_THAT(SymMessages(), ElementsAre("SYM: Importing key for keyid=99",
+  EXPECT_THAT(SymMessages(), ElementsAre("SYM: Importing key for keyid=99", kCreate,
                                          "SYM: Could not find a repository for keyid=99"));
 }
 
 TEST_F(SymTest, NothingIsStoredThroughALink) {
   const char target[] = "/mnt/vendor/persist/security/elsewhere";
-  close(open(target, O_CREAT | O_WRONLY, 0600));
+  ASSERT_TRUE(base::WriteStringToFile("kept", target));
   ASSERT_EQ(symlink(target, kFile50), 0);
   EXPECT_EQ(Import(), 1u);
-  EXPECT_EQ(SizeOf(target), 0);
-  EXPECT_FALSE(Exists(kFile50));
+  EXPECT_EQ(FileContent(target), "kept");
+  EXPECT_EQ(FileContent(kFile50), "(none)");
   EXPECT_THAT(SymMessages(), Contains("SYM: Fail to store key blob to filesystem"));
 }
 
@@ -192,7 +178,7 @@ TEST_F(SymTest, AFailureOfCode0CountsAsAnImportOfAnEmptyBlob) {
   EXPECT_THAT(SymMessages(),
               ElementsAre("SYM: Importing key for keyid=50", "SYM: Importing key with len: 0",
                           "SYM: Key blob size: 0 for 50 is loaded ok"));
-  EXPECT_EQ(SizeOf(kFile50), 0);
+  EXPECT_EQ(FileContent(kFile50), "");
   EXPECT_EQ(ModeOf(kFile50), 0640u) << "an existing file keeps its mode";
   EXPECT_EQ(current_key_blob_, Bytes());
 }
@@ -212,7 +198,8 @@ TEST_F(SymTest, SelectingChecksIdContextTableAndFileInThisOrder) {
 TEST_F(SymTest, BeginChecksSelectionIvAndModeInThisOrder) {
   EXPECT_CALL(*device_, begin).Times(0);
   EXPECT_EQ(ORX_SYM_EncryptBegin(context_, nullptr, 16, 2), 1u);
-  EXPECT_THAT(SymMessages(), ElementsAre("SYM: Begin with keyid=0, mode:2", "SYM: No key loaded"));
+  EXPECT_THAT(SymMessages(),
+              ElementsAre("SYM: Begin with keyid=0, mode:2", kCreate, "SYM: No key loaded"));
   ASSERT_EQ(Import(), 0u);
   log_.Clear();
   EXPECT_EQ(ORX_SYM_EncryptBegin(context_, nullptr, 16, 2), 1u);
@@ -282,7 +269,7 @@ TEST_F(SymTest, OnlyTheSelectedKeyIsDeletedAndItsFileStays) {
   EXPECT_CALL(*device_, deleteKey(blob_)).WillOnce(SucceedsWithoutResult());
   EXPECT_EQ(ORX_SYM_DeleteKeyID(50), 0u);
   EXPECT_EQ(current_key_blob_.capacity(), 0u);
-  EXPECT_TRUE(Exists(kFile50));
+  EXPECT_NE(FileContent(kFile50), "(none)");
   EXPECT_EQ(SelectedId(), -1);
 }
 

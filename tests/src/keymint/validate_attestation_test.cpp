@@ -103,7 +103,7 @@ TEST_F(ValidateAttestationTest, LogsEachStepOfAPass) {
   EXPECT_EQ(Run(kKinds[0]), 0);
   const char kLeaf[] = "ATTEST: cert=0 has subject name: /CN=Android Keystore Key\n";
   const char kRoot[] = "ATTEST: Root cert  has subject name: /serialNumber=f92009e853b6b045\n";
-  EXPECT_THAT(Messages(kLog),
+  EXPECT_THAT(log.Take(kLog),
               ElementsAre(kLeaf, kRoot,
                           "ATTEST: validate key with auth tag-KeyParameter{tag: "
                           "ATTESTATION_ID_MODEL, value: KeyParameterValue{blob: [77, 49]}}",
@@ -115,7 +115,7 @@ TEST_F(ValidateAttestationTest, EachFailureHasTheLineOfItsKindAndIsTheLast) {
     const auto expect = [&](const std::string& message, size_t num_requests) {
       requests.clear();
       EXPECT_EQ(Run(kind), 1);
-      EXPECT_EQ(Messages(kLog).back(), message);
+      EXPECT_EQ(log.Take(kLog).back(), message);
       EXPECT_THAT(requests, SizeIs(num_requests));
     };
     failing_call = 0;
@@ -142,7 +142,7 @@ TEST_F(ValidateAttestationTest, RelaxedAloneAcceptsAnotherRoot) {
     EXPECT_EQ(Run(kind), 0);
     relaxed = false;
     EXPECT_EQ(Run(kind), 1);
-    EXPECT_EQ(Messages(kLog).back(), kind.key_chain_invalid);
+    EXPECT_EQ(log.Take(kLog).back(), kind.key_chain_invalid);
   });
 }
 
@@ -167,7 +167,7 @@ TEST_F(ValidateAttestationTest, ReadsTheIdentifiersOnlyWhenAskedTo) {
   EXPECT_EQ(ORX_validate_attestation_model(nullptr, false, false), 0);
   EXPECT_THAT(requests, SizeIs(3));
   EXPECT_EQ(ORX_validate_attestation(true, 0, false, false), 1) << "even for no identifier";
-  EXPECT_EQ(Messages(kLog).back(), "ATTEST: fail to retrieve device ID values");
+  EXPECT_EQ(log.Take(kLog).back(), "ATTEST: fail to retrieve device ID values");
 }
 
 }  // namespace

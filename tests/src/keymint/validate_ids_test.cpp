@@ -38,7 +38,7 @@ class ValidateIdsTest : public AttestationFixture {
     log.Clear();
     EXPECT_EQ(ORX_validate_attestation_ids(true, ORX_ATTEST_ID_MODEL, false, use_strongbox),
               result);
-    std::vector<std::string> messages = Messages("src/keymint/ORX_ATTEST_RKP.cpp");
+    std::vector<std::string> messages = log.Take("src/keymint/ORX_ATTEST_RKP.cpp");
     if (messages[0] ==
         "Validate key with auth tag-KeyParameter{tag: ATTESTATION_ID_MODEL, value: "
         "KeyParameterValue{blob: [77, 49]}}") {
@@ -74,7 +74,7 @@ TEST_F(ValidateIdsTest, AttestsWithTheComponentsKeyAndThenNothing) {
 TEST_F(ValidateIdsTest, FailsWhereTheDeviceStillAttestsWithKeysOfItsOwn) {
   key_chain = attested_chain;
   EXPECT_EQ(ORX_validate_attestation_ids(false, 0, false, false), 1);
-  EXPECT_THAT(Messages("src/keymint/ORX_ATTEST_RKP.cpp"),
+  EXPECT_THAT(log.Take("src/keymint/ORX_ATTEST_RKP.cpp"),
               ElementsAre("Negative Test: return error = 0",
                           "Need to clear factory attestation keys before shipping"));
 }
