@@ -1,30 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/faults/interposer.h"
 
-#include <dlfcn.h>
 #include <errno.h>
-#include <link.h>
 #include <malloc.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
-#include <unwind.h>
 
 #include <algorithm>
 #include <atomic>
 #include <initializer_list>
 #include <new>
 
+#include "tests/support/interposed.h"
+
 namespace orx_faults {
 namespace {
-
-// Where the code lies of the library, and of those whose own calls are not the library's.
-struct Module {
-  uintptr_t begin, end;
-  bool is_library;
-};
-Module modules[8];
-size_t num_modules = 0;
 
 thread_local bool armed = false;
 const char* failing = nullptr;
@@ -33,38 +24,12 @@ long failing_at = 0;
 bool failed = false;
 Call calls[kMaxCalls];
 
-int AddModule(dl_phdr_info* info, size_t, void*) {
-  const bool is_library = strstr(info->dlpi_name, "/liborx.so") != nullptr;
-  const bool is_other = *info->dlpi_name == '\0' || strstr(info->dlpi_name, "/liborx_sim.so") ||
-                        strstr(info->dlpi_name, "/libandroid_host.so");
-  for (int i = 0; (is_library || is_other) && i < info->dlpi_phnum; ++i) {
-    const auto& part = info->dlpi_phdr[i];
-    const uintptr_t begin = info->dlpi_addr + part.p_vaddr;
-    if (part.p_type == PT_LOAD && (part.p_flags & PF_X) != 0) {
-      modules[num_modules++] = {begin, begin + part.p_memsz, is_library};
-    }
-  }
-  return 0;
-}
-
-_Unwind_Reason_Code Look(_Unwind_Context* frame, void* is_library) {
-  const uintptr_t place = _Unwind_GetIP(frame) - 1;
-  for (size_t i = 0; i < num_modules; ++i) {
-    if (place < modules[i].begin || place >= modules[i].end) continue;
-    *static_cast<bool*>(is_library) = modules[i].is_library;
-    return _URC_NORMAL_STOP;
-  }
-  return _URC_NO_REASON;
-}
-
-// The library has no unwind tables: its innermost frame is the last that a walk sees.
 bool IsTheLibrarys() {
   if (!armed) return false;
-  bool is_library = false;
   armed = false;
-  _Unwind_Backtrace(Look, &is_library);
+  const bool is_librarys = orx_test::IsForLibrary();
   armed = true;
-  return is_library;
+  return is_librarys;
 }
 
 // Counts a call of the library, and returns whether it is the one to fail.
@@ -118,7 +83,6 @@ int RandBytes(uint8_t* buffer, size_t length) {
 }  // namespace
 
 void Arm(const char* call, int error, long at) {
-  if (num_modules == 0) dl_iterate_phdr(AddModule, nullptr);
   failing = call;
   failing_error = error;
   failing_at = at;
@@ -139,17 +103,9 @@ long Live() {
   return num_live;
 }
 
-// Every function here has up to six arguments of a register each, so they are handed on as words,
-// whatever their types are. `failure` is what happens instead of the call; then come the errors.
-#define INTERPOSE(name, call, failure, ...)                                               \
-  extern "C" long Interposed_##name(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d,   \
-                                    uintptr_t e, uintptr_t f) __asm__(#name);             \
-  long Interposed_##name(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d, uintptr_t e, \
-                         uintptr_t f) {                                                   \
-    static const auto real =                                                              \
-        reinterpret_cast<decltype(&Interposed_##name)>(dlsym(RTLD_NEXT, #name));          \
-    return Fails(call, {__VA_ARGS__}) ? (failure) : real(a, b, c, d, e, f);               \
-  }
+// `failure` is what happens instead of the call; then come the errors.
+#define INTERPOSE(name, call, failure, ...) \
+  ORX_INTERPOSED(name, Fails(call, {__VA_ARGS__}) ? (failure) : real(a, b, c, d, e, f))
 #define SHORT_OR_FAILED (failing_error == kShort ? real(a, b, (c + 1) / 2, d, e, f) : -1)
 #define DONE_AND_FAILED (real(a, b, c, d, e, f), -1)
 

@@ -2,10 +2,7 @@
 #pragma once
 
 // A shared object that stands before the C library, the C++ library and the crypto library, and
-// fails one call that is made on behalf of liborx.so. A call is the library's when the innermost
-// frame of its stack that belongs to the library, its platform or the program is the library's:
-// what libbase, libcutils, libstdc++ and the crypto library do for it counts, what the simulated
-// device does in the same process does not.
+// fails one call that is made on behalf of liborx.so.
 namespace orx_faults {
 
 // In the place of an errno: half of the bytes are transferred.
