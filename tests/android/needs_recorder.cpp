@@ -3,8 +3,6 @@
 // before it, and prints what the library looks up, reads, opens and connects to: a line each of
 // function, kind and object. Its definitions of the platform's functions precede the platform's.
 #include <aidl/android/hardware/security/keymint/Algorithm.h>
-#include <dlfcn.h>
-#include <execinfo.h>
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/bytestring.h>
 #include <openssl/evp.h>
@@ -19,6 +17,7 @@
 
 #include <vector>
 
+#include "tests/support/interposed.h"
 #include "tests/support/rsa_components.h"
 
 namespace {
@@ -28,22 +27,8 @@ namespace orx = android::hardware::keymint::ORX;
 int record_fd = -1;
 const char* current_call = nullptr;
 
-// The simulated device shares the process and the platform's libraries with the library: the
-// nearest of the two on the stack is the one that asks.
-bool IsAskedByLibrary() {
-  void* frames[64];
-  const int count = backtrace(frames, 64);
-  for (int i = 0; i < count; ++i) {
-    Dl_info info{};
-    if (dladdr(frames[i], &info) == 0 || info.dli_fname == nullptr) continue;
-    if (strstr(info.dli_fname, "/liborx.so") != nullptr) return true;
-    if (strstr(info.dli_fname, "/liborx_sim.so") != nullptr) return false;
-  }
-  return false;
-}
-
 void Record(const char* kind, const char* object) {
-  if (current_call == nullptr || object == nullptr || !IsAskedByLibrary()) return;
+  if (current_call == nullptr || object == nullptr || !orx_test::IsForLibrary()) return;
   dprintf(record_fd, "%s\t%s\t%s\n", current_call, kind, object);
 }
 
@@ -58,17 +43,8 @@ const char* PathOf(uintptr_t address) {
 
 }  // namespace
 
-// Every function here has up to four arguments of a register each, so they are handed on as words,
-// whatever their types are.
-#define RECORDED(name, kind, object)                                           \
-  extern "C" long Recorded_##name(uintptr_t a, uintptr_t b, uintptr_t c,       \
-                                  uintptr_t d) __asm__(#name);                 \
-  long Recorded_##name(uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d) {   \
-    static const auto real =                                                   \
-        reinterpret_cast<decltype(&Recorded_##name)>(dlsym(RTLD_NEXT, #name)); \
-    Record(kind, object);                                                      \
-    return real(a, b, c, d);                                                   \
-  }
+#define RECORDED(name, kind, object) \
+  ORX_INTERPOSED(name, (Record(kind, object), real(a, b, c, d, e, f)))
 RECORDED(AServiceManager_checkService, "service", Text(a))
 RECORDED(property_get, "property", Text(a))
 RECORDED(property_get_bool, "property", Text(a))
