@@ -9,7 +9,6 @@
 #include <random>
 
 #include "src/keymint/ORX_ATTEST.h"
-#include "tests/sim/simulated_device.h"
 #include "tests/support/certificate_builder.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/mock_keymint.h"
@@ -50,49 +49,29 @@ class AgreementTest : public testing::Test {
   std::set<std::string> codes_;
 };
 
-TEST_F(AgreementTest, OnChainsOfEveryLengthWithEveryFieldChanged) {
+TEST_F(AgreementTest, OnChainsWithAnyFieldChangedAndAnyByteDamaged) {
   const std::function<void(CertificateFields*)> changes[] = {
-      [](auto*) {},
-      [](auto* fields) {
-        fields->subject = {{"CN", "X"}};
-      },
+      [](auto* fields) { fields->subject = fields->issuer; },
       [](auto* fields) { fields->subject = orx_test::kRootName; },
       [](auto* fields) {
         fields->subject.push_back({"O", "more"});
       },
-      [](auto* fields) {
-        fields->issuer = {{"CN", "X"}};
-      },
+      [](auto* fields) { fields->issuer = orx_test::kKeyName; },
       [](auto* fields) { fields->signer = EcKey(9); },
       [](auto* fields) { fields->key = EcKey(9); },
       [](auto* fields) { fields->key = fields->signer = orx_test::RsaKey(0); },
   };
   Compare({}, "empty");
-  for (int length = 1; length <= 5; ++length) {
-    std::vector<EVP_PKEY*> keys;
-    for (int i = 0; i < length; ++i) keys.push_back(EcKey(i));
-    for (size_t i = 0; i < keys.size(); ++i) {
-      for (size_t change = 0; change < std::size(changes); ++change) {
-        auto fields = orx_test::ChainFields(keys);
-        changes[change](&fields[i]);
-        Compare(orx_test::MakeChain(fields), "change " + std::to_string(change) + " of " +
-                                                 std::to_string(i) + "/" + std::to_string(length));
-      }
-    }
-  }
-}
-
-TEST_F(AgreementTest, OnAThousandDamagedChainsOfADevice) {
-  orx_sim::TestDevice device("attestation = factory\nstrongbox = yes\n");
-  const orx::AuthorizationSet params = AttestKeyParameters(true);
-  km::KeyCreationResult made;
-  ASSERT_TRUE(device.tee()
-                  .keymint->generateKey({params.begin(), params.end()}, std::nullopt, &made)
-                  .isOk());
   std::mt19937 random(20240229);
-  for (int i = 0; i < 1000; ++i) {
-    orx_test::Chain chain = made.certificateChain;
-    for (unsigned count = random() % 3; count != 0 || i == 0; --count) {
+  for (int i = 0; i < 400; ++i) {
+    auto fields = orx_test::ChainFields({EcKey(0), EcKey(1), EcKey(2), EcKey(3), EcKey(4)});
+    fields.erase(fields.begin(), fields.begin() + random() % 5);
+    fields[0].subject = orx_test::kKeyName;
+    for (unsigned count = random() % 3; count != 0; --count) {
+      changes[random() % std::size(changes)](&fields[random() % fields.size()]);
+    }
+    orx_test::Chain chain = orx_test::MakeChain(fields);
+    if (random() % 3 == 0) {
       auto& der = chain[random() % chain.size()].encodedCertificate;
       const auto at = static_cast<ptrdiff_t>(random() % der.size());
       if (random() % 4 == 0) {
@@ -100,15 +79,15 @@ TEST_F(AgreementTest, OnAThousandDamagedChainsOfADevice) {
       } else {
         der[static_cast<size_t>(at)] ^= static_cast<uint8_t>(1 << random() % 8);
       }
-      if (i == 0) break;
     }
-    if (random() % 8 == 0) std::swap(chain[random() % 4], chain[random() % 4]);
-    if (random() % 16 == 0) chain[random() % 4].encodedCertificate.push_back(0);  // padding
+    std::swap(chain[0], chain[random() % 8 == 0 ? chain.size() - 1 : 0]);
+    if (random() % 16 == 0) chain[0].encodedCertificate.push_back(0);  // padding
     Compare(chain, "chain " + std::to_string(i));
   }
-  EXPECT_THAT(codes_, testing::IsSupersetOf({"OK", "ATTEST-CHAIN-INVALID", "ATTEST-CHAIN-KEY",
-                                             "ATTEST-CHAIN-NAMES", "ATTEST-CHAIN-SIGNATURE",
-                                             "ATTEST-CHAIN-SIZE"}));
+  EXPECT_THAT(codes_, testing::UnorderedElementsAre("OK", "ATTEST-CHAIN-INVALID",
+                                                    "ATTEST-CHAIN-KEY", "ATTEST-CHAIN-NAMES",
+                                                    "ATTEST-CHAIN-SIGNATURE", "ATTEST-CHAIN-SIZE",
+                                                    "ATTEST-LEAF-SUBJECT", "ATTEST-ROOT"));
 }
 
 // The parameters of all calls with a key of this kind, as the library makes them or the exercise.
