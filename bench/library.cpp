@@ -22,6 +22,7 @@
 
 #include "bench/bench.h"
 #include "bench/instant_device.h"
+#include "common/secret.h"
 #include "keymint/ORX_ATTEST_RKP.h"
 #include "tests/support/certificate_builder.h"
 #include "tests/support/maced_key.h"
@@ -32,6 +33,7 @@ namespace {
 
 using namespace android::hardware::keymint::ORX;
 using android::base::unique_fd;
+using orx_common::Wiped;
 using Bytes = std::vector<uint8_t>;
 using Set = std::vector<km::KeyParameter>;
 
@@ -47,12 +49,11 @@ bool EncryptRaw(const Bytes& in, Bytes* out) {
 }
 
 // One message straight to the device: what no client can do without.
-bool AskDevice(const AuthorizationSet& params, const std::optional<Bytes>& message) {
+bool AskDevice(const AuthorizationSet& params, const std::optional<Bytes>& message, Bytes* output) {
   static const auto device = InstantDevice();
   km::BeginResult begun;
-  Bytes output;
   return device->begin(km::KeyPurpose::SIGN, kBlob, params.vector_data(), {}, &begun).isOk() &&
-         begun.operation->finish(message, Bytes(), {}, {}, {}, &output).isOk();
+         begun.operation->finish(message, Bytes(), {}, {}, {}, output).isOk();
 }
 
 void WritingLogger(const __android_logger_data* data, const char* message) {
@@ -92,9 +93,21 @@ void AddMessages() {
       return service.Begin(km::KeyPurpose::SIGN, kBlob, params) == 0 &&
              service.Finish(text, "", &output) == 0;
     };
-    const auto ask = [=, message = std::optional<Bytes>(in)] { return AskDevice(params, message); };
+    const auto ask = [=, message = std::optional<Bytes>(in)] {
+      Bytes output;
+      return AskDevice(params, message, &output);
+    };
+    // The two copies that the interfaces on both sides dictate, wiped, and nothing else.
+    const auto copy_and_ask = [=, out = Bytes(size)]() mutable {
+      const Wiped<std::optional<Bytes>> message(std::in_place, in);
+      Wiped<Bytes> answer;
+      const bool done = AskDevice(params, *message, &*answer);
+      std::copy_n((*answer).data(), size, out.data());
+      return done;
+    };
     const auto raw = [in, out = Bytes(size)]() mutable { return EncryptRaw(in, &out); };
     Compare("sym/message", size, encrypt, ask);
+    Compare("sym/copies", size, copy_and_ask, ask);
     Compare("sym/aes-cbc", size, encrypt_in_device, raw);
     Compare("keymint/begin-finish", size, use_service, ask);
     if (size != 16) continue;
@@ -108,10 +121,12 @@ void AddMessages() {
   };
   const auto raw = [] {
     std::string blob;
+    Bytes output;
     AuthorizationSetBuilder signing;
     signing.Digest(km::Digest::SHA_2_256).Padding(km::PaddingMode::RSA_PKCS1_1_5_SIGN);
     signing.Authorization(TAG_NO_AUTH_REQUIRED);
-    return android::base::ReadFileToString(kBlobFile, &blob) && AskDevice(signing, Bytes(32));
+    return android::base::ReadFileToString(kBlobFile, &blob) &&
+           AskDevice(signing, Bytes(32), &output);
   };
   Compare("rsa/sign", 32, sign, raw);
 }
