@@ -178,7 +178,7 @@ def draw_all(results):
          'set format y "%g"\n' + curves(growth))
 
     shown = [(f"{name} {amount(size)}", ours / raw) for name, size, ours, raw, _ in results.rows
-             if not name.startswith(("sym/message", "sym/log", "keymint", "token", "sets"))
+             if not name.startswith(("sym/message", "sym/copies", "sym/log", "keymint", "token", "sets"))
              and size not in (64, 256, 16384, 262144, 1000000)]
     draw("ratios", "Time as a multiple of the raw thing's", ratios(shown), 620)
 
