@@ -43,7 +43,8 @@ left_out=(
 install_packages lld qemu-user
 step "Fetching the libraries of $architecture"
 scripts/sysroot.sh "$architecture" "build/sysroot/$architecture"
-build "$architecture" orx orx_tool orx-sim src_test host_test sim_test sim_tool_test tools_test
+build "$architecture" orx orx_tool orx-sim src_test host_test sim_test sim_tool_test tools_test \
+  agreement_test c_api_test
 case $architecture in arm64) emulator=qemu-aarch64 ;; armhf) emulator=qemu-arm ;; esac
 emulated "$emulator" "$folder"/{bin/orx,bin/orx-sim,lib/orx-sim/orx-sim-enter,tests/sim_probe}
 
