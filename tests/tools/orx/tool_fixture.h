@@ -63,12 +63,13 @@ class ToolTest : public testing::Test {
 
   // Expect runs orx, which must end with this exit code and say this, on standard error if it
   // failed; a failure prints nothing else.
-  void Expect(const Words& words, int exit_code, const std::string& text = "") {
+  ProgramResult Expect(const Words& words, int exit_code, const std::string& text = "") {
     SCOPED_TRACE(testing::PrintToString(words));
     const ProgramResult result = Orx(words);
     EXPECT_EQ(result.exit_code, exit_code) << result.err;
     EXPECT_THAT(exit_code == 0 ? result.out : result.err, testing::HasSubstr(text));
     EXPECT_TRUE(exit_code == 0 || result.out.empty()) << result.out;
+    return result;
   }
 
   // ExpectAll does so for each of these.

@@ -72,14 +72,6 @@ TEST(AttestationRecordTest, IsShownInItsOwnOrderWhateverItHolds) {
                   "  moduleHash: 4142", "  tag 10000: 020105"));
 }
 
-TEST(AttestationRecordTest, JsonValuesAreValues) {
-  const std::vector<uint8_t> der = MakeRecord();
-  const Json::Value json = RecordJson(DecodeKeyDescription(der.data(), der.size()));
-  EXPECT_EQ(json["attestationVersion"], Json::Value(Json::UInt64{300}));
-  EXPECT_EQ(json["hardwareEnforced"]["rootOfTrust"]["deviceLocked"], Json::Value(true));
-  EXPECT_EQ(json["attestationChallenge"], Json::Value("fun"));
-}
-
 // Every record is shown whole or says where it ends to make sense.
 bool SaysWhereItEnds(const Record& record) {
   if (record.empty()) return false;

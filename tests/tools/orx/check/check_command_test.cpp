@@ -100,7 +100,8 @@ TEST_F(CheckCommandTest, AttestationIsJudgedByWhatWasSeen) {
   ExpectAll({
       {"generateKey:dead-object", kAttest, "ENV 4 KM-TRANSPORT", "default generateKey"},
       {"generateKey:null-status", kAttest, "ENV 4 KM-TRANSPORT", "default generateKey"},
-      {"generateKey:-1000", kAttest, "FAIL 1 KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
+      {"generateKey:-1000", kAttest, "FAIL 1 KM-UNKNOWN-ERROR",
+       "of its own (default generateKey answered UNKNOWN_ERROR)."},
       {"generateKey:-32", kAttest, "FAIL 1 KM-FAILED", "UNEXPECTED_NULL_POINTER"},
       // What an import would be told of these errors is of no use here.
       {"generateKey:-38", kAttest, "FAIL 1 ATTEST-GENERATE", "INVALID_ARGUMENT"},
@@ -173,13 +174,10 @@ TEST_F(CheckCommandTest, ADeviceWithoutFactoryKeysIsJudgedByWhatWasSeen) {
       {"", rkp, "PASS 0 OK", "", "attestation=remote"},
       {"service:default.keymint:absent", rkp, "ENV 4 KM-SERVICE-MISSING", "not registered"},
       {"generateKey:-49", rkp, "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
-      {"generateKey:-1000", rkp, "FAIL 1 KM-UNKNOWN-ERROR", "UNKNOWN_ERROR"},
       {"generateKey:-1000@1", rkp, "FAIL 1 KM-UNKNOWN-ERROR", "done again"},
-      {"generateKey:dead-object", rkp, "ENV 4 KM-TRANSPORT", "default generateKey"},
       {"service:default.rkp:absent", rkp, "ENV 4 RKP-SERVICE-MISSING", "not registered"},
       {"generateEcdsaP256KeyPair:-1", rkp, "FAIL 1 RKP-KEYPAIR", "answered"},
       {"generateEcdsaP256KeyPair:dead-object", rkp, "ENV 4 KM-TRANSPORT", "EcdsaP256"},
-      {"generateEcdsaP256KeyPair:cut", rkp, "FAIL 1 RKP-PUBLIC-KEY", "COSE"},
       {"", "model x", "N/A 3 ATTEST-REMOTE", "provisioned remotely"},
       {"generateKey:-74", kRkpBrand, "FAIL 1 RKP-KEY-REFUSED", "with a given attestation key"},
       {"generateKey:-74", "attestation", "FAIL 1 KM-KEYS-NOT-PROVISIONED", "no factory"},
@@ -204,18 +202,19 @@ TEST_F(CheckCommandTest, KeyMintIsJudgedByWhatWasSeen) {
       {"begin:-12@3", "keymint", "FAIL 1 KM-UNFIT", "signature, RSA-2048, SHA-1 (UNSUPPORTED_DIG"},
       {"begin:-12@3", kStrongbox, "PASS 0 OK", ""},
       {"begin:-12@4", kStrongbox, "FAIL 1 KM-UNFIT", "signature, RSA-2048, SHA-256"},
-      {"deleteKey:-100", "keymint", "FAIL 1 KM-UNIMPLEMENTED", "AES-128 (UNIMPLEMENTED); del"},
-      {"finish:dead-object", "keymint", "ENV 4 KM-TRANSPORT", "default finish"},
+      // With one RSA key less to exercise, so that the rest takes half the time.
+      {"deleteKey:-100", kStrongbox, "FAIL 1 KM-UNIMPLEMENTED", "AES-128 (UNIMPLEMENTED); del"},
+      {"finish:dead-object", kStrongbox, "ENV 4 KM-TRANSPORT", "strongbox finish"},
       {"finish:dead-object@9", "keymint", "FAIL 1 KM-UNKNOWN-ERROR", "done again. Failed: decr"},
-      {"importKey:-49", "keymint", "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
+      {"importKey:-49", kStrongbox, "ENV 4 KM-HARDWARE", "SECURE_HW_COMMUNICATION"},
       {"service:default:absent", "keymint", "ENV 4 KM-SERVICE-MISSING", "not registered"},
-      {"begin:no-operation", "keymint", "FAIL 1 KM-NO-OPERATION", "Failed: encryption, AES-128"},
-      {"begin:params", "keymint", "FAIL 1 KM-DEVICE-NONCE", "Failed: encryption, AES-128"},
+      {"begin:no-operation", kStrongbox, "FAIL 1 KM-NO-OPERATION", "Failed: encryption, AES-128"},
+      {"begin:params", kStrongbox, "FAIL 1 KM-DEVICE-NONCE", "Failed: encryption, AES-128"},
   });
   ExpectShownAgain({
       {"importKey:-6@3 begin:-12@4", "keymint", "FAIL 1 KM-UNFIT",
        "import, RSA-4096 (UNSUPPORTED_KEY_SIZE)"},
-      {"finish:damaged@2", "keymint", "FAIL 1 KM-WRONG-RESULT", "decryption, AES-128 (wrong res"},
+      {"finish:damaged@2", kStrongbox, "FAIL 1 KM-WRONG-RESULT", "decryption, AES-128 (wrong res"},
   });
 }
 
@@ -357,14 +356,7 @@ TEST_F(CheckCommandTest, CapturedChainsAreJudgedAsOnTheDevice) {
   const Json::Value check = OrxJson("check", "check attestation");
   EXPECT_EQ(judged["code"], check["code"]);
   EXPECT_EQ(judged["advice"], check["advice"]);
-  EXPECT_THAT(judged["cause"].asString(), HasSubstr("(certificate 0 is not signed by"));
-  faults_ = {};
-  Orx("attest-key -o @chain");
-  Expect("chain check @chain/chain.pem", 0, "PASS  chain of 4  OK\nnote: the root");
-  EXPECT_EQ(OrxJson("answer", "chain check @chain/chain.pem --size 5")["code"],
-            "ATTEST-CHAIN-SIZE");
-  Write(work("cut"), Read(work("chain/chain.pem")).substr(0, 1500));
-  Expect("chain check @cut", 1, "[CERTIFICATE-FORMAT]");
+  EXPECT_THAT(judged["cause"].asString(), ContainsRegex("[a-z] \\(certificate 0 is not signed by"));
 }
 
 TEST_F(CheckCommandTest, AdviceIsGivenAndChangesNoVerdict) {
@@ -430,12 +422,11 @@ TEST_F(CheckCommandTest, JsonLinesComeAsChecksEnd) {
 }
 
 TEST_F(CheckCommandTest, AHealthyReportLeavesRoomOnTheSmallestScreen) {
-  for (const char* columns : {"80", "60"}) {
-    const std::string command = std::string("stty cols ") + columns + "; " ORX_PROGRAM " check all";
-    const ProgramResult shown = Inside({"script", "-qec", command, "/dev/null"});
-    EXPECT_EQ(shown.exit_code, 0) << shown.out;
-    EXPECT_LE(std::count(shown.out.begin(), shown.out.end(), '\n'), 24 - 3) << shown.out;
-  }
+  const char command[] = "stty cols 60; " ORX_PROGRAM " check all";
+  const ProgramResult shown = Inside({"script", "-qec", command, "/dev/null"});
+  EXPECT_EQ(shown.exit_code, 0) << shown.out;
+  EXPECT_LE(std::count(shown.out.begin(), shown.out.end(), '\n'), 24 - 3) << shown.out;
+  EXPECT_THAT(shown.out, AllOf(HasSubstr("\x1b[32mPASS"), Not(HasSubstr("\x1b[33m"))));
 }
 
 TEST_F(CheckCommandTest, NotesAreShownUnlessQuiet) {
@@ -454,6 +445,11 @@ TEST_F(CheckCommandTest, ShowsAndWritesTheChainOfAnAttestationKey) {
       "openssl verify -no_check_time -CAfile @chain/cert3.pem"
       " -untrusted @chain/chain.pem @chain/cert0.pem");
   EXPECT_EQ(openssl.exit_code, 0) << openssl.err;
+  Expect("chain check @chain/chain.pem", 0, "PASS  chain of 4  OK\nnote: the root");
+  EXPECT_EQ(OrxJson("answer", "chain check @chain/chain.pem --size 5")["code"],
+            "ATTEST-CHAIN-SIZE");
+  Write("cut", Read("chain/chain.pem").substr(0, 1500));
+  Expect("chain check @cut", 1, "[CERTIFICATE-FORMAT]");
 
   const Json::Value chain = OrxJson("answer", "chain show @chain/chain.pem");
   ASSERT_EQ(chain["certificates"].size(), 4u);
@@ -465,6 +461,7 @@ TEST_F(CheckCommandTest, ShowsAndWritesTheChainOfAnAttestationKey) {
   EXPECT_EQ(record["attestationSecurityLevel"].asString(), "TrustedEnvironment");
   EXPECT_EQ(record["attestationChallenge"].asString(), "orx");
   EXPECT_EQ(record["hardwareEnforced"]["purpose"][0].asString(), "ATTEST_KEY");
+  EXPECT_EQ(record["hardwareEnforced"]["keySize"].asInt(), 256);
   EXPECT_FALSE(record["hardwareEnforced"]["rootOfTrust"]["deviceLocked"].asBool());
   EXPECT_FALSE(record.isMember("error"));
   EXPECT_EQ(chain["certificates"][3]["subject"].asString(), "/serialNumber=f92009e853b6b045");

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <dlfcn.h>
-#include <openssl/aes.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -12,34 +11,18 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
-const std::string kImport = "key import 50 --hex 000102030405060708090a0b0c0d0e0f";
+const std::string kKey = "000102030405060708090a0b0c0d0e0f";
 constexpr size_t kPiece = size_t{128} * 1024;
 
 class CipherCommandTest : public ToolTest {
  protected:
-  void SetUp() override { Expect(kImport, 0); }
+  void SetUp() override { Expect("key import 50 --hex " + kKey, 0); }
 
   static std::string Pattern(size_t size) {
     std::string text(size, 0);
     for (size_t i = 0; i < size; ++i) text[i] = static_cast<char>(i * 31 + i / 251);
     return text;
-  }
-
-  // AES-128-CBC of the padded text under the IV, by the crypto library alone.
-  static std::string Reference(std::string text, std::string iv) {
-    const size_t padding = 16 - text.size() % 16;
-    text.append(padding, static_cast<char>(padding));
-    uint8_t key_bytes[16];
-    for (uint8_t i = 0; i < 16; ++i) key_bytes[i] = i;
-    AES_KEY key;
-    AES_set_encrypt_key(key_bytes, 128, &key);
-    std::string result(text.size(), 0);
-    AES_cbc_encrypt(reinterpret_cast<const uint8_t*>(text.data()),
-                    reinterpret_cast<uint8_t*>(result.data()), text.size(), &key,
-                    reinterpret_cast<uint8_t*>(iv.data()), AES_ENCRYPT);
-    return result;
   }
 
   std::string Encrypted(const std::string& text) {
@@ -55,10 +38,12 @@ TEST_F(CipherCommandTest, EncryptsAsPlainCbcAndDecryptsInANewProcess) {
     SCOPED_TRACE(size);
     const std::string text = Pattern(size);
     const std::string cipher = Encrypted(text);
-    ASSERT_GE(cipher.size(), 32u);
-    EXPECT_TRUE(cipher.substr(16) == Reference(text, cipher.substr(0, 16)));
+    EXPECT_EQ(cipher.size(), 32 + size / 16 * 16);
     Expect("decrypt 50 -i @cipher -o @back", 0);
     EXPECT_TRUE(Read("back") == text);
+    // The IV, then AES-128-CBC with PKCS#7 padding, by another program.
+    Shell("tail -c +17 cipher | openssl enc -d -aes-128-cbc -K " + kKey +
+          " -iv $(head -c 16 cipher | od -An -v -tx1 | tr -d ' ') | cmp - text");
   }
 }
 
@@ -88,13 +73,6 @@ TEST_F(CipherCommandTest, WithoutPaddingTakesWholeBlocksOnly) {
   std::filesystem::remove(work("cipher"));
   Expect(encrypt, 1, "INPUT-NOT-ALIGNED");
   EXPECT_FALSE(Exists("cipher"));
-}
-
-TEST_F(CipherCommandTest, ADumbTerminalShowsNoProgress) {
-  Write("text", Pattern(100));
-  options_.terminal = true;
-  setenv("TERM", "dumb", 1);
-  EXPECT_THAT(Orx("encrypt 50 -i @text -o @out").err, IsEmpty());
 }
 
 TEST_F(CipherCommandTest, DecryptedFilesArePrivate) {
@@ -160,8 +138,8 @@ TEST_F(CipherCommandTest, MemoryIsFaultedInOnce) {
     getrusage(RUSAGE_CHILDREN, &after);
     return after.ru_minflt - before.ru_minflt;
   };
-  const long small = faults(1000000);
-  EXPECT_LT(faults(11000000) - small, 1000);
+  const long small = faults(500000);
+  EXPECT_LT(faults(2000000) - small, 300);
 }
 
 TEST_F(CipherCommandTest, NothingGoesOutBeforeTheKeyWorks) {
@@ -183,6 +161,8 @@ TEST_F(CipherCommandTest, ShowsABarOnATerminalOnly) {
   options_.terminal = true;
   EXPECT_THAT(Orx(words).err, HasSubstr("] 0.3 MB of 0.3 MB"));
   EXPECT_THAT(Orx(words + " -q").err, IsEmpty());
+  setenv("TERM", "dumb", 1);
+  EXPECT_THAT(Orx(words).err, IsEmpty());
 }
 
 TEST_F(CipherCommandTest, AnswersInJson) {
@@ -193,13 +173,6 @@ TEST_F(CipherCommandTest, AnswersInJson) {
   const Json::Value failure = OrxJson("failure", "encrypt 51 -i @text -o x");
   EXPECT_EQ(failure["error"]["code"].asString(), "KEY-SLOT-EMPTY");
   EXPECT_EQ(OrxJson("failure", "encrypt 50")["error"]["code"].asString(), "USAGE");
-}
-
-TEST_F(CipherCommandTest, VerboseShowsTheLibrarysLog) {
-  const ProgramResult result = Orx("-v " + kImport + " --force");
-  EXPECT_THAT(result.err, HasSubstr("ORX src/keymint/ORX_SYM.cpp:"));
-  EXPECT_THAT(result.err, HasSubstr(": SYM: Importing key for keyid=50\n"));
-  EXPECT_THAT(Orx(kImport + " --force").err, Not(HasSubstr("ORX ")));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <orx/orx.h>
 
-#include <algorithm>
 #include <set>
 
 #include "tests/tools/orx/tool_fixture.h"
@@ -14,26 +13,21 @@ namespace orx_tool {
 namespace {
 
 TEST(CommandTable, HasUniqueNamesAndOptions) {
-  std::vector<std::string> names;
+  std::set<std::string> names;
   for (const Command& command : Commands()) {
-    names.push_back(command.name);
-    std::vector<std::string> options;
-    std::string letters;
+    EXPECT_TRUE(names.insert(command.name).second) << command.name;
+    std::set<std::string> options;
     for (const auto* list : {&command.options, &GlobalOptions()}) {
       for (const Option& option : *list) {
-        options.push_back(option.name);
-        if (option.letter != 0) letters += option.letter;
+        EXPECT_TRUE(options.insert(option.name).second) << command.name;
+        const std::string letter(1, option.letter);
+        EXPECT_TRUE(option.letter == 0 || options.insert(letter).second) << command.name;
       }
     }
-    std::sort(options.begin(), options.end());
-    std::sort(letters.begin(), letters.end());
-    EXPECT_EQ(std::adjacent_find(options.begin(), options.end()), options.end()) << command.name;
-    EXPECT_EQ(std::adjacent_find(letters.begin(), letters.end()), letters.end()) << command.name;
   }
-  std::sort(names.begin(), names.end());
-  EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end());
 }
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -124,7 +118,7 @@ TEST_F(EveryCommandTest, VerboseMasksWhatNamesTheDevice) {
     const std::string log = Orx(Words("-v") + words).err;
     for (const std::string& secret : secrets) EXPECT_THAT(log, Not(HasSubstr(secret)));
   }
-  EXPECT_THAT(Orx("-v imei").err, HasSubstr("Parse IMEI from modem is: 49****"));
+  EXPECT_THAT(Orx("-v imei").err, ContainsRegex("ORX src/mtk/.*: Parse IMEI from modem is: 49\\*"));
   EXPECT_THAT(Orx("-v --show-ids imei").err, HasSubstr("490154203237518"));
 }
 

@@ -75,11 +75,12 @@ TEST_F(DoctorCommandTest, TellsKeysThatTheDeviceDoesNotOpen) {
   Inside({"bash", "-c",
           "cd /mnt/vendor/persist/security; echo x >>zol_key_user0;"
           "rm zol_key_user1; mkdir zol_key_user1"});
-  const auto problems = Problems(OrxJson("doctor", kDoctor));
+  const Json::Value answer = OrxAnswer(kDoctor);
+  EXPECT_EQ(answer["exit_code"].asInt(), 1);
+  const auto problems = Problems(answer["result"]);
   EXPECT_EQ(problems.at("key slot 50"), "KM-BLOB-REFUSED");
   EXPECT_EQ(problems.at("key slot 51"), "KEY-FILE-UNREADABLE");
   EXPECT_EQ(problems.count("key slot 17"), 0u);
-  EXPECT_EQ(Orx(kDoctor).exit_code, 1);
 }
 
 TEST_F(DoctorCommandTest, AMissingServiceAndFolderAreEnvironmentFailures) {
@@ -202,7 +203,14 @@ TEST_F(DoctorCommandTest, TellsAMissingGroupFromAWrongModeAndFromThePolicy) {
     EXPECT_EQ(lines, expected);
   }
   // What mode and group allow, the policy forbids.
-  const Remedy remedy = PathRemedy(modem, "/", EACCES, R_OK);
+  const std::string path = work("");
+  std::filesystem::permissions(path, std::filesystem::perms(0570));
+  const uid_t user = geteuid();
+  if (user == 0) {
+    ASSERT_TRUE(chown(path.c_str(), 0, 65534) == 0 && setegid(65534) == 0 && seteuid(65534) == 0);
+  }
+  const Remedy remedy = PathRemedy(modem, path.c_str(), EACCES, R_OK);
+  seteuid(user);
   ASSERT_EQ(remedy.lines.size(), 2u);
   EXPECT_EQ(remedy.lines[0].file, "android/sepolicy/modem/file_contexts");
   EXPECT_EQ(remedy.lines[1].line, "orx_modem_client(DOMAIN)");
@@ -251,6 +259,7 @@ TEST_F(DoctorCommandTest, ExplainTakesEveryLineOfAFailure) {
       {"encrypt 50", ""},
       {"key import 50 --random", "importKey:-49"}};
   options_.input = "data";
+  std::set<std::string> explained;
   for (const auto& [words, fault] : failures) {
     in_device_ = true;
     faults_ = Words(fault);
@@ -258,7 +267,9 @@ TEST_F(DoctorCommandTest, ExplainTakesEveryLineOfAFailure) {
     EXPECT_NE(failed.exit_code, 0);
     in_device_ = false;
     std::istringstream lines(failed.out + failed.err);
-    for (std::string line; std::getline(lines, line);) Expect({"explain", line}, 0);
+    for (std::string line; std::getline(lines, line);) {
+      if (explained.insert(line).second) Expect({"explain", line}, 0);
+    }
   }
 }
 

@@ -12,10 +12,13 @@ class EvidenceTest : public ToolTest {};
 
 TEST_F(EvidenceTest, WhatNamesAnIdentifierIsKeptOnlyWhenAskedFor) {
   // The key attested for the IMEI, and the same when it is asked for once more.
-  faults_ = {"default.generateKey:damaged-leaf@2", "default.generateKey:damaged-leaf@5"};
+  faults_ = {"default.generateKey:damaged-leaf@2", "default.generateKey:damaged-leaf@5",
+             "default.deleteKey:-100@3"};
   const std::string check = "check attestation --ids imei";
   const std::string replay = "run -q --replay @evidence -- " ORX_PROGRAM " " + check;
-  EXPECT_THAT(Orx(check + " --evidence @evidence").out, HasSubstr("ATTEST-CHAIN-SIGNATURE\n"));
+  const ProgramResult first = Orx(check + " --evidence @evidence");
+  EXPECT_THAT(first.out, HasSubstr("ATTEST-CHAIN-SIGNATURE\n"));
+  EXPECT_THAT(first.err, Not(HasSubstr("never showed"))) << "each key that was made is deleted";
   const ProgramResult masked = Simulator(replay);
   EXPECT_EQ(masked.exit_code, 0);
   EXPECT_THAT(masked.err,
