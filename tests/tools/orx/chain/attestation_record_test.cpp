@@ -11,44 +11,16 @@ namespace {
 
 using testing::ElementsAre;
 
-// The shortest form, as DER demands.
-std::string Length(const std::string& hex) {
-  const size_t size = hex.size() / 2;
-  const auto low = static_cast<uint8_t>(size);
-  if (size < 0x80) return orx_test::Hex({low});
-  if (size < 0x100) return orx_test::Hex({0x81, low});
-  return orx_test::Hex({0x82, static_cast<uint8_t>(size >> 8), low});
-}
-
-std::string Element(const std::string& tag, const std::string& hex) {
-  return tag + Length(hex) + hex;
-}
-
-std::string Sequence(const std::string& hex) {
-  return Element("30", hex);
-}
-
-std::string Octets(const std::string& hex) {
-  return Element("04", hex);
-}
-
 // A record as devices write them: TRUE as 01, tags of old and new versions, one of a vendor, and an
-// entry that is a NULL where a number belongs.
+// entry that is a NULL where a number belongs. A line is a set of authorizations, or what is
+// before.
 std::vector<uint8_t> MakeRecord() {
-  const std::string package = Sequence(Octets("6170702e6f7278") + "020107");
-  const std::string application = Sequence(Element("31", package) + Element("31", Octets("ab01")));
-  const std::string software =
-      Sequence(Element("bf853d", "020601990c3a2400") + Element("bf8545", Octets(application)));
-  const std::string root_of_trust =
-      Sequence(Octets("414243") + "010101" + "0a0102" + Octets("0102"));
-  const std::string hardware =
-      Sequence(Element("a1", "3106020102020107") + Element("a3", "0500") + Element("ab", "020103") +
-               Element("bf853f", "0500") + Element("bf8540", root_of_trust) +
-               Element("bf8554", Octets("4142")) + Element("bfce10", "020105"));
   return orx_test::FromHex(
-      Sequence("0202012c0a0101"
-               "0202012c0a0101" +
-               Octets("66756e") + "0400" + software + hardware));
+      "308180 0202012c 0a0101 0202012c 0a0101 040366756e 0400 "
+      "302a bf853d08020601990c3a2400 bf85451a04183016 310e300c04076170702e6f7278020107 "
+      "31040402ab01 "
+      "303d a1083106020102020107 a3020500 ab03020103 bf853f020500 bf854011300f0403414243 010101 "
+      "0a0102 04020102 bf85540404024142 bfce1003020105");
 }
 
 std::vector<std::string> Lines(const std::vector<uint8_t>& der) {
