@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs clang-tidy over every source that the asan preset compiles, the ones changed last first.
+"""Runs clang-tidy over every source of the project, the ones changed last first.
 
 usage: lint.py [--seconds N]
 
 A source that was clean and of which nothing has changed since (itself, a header that it includes, its
 compiler options, the checks) is not looked at again. With --seconds no further source is begun
-after that time; how many are left is said. Build the asan preset first.
+after that time; how many are left is said. A source is compiled as the asan preset compiles it, or
+as the host preset does where the sanitizers would leave no use for it; build both first. The
+benchmarks, which only ./dev lint and ./dev bench build, are left where they are not built.
 """
 import argparse
 import concurrent.futures
@@ -17,8 +19,8 @@ import subprocess
 import sys
 import time
 
-BUILD = "build/asan"
-CLEAN = "build/lint"  # an empty file for each state of a source that was found clean
+BUILDS = ("build/asan", "build/host")
+CLEAN = "build/lint"  # an empty file for each state of a source that was found clean; the commands
 
 
 def output(*command):
@@ -32,12 +34,12 @@ def digest_of_file(path, known={}):
     return known[path]
 
 
-def dependencies():
+def dependencies(build):
     """Maps each object file to the files that it was made from."""
     result, current = {}, None
-    for line in output("ninja", "-C", BUILD, "-t", "deps").splitlines():
+    for line in output("ninja", "-C", build, "-t", "deps").splitlines():
         if line.startswith("    "):
-            current.append(os.path.normpath(os.path.join(BUILD, line.strip())))
+            current.append(os.path.normpath(os.path.join(build, line.strip())))
         elif ": #deps" in line:
             current = result.setdefault(line.split(": #deps")[0], [])
     return result
@@ -64,28 +66,38 @@ def main():
     os.chdir(output("git", "rev-parse", "--show-toplevel").strip())
     os.makedirs(CLEAN, exist_ok=True)
 
-    linter = output("clang-tidy", "--version")
-    deps, ranks, waiting, known_clean = dependencies(), newest_first(), [], 0
-    with open(f"{BUILD}/compile_commands.json", encoding="utf-8") as commands:
-        for entry in json.load(commands):
-            source = os.path.relpath(entry["file"])
-            if source.startswith("build/") or not source.endswith(".cpp"):
-                continue
-            made_from = deps.get(entry["output"] if "output" in entry else entry["command"].split(" -o ")[1].split()[0])
-            if made_from is None:
-                sys.exit(f"lint: {source} is not built; build the asan preset first")
-            mark = f"{CLEAN}/{state(linter, entry, made_from + [source])}"
-            if os.path.exists(mark):
-                known_clean += 1
-            else:
-                waiting.append((ranks.get(source, len(ranks)), source, mark))
+    linter, ranks = output("clang-tidy", "--version"), newest_first()
+    chosen, jobs, missing = {}, [], set()
+    for build in BUILDS:
+        deps = dependencies(build)
+        with open(f"{build}/compile_commands.json", encoding="utf-8") as commands:
+            for entry in json.load(commands):
+                source = os.path.relpath(entry["file"])
+                # clang-tidy cannot read a header that gcc has compiled.
+                readable = build == BUILDS[0] or "cmake_pch" not in entry["command"]
+                own = source.endswith(".cpp") and not source.startswith("build/")
+                if source in chosen or not own or not readable:
+                    continue
+                made_from = deps.get(entry["command"].split(" -o ")[1].split()[0])
+                if made_from is not None:
+                    chosen[source] = entry
+                    mark = f"{CLEAN}/{state(linter, entry, made_from + [source])}"
+                    jobs.append((ranks.get(source, len(ranks)), source, mark))
+                elif build == BUILDS[0]:
+                    sys.exit(f"lint: {source} is not built; build the asan preset first")
+                else:
+                    missing.add(source)
+    with open(f"{CLEAN}/compile_commands.json", "w", encoding="utf-8") as commands:
+        json.dump(list(chosen.values()), commands)
+    waiting = [job for job in jobs if not os.path.exists(job[2])]
+    known_clean = len(jobs) - len(waiting)
     waiting.sort()
 
     def look(job):
         _, source, mark = job
         if time.monotonic() > deadline:
             return None
-        found = subprocess.run(["clang-tidy", "-p", BUILD, "--quiet", source], stdout=subprocess.PIPE,
+        found = subprocess.run(["clang-tidy", "-p", CLEAN, "--quiet", source], stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE, text=True)
         if found.returncode == 0 and not found.stdout.strip():
             open(mark, "w").close()
@@ -102,7 +114,7 @@ def main():
             if text:
                 bad += 1
                 print(text, flush=True)
-    left = len(waiting) - looked
+    left = len(waiting) - looked + len(missing - set(chosen))
     print(f"lint: {looked} looked at, {bad} with findings, {known_clean} unchanged since they were clean"
           + (f", {left} not looked at (./dev lint does)" if left else ""))
     return 1 if bad else 0
