@@ -170,9 +170,9 @@ TEST_F(CipherCommandTest, AnswersInJson) {
   const Json::Value answer = OrxJson("answer", "encrypt 50 -i @text -o @cipher");
   EXPECT_EQ(answer["bytes_in"].asInt(), 4);
   EXPECT_EQ(answer["bytes_out"].asInt(), 32);
-  const Json::Value failure = OrxJson("failure", "encrypt 51 -i @text -o x");
+  const Json::Value failure = OrxAnswer("encrypt 51 -i @text -o x");
   EXPECT_EQ(failure["error"]["code"].asString(), "KEY-SLOT-EMPTY");
-  EXPECT_EQ(OrxJson("failure", "encrypt 50")["error"]["code"].asString(), "USAGE");
+  EXPECT_EQ(OrxAnswer("encrypt 50")["error"]["code"].asString(), "USAGE");
 }
 
 }  // namespace

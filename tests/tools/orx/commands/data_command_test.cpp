@@ -163,6 +163,8 @@ TEST_F(DataCommandTest, FilesArePrivateAndNothingIsLostByTheWay) {
       {"ln -s target $D/link; echo x >$D/target; $ORX random 8 -o $D/link; test -L $D/link;"
        " stat -c %s $D/target; test -c /dev/null",
        "17\n", ""},
+      // Beyond what 32 bits of offset reach, where a file without large offsets cannot be opened.
+      {"truncate -s 5G $D/large; $ORX store put 7 -i $D/large", "", "[INPUT-TOO-LARGE]"},
       {"echo old >$F/7.bin; $ORX store put 7 -i $D/no; cat $F/7.bin", "old\n", "cannot read"},
       // Through a pipe, which does not tell its size; the first is as long as what is read first.
       {"for n in 65537 200000; do head -c $n /dev/urandom >$D/in; cat $D/in | $ORX store put 8 "

@@ -46,7 +46,7 @@ TEST_F(IdentityCommandTest, NamesEveryMissingProperty) {
   for (const char* name : {"ro.vendor.boot.serialno", "ro.product.vendor.model"}) {
     EXPECT_THAT(result.err, HasSubstr(name));
   }
-  EXPECT_EQ(OrxJson("failure", "ids")["error"]["code"].asString(), "PROPERTY-MISSING");
+  EXPECT_EQ(OrxAnswer("ids")["error"]["code"].asString(), "PROPERTY-MISSING");
   EXPECT_THAT(Orx("uid").err, HasSubstr("no unique id"));
 }
 
