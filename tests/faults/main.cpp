@@ -9,7 +9,6 @@
 #include <android-base/stringprintf.h>
 #include <android/log.h>
 #include <android_host/host.h>
-#include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <openssl/err.h>
@@ -24,6 +23,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <set>
 
 #include "sim/device.h"
@@ -57,16 +57,16 @@ struct Report {
 Report* report;
 
 // The first lines that the library logs after the failure say what came of it. Numbers in them
-// (sizes, descriptors) are left out.
+// (sizes, descriptors) are left out, but for the negative ones.
 void KeepMessage(const __android_logger_data* data, const char* line) {
+  static const std::regex number("(^|[^-0-9])[0-9]+");
   std::string kept = report->message;
   if (!HasFailed() || report->answer[0] != '\0' || strcmp(data->tag, "ORX") != 0) return;
   if (std::count(kept.begin(), kept.end(), '|') == 2) return;
-  if (!kept.empty()) kept += " | ";
-  for (const char* text = strstr(strchr(line, ':') + 1, ": ") + 2; *text > '\n'; ++text) {
-    const bool is_digit = isdigit(static_cast<unsigned char>(*text)) != 0;
-    if (!is_digit || kept.back() != '#') kept += is_digit ? '#' : *text;
-  }
+  const std::string text = strstr(strchr(line, ':') + 1, ": ") + 2;
+  const auto end = std::find_if(text.begin(), text.end(), [](char c) { return c < ' '; });
+  kept += (kept.empty() ? "" : " | ") +
+          std::regex_replace(std::string(text.begin(), end), number, "$1#");
   snprintf(report->message, sizeof report->message, "%s", kept.c_str());
 }
 
