@@ -7,9 +7,7 @@
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/mem.h>
 #include <orx/kdf.h>
-#include <orx/rsa.h>
-#include <orx/store.h>
-#include <orx/sym.h>
+#include <orx/orx.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>

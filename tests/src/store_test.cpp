@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <android-base/file.h>
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <orx/store.h>
@@ -13,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/interposed.h"
 #include "tests/support/log_capture.h"
 
 namespace {
@@ -29,21 +29,9 @@ size_t NextLimit(size_t count) {
 
 }  // namespace
 
-// The program's definitions precede libc's, which never stops short of an end or an error. Named by
-// their symbols, as the headers may define functions of these names.
-extern "C" size_t LimitedRead(void* buffer, size_t size, size_t count,
-                              FILE* stream) __asm__("fread");
-extern "C" size_t LimitedWrite(const void* buffer, size_t size, size_t count,
-                               FILE* stream) __asm__("fwrite");
-
-extern "C" size_t LimitedRead(void* buffer, size_t size, size_t count, FILE* stream) {
-  static auto* const real = reinterpret_cast<decltype(LimitedRead)*>(dlsym(RTLD_NEXT, "fread"));
-  return real(buffer, size, NextLimit(count), stream);
-}
-extern "C" size_t LimitedWrite(const void* buffer, size_t size, size_t count, FILE* stream) {
-  static auto* const real = reinterpret_cast<decltype(LimitedWrite)*>(dlsym(RTLD_NEXT, "fwrite"));
-  return real(buffer, size, NextLimit(count), stream);
-}
+// Libc's own never stop short of an end or an error.
+ORX_INTERPOSED(fread, real(a, b, NextLimit(c), d, e, f))
+ORX_INTERPOSED(fwrite, real(a, b, NextLimit(c), d, e, f))
 
 namespace {
 

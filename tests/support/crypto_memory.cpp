@@ -1,25 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/crypto_memory.h"
 
+#include <malloc.h>
 #include <openssl/err.h>
 #include <openssl/mem.h>
 #include <stdlib.h>
 
 namespace {
 
-constexpr size_t kNever = ~size_t{0};
-constexpr size_t kHeader = 16;  // holds the size, keeps malloc's alignment
-
-struct Counters {
-  size_t fail_at = kNever;
-  bool failed = false;
-  size_t allocations = 0;
-  ptrdiff_t live = 0;
-} counters;
-
-size_t* HeaderOf(void* memory) {
-  return reinterpret_cast<size_t*>(static_cast<char*>(memory) - kHeader);
-}
+ptrdiff_t num_live = 0;
 
 }  // namespace
 
@@ -28,26 +17,19 @@ size_t* HeaderOf(void* memory) {
 extern "C" {
 
 __attribute__((visibility("default"))) void* OPENSSL_memory_alloc(size_t size) {
-  // Null for no bytes would be no failure to the crypto library.
-  if (size != 0 && counters.allocations++ == counters.fail_at) {
-    counters.failed = true;
-    return nullptr;
-  }
-  char* memory = size > kNever - kHeader ? nullptr : static_cast<char*>(malloc(size + kHeader));
-  if (memory == nullptr) return nullptr;
-  ++counters.live;
-  *reinterpret_cast<size_t*>(memory) = size;
-  return memory + kHeader;
-}
-
-__attribute__((visibility("default"))) void OPENSSL_memory_free(void* memory) {
-  --counters.live;
-  OPENSSL_cleanse(memory, *HeaderOf(memory));
-  free(HeaderOf(memory));
+  void* const memory = malloc(size);
+  num_live += memory == nullptr ? 0 : 1;
+  return memory;
 }
 
 __attribute__((visibility("default"))) size_t OPENSSL_memory_get_size(void* memory) {
-  return *HeaderOf(memory);
+  return malloc_usable_size(memory);
+}
+
+__attribute__((visibility("default"))) void OPENSSL_memory_free(void* memory) {
+  --num_live;
+  OPENSSL_cleanse(memory, malloc_usable_size(memory));
+  free(memory);
 }
 }
 
@@ -57,30 +39,12 @@ CryptoMemory::CryptoMemory() {
   // The thread's error queue is allocated with its first error and stays.
   OPENSSL_PUT_ERROR(CRYPTO, ERR_R_MALLOC_FAILURE);
   ERR_clear_error();
-  counters = {};
-}
-
-CryptoMemory::~CryptoMemory() {
-  counters = {};
-}
-
-void CryptoMemory::FailAt(size_t count) {
-  counters.fail_at = count;
-  counters.failed = false;
-  counters.allocations = 0;
-}
-
-bool CryptoMemory::failed() const {
-  return counters.failed;
-}
-
-size_t CryptoMemory::allocations() const {
-  return counters.allocations;
+  num_live = 0;
 }
 
 ptrdiff_t CryptoMemory::live() const {
   ERR_clear_error();
-  return counters.live;
+  return num_live;
 }
 
 }  // namespace orx_test

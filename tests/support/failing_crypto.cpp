@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/failing_crypto.h"
 
-#include <dlfcn.h>
-#include <openssl/digest.h>
-#include <openssl/x509.h>
-
 #include <map>
 #include <string>
+#include <string_view>
+
+#include "tests/support/interposed.h"
 
 namespace {
 
 std::string failing;
 int failing_result = 0;
-std::map<std::string, int> calls;
+std::map<std::string_view, int> calls;
 
 bool Fails(const char* name) {
   ++calls[name];
@@ -21,23 +20,15 @@ bool Fails(const char* name) {
 
 }  // namespace
 
-// The program's definitions precede the crypto library's: most of these fail only when memory is
-// exhausted.
-#define ORX_TEST_FAILING(result_type, failure, name, parameters, arguments)       \
-  extern "C" result_type name parameters {                                        \
-    using Function = result_type(*) parameters;                                   \
-    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, #name)); \
-    return Fails(#name) ? static_cast<result_type>(failure) : real arguments;     \
-  }
+#define FAILING(name, failure) \
+  ORX_INTERPOSED(name, Fails(#name) ? (failure) : real(a, b, c, d, e, f))
 
-ORX_TEST_FAILING(X509*, nullptr, d2i_X509, (X509 * *out, const uint8_t** in, long length),
-                 (out, in, length))
-ORX_TEST_FAILING(int, failing_result, X509_verify, (X509 * cert, EVP_PKEY* key), (cert, key))
-ORX_TEST_FAILING(int, failing_result, EVP_DigestUpdate,
-                 (EVP_MD_CTX * context, const void* data, size_t length), (context, data, length))
-ORX_TEST_FAILING(int, failing_result, EVP_DigestFinal_ex,
-                 (EVP_MD_CTX * context, uint8_t* out, unsigned* out_length),
-                 (context, out, out_length))
+FAILING(d2i_X509, 0)
+FAILING(X509_verify, failing_result)
+FAILING(EVP_MD_CTX_new, 0)
+FAILING(EVP_DigestInit_ex, failing_result)
+FAILING(EVP_DigestUpdate, failing_result)
+FAILING(EVP_DigestFinal_ex, failing_result)
 
 namespace orx_test {
 

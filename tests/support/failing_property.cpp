@@ -1,25 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/failing_property.h"
 
-#include <cutils/properties.h>
-#include <dlfcn.h>
+#include "tests/support/interposed.h"
 
 namespace {
 
 int calls_before = -1;
 
+bool FailsNow(uintptr_t value) {
+  if (calls_before-- != 0) return false;
+  *reinterpret_cast<char*>(value) = '\0';
+  return true;
+}
+
 }  // namespace
 
-// The program's definition precedes the platform's, which gets every call but the one.
-extern "C" int property_get(const char* key, char* value, const char* default_value) {
-  if (calls_before-- == 0) {
-    value[0] = '\0';
-    return 0;
-  }
-  static const auto platform =
-      reinterpret_cast<decltype(&property_get)>(dlsym(RTLD_NEXT, "property_get"));
-  return platform(key, value, default_value);
-}
+ORX_INTERPOSED(property_get, FailsNow(b) ? 0 : real(a, b, c, d, e, f))
 
 namespace orx_test {
 
