@@ -213,17 +213,6 @@ void AddSets() {
   }
 }
 
-bssl::UniquePtr<EVP_PKEY> NewKey(int type, int bits_or_curve) {
-  const bssl::UniquePtr<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_id(type, nullptr));
-  const auto set = type == EVP_PKEY_RSA ? EVP_PKEY_CTX_set_rsa_keygen_bits
-                                        : EVP_PKEY_CTX_set_ec_paramgen_curve_nid;
-  EVP_PKEY* key = nullptr;
-  Must(EVP_PKEY_keygen_init(context.get()) && set(context.get(), bits_or_curve) &&
-           EVP_PKEY_keygen(context.get(), &key),
-       "a key");
-  return bssl::UniquePtr<EVP_PKEY>(key);
-}
-
 bool VerifyOnce(const std::vector<km::Certificate>& chain) {
   std::vector<bssl::UniquePtr<X509>> parsed;
   bool good = true;
@@ -243,9 +232,9 @@ void AddCertificates() {
       {"chain/p-256", EVP_PKEY_EC, NID_X9_62_prime256v1},
       {"chain/p-384", EVP_PKEY_EC, NID_secp384r1}};
   for (const auto& [name, type, bits_or_curve] : kinds) {
-    const bssl::UniquePtr<EVP_PKEY> key = NewKey(type, bits_or_curve);
+    EVP_PKEY* const key = orx_test::Key(type, bits_or_curve, 0);
     for (const unsigned length : {4, 5}) {
-      const auto chain = orx_test::MakeChain(orx_test::ChainFields({length, key.get()}));
+      const auto chain = orx_test::MakeChain(orx_test::ChainFields({length, key}));
       const auto ours = [=] { return legacy::verify_chain(chain, length, true); };
       Compare(name, length, ours, [=] { return VerifyOnce(chain); });
     }

@@ -2,8 +2,6 @@
 #include "tests/support/certificate_builder.h"
 
 #include <android-base/logging.h>
-#include <openssl/bn.h>
-#include <openssl/ec_key.h>
 #include <openssl/evp.h>
 #include <openssl/mem.h>
 #include <openssl/nid.h>
@@ -11,27 +9,10 @@
 #include <openssl/x509.h>
 
 #include <map>
+#include <tuple>
 
 namespace orx_test {
 namespace {
-
-bssl::UniquePtr<EVP_PKEY> NewEcKey() {
-  bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
-  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
-  CHECK(EC_KEY_generate_key(ec.get()));
-  CHECK(EVP_PKEY_set1_EC_KEY(key.get(), ec.get()));
-  return key;
-}
-
-bssl::UniquePtr<EVP_PKEY> NewRsaKey() {
-  bssl::UniquePtr<RSA> rsa(RSA_new());
-  bssl::UniquePtr<BIGNUM> exponent(BN_new());
-  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
-  CHECK(BN_set_word(exponent.get(), RSA_F4));
-  CHECK(RSA_generate_key_ex(rsa.get(), 2048, exponent.get(), nullptr));
-  CHECK(EVP_PKEY_set1_RSA(key.get(), rsa.get()));
-  return key;
-}
 
 bssl::UniquePtr<X509_NAME> MakeName(const Name& entries) {
   bssl::UniquePtr<X509_NAME> name(X509_NAME_new());
@@ -45,18 +26,27 @@ bssl::UniquePtr<X509_NAME> MakeName(const Name& entries) {
 
 }  // namespace
 
+EVP_PKEY* Key(int type, int bits_or_curve, int number) {
+  static std::map<std::tuple<int, int, int>, bssl::UniquePtr<EVP_PKEY>> keys;
+  bssl::UniquePtr<EVP_PKEY>& key = keys[{type, bits_or_curve, number}];
+  if (key != nullptr) return key.get();
+  const bssl::UniquePtr<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_id(type, nullptr));
+  const auto set = type == EVP_PKEY_RSA ? EVP_PKEY_CTX_set_rsa_keygen_bits
+                                        : EVP_PKEY_CTX_set_ec_paramgen_curve_nid;
+  EVP_PKEY* made = nullptr;
+  CHECK(EVP_PKEY_keygen_init(context.get()));
+  CHECK(set(context.get(), bits_or_curve));
+  CHECK(EVP_PKEY_keygen(context.get(), &made));
+  key.reset(made);
+  return made;
+}
+
 EVP_PKEY* EcKey(int number) {
-  static std::map<int, bssl::UniquePtr<EVP_PKEY>> keys;
-  bssl::UniquePtr<EVP_PKEY>& key = keys[number];
-  if (key == nullptr) key = NewEcKey();
-  return key.get();
+  return Key(EVP_PKEY_EC, NID_X9_62_prime256v1, number);
 }
 
 EVP_PKEY* RsaKey(int number) {
-  static std::map<int, bssl::UniquePtr<EVP_PKEY>> keys;
-  bssl::UniquePtr<EVP_PKEY>& key = keys[number];
-  if (key == nullptr) key = NewRsaKey();
-  return key.get();
+  return Key(EVP_PKEY_RSA, 2048, number);
 }
 
 std::vector<uint8_t> MakeCertificate(const CertificateFields& fields) {

@@ -17,8 +17,9 @@ using Name = std::vector<std::pair<std::string, std::string>>;
 inline const Name kKeyName = {{"CN", "Android Keystore Key"}};
 inline const Name kRootName = {{"serialNumber", "f92009e853b6b045"}};
 
-// EcKey and RsaKey return the process's key of that number (EC P-256, RSA with 2048 bits), the same
-// on every call. Borrowed.
+// Key returns the process's key of that number, of a type (EVP_PKEY_EC, EVP_PKEY_RSA) and curve or
+// size, the same on every call; EcKey is one on P-256, RsaKey has 2048 bits. Borrowed.
+EVP_PKEY* Key(int type, int bits_or_curve, int number);
 EVP_PKEY* EcKey(int number);
 EVP_PKEY* RsaKey(int number);
 
