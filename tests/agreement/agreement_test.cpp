@@ -96,9 +96,6 @@ TEST_F(AgreementTest, OnChainsWithAnyFieldChangedAndAnyByteDamaged) {
 // The parameters of all calls with a key of this kind, as the library makes them or the exercise.
 TEST_F(AgreementTest, OnTheParametersOfKeys) {
   orx_test::MockKeyMint keymint;
-  // The library's symmetric service lasts as long as the process.
-  testing::Mock::AllowLeak(keymint.device.get());
-  testing::Mock::AllowLeak(keymint.operation.get());
   std::vector<std::string> seen;
   ON_CALL(*keymint.device, importKey)
       .WillByDefault([&](const auto& params, auto, auto&, auto&, auto* out) {

@@ -9,7 +9,6 @@
 #include <android-base/stringprintf.h>
 #include <android/log.h>
 #include <android_host/host.h>
-#include <errno.h>
 #include <fcntl.h>
 #include <openssl/err.h>
 #include <stdio.h>

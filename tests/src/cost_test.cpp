@@ -5,12 +5,10 @@
 #include <keymint/ORX_KEYMINT.h>
 #include <orx/orx.h>
 #include <sys/ptrace.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
-#include <string>
 #include <vector>
 
 #include "bench/bench.h"

@@ -70,10 +70,6 @@ void FillWithSecret(Bytes* bytes) {
 class SecretsTest : public ::testing::Test {
  protected:
   SecretsTest() {
-    for (auto* mock : {static_cast<void*>(keymint_.device.get()),
-                       static_cast<void*>(keymint_.operation.get())}) {
-      ::testing::Mock::AllowLeak(mock);  // the library's symmetric service keeps them
-    }
     const auto answer = [](Bytes* output) {
       output->resize(kSecretBytes);
       FillWithSecret(output);

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <orx/store.h>
-#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

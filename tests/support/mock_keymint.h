@@ -139,8 +139,8 @@ class MockKeyMintDevice : public km::IKeyMintDeviceDefault {
 //   MockKeyMint keymint;
 //   EXPECT_CALL(*keymint.device, begin).WillOnce(Fails(km::ErrorCode::INVALID_KEY_BLOB));
 //
-// The mocks are verified when it goes out of scope, or later when the library still holds the
-// service.
+// The mocks are verified when it goes out of scope; the library's symmetric service may hold them
+// longer.
 class MockKeyMint {
  public:
   // `instance` is "default" (the TEE) or "strongbox".
@@ -150,8 +150,14 @@ class MockKeyMint {
     android_host::DisableDeviceModule();
     const std::string name = std::string(km::IKeyMintDevice::descriptor) + "/" + instance;
     EXPECT_EQ(EX_NONE, AServiceManager_addService(device->asBinder().get(), name.c_str()));
+    ::testing::Mock::AllowLeak(device.get());
+    ::testing::Mock::AllowLeak(operation.get());
   }
-  ~MockKeyMint() { android_host::ClearServices(); }
+  ~MockKeyMint() {
+    android_host::ClearServices();
+    ::testing::Mock::VerifyAndClear(device.get());
+    ::testing::Mock::VerifyAndClear(operation.get());
+  }
   MockKeyMint(const MockKeyMint&) = delete;
   MockKeyMint& operator=(const MockKeyMint&) = delete;
 

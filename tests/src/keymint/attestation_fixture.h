@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <android_host/host.h>
 #include <gmock/gmock.h>
 #include <keymint/authorization_set.h>
 
-#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tests/support/certificate_builder.h"
+#include "tests/support/device_properties.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/mock_keymint.h"
 #include "tests/support/scripted_modem.h"
@@ -23,7 +22,7 @@ namespace orx = ::android::hardware::keymint::ORX;
 // AttestationFixture is a device with every identifier (brand "B1", ..., IMEI "490154203237518")
 // and two KeyMint instances. Each generateKey() is recorded and answered with `key_chain`, or with
 // `attested_chain` if it came with an attestation key; that of number `failing_call` fails.
-class AttestationFixture : public ::testing::Test {
+class AttestationFixture : public ::testing::Test, protected DeviceProperties {
  protected:
   struct Request {
     const MockKeyMintDevice* device;
@@ -36,13 +35,13 @@ class AttestationFixture : public ::testing::Test {
   };
 
   AttestationFixture() {
-    Set("ro.product.first_api_level", "33");
-    Set("ro.product.brand", "B1");
-    Set("ro.product.device", "D1");
-    Set("ro.product.name", "P1");
-    Set("ro.vendor.boot.serialno", "S1");
-    Set("ro.product.manufacturer", "F1");
-    Set("ro.product.model", "M1");
+    Set({{"ro.product.first_api_level", "33"},
+         {"ro.product.brand", "B1"},
+         {"ro.product.device", "D1"},
+         {"ro.product.name", "P1"},
+         {"ro.vendor.boot.serialno", "S1"},
+         {"ro.product.manufacturer", "F1"},
+         {"ro.product.model", "M1"}});
     for (const MockKeyMint* instance : {&tee, &strongbox}) {
       const MockKeyMintDevice* device = instance->device.get();
       ON_CALL(*instance->device, generateKey)
@@ -57,11 +56,6 @@ class AttestationFixture : public ::testing::Test {
             return ::ndk::ScopedAStatus::ok();
           });
     }
-  }
-
-  static void Set(const std::string& name, const std::string& value) {
-    std::string error;
-    ASSERT_TRUE(android_host::SetProperty(name, value, &error)) << error;
   }
 
   static km::KeyParameter Id(km::Tag tag, const std::string& value) {

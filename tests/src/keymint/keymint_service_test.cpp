@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <keymint/ORX_KEYMINT.h>
 
-#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>

@@ -48,19 +48,11 @@ class SymTest : public ::testing::Test {
  protected:
   void SetUp() override {
     umask(0);
-    // The library's symmetric service keeps the device until the process ends.
-    ::testing::Mock::AllowLeak(device_.get());
-    ::testing::Mock::AllowLeak(operation_.get());
     ON_CALL(*device_, importKey).WillByDefault([this](auto&&, auto&&, auto&&, auto&&, auto* out) {
       out->keyBlob = blob_;
       return ScopedAStatus::ok();
     });
   }
-  void TearDown() override {
-    ::testing::Mock::VerifyAndClear(device_.get());
-    ::testing::Mock::VerifyAndClear(operation_.get());
-  }
-
   uint32_t Import(int key_id = 50) {
     return ORX_SYM_ImportProtectedKey(0, key_id, kKey, sizeof kKey, &context_);
   }
