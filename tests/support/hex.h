@@ -3,6 +3,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #include <string>
 #include <vector>
@@ -27,13 +28,10 @@ inline std::string Hex(const std::vector<uint8_t>& bytes) {
 // skipped.
 inline std::vector<uint8_t> FromHex(const std::string& text) {
   std::vector<uint8_t> bytes;
-  for (size_t i = 0; i + 1 < text.size();) {
-    if (text[i] == ' ') {
-      ++i;
-      continue;
-    }
-    bytes.push_back(static_cast<uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
-    i += 2;
+  unsigned byte = 0;
+  int length = 0;
+  for (const char* at = text.c_str(); sscanf(at, "%2x%n", &byte, &length) == 1; at += length) {
+    bytes.push_back(static_cast<uint8_t>(byte));
   }
   return bytes;
 }

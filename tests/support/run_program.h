@@ -27,12 +27,11 @@ inline Words operator+(Words words, const Words& more) {
 struct ProgramOptions {
   std::string input;              // given on standard input
   bool terminal = false;          // standard error is a terminal
-  double timeout_seconds = 60;    // then the program's process group is killed
   std::string signal_when_shown;  // send SIGINT once this stands on standard error
 };
 
 struct ProgramResult {
-  int exit_code = -1;  // 128 plus the signal's number when a signal ended it, -1 after the timeout
+  int exit_code = -1;  // 128 plus the signal's number when a signal ended it
   std::string out;
   std::string err;
 };
