@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
-#include <aidl/android/hardware/security/sharedsecret/BnSharedSecret.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 #include <gtest/gtest.h>
@@ -9,26 +8,21 @@
 #include <string>
 #include <utility>
 
+#include "tests/support/mock_hals.h"
+
 namespace {
 
 using ndk::ScopedAStatus;
 using ndk::SpAIBinder;
 
 namespace km = ::aidl::android::hardware::security::keymint;
-namespace ss = ::aidl::android::hardware::security::sharedsecret;
+namespace ss = orx_test::ss;
 
 // Service counts its living objects.
-class Service : public ss::BnSharedSecret {
+class Service : public orx_test::MockSharedSecret {
  public:
   Service() { ++alive; }
   ~Service() override { --alive; }
-  ScopedAStatus getSharedSecretParameters(ss::SharedSecretParameters*) override {
-    return ScopedAStatus::ok();
-  }
-  ScopedAStatus computeSharedSecret(const std::vector<ss::SharedSecretParameters>&,
-                                    std::vector<uint8_t>*) override {
-    return ScopedAStatus::ok();
-  }
 
   static int alive;
 };
@@ -125,16 +119,15 @@ TEST(SharedRef, HasOneOwnerWhoMadeIt) {
 }
 
 TEST_F(Binder, SaysWhichVersionItIsOf) {
-  const auto identity = [](ss::ISharedSecret& service) {
-    int32_t version = -1;
-    std::string hash = "none";
-    EXPECT_TRUE(service.getInterfaceVersion(&version).isOk());
-    EXPECT_TRUE(service.getInterfaceHash(&hash).isOk());
-    return std::to_string(version) + " " + hash;
-  };
-  EXPECT_EQ(identity(*MakeService()), "1 aea3745b559d2977f0676952e510fb0547a52140");
+  int32_t version = -1;
+  std::string hash = "none";
+  EXPECT_TRUE(MakeService()->getInterfaceVersion(&version).isOk());
+  EXPECT_TRUE(MakeService()->getInterfaceHash(&hash).isOk());
+  EXPECT_EQ(std::to_string(version) + " " + hash, "1 aea3745b559d2977f0676952e510fb0547a52140");
   const auto none = ndk::SharedRefBase::make<ss::ISharedSecretDefault>();
-  EXPECT_EQ(identity(*none), "0 ");
+  EXPECT_TRUE(none->getInterfaceVersion(&version).isOk());
+  EXPECT_TRUE(none->getInterfaceHash(&hash).isOk());
+  EXPECT_EQ(std::to_string(version) + hash, "0");
   EXPECT_EQ(none->getSharedSecretParameters(nullptr).getStatus(), STATUS_UNKNOWN_TRANSACTION);
 }
 
@@ -148,21 +141,14 @@ TEST_F(ServiceManager, HandsOutTheVeryObjectWithAReference) {
   SpAIBinder found(AServiceManager_checkService(kName));
   EXPECT_EQ(found, successor);
   EXPECT_TRUE(AServiceManager_isDeclared(kName));
+  android_host::DeclareService("a.b.IFoo/absent");
+  EXPECT_TRUE(AServiceManager_isDeclared("a.b.IFoo/absent"));
+  EXPECT_EQ(AServiceManager_checkService("a.b.IFoo/absent"), nullptr);
   android_host::ClearServices();
   EXPECT_EQ(SpAIBinder(AServiceManager_checkService(kName)), nullptr);
   EXPECT_FALSE(AServiceManager_isDeclared(kName));
   successor = nullptr;
   EXPECT_EQ(Service::alive, 1) << "what was found has a reference of its own";
-}
-
-TEST_F(ServiceManager, DeclaredIsWhatTheDeviceNamesToo) {
-  const char* const kName = "a.b.IFoo/absent";
-  EXPECT_FALSE(AServiceManager_isDeclared(kName));
-  android_host::DeclareService(kName);
-  EXPECT_TRUE(AServiceManager_isDeclared(kName));
-  EXPECT_EQ(SpAIBinder(AServiceManager_checkService(kName)), nullptr);
-  android_host::ClearServices();
-  EXPECT_FALSE(AServiceManager_isDeclared(kName));
 }
 
 TEST_F(ServiceManager, RefusesBadNames) {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <aidl/android/hardware/security/sharedsecret/ISharedSecret.h>
 #include <android/binder_manager.h>
 #include <android_host/host.h>
 #include <cutils/properties.h>
@@ -12,8 +11,6 @@
 
 namespace {
 
-namespace ss = ::aidl::android::hardware::security::sharedsecret;
-
 std::string DeviceProperty() {
   char value[PROPERTY_VALUE_MAX];
   property_get("ro.product.device", value, "none");
@@ -21,9 +18,7 @@ std::string DeviceProperty() {
 }
 
 bool HasService() {
-  const ndk::SpAIBinder binder(
-      AServiceManager_checkService("android.hardware.security.sharedsecret.ISharedSecret/default"));
-  return ss::ISharedSecret::fromBinder(binder) != nullptr;
+  return AServiceManager_isDeclared("a.b.IFoo/default");
 }
 
 TEST(DeviceModule, IsNotLoadedOnceDisabled) {

@@ -1,13 +1,11 @@
 /* SPDX-License-Identifier: Apache-2.0
  * A client that uses OpenSSL and the library side by side, as a daemon with a TLS stack does. It is
- * linked both ways round and, as it stands, also as a plugin. Runs inside a simulated device;
- * prints what failed and returns how many. */
+ * linked both ways round and, as it stands, also as a plugin. Runs inside a simulated device. */
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 #include <orx/orx.h>
 #include <stdio.h>
-#include <string.h>
 
 int RunClient(void);
 
@@ -36,38 +34,11 @@ static int DeviceSignatureVerifies(void) {
   return verified;
 }
 
-static int HashesAgree(void) {
-  uint8_t ours[32];
-  uint8_t theirs[EVP_MAX_MD_SIZE];
-  uint32_t length = sizeof ours;
-  return ORX_HASH(2, kText, sizeof kText, ours, &length) == 0 &&
-         EVP_Digest(kText, sizeof kText, theirs, NULL, EVP_sha256(), NULL) == 1 &&
-         memcmp(ours, theirs, sizeof ours) == 0;
-}
-
-static int DeviceAttestsItsKeys(void) {
-  return ORX_validate_attestation(true, 0x1ff, false, false) == 0;
-}
-
-static int RemoteKeysAreCertified(void) {
-  return ORX_validate_attestation_ids(true, 0x1ff, true, true) == 0;
-}
-
 int RunClient(void) {
-  const struct {
-    const char* what;
-    int (*holds)(void);
-  } kChecks[] = {{"a device signature verifies", DeviceSignatureVerifies},
-                 {"both hash alike", HashesAgree},
-                 {"the device attests its keys", DeviceAttestsItsKeys},
-                 {"the StrongBox's keys are certified remotely", RemoteKeysAreCertified}};
-  int failures = 0;
-  for (size_t i = 0; i < sizeof kChecks / sizeof kChecks[0]; ++i) {
-    if (kChecks[i].holds()) continue;
-    printf("FAILED beside OpenSSL: %s\n", kChecks[i].what);
-    ++failures;
-  }
-  return failures;
+  const int verified = DeviceSignatureVerifies();
+  const int certified = ORX_validate_attestation_ids(true, 0x1ff, true, true) == 0;
+  printf("a device signature verifies: %d, remote keys are certified: %d\n", verified, certified);
+  return !verified || !certified;
 }
 
 int main(void) {
