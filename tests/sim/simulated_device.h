@@ -19,6 +19,7 @@
 #include "sim/device.h"
 #include "sim/keys/key_params.h"
 #include "sim/keys/private_key.h"
+#include "tests/support/hex.h"
 #include "tests/support/temp_folder.h"
 
 namespace orx_sim {
@@ -94,6 +95,22 @@ inline ErrorCode Operate(Services& services, km::KeyPurpose purpose, const Bytes
   return code == ErrorCode::OK ? Finish(begun.operation, input, output, signature) : code;
 }
 
+// A key that must come to be, from the device or from outside.
+inline km::KeyCreationResult Generated(
+    Services& services, const KeyParams& params,
+    const std::optional<km::AttestationKey>& attestation_key = std::nullopt) {
+  km::KeyCreationResult key;
+  EXPECT_EQ(CodeOf(services.keymint->generateKey(params, attestation_key, &key)), ErrorCode::OK);
+  return key;
+}
+inline Bytes Imported(Services& services, const KeyParams& params,
+                      const Bytes& data = Bytes(16, 5)) {
+  km::KeyCreationResult key;
+  const auto format = data.size() == 16 ? km::KeyFormat::RAW : km::KeyFormat::PKCS8;
+  EXPECT_EQ(Import(services, params, format, data, &key), ErrorCode::OK);
+  return key.keyBlob;
+}
+
 using Code = ErrorCode;  // so that a row stays on its line
 
 // What importKey answers in either instance.
@@ -154,25 +171,23 @@ inline constexpr char kAttestationOid[] = "1.3.6.1.4.1.11129.2.1.17";
 // The public key of a MACed COSE_Key of P-256 in canonical form, null if the coordinates are no
 // point of the curve.
 inline bssl::UniquePtr<EVP_PKEY> PublicKeyOf(const Bytes& maced_key) {
-  const bssl::UniquePtr<BIGNUM> x(BN_bin2bn(&maced_key.at(18), 32, nullptr));
-  const bssl::UniquePtr<BIGNUM> y(BN_bin2bn(&maced_key.at(53), 32, nullptr));
-  const bssl::UniquePtr<EC_KEY> ec(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1));
-  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
-  if (!EC_KEY_set_public_key_affine_coordinates(ec.get(), x.get(), y.get()) ||
-      !EVP_PKEY_set1_EC_KEY(key.get(), ec.get())) {
-    return nullptr;
+  // A SubjectPublicKeyInfo (RFC 5480) up to the coordinates.
+  Bytes info = orx_test::FromHex("3059301306072a8648ce3d020106082a8648ce3d03010703420004");
+  for (const ptrdiff_t at : {18, 53}) {
+    info.insert(info.end(), maced_key.begin() + at, maced_key.begin() + at + 32);
   }
-  return key;
+  const uint8_t* data = info.data();
+  return bssl::UniquePtr<EVP_PKEY>(d2i_PUBKEY(nullptr, &data, static_cast<long>(info.size())));
 }
 
 // The PrivateKeyInfo (PKCS#8) of a pair.
-inline Bytes Pkcs8(const bssl::UniquePtr<EVP_PKEY>& pair) {
-  const SecretBytes der = EncodePrivateKey(pair.get());
+inline Bytes Pkcs8(const EVP_PKEY* pair) {
+  const SecretBytes der = EncodePrivateKey(pair);
   return Bytes(der.begin(), der.end());
 }
 
 // Parameters of an EC P-256 key with this purpose, valid without end.
-inline KeyParams EcRequest(km::KeyPurpose purpose) {
+inline KeyParams EcRequest(km::KeyPurpose purpose = km::KeyPurpose::SIGN) {
   return {{Tag::ALGORITHM, km::Algorithm::EC},
           {Tag::EC_CURVE, km::EcCurve::P_256},
           {Tag::PURPOSE, purpose},

@@ -28,9 +28,9 @@ Bytes Sequence(const Bytes& content) {
 }
 
 // The whole record of a TEE and the challenge "fun", with these fields in its two lists.
-Bytes Record(const std::string& version, const std::string& software,
-             const std::string& before_root, const std::string& after_root) {
-  Bytes body = FromHex(version + "0a0101" + version + "0a0101 0403 66756e 0400");
+Bytes Record(const std::string& software, const std::string& before_root,
+             const std::string& after_root) {
+  Bytes body = FromHex("0202012c 0a0101 0202012c 0a0101 0403 66756e 0400");
   for (const std::string& list : {software, before_root + RootOfTrustField() + after_root}) {
     const Bytes sequence = Sequence(FromHex(list));
     body.insert(body.end(), sequence.begin(), sequence.end());
@@ -54,7 +54,7 @@ TEST(AttestationExtensionTest, EncodesTheRecordOfASigningKeyInTagOrderWhateverTh
       UintParam(Tag::KEY_SIZE, 256),           {Tag::ALGORITHM, km::Algorithm::EC},
       {Tag::PURPOSE, km::KeyPurpose::VERIFY},  {Tag::PURPOSE, km::KeyPurpose::SIGN}};
   EXPECT_EQ(EncodeKeyDescription(record),
-            Record("0202012c", "bf854505 0403666565",
+            Record("bf854505 0403666565",
                    "a108 3106020102020103  a203 020103  a304 02020100  aa03 020101  bf837702 0500"
                    "bf853e03 020100",
                    "bf854205 0203 0316a1"));
@@ -78,15 +78,8 @@ TEST(AttestationExtensionTest, EveryFieldTypeHasItsAsn1Type) {
   for (const auto& [title, param, before_root, after_root] : rows) {
     AttestationRecord record = Plain();
     record.hardware_enforced = {param};
-    EXPECT_EQ(EncodeKeyDescription(record), Record("0202012c", "", before_root, after_root))
-        << title;
+    EXPECT_EQ(EncodeKeyDescription(record), Record("", before_root, after_root)) << title;
   }
-}
-
-TEST(AttestationExtensionTest, OlderInterfacesNameTheirVersion) {
-  AttestationRecord record = Plain();
-  record.interface_version = 2;
-  EXPECT_EQ(EncodeKeyDescription(record), Record("020200c8", "", "", ""));
 }
 
 }  // namespace

@@ -16,10 +16,6 @@ using orx_test::FromHex;
 // CN=signer, as a PrintableString: an encoder of today would choose another string type.
 const Bytes kSignerName = FromHex("3011310f300d06035504031306 7369676e6572");
 
-bssl::UniquePtr<EVP_PKEY> NewKey() {
-  return NewEcPair(NID_X9_62_prime256v1);
-}
-
 KeyParams Dates(int64_t not_before, int64_t not_after) {
   return {DateParam(Tag::CERTIFICATE_NOT_BEFORE, not_before),
           DateParam(Tag::CERTIFICATE_NOT_AFTER, not_after)};
@@ -47,7 +43,7 @@ class CertificatesTest : public ::testing::Test {
     return ParseCertificate(der);
   }
 
-  bssl::UniquePtr<EVP_PKEY> key_ = NewKey();
+  bssl::UniquePtr<EVP_PKEY> key_ = NewEcPair(NID_X9_62_prime256v1);
 };
 
 TEST_F(CertificatesTest, DatesAreUtcTimeUpTo2049AndGeneralizedTimeAfterwards) {
@@ -88,7 +84,7 @@ TEST_F(CertificatesTest, PurposesDecideKeyUsageAuthorityAndWhoSigns) {
 }
 
 TEST_F(CertificatesTest, NamesAndSerialAreTakenOctetForOctet) {
-  const auto signer = NewKey();
+  const auto signer = NewEcPair(NID_X9_62_prime256v1);
   for (const Bytes& serial : {Bytes{0x00}, Bytes{0x00, 0xff}, Bytes{0xff}, Bytes(130, 0x22)}) {
     const KeyParams params =
         With(Purposes({KeyPurpose::SIGN}), {BlobParam(Tag::CERTIFICATE_SUBJECT, kSignerName),

@@ -8,7 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -60,53 +59,36 @@ class DeviceFolderTest : public ::testing::Test {
   std::string error_;
 };
 
-// Runs `body` in a process of its own and returns how that ended.
-template <typename Body>
-int InProcess(const Body& body) {
+// Runs `body` in a process of its own.
+pid_t Start(const std::function<void()>& body) {
   const pid_t child = fork();
-  if (child == 0) {
-    body();
-    _exit(::testing::Test::HasFailure() ? 1 : 0);
-  }
+  if (child != 0) return child;
+  body();
+  _exit(::testing::Test::HasFailure() ? 1 : 0);
+}
+
+int EndOf(pid_t child) {
   int status = -1;
   EXPECT_EQ(waitpid(child, &status, 0), child);
   return status;
 }
 
 // The same with files of so many bytes at most: a longer one ends the process by a signal.
-template <typename Body>
-int WithFilesOf(rlim_t bytes, const Body& body) {
-  return InProcess([&] {
+int WithFilesOf(rlim_t bytes, const std::function<void()>& body) {
+  return EndOf(Start([&] {
     const rlimit limit{bytes, bytes};
     setrlimit(RLIMIT_FSIZE, &limit);
     body();
-  });
-}
-
-// What root may do regardless of modes, it may no more afterwards; `folder` and all in it is its
-// own.
-void BecomeOrdinaryUser(const std::string& folder) {
-  constexpr uid_t kNobody = 65534;
-  if (geteuid() != 0) return;
-  EXPECT_EQ(chown(folder.c_str(), kNobody, kNobody), 0);
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    EXPECT_EQ(chown(entry.path().c_str(), kNobody, kNobody), 0);
-  }
-  EXPECT_EQ(setresuid(kNobody, kNobody, kNobody), 0);
-}
-
-mode_t ModeOf(const std::string& path) {
-  struct stat status {};
-  EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
-  return status.st_mode & 07777;
+  }));
 }
 
 TEST_F(DeviceFolderTest, IsPrivateToItsUserWhateverTheMask) {
   umask(0);
   Create();
-  EXPECT_EQ(ModeOf(path_), 0700u);
+  EXPECT_EQ(fs::symlink_status(path_).permissions(), fs::perms(0700));
   for (const auto& entry : fs::directory_iterator(path_)) {
-    EXPECT_EQ(ModeOf(entry.path()), entry.is_directory() ? 0700u : 0600u) << entry.path();
+    EXPECT_EQ(entry.symlink_status().permissions(), fs::perms(entry.is_directory() ? 0700 : 0600))
+        << entry;
   }
   EXPECT_EQ(Content("root.key").size(), 32u);
 }
@@ -129,22 +111,13 @@ TEST_F(DeviceFolderTest, FailedCreationLeavesNothing) {
   EXPECT_EQ(Entries(parent_.path()).size(), 1u);
 }
 
-TEST_F(DeviceFolderTest, CreationThatCannotWriteLeavesNothing) {
-  EXPECT_EQ(WithFilesOf(16,
-                        [&] {
-                          signal(SIGXFSZ, SIG_IGN);
-                          EXPECT_EQ(DeviceFolder::Create(path_, "bare", &error_), nullptr);
-                          EXPECT_THAT(error_, HasSubstr("File too large"));
-                        }),
-            0);
-  EXPECT_THAT(Entries(parent_.path()), IsEmpty());
-}
-
 TEST_F(DeviceFolderTest, OpenNamesWhatIsWrong) {
   const std::tuple<const char*, std::function<void()>, const char*> cases[] = {
       {"nothing there", [&] { RemoveTree(path_); }, "No such file or directory"},
       {"open to others", [&] { chmod(path_.c_str(), 0750); }, "chmod 700"},
       {"bad line", [&] { Write("device.conf", "\nfoo = 1\n"); }, "device.conf:2: there is no "},
+      {"no name", [&] { Write("device.conf", "[build.prop]\n=1"); }, "device.conf:2: not of the"},
+      {"no sign", [&] { Write("device.conf", "[build.prop]\nro.a"); }, "device.conf:2: not of the"},
       {"no format", [&] { fs::remove(path_ + "/format"); }, "made by another version of orx-sim"},
       {"other format", [&] { Write("format", "2\n"); }, "made by another version of orx-sim"},
       {"short root key", [&] { Write("root.key", "0123456789"); }, "root.key: not a key of 32"},
@@ -195,7 +168,16 @@ TEST_F(DeviceFolderTest, KilledAtAnyWriteItIsAsBeforeOrAsAfter) {
               UnorderedElementsAre("format", "device.conf", "root.key", "deleted.keys", "persist"));
 }
 
-TEST_F(DeviceFolderTest, ACreationThatWasKilledIsTakenOver) {
+TEST_F(DeviceFolderTest, CreationThatCannotWriteLeavesNothingAndAKilledOneIsTakenOver) {
+  EXPECT_EQ(WithFilesOf(16,
+                        [&] {
+                          signal(SIGXFSZ, SIG_IGN);
+                          EXPECT_EQ(DeviceFolder::Create(path_, "bare", &error_), nullptr);
+                          EXPECT_THAT(error_, HasSubstr("File too large"));
+                        }),
+            0);
+  EXPECT_THAT(Entries(parent_.path()), IsEmpty());
+
   EXPECT_NE(WithFilesOf(16, [&] { DeviceFolder::Create(path_, "bare", &error_); }), 0);
   EXPECT_THAT(Entries(parent_.path()), ElementsAre("device.orx-sim-new"));
   Create();
@@ -203,25 +185,23 @@ TEST_F(DeviceFolderTest, ACreationThatWasKilledIsTakenOver) {
 }
 
 TEST_F(DeviceFolderTest, OneThatItsUserCannotWriteStaysAsItIs) {
-  Create();
-  const std::string conf = Content("device.conf");
-  EXPECT_EQ(InProcess([&] {
-              BecomeOrdinaryUser(parent_.path());
+  EXPECT_EQ(chmod(parent_.path().c_str(), 0777), 0);
+  EXPECT_EQ(EndOf(Start([&] {
+              // The superuser may write regardless of modes.
+              EXPECT_TRUE(geteuid() != 0 || setresuid(65534, 65534, 65534) == 0);
+              const std::shared_ptr<DeviceFolder> folder = Create();
+              const std::string conf = Content("device.conf");
               EXPECT_EQ(chmod(path_.c_str(), 0500), 0);
-              const std::shared_ptr<DeviceFolder> folder = Open();
-              ASSERT_TRUE(folder) << error_;
               EXPECT_FALSE(folder->Set({"imei=1"}, &error_));
               EXPECT_THAT(error_, HasSubstr("Permission denied"));
               EXPECT_NE(folder->Get("imei"), "1");
-              EXPECT_EQ(chmod(parent_.path().c_str(), 0500), 0);
-              EXPECT_EQ(DeviceFolder::Create(parent_ / "more", "bare", &error_), nullptr);
+              EXPECT_EQ(Content("device.conf"), conf);
+              EXPECT_EQ(DeviceFolder::Create(path_ + "/more", "bare", &error_), nullptr);
               EXPECT_THAT(error_, HasSubstr("Permission denied"));
-              EXPECT_EQ(chmod(parent_.path().c_str(), 0700), 0);
               EXPECT_EQ(chmod(path_.c_str(), 0700), 0);
-            }),
+            })),
             0);
-  EXPECT_EQ(Content("device.conf"), conf);
-  EXPECT_THAT(Entries(parent_.path()), ElementsAre("device"));
+  EXPECT_EQ(Entries(path_).size(), 5u);
 }
 
 TEST_F(DeviceFolderTest, SetChangesSettingsAndPropertiesInPlace) {
@@ -266,7 +246,8 @@ TEST_F(DeviceFolderTest, SetRefusesAllIfOneIsWrong) {
       {"boot-patch-level=20261232", "which is YYYYMMDD"},
       {"modem=maybe", "which is yes|no"},
       {"operation-slots=0", "which is 1..1024"},
-      {"ro.b c=1", "no property name"},
+      {"ro.b c=1", "\"ro.b c\" is no property name"},
+      {"ro.=1", "\"ro.\" is no property name"},
       {"ro.b=" + std::string(92, 'x'), "the longest that Android takes has 91"},
   };
   for (const auto& [assignment, reason] : cases) {
@@ -279,38 +260,25 @@ TEST_F(DeviceFolderTest, SetRefusesAllIfOneIsWrong) {
 }
 
 TEST_F(DeviceFolderTest, SeveralProcessesLoseNoDeletionAndNoSetting) {
-  Create();
-  std::string conf = Content("device.conf");
-  const auto lines = std::count(conf.begin(), conf.end(), '\n');
-  constexpr int kProcesses = 4;
+  const size_t properties = Create()->conf()->properties().size();
   constexpr uint8_t kEach = 25;
-  for (uint8_t process = 0; process < kProcesses; ++process) {
-    if (fork() != 0) continue;
-    const std::shared_ptr<DeviceFolder> folder = Open();
-    bool done = folder != nullptr;
-    for (uint8_t i = 0; done && i < kEach; ++i) {
-      done = folder->DeleteKey("default", KeyId{process, i}) &&
-             folder->Set({"test." + std::to_string(process) + "." + std::to_string(i) + "=1"},
-                         &error_);
-    }
-    _exit(done ? 0 : 1);
+  constexpr uint8_t kAll = 4 * kEach;
+  std::vector<pid_t> children;
+  for (uint8_t first = 0; first < kAll; first += kEach) {
+    children.push_back(Start([&] {
+      const std::shared_ptr<DeviceFolder> folder = Open();
+      for (uint8_t i = first; i < first + kEach; ++i) {
+        EXPECT_TRUE(folder->DeleteKey("default", KeyId{i}));
+        EXPECT_TRUE(folder->Set({"test." + std::to_string(i) + "=1"}, &error_));
+      }
+    }));
   }
-  for (int process = 0; process < kProcesses; ++process) {
-    int status = -1;
-    ASSERT_GT(wait(&status), 0);
-    EXPECT_EQ(status, 0);
-  }
+  for (const pid_t child : children) EXPECT_EQ(EndOf(child), 0);
   const std::shared_ptr<DeviceFolder> folder = Open();
-  ASSERT_TRUE(folder) << error_;
-  for (uint8_t process = 0; process < kProcesses; ++process) {
-    for (uint8_t i = 0; i < kEach; ++i) {
-      EXPECT_TRUE(folder->IsDeleted("default", 0, KeyId{process, i}));
-    }
-  }
-  EXPECT_FALSE(folder->IsDeleted("default", 0, KeyId{kProcesses}));
-  conf = Content("device.conf");
-  EXPECT_FALSE(folder->IsDeleted("strongbox", 0, KeyId{0, 0}));
-  EXPECT_EQ(std::count(conf.begin(), conf.end(), '\n') - lines, kProcesses * kEach);
+  for (uint8_t i = 0; i < kAll; ++i) EXPECT_TRUE(folder->IsDeleted("default", 0, KeyId{i}));
+  EXPECT_FALSE(folder->IsDeleted("default", 0, KeyId{kAll}));
+  EXPECT_FALSE(folder->IsDeleted("strongbox", 0, KeyId{0}));
+  EXPECT_EQ(folder->conf()->properties().size(), properties + kAll);
 }
 
 TEST_F(DeviceFolderTest, WithoutTheWholeListEveryKeyCountsAsDeletedAndNoDeviceOpens) {

@@ -11,7 +11,6 @@ namespace orx_sim {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 std::string Property(const char* name) {
   char value[PROPERTY_VALUE_MAX] = {};
@@ -27,30 +26,11 @@ std::vector<std::string> Lines(const std::vector<Assignment>& assignments) {
   return lines;
 }
 
-class ProfileTest : public ::testing::Test {
- protected:
-  ProfileTest() { android_host::DisableDeviceModule(); }
-  ~ProfileTest() override { android_host::ClearServices(); }
-
-  orx_test::TempFolder parent_;
-};
-
-TEST_F(ProfileTest, EveryShippedOneMakesADevice) {
-  const std::vector<std::string> names = ProfileNames();
-  EXPECT_THAT(names,
-              ElementsAre("bare", "dual-sim", "remote-only", "single-sim", "swapped-strongbox"));
-  for (const std::string& name : names) {
-    std::string error;
-    const std::unique_ptr<Device> device = Device::Create(parent_ / name, name, &error);
-    ASSERT_TRUE(device) << error;
-    EXPECT_EQ(device->folder().Get("profile"), name);
-    EXPECT_EQ(device->folder().IsYes("modem"), name != "bare");
-  }
-}
-
-TEST_F(ProfileTest, PropertiesTellThePatchLevelsUnlessBuildPropDoes) {
+TEST(BuildPropTest, PatchLevelsAreThoseOfTheSettingsUnlessItTellsThem) {
+  android_host::DisableDeviceModule();
+  const orx_test::TempFolder parent;
   std::string error;
-  const std::unique_ptr<Device> device = Device::Create(parent_ / "device", "bare", &error);
+  const std::unique_ptr<Device> device = Device::Create(parent / "device", "bare", &error);
   ASSERT_TRUE(device) << error;
   ASSERT_TRUE(device->folder().Set(
       {"os-version=150000", "os-patch-level=202701", "vendor-patch-level=20270205"}, &error));
@@ -61,6 +41,7 @@ TEST_F(ProfileTest, PropertiesTellThePatchLevelsUnlessBuildPropDoes) {
   ASSERT_TRUE(device->folder().Set({"ro.build.version.release=16"}, &error));
   device->Attach();
   EXPECT_EQ(Property("ro.build.version.release"), "16");
+  android_host::ClearServices();
 }
 
 TEST(BuildPropTest, IsReadAsAndroidReadsIt) {
@@ -84,25 +65,6 @@ TEST(BuildPropTest, IsReadAsAndroidReadsIt) {
               ElementsAre("4: ro.a=1", "5: ro.b=two words",
                           "7: ro.c=# no comment = part of the value", "8: ro.d=", "9: ro.a=again",
                           "10: ro.long=" + longest, "11: ro.last=no line end"));
-}
-
-TEST(BuildPropTest, BadLinesAreNamedByFileAndNumber) {
-  const std::pair<std::string, const char*> cases[] = {
-      {"ro.product.model", "not of the form NAME=VALUE"},
-      {"=value", "not of the form NAME=VALUE"},
-      {"import /vendor/default.prop", "not of the form NAME=VALUE"},
-      {"ro product=1", "\"ro product\" is no property name"},
-      {"ro.=1", "\"ro.\" is no property name"},
-      {"ro.long=" + std::string(92, 'x'), "has 92 characters"},
-  };
-  for (const auto& [line, reason] : cases) {
-    SCOPED_TRACE(line);
-    DeviceConf conf;
-    std::string error;
-    EXPECT_FALSE(conf.Parse("[build.prop]\n# x\n" + line + "\nro.b=2\n", "/d/x", &error));
-    EXPECT_THAT(error, ::testing::StartsWith("/d/x:3: "));
-    EXPECT_THAT(error, HasSubstr(reason));
-  }
 }
 
 }  // namespace

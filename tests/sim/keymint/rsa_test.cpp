@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
-#include <openssl/bn.h>
-#include <openssl/rsa.h>
 
 #include "tests/sim/simulated_device.h"
+#include "tests/support/certificate_builder.h"
 
 namespace orx_sim {
 namespace {
@@ -15,14 +14,9 @@ using km::PaddingMode;
 constexpr auto kSignPadding = PaddingMode::RSA_PKCS1_1_5_SIGN;
 constexpr auto kEncryptPadding = PaddingMode::RSA_PKCS1_1_5_ENCRYPT;
 
-bssl::UniquePtr<EVP_PKEY> NewRsa(int bits) {
-  bssl::UniquePtr<RSA> rsa(RSA_new());
-  bssl::UniquePtr<BIGNUM> e(BN_new());
-  bssl::UniquePtr<EVP_PKEY> key(EVP_PKEY_new());
-  EXPECT_TRUE(BN_set_word(e.get(), RSA_F4));
-  EXPECT_TRUE(RSA_generate_key_ex(rsa.get(), bits, e.get(), nullptr));
-  EXPECT_TRUE(EVP_PKEY_assign_RSA(key.get(), rsa.release()));
-  return key;
+// The PrivateKeyInfo of the process's RSA key of this size.
+Bytes NewRsa(int bits = 2048) {
+  return Pkcs8(orx_test::Key(EVP_PKEY_RSA, bits, 0));
 }
 
 // A key for what is offered and for what is refused at begin.
@@ -47,12 +41,8 @@ KeyParams RsaRequest() {
 
 // RsaKey is an RSA key inside a device and outside.
 struct RsaKey {
-  explicit RsaKey(Services& where) : services(where), pair(NewRsa(2048)) {
-    km::KeyCreationResult result;
-    EXPECT_EQ(Import(services, RsaRequest(), km::KeyFormat::PKCS8, Pkcs8(pair), &result),
-              ErrorCode::OK);
-    blob = result.keyBlob;
-  }
+  explicit RsaKey(Services& where)
+      : services(where), blob(Imported(where, RsaRequest(), NewRsa())) {}
 
   ErrorCode Run(KeyPurpose purpose, const KeyParams& params, const Bytes& input, Bytes* output,
                 const Bytes& signature = {}) const {
@@ -60,7 +50,6 @@ struct RsaKey {
   }
 
   Services& services;
-  bssl::UniquePtr<EVP_PKEY> pair;
   Bytes blob;
 };
 
@@ -74,9 +63,9 @@ KeyParams Mode(PaddingMode padding, Digest digest) {
 TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
   TestDevice device;
   constexpr km::KeyFormat kPkcs8 = km::KeyFormat::PKCS8;
-  const Bytes der2048 = Pkcs8(NewRsa(2048));
-  const Bytes der3072 = Pkcs8(NewRsa(3072));
-  const Bytes ec = Pkcs8(NewEcPair(NID_X9_62_prime256v1));
+  const Bytes der2048 = NewRsa();
+  const Bytes der3072 = NewRsa(3072);
+  const Bytes ec = Pkcs8(orx_test::EcKey(0));
   Bytes longer = der2048;
   longer.push_back(0);
   const KeyParams all = RsaRequest();
@@ -90,7 +79,7 @@ TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
                        {"3072", kPkcs8, all, der3072, ok, size},
                        {"3072 declared as 2048", kPkcs8, as_2048, der3072, mismatch, mismatch},
                        {"another exponent", kPkcs8, e3, der2048, mismatch, mismatch},
-                       {"1024", kPkcs8, all, Pkcs8(NewRsa(1024)), size, size},
+                       {"1024", kPkcs8, all, NewRsa(1024), size, size},
                        {"EC key", kPkcs8, all, ec, argument, argument},
                        {"byte behind the key", kPkcs8, all, longer, argument, argument},
                        {"no begin of validity", kPkcs8, undated, der2048, no_date, no_date},
@@ -128,12 +117,9 @@ TEST(RsaOperationTest, TakesBlocksWithinTheirLengthsAndTheModulus) {
 TEST(RsaBeginTest, ChecksPurposePaddingAndDigest) {
   TestDevice device;
   const RsaKey key(device.tee());
-  km::KeyCreationResult narrow;
   const KeyParams few = With(Without(Without(RsaRequest(), Tag::PADDING), Tag::DIGEST),
                              {{Tag::PADDING, kSignPadding}, {Tag::DIGEST, Digest::SHA_2_256}});
-  ASSERT_EQ(Import(device.tee(), few, km::KeyFormat::PKCS8, Pkcs8(key.pair), &narrow),
-            ErrorCode::OK);
-  const Bytes& some = narrow.keyBlob;
+  const Bytes some = Imported(device.tee(), few, NewRsa());
   const KeyPurpose sign = KeyPurpose::SIGN, decrypt = KeyPurpose::DECRYPT;
   const auto padding = Code::UNSUPPORTED_PADDING_MODE, digest = Code::INCOMPATIBLE_DIGEST;
   const auto purpose = Code::UNSUPPORTED_PURPOSE;

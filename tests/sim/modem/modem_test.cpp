@@ -6,10 +6,10 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
@@ -149,9 +149,7 @@ TEST_F(Modem, StartingReplacesADeadSocketByAPrivateOneAndNothingElse) {
   const unique_fd dead(socket(AF_UNIX, SOCK_STREAM, 0));
   ASSERT_EQ(bind(dead.get(), reinterpret_cast<const sockaddr*>(&kAddress), sizeof(kAddress)), 0);
   Start(Settings());
-  struct stat status = {};
-  ASSERT_EQ(stat(kAddress.sun_path, &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  EXPECT_EQ(std::filesystem::status(kAddress.sun_path).permissions(), std::filesystem::perms(0600));
 
   std::ofstream("/dev/socket/file") << "kept";
   for (const auto& [path, reason] : std::map<std::string, std::string>{

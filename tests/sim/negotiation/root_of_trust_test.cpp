@@ -37,33 +37,27 @@ TEST(RootOfTrustTest, EncodesTheKnownStructure) {
   EXPECT_EQ(EncodeRootOfTrust(Root(), challenge, Key(0x0b)), expected);
 }
 
-TEST(RootOfTrustTest, IsAcceptedOncePerChallengeUnderTheRightKey) {
+TEST(RootOfTrustTest, IsAcceptedOncePerChallengeUnchangedUnderTheRightKey) {
   RootOfTrustReceiver receiver;
   EXPECT_FALSE(receiver.Accept(EncodeRootOfTrust(Root(), {}, Key(1)), Key(1)))
       << "there is no challenge yet";
   const auto first = EncodeRootOfTrust(Root(), receiver.NewChallenge(), Key(1));
   EXPECT_FALSE(receiver.Accept(first, Key(2)));
+  auto changed = first;
+  for (size_t bit = 0; bit < 8 * first.size(); ++bit) {
+    changed[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
+    EXPECT_FALSE(receiver.Accept(changed, Key(1))) << "bit " << bit;
+    changed = first;
+  }
+  changed.push_back(0);
+  EXPECT_FALSE(receiver.Accept(changed, Key(1)));
+  changed.pop_back();
+  changed.insert(changed.begin(), first[0]);
+  EXPECT_FALSE(receiver.Accept(changed, Key(1))) << "two tags";
   EXPECT_TRUE(receiver.Accept(first, Key(1))) << "a refusal must not spend the challenge";
   EXPECT_FALSE(receiver.Accept(first, Key(1))) << "the challenge is spent";
   receiver.NewChallenge();
   EXPECT_FALSE(receiver.Accept(first, Key(1))) << "the answer to an earlier challenge";
-}
-
-TEST(RootOfTrustTest, EveryFlippedBitAndEveryTruncationIsRefused) {
-  RootOfTrustReceiver receiver;
-  const auto message = EncodeRootOfTrust(Root(), receiver.NewChallenge(), Key(1));
-  for (size_t bit = 0; bit < 8 * message.size(); ++bit) {
-    auto changed = message;
-    changed[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
-    EXPECT_FALSE(receiver.Accept(changed, Key(1))) << "bit " << bit;
-  }
-  for (size_t length = 0; length < message.size(); ++length) {
-    EXPECT_FALSE(receiver.Accept({message.data(), message.data() + length}, Key(1))) << length;
-  }
-  auto longer = message;
-  longer.push_back(0);
-  EXPECT_FALSE(receiver.Accept(longer, Key(1)));
-  EXPECT_TRUE(receiver.Accept(message, Key(1)));
 }
 
 TEST(RootOfTrustTest, EachInstanceLacksTheOthersMethods) {

@@ -20,7 +20,6 @@ using orx_test::Words;
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 class OrxSimTest : public ::testing::Test {
@@ -88,6 +87,7 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
 
 TEST_F(OrxSimTest, HelpGoesToStandardOutput) {
   EXPECT_THAT(OrxSim("--help").out, HasSubstr("usage: orx-sim COMMAND"));
+  EXPECT_EQ(OrxSim("profiles").out, "bare\ndual-sim\nremote-only\nsingle-sim\nswapped-strongbox\n");
   for (const char* command : {"new", "run", "faults", "set", "info", "profiles"}) {
     const ProgramResult result = OrxSim({command, "--help"});
     EXPECT_EQ(result.exit_code, 0);
@@ -112,37 +112,18 @@ TEST_F(OrxSimTest, CommandKeepsItsSurroundingsAndItsExitCode) {
             "orx-sim: simulated device, profile bare, thrown away afterwards\n");
 }
 
-TEST_F(OrxSimTest, DeviceStaysWhatItIsFromRunToRun) {
-  const std::string persist = "cd /mnt/vendor/persist/security; ";
+TEST_F(OrxSimTest, EachRunHasItsOwnModemHoweverLongItsFolderIsNamed) {
   ASSERT_EQ(OrxSim("new ../device").exit_code, 0);
-  EXPECT_EQ(RunInside(persist + "echo 1 >file", "--device ../device").exit_code, 0);
-  EXPECT_EQ(RunInside(persist + "cat file", "--device ../device").out, "1\n");
-  EXPECT_EQ(RunInside(persist + "ls").out, "") << "another device";
-  fs::create_directory_symlink("device", folder_ + "/link");
-  ASSERT_EQ(OrxSim("set ../link os-patch-level=203002 os-patch-level=203001").exit_code, 0);
-  EXPECT_THAT(RunInside(ORX_SIM_PROGRAM " info", "--device ../link").out,
-              AllOf(HasSubstr("203001"), Not(HasSubstr("203002"))))
-      << "the last of two settings wins";
-}
-
-TEST_F(OrxSimTest, ProgramsSeeServicesAndPropertiesFromTheFirstCall) {
-  const std::string keymint = " android.hardware.security.keymint.IKeyMintDevice/";
-  const Words probe = ORX_TEST_FOLDER "/sim_probe" + keymint + "default" + keymint +
-                      "strongbox ro.vendor.hw.dualsim";
-  const auto inside = [&](const Words& options) { return OrxSim("run -q" + options + probe).out; };
-  EXPECT_EQ(inside(""), "present\npresent\ntrue\n");
-  EXPECT_EQ(inside("--profile bare"), "present\nabsent\n(none)\n");
-  EXPECT_EQ(inside("--fault service:default:absent"), "absent\npresent\ntrue\n");
-  EXPECT_EQ(Run(probe).out, "absent\nabsent\n(none)\n") << "outside there is no device";
-}
-
-TEST_F(OrxSimTest, EachRunHasItsOwnModem) {
-  ASSERT_EQ(OrxSim("new ../device").exit_code, 0);
-  const std::string run = std::string(ORX_SIM_PROGRAM) + " run -q --device ../device ";
+  const std::string tmp = folder_ + "/" + std::string(120, 't');
+  fs::create_directory(tmp);
+  const std::string run = "env TMPDIR=" + tmp + " " ORX_SIM_PROGRAM " run -q --device ../device ";
   EXPECT_EQ(
       Run({"sh", "-c", run + run + "true && " + run + "test -S /dev/socket/rild-oem"}).exit_code,
       0);
   EXPECT_EQ(RunInside("ls /dev/socket", "--profile bare").out, "");
+
+  ASSERT_EQ(OrxSim("set ../device os-patch-level=203002 os-patch-level=203001").exit_code, 0);
+  EXPECT_THAT(RunInside(ORX_SIM_PROGRAM " info", "--device ../device").out, HasSubstr("203001"));
 }
 
 TEST_F(OrxSimTest, WorksWhereThereAreNoUserNamespaces) {
@@ -209,28 +190,20 @@ TEST_F(OrxSimTest, EveryFaultIsListedAndSaysWhenItNeverShowed) {
                             "fsync", "computeSharedSecret", "service:INSTANCE"}) {
     EXPECT_THAT(list, HasSubstr(fault));
   }
-  const std::string probe = ORX_TEST_FOLDER "/sim_probe x/y >/dev/null";
-  EXPECT_EQ(RunInside(probe, "--fault begin:-62 --fault service:default:absent").err,
-            "orx-sim: the fault \"begin:-62\" never showed: no call met it\n");
+  EXPECT_EQ(
+      RunInside(ORX_TEST_FOLDER "/sim_probe", "--fault begin:-62 --fault service:default:absent")
+          .err,
+      "orx-sim: the fault \"begin:-62\" never showed: no call met it\n");
 }
 
 TEST_F(OrxSimTest, TheLogIsShownFromTheFirstLineOn) {
-  const std::string probe = ORX_TEST_FOLDER "/sim_probe log x/y; exit ";
+  const std::string probe = ORX_TEST_FOLDER "/sim_probe; exit ";
   EXPECT_THAT(RunInside(probe + "0", "--log").err, HasSubstr("the first line"));
   EXPECT_EQ(RunInside(probe + "0").err, "");
   EXPECT_EQ(RunInside(probe + "0", "--log-on-failure").err, "");
   const ProgramResult failed = RunInside("echo own >&2; " + probe + "3", "--log-on-failure");
   EXPECT_EQ(failed.exit_code, 3);
   EXPECT_THAT(failed.err, AllOf(StartsWith("own\n"), HasSubstr("the first line")));
-}
-
-TEST_F(OrxSimTest, ALongFolderForTemporaryFilesWillDo) {
-  const std::string tmp = folder_ + "/" + std::string(120, 't');
-  fs::create_directory(tmp);
-  EXPECT_EQ(Run({"env", "TMPDIR=" + tmp, ORX_SIM_PROGRAM, "run", "-q", "--", "test", "-S",
-                 "/dev/socket/rild-oem"})
-                .exit_code,
-            0);
 }
 
 TEST_F(OrxSimTest, AKilledRunLeavesNothing) {
