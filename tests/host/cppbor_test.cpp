@@ -81,28 +81,6 @@ TEST(CppborTest, ParseSaysWhatIsWrongAndWhere) {
   }
 }
 
-TEST(CppborTest, TruncationsAreRefusedAndBitFlipsReadAsSomethingOrNothing) {
-  // A COSE_Mac0 with a key, and all other kinds of items behind it in one array.
-  const std::vector<uint8_t> whole =
-      cppbor::Array(cppbor::Array(cppbor::Bstr(cppbor::Map(1, 5).encode()), cppbor::Map(),
-                                  cppbor::Map(1, 2, 3, -7, -1, 1, -2, "key").encode()),
-                    cppbor::SemanticTag(40001, cppbor::Array(true, nullptr, "text")), 1000000, -300)
-          .encode();
-  for (size_t size = 0; size < whole.size(); ++size) {
-    // A copy of its own, so that a read behind its end is seen.
-    const std::vector<uint8_t> cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size));
-    EXPECT_EQ(std::get<0>(cppbor::parse(cut)), nullptr) << size;
-  }
-  for (size_t bit = 0; bit < whole.size() * 8; ++bit) {
-    std::vector<uint8_t> flipped = whole;
-    flipped[bit / 8] ^= static_cast<uint8_t>(1 << bit % 8);
-    const auto [item, position, message] = cppbor::parse(flipped);
-    ASSERT_EQ(item == nullptr, !message.empty()) << bit;
-    if (item == nullptr) continue;
-    EXPECT_EQ(cppbor::prettyPrint(item->encode()), cppbor::prettyPrint(item.get())) << bit;
-  }
-}
-
 TEST(CppborTest, NestingEndsAtAThousandLevels) {
   for (const uint8_t opener : {0x81, 0xA1, 0xC1}) {
     std::vector<uint8_t> deep(10000, opener);
