@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "sim/keys/private_key.h"
 #include "tests/sim/simulated_device.h"
+#include "tests/support/certificate_builder.h"
 #include "tests/support/hex.h"
 
 namespace orx_sim {
@@ -34,19 +34,17 @@ Bytes Encoded(X509_NAME* name) {
   return der;
 }
 
-class CertificatesTest : public ::testing::Test {
- protected:
-  // The certificate of a request that must be accepted.
-  bssl::UniquePtr<X509> Certify(const KeyParams& params) {
-    Bytes der;
-    EXPECT_EQ(CertifyOwnKey(params, key_.get(), &der), ErrorCode::OK);
-    return ParseCertificate(der);
-  }
+EVP_PKEY* const kKey = orx_test::EcKey(0);
+EVP_PKEY* const kSigner = orx_test::EcKey(1);
 
-  bssl::UniquePtr<EVP_PKEY> key_ = NewEcPair(NID_X9_62_prime256v1);
-};
+// The certificate of a request that must be accepted.
+bssl::UniquePtr<X509> Certify(const KeyParams& params) {
+  Bytes der;
+  EXPECT_EQ(CertifyOwnKey(params, kKey, &der), ErrorCode::OK);
+  return ParseCertificate(der);
+}
 
-TEST_F(CertificatesTest, DatesAreUtcTimeUpTo2049AndGeneralizedTimeAfterwards) {
+TEST(CertificatesTest, DatesAreUtcTimeUpTo2049AndGeneralizedTimeAfterwards) {
   for (const auto& [milliseconds, text] : {std::make_pair(int64_t{1999}, "700101000001Z"),
                                            {2524607999999, "491231235959Z"},
                                            {2524608000000, "20500101000000Z"},
@@ -61,7 +59,7 @@ TEST_F(CertificatesTest, DatesAreUtcTimeUpTo2049AndGeneralizedTimeAfterwards) {
   }
 }
 
-TEST_F(CertificatesTest, PurposesDecideKeyUsageAuthorityAndWhoSigns) {
+TEST(CertificatesTest, PurposesDecideKeyUsageAuthorityAndWhoSigns) {
   const std::tuple<std::vector<KeyPurpose>, const char*, bool, bool> rows[] = {
       {{KeyPurpose::SIGN, KeyPurpose::VERIFY}, "03020780", false, true},
       {{KeyPurpose::SIGN, KeyPurpose::DECRYPT}, "03020490", false, true},
@@ -79,25 +77,23 @@ TEST_F(CertificatesTest, PurposesDecideKeyUsageAuthorityAndWhoSigns) {
     const ASN1_BIT_STRING* signature = nullptr;
     X509_get0_signature(&signature, nullptr, certificate.get());
     EXPECT_EQ(ASN1_STRING_length(signature) > 0, is_signed);
-    EXPECT_EQ(X509_verify(certificate.get(), key_.get()) == 1, is_signed);
+    EXPECT_EQ(X509_verify(certificate.get(), kKey) == 1, is_signed);
   }
 }
 
-TEST_F(CertificatesTest, NamesAndSerialAreTakenOctetForOctet) {
-  const auto signer = NewEcPair(NID_X9_62_prime256v1);
+TEST(CertificatesTest, NamesAndSerialAreTakenOctetForOctet) {
   for (const Bytes& serial : {Bytes{0x00}, Bytes{0x00, 0xff}, Bytes{0xff}, Bytes(130, 0x22)}) {
     const KeyParams params =
         With(Purposes({KeyPurpose::SIGN}), {BlobParam(Tag::CERTIFICATE_SUBJECT, kSignerName),
                                             BlobParam(Tag::CERTIFICATE_SERIAL, serial)});
     Bytes der;
-    ASSERT_EQ(
-        CertifyAttestedKey(params, key_.get(), {signer.get(), kSignerName}, FromHex("3000"), &der),
-        ErrorCode::OK);
+    ASSERT_EQ(CertifyAttestedKey(params, kKey, {kSigner, kSignerName}, FromHex("3000"), &der),
+              ErrorCode::OK);
     const auto certificate = ParseCertificate(der);
     EXPECT_EQ(Encoded(X509_get_issuer_name(certificate.get())), kSignerName);
     EXPECT_EQ(Encoded(X509_get_subject_name(certificate.get())), kSignerName);
     EXPECT_EQ(Extension(certificate.get(), kAttestationOid), FromHex("3000"));
-    EXPECT_EQ(X509_verify(certificate.get(), signer.get()), 1);
+    EXPECT_EQ(X509_verify(certificate.get(), kSigner), 1);
     uint8_t* encoded = nullptr;
     const int length = i2d_ASN1_INTEGER(X509_get_serialNumber(certificate.get()), &encoded);
     EXPECT_EQ(Bytes(encoded + length - serial.size(), encoded + length), serial);
@@ -108,7 +104,7 @@ TEST_F(CertificatesTest, NamesAndSerialAreTakenOctetForOctet) {
 constexpr ErrorCode kArgument = ErrorCode::INVALID_ARGUMENT;
 constexpr ErrorCode kIssuer = ErrorCode::INVALID_ISSUER_SUBJECT;
 
-TEST_F(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
+TEST(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
   const KeyParams good = Purposes({KeyPurpose::SIGN});
   const auto with = [&](Tag tag, const char* hex) {
     return With(good, {BlobParam(tag, FromHex(hex))});
@@ -127,8 +123,7 @@ TEST_F(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
   };
   for (const auto& [title, params, issuer, code] : rows) {
     Bytes der = {1};
-    EXPECT_EQ(CertifyAttestedKey(params, key_.get(), {key_.get(), issuer}, FromHex("3000"), &der),
-              code)
+    EXPECT_EQ(CertifyAttestedKey(params, kKey, {kKey, issuer}, FromHex("3000"), &der), code)
         << title;
     EXPECT_EQ(der, Bytes{1}) << title;
   }

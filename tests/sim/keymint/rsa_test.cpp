@@ -39,20 +39,6 @@ KeyParams RsaRequest() {
           DateParam(Tag::CERTIFICATE_NOT_AFTER, 253402300799000)};
 }
 
-// RsaKey is an RSA key inside a device and outside.
-struct RsaKey {
-  explicit RsaKey(Services& where)
-      : services(where), blob(Imported(where, RsaRequest(), NewRsa())) {}
-
-  ErrorCode Run(KeyPurpose purpose, const KeyParams& params, const Bytes& input, Bytes* output,
-                const Bytes& signature = {}) const {
-    return Operate(services, purpose, blob, params, input, output, signature);
-  }
-
-  Services& services;
-  Bytes blob;
-};
-
 KeyParams Mode(PaddingMode padding) {
   return {{Tag::PADDING, padding}};
 }
@@ -88,7 +74,7 @@ TEST(RsaImportTest, AcceptsSupportedSizesWhereTheyAgreeWithTheMaterial) {
 
 TEST(RsaOperationTest, TakesBlocksWithinTheirLengthsAndTheModulus) {
   TestDevice device;
-  const RsaKey key(device.tee());
+  const Bytes blob = Imported(device.tee(), RsaRequest(), NewRsa());
   const KeyParams plain = Mode(PaddingMode::NONE, Digest::NONE);
   const KeyParams padded = Mode(kSignPadding, Digest::NONE);
   const KeyParams pkcs1 = Mode(kEncryptPadding);
@@ -109,14 +95,14 @@ TEST(RsaOperationTest, TakesBlocksWithinTheirLengthsAndTheModulus) {
   for (const auto& [title, purpose, params, block, expected] : cases) {
     SCOPED_TRACE(title);
     Bytes output;
-    EXPECT_EQ(key.Run(purpose, params, block, &output), expected);
+    EXPECT_EQ(Operate(device.tee(), purpose, blob, params, block, &output), expected);
     EXPECT_EQ(output.size(), expected == ErrorCode::OK ? 256u : 0u);
   }
 }
 
 TEST(RsaBeginTest, ChecksPurposePaddingAndDigest) {
   TestDevice device;
-  const RsaKey key(device.tee());
+  const Bytes blob = Imported(device.tee(), RsaRequest(), NewRsa());
   const KeyParams few = With(Without(Without(RsaRequest(), Tag::PADDING), Tag::DIGEST),
                              {{Tag::PADDING, kSignPadding}, {Tag::DIGEST, Digest::SHA_2_256}});
   const Bytes some = Imported(device.tee(), few, NewRsa());
@@ -127,41 +113,43 @@ TEST(RsaBeginTest, ChecksPurposePaddingAndDigest) {
   const KeyParams pss = Mode(PaddingMode::RSA_PSS, Digest::SHA_2_256);
   const KeyParams oaep = Mode(PaddingMode::RSA_OAEP, Digest::SHA1);
   const KeyParams plain = Mode(PaddingMode::NONE, Digest::SHA_2_256);
-  ExpectCodes(
-      device.tee(),
-      {{"verify", KeyPurpose::VERIFY, key.blob, sha1, purpose},
-       {"encrypt", KeyPurpose::ENCRYPT, key.blob, Mode(kEncryptPadding), purpose},
-       {"padding of decryption", sign, key.blob, Mode(kEncryptPadding, Digest::SHA1), padding},
-       {"padding of signing", decrypt, key.blob, Mode(kSignPadding), padding},
-       {"PSS", sign, key.blob, pss, padding},
-       {"OAEP", decrypt, key.blob, oaep, padding},
-       {"no padding mode", decrypt, key.blob, {}, padding},
-       {"not the key's padding", decrypt, some, Mode(kEncryptPadding),
-        Code::INCOMPATIBLE_PADDING_MODE},
-       {"no digest", sign, key.blob, Mode(kSignPadding), Code::UNSUPPORTED_DIGEST},
-       {"digest that the key has not", sign, some, sha1, digest},
-       {"plain with a digest", sign, key.blob, plain, digest}});
+  ExpectCodes(device.tee(),
+              {{"verify", KeyPurpose::VERIFY, blob, sha1, purpose},
+               {"encrypt", KeyPurpose::ENCRYPT, blob, Mode(kEncryptPadding), purpose},
+               {"padding of decryption", sign, blob, Mode(kEncryptPadding, Digest::SHA1), padding},
+               {"padding of signing", decrypt, blob, Mode(kSignPadding), padding},
+               {"PSS", sign, blob, pss, padding},
+               {"OAEP", decrypt, blob, oaep, padding},
+               {"no padding mode", decrypt, blob, {}, padding},
+               {"not the key's padding", decrypt, some, Mode(kEncryptPadding),
+                Code::INCOMPATIBLE_PADDING_MODE},
+               {"no digest", sign, blob, Mode(kSignPadding), Code::UNSUPPORTED_DIGEST},
+               {"digest that the key has not", sign, some, sha1, digest},
+               {"plain with a digest", sign, blob, plain, digest}});
 }
 
 TEST(RsaBeginTest, PublicKeyOperationsWorkWhereTheDeviceOffersThem) {
   TestDevice device("public-key-operations = yes\n");
-  const RsaKey key(device.tee());
+  const Bytes blob = Imported(device.tee(), RsaRequest(), NewRsa());
+  const auto run = [&](KeyPurpose purpose, auto&&... arguments) {
+    return Operate(device.tee(), purpose, blob, arguments...);
+  };
   const Bytes message(100, 3);
   for (const KeyParams& params :
        {Mode(kSignPadding, Digest::SHA_2_256), Mode(kSignPadding, Digest::NONE),
         Mode(PaddingMode::NONE, Digest::NONE)}) {
     Bytes signature;
     Bytes nothing;
-    ASSERT_EQ(key.Run(KeyPurpose::SIGN, params, message, &signature), ErrorCode::OK);
-    EXPECT_EQ(key.Run(KeyPurpose::VERIFY, params, message, &nothing, signature), ErrorCode::OK);
+    ASSERT_EQ(run(KeyPurpose::SIGN, params, message, &signature), ErrorCode::OK);
+    EXPECT_EQ(run(KeyPurpose::VERIFY, params, message, &nothing, signature), ErrorCode::OK);
     signature.back() ^= 1;
-    EXPECT_EQ(key.Run(KeyPurpose::VERIFY, params, message, &nothing, signature),
+    EXPECT_EQ(run(KeyPurpose::VERIFY, params, message, &nothing, signature),
               ErrorCode::VERIFICATION_FAILED);
   }
   Bytes cipher;
   Bytes plain;
-  EXPECT_EQ(key.Run(KeyPurpose::ENCRYPT, Mode(kEncryptPadding), message, &cipher), ErrorCode::OK);
-  EXPECT_EQ(key.Run(KeyPurpose::DECRYPT, Mode(kEncryptPadding), cipher, &plain), ErrorCode::OK);
+  EXPECT_EQ(run(KeyPurpose::ENCRYPT, Mode(kEncryptPadding), message, &cipher), ErrorCode::OK);
+  EXPECT_EQ(run(KeyPurpose::DECRYPT, Mode(kEncryptPadding), cipher, &plain), ErrorCode::OK);
   EXPECT_EQ(plain, message);
 }
 
