@@ -62,6 +62,10 @@ TEST(AttestationRecordTest, DamageIsToldAndNeverRead) {
     const Record record = DecodeKeyDescription(flipped.data(), flipped.size());
     EXPECT_TRUE(SaysWhereItEnds(record)) << bit;
   }
+  std::vector<uint8_t> beyond = whole;
+  ++beyond[whole.size() - 4];  // the length of the last entry of a set
+  const Record record = DecodeKeyDescription(beyond.data(), beyond.size());
+  EXPECT_EQ(record.back().entries.back().name, "error");
 }
 
 }  // namespace
