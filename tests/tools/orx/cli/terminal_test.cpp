@@ -29,6 +29,7 @@ TEST(WrappedTest, BreaksAtWordsUnderTheText) {
   EXPECT_EQ(Wrapped(line, 30), "  try: one two three four five\n       six seven");
   EXPECT_EQ(Wrapped("one two three four", 20, 0), "one two three four");
   EXPECT_EQ(Wrapped("one two three four five", 20), "one two three four\nfive");
+  EXPECT_EQ(Wrapped("one two: three four five", 20), "one two: three four\nfive");
   const std::string word(50, 'x');
   EXPECT_EQ(Wrapped("a " + word + " b c", 30, 2), "a\n  " + word + "\n  b c");
 }
