@@ -82,6 +82,7 @@ TEST_F(Modem, AnAnswerIsWhatTheFaultsMakeOfIt) {
       {{"echo"}, kEgmr, "AT+EGMR=0,10\r\n+EGMR: \"490154203237526\""},
       {{"trailing-ok"}, kCgsn, "490154203237518\r\nOK\r\n"},
       {{"trailing-ok"}, "AT", "ERROR"},
+      {{"echo"}, "AT", "AT\r\nERROR"},
       {{"quoted"}, kMeid, "\"99000012345678\""},
       {{"unquoted"}, kEgmr, "+EGMR: 490154203237526"},
       {{"too-long", "quoted"}, kCgsn, "\"4901542032375180\""},
