@@ -107,6 +107,8 @@ TEST_F(DeviceFolderTest, FailedCreationLeavesNothing) {
   fs::create_directory_symlink(path_, parent_ / "new.orx-sim-new");
   EXPECT_EQ(DeviceFolder::Create(parent_ / "new", "bare", &error_), nullptr);
   fs::remove(parent_ / "new.orx-sim-new");
+  EXPECT_FALSE(ReplaceFile(path_, "a file", &error_));
+  EXPECT_THAT(error_, HasSubstr("Is a directory"));
   EXPECT_EQ(Content("precious"), "1");
   EXPECT_EQ(Entries(parent_.path()).size(), 1u);
 }
