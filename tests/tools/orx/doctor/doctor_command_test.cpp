@@ -218,7 +218,7 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
       {{"KM-SERVICE-MISSING"}, "log line: Could not obtain the keymint service"},
       {{"km-service-missing"}, "owner: init and sepolicy"},
       {{"KEY_REQUIRES_UPGRADE"}, "KM-KEY-OUTDATED (exit code 1)"},
-      {{"--", "-62"}, "KM-KEY-OUTDATED (exit code 1)"},
+      {{"--", "-62"}, "KEY_REQUIRES_UPGRADE (-62)"},
       {{"SYM: No key loaded"}, "SYM-NO-KEY"},
       {{"SYM:", "No", "key", "loaded"}, "SYM-NO-KEY"},
       {{"11-21 06:31:00.123  812  812 D ORX     : src/keymint/ORX_SYM.cpp:178: SYM: AES begin "
