@@ -63,7 +63,7 @@
  * ORX_VERSION_STRING is the same as text. This is the one place where the version is written.
  */
 #define ORX_VERSION_MAJOR 1
-#define ORX_VERSION_MINOR 0
+#define ORX_VERSION_MINOR 1
 #define ORX_VERSION_PATCH 0
 #define ORX_VERSION_TEXT_(major, minor, patch) #major "." #minor "." #patch
 #define ORX_VERSION_TEXT(major, minor, patch) ORX_VERSION_TEXT_(major, minor, patch)
