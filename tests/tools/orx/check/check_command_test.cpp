@@ -279,6 +279,7 @@ TEST_F(CheckCommandTest, ThePlanFitsEveryKindOfDevice) {
     EXPECT_EQ(Rows("--keep-going"), rows);
     EXPECT_EQ(exit_code_, devices[i].second);
   }
+  EXPECT_THAT(Orx("check list").out, ContainsRegex("\nroot-of-trust  both  +is the StrongBox"));
 }
 
 TEST_F(CheckCommandTest, AFailureEndsTheRunAndNamesWhatWasNotRun) {
