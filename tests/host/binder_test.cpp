@@ -157,6 +157,7 @@ TEST_F(ServiceManager, RefusesBadNames) {
     EXPECT_EQ(AServiceManager_addService(binder.get(), name.c_str()), EX_NONE) << name;
   }
   EXPECT_EQ(AServiceManager_addService(nullptr, "name"), EX_ILLEGAL_ARGUMENT);
+  EXPECT_FALSE(AServiceManager_isDeclared(nullptr));
   for (const std::string& name : {std::string(128, 'n'), std::string(), std::string("a:b")}) {
     EXPECT_EQ(AServiceManager_addService(binder.get(), name.c_str()), EX_ILLEGAL_ARGUMENT) << name;
     EXPECT_FALSE(AServiceManager_isDeclared(name.c_str())) << name;

@@ -187,8 +187,8 @@ TEST_F(OrxSimTest, FaultsOfFilesShowInThePersistFolderAlone) {
 TEST_F(OrxSimTest, EveryFaultIsListedAndSaysWhenItNeverShowed) {
   const std::string list = OrxSim("faults").out;
   for (const char* fault :
-       {"outdated", "no-operation", "delay=SECONDS", "meid-letters", "missing", "name of an errno",
-        "fsync", "computeSharedSecret", "service:INSTANCE"}) {
+       {"outdated", "no-operation", "delay=SECONDS", "meid-letters", "missing", "persist:EFFECT",
+        "name of an errno", "fsync", "computeSharedSecret", "service:INSTANCE"}) {
     EXPECT_THAT(list, HasSubstr(fault));
   }
   EXPECT_EQ(
