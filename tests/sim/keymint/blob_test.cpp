@@ -43,6 +43,12 @@ void ExpectInvalid(Services& services, const Bytes& blob) {
             ErrorCode::INVALID_KEY_BLOB);
 }
 
+TEST(KeyParamsTest, AValueThatIsNoNumberKeepsNone) {
+  using Value = km::KeyParameterValue;
+  EXPECT_EQ(MakeNumber(Value::invalid, 7), Value());
+  EXPECT_EQ(MakeNumber(Value::blob, 7), Value());
+}
+
 TEST(BlobTest, EveryChangedBitAndEveryOtherLengthMakesItInvalid) {
   TestDevice device;
   Bytes blob = NewBlob(device.tee());
