@@ -36,7 +36,7 @@ void AddPrograms() {
   Compare("program/orx-sim-run", 1, run, [] { return Run("bwrap --dev-bind / / true"); });
 
   // The library's own paths are writable here, so that the tool needs no sandbox.
-  const std::string tool = "env ANDROID_HOST_DEVICE=" + build + "/lib/liborx_sim.so " +
+  const std::string tool = "env ANDROID_HOST_DEVICE=" + build + "/lib/orx-sim/liborx_sim.so " +
                            "ORX_SIM_DEVICE=" + work + "device " + build + "/bin/orx ";
   const std::string key = "30313233343536373839616263646566";
   Must(Run(tool + "key import 52 --hex " + key), tool);
