@@ -12,6 +12,7 @@
 #include "tests/support/chain_cases.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/mock_keymint.h"
+#include "tests/support/parameter_text.h"
 #include "tools/orx/chain/certificate.h"
 #include "tools/orx/check/keymint_keys.h"
 

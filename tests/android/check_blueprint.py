@@ -34,7 +34,8 @@ SOONG_FLAGS = set('''-fno-exceptions -fno-rtti -fstack-protector-strong -fvisibi
     -D_FORTIFY_SOURCE=2 -DNDEBUG -fPIC'''.split())
 # What CMake calls a module; tests/android/CMakeLists.txt adds "android_" to those that are not here.
 TARGETS = {'liborx_objects': ['orx_objects'], 'orx': ['orx_tool', 'orx_tool_parts']}
-HOST_FLAGS = re.compile('-DGTEST_HAS_.*|-Ihost/include$|-f(pch-preprocess|PIE|(diagnostics|debug)-.*|.*-prefix-map.*)$')
+HOST_FLAGS = re.compile('-DGTEST_HAS_.*|-Ihost/include$|-Winvalid-pch$|'
+                        '-f(pch-preprocess|PIE|(diagnostics|debug)-.*|.*-prefix-map.*)$')
 REFUSED = {
     'cflags': re.compile(r'[^-]|-I|-isystem|-w$|-Weverything|--coverage|-fwhole-program-vtables|'
                          r'-target|(?!-include |-mllvm |-D\w+=).*\s'),
@@ -88,6 +89,17 @@ def duplicates(items):
     return {i for i in items if items.count(i) > 1}
 
 
+def with_headers(paths, root):
+    """Returns the files and the project's own headers that they include."""
+    seen, waiting = set(), list(paths)
+    while waiting:
+        path = waiting.pop()
+        if path not in seen and os.path.isfile(f'{root}/{path}'):
+            seen.add(path)
+            waiting += re.findall(r'^#include "(.*)"', read(f'{root}/{path}'), re.M)
+    return seen
+
+
 def check_modules(modules, root):
     names = [p['name'] for _, p in modules if 'name' in p]
     by_name = {p['name']: p for _, p in modules if 'name' in p}
@@ -119,6 +131,9 @@ def check_modules(modules, root):
         for library in whole.get('export_shared_lib_headers', []):
             if library not in linked['shared_libs']:
                 yield f'{who} exports the headers of {library} without linking it'
+        for path in sorted(with_headers(expanded(whole.get('srcs', []), root), root)):
+            if '#include <android_host/' in read(f'{root}/{path}'):
+                yield f'{who}: {path} includes a header that only the stand-ins have'
         for required in whole.get('required', []) + own.get('default_applicable_licenses', []):
             if required not in by_name:
                 yield f'{who}: there is no module {required}'
@@ -147,7 +162,8 @@ def compare_with_cmake(modules, root, commands):
         built = {}
         for command in commands:
             target = re.search(r' -o \S*/([^/]+)\.dir/', command['command'])[1]
-            if target in TARGETS.get(name, [f'android_{name}']):
+            precompiled = 'cmake_pch' in command['file']
+            if target in TARGETS.get(name, [f'android_{name}']) and not precompiled:
                 path = os.path.relpath(command['file'], root)
                 text = command['command'].replace(f'-I{root} ', '-I. ').replace(f'-I{root}/', '-I')
                 built[path] = set(shlex.split(text)) - {'-Werror=format-security'}

@@ -42,38 +42,44 @@ ACTION_P(TransactionFails, status) {
   return ::ndk::ScopedAStatus::fromStatus(status);
 }
 
-// Text returns the parameters as "TAG=value " each, in order.
-inline std::string Text(const std::vector<km::KeyParameter>& parameters) {
-  std::string text;
-  for (const km::KeyParameter& parameter : parameters) {
-    const std::string value = parameter.value.toString();
-    text += toString(parameter.tag) + "=" + value.substr(value.find(": ") + 2);
-    text.back() = ' ';
-  }
-  return text;
-}
+using Status = ::ndk::ScopedAStatus;
+using Token = std::optional<km::HardwareAuthToken>;
+using Time = std::optional<::aidl::android::hardware::security::secureclock::TimeStampToken>;
+using Parameters = std::vector<km::KeyParameter>;
+using AttestKey = std::optional<km::AttestationKey>;
+
+// What the mocks take and return, by which their parts are named below.
+namespace mocked {
+using Nothing = Status();
+using Version = Status(int32_t*);
+using Blob = Status(const Bytes&);
+using Aad = Status(const Bytes&, const Token&, const Time&);
+using Update = Status(const Bytes&, const Token&, const Time&, Bytes*);
+using Finish = Status(const std::optional<Bytes>&, const std::optional<Bytes>&, const Token&,
+                      const Time&, const std::optional<Bytes>&, Bytes*);
+using Generate = Status(const Parameters&, const AttestKey&, km::KeyCreationResult*);
+using Import = Status(const Parameters&, km::KeyFormat, const Bytes&, const AttestKey&,
+                      km::KeyCreationResult*);
+using Upgrade = Status(const Bytes&, const Parameters&, Bytes*);
+using Begin = Status(km::KeyPurpose, const Bytes&, const Parameters&, const Token&,
+                     km::BeginResult*);
+using Challenge = Status(std::array<uint8_t, 16>*);
+using RootOfTrust = Status(const std::array<uint8_t, 16>&, Bytes*);
+}  // namespace mocked
 
 // MockOperation is a KeyMint operation that takes anything and finishes with the bytes "output".
 class MockOperation : public km::BnKeyMintOperation {
  public:
-  using Token = std::optional<km::HardwareAuthToken>;
-  using Time = std::optional<::aidl::android::hardware::security::secureclock::TimeStampToken>;
-
-  MOCK_METHOD(::ndk::ScopedAStatus, updateAad, (const Bytes&, const Token&, const Time&),
-              (override));
-  MOCK_METHOD(::ndk::ScopedAStatus, update, (const Bytes&, const Token&, const Time&, Bytes*),
-              (override));
-  MOCK_METHOD(::ndk::ScopedAStatus, finish,
+  MOCK_METHOD(Status, updateAad, (const Bytes&, const Token&, const Time&), (override));
+  MOCK_METHOD(Status, update, (const Bytes&, const Token&, const Time&, Bytes*), (override));
+  MOCK_METHOD(Status, finish,
               (const std::optional<Bytes>&, const std::optional<Bytes>&, const Token&, const Time&,
                const std::optional<Bytes>&, Bytes*),
               (override));
-  MOCK_METHOD(::ndk::ScopedAStatus, abort, (), (override));
+  MOCK_METHOD(Status, abort, (), (override));
 
-  MockOperation() {
-    ON_CALL(*this, update).WillByDefault(Succeeds(Bytes{}));
-    ON_CALL(*this, finish).WillByDefault(Succeeds(Bytes{'o', 'u', 't', 'p', 'u', 't'}));
-    ON_CALL(*this, abort).WillByDefault(SucceedsWithoutResult());
-  }
+  MockOperation();
+  ~MockOperation() override;
 };
 
 // MockKeyMintDevice is a KeyMint device whose imports return the key blob "blob", whose upgrades
@@ -83,9 +89,6 @@ class MockOperation : public km::BnKeyMintOperation {
 class MockKeyMintDevice : public km::IKeyMintDeviceDefault {
  public:
   using Interface = km::IKeyMintDevice;
-  using Status = ::ndk::ScopedAStatus;
-  using Parameters = std::vector<km::KeyParameter>;
-  using AttestKey = std::optional<km::AttestationKey>;
 
   MOCK_METHOD(Status, getInterfaceVersion, (int32_t*), (override));
   MOCK_METHOD(Status, generateKey, (const Parameters&, const AttestKey&, km::KeyCreationResult*),
@@ -97,25 +100,16 @@ class MockKeyMintDevice : public km::IKeyMintDeviceDefault {
   MOCK_METHOD(Status, upgradeKey, (const Bytes&, const Parameters&, Bytes*), (override));
   MOCK_METHOD(Status, deleteKey, (const Bytes&), (override));
   MOCK_METHOD(Status, begin,
-              (km::KeyPurpose, const Bytes&, const Parameters&, const MockOperation::Token&,
-               km::BeginResult*),
+              (km::KeyPurpose, const Bytes&, const Parameters&, const Token&, km::BeginResult*),
               (override));
   MOCK_METHOD(Status, getRootOfTrustChallenge, ((std::array<uint8_t, 16>*)), (override));
   MOCK_METHOD(Status, getRootOfTrust, ((const std::array<uint8_t, 16>&), Bytes*), (override));
   MOCK_METHOD(Status, sendRootOfTrust, (const Bytes&), (override));
 
-  ::ndk::SpAIBinder asBinder() override {
-    using namespace ::android_host::internal;
-    return NewBinder(ClassOf<Interface>(), this);
-  }
+  explicit MockKeyMintDevice(const std::shared_ptr<MockOperation>& operation = nullptr);
+  ~MockKeyMintDevice() override;
 
-  explicit MockKeyMintDevice(const std::shared_ptr<MockOperation>& operation = nullptr) {
-    ON_CALL(*this, importKey).WillByDefault(Succeeds(Created("blob")));
-    ON_CALL(*this, begin).WillByDefault(Succeeds(Begun(operation)));
-    ON_CALL(*this, upgradeKey)
-        .WillByDefault(Succeeds(Bytes{'u', 'p', 'g', 'r', 'a', 'd', 'e', 'd'}));
-    ON_CALL(*this, deleteKey).WillByDefault(SucceedsWithoutResult());
-  }
+  ::ndk::SpAIBinder asBinder() override;
 
   // Created is the result of a creation that returns `blob` and nothing else.
   static km::KeyCreationResult Created(const std::string& blob) {
@@ -144,20 +138,8 @@ class MockKeyMintDevice : public km::IKeyMintDeviceDefault {
 class MockKeyMint {
  public:
   // `instance` is "default" (the TEE) or "strongbox".
-  explicit MockKeyMint(const std::string& instance = "default")
-      : operation(::ndk::SharedRefBase::make<::testing::NiceMock<MockOperation>>()),
-        device(::ndk::SharedRefBase::make<::testing::NiceMock<MockKeyMintDevice>>(operation)) {
-    android_host::DisableDeviceModule();
-    const std::string name = std::string(km::IKeyMintDevice::descriptor) + "/" + instance;
-    EXPECT_EQ(EX_NONE, AServiceManager_addService(device->asBinder().get(), name.c_str()));
-    ::testing::Mock::AllowLeak(device.get());
-    ::testing::Mock::AllowLeak(operation.get());
-  }
-  ~MockKeyMint() {
-    android_host::ClearServices();
-    ::testing::Mock::VerifyAndClear(device.get());
-    ::testing::Mock::VerifyAndClear(operation.get());
-  }
+  explicit MockKeyMint(const std::string& instance = "default");
+  ~MockKeyMint();
   MockKeyMint(const MockKeyMint&) = delete;
   MockKeyMint& operator=(const MockKeyMint&) = delete;
 
@@ -166,3 +148,19 @@ class MockKeyMint {
 };
 
 }  // namespace orx_test
+
+// The mocks' parts are compiled once, in mock_keymint.cpp: nothing else in the tests is as slow.
+#define ORX_MOCK_PARTS(EXTERN)                                                  \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Nothing>;   \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Version>;   \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Blob>;      \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Aad>;       \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Update>;    \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Finish>;    \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Generate>;  \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Import>;    \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Upgrade>;   \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Begin>;     \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::Challenge>; \
+  EXTERN template class ::testing::FunctionMocker<orx_test::mocked::RootOfTrust>;
+ORX_MOCK_PARTS(extern)

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/mock_keymint.h"
+#include "tests/support/parameter_text.h"
 
 namespace android::hardware::keymint::ORX {
 namespace {

@@ -16,6 +16,7 @@
 #include "tests/support/crypto_memory.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/mock_keymint.h"
+#include "tests/support/parameter_text.h"
 #include "tests/support/rsa_components.h"
 
 namespace android::hardware::keymint::ORX {

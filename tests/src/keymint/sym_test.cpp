@@ -12,6 +12,7 @@
 #include "src/keymint/ORX_SYM.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/mock_keymint.h"
+#include "tests/support/parameter_text.h"
 
 namespace android::hardware::keymint::ORX {
 namespace {
