@@ -60,7 +60,7 @@ TEST(HashTest, ThePublishedDigestsComeOutInOneCallAndInPiecesOfEveryLength) {
     EXPECT_EQ(ORX_HASH(algorithm, message.data(), message.size(), digest, &length),
               algorithm == kSha512 ? 1u : 0u);
     EXPECT_EQ(Hex(digest, length), expected);
-    for (size_t piece = 1; piece < message.size(); piece += 1 + piece / 3) {
+    for (size_t piece = 1 + message.size() / 1000; piece < message.size(); piece += 1 + piece / 3) {
       uint32_t handle = 7;
       ASSERT_EQ(ORX_HASH_Begin(algorithm, &handle), 0u);
       EXPECT_EQ(handle, 0u);
