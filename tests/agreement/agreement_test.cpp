@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The tool does some things as the library does without sharing its code: here both are in one
 // program, and what they do is held against each other.
+#include <android_host/host.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <orx/orx.h>
@@ -13,6 +14,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/mock_keymint.h"
 #include "tests/support/parameter_text.h"
+#include "tools/orx/chain/attest_key.h"
 #include "tools/orx/chain/certificate.h"
 #include "tools/orx/check/keymint_keys.h"
 
@@ -132,6 +134,15 @@ TEST_F(AgreementTest, OnTheParametersOfKeys) {
     }
   }
   EXPECT_EQ(seen, expected);
+}
+
+TEST_F(AgreementTest, OnWhoseStrongBoxHasFactoryKeys) {
+  android_host::DisableDeviceModule();
+  for (const std::string value : {"", "true", "true1", "TRUE", "1"}) {
+    ASSERT_TRUE(android_host::SetProperty("ro.boot.factorysbprov", value, nullptr));
+    EXPECT_EQ(StrongBoxHasFactoryKeys(), value == "true") << value;
+    EXPECT_EQ(orx::legacy::ORX_sb_factory_prov_support(), value == "true") << value;
+  }
 }
 
 }  // namespace

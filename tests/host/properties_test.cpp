@@ -78,6 +78,7 @@ TEST_F(Properties, BooleanTakesExactWordsOnly) {
   for (const char* word : {"1", "y", "yes", "on", "true"}) EXPECT_EQ(as_bool(word), 1) << word;
   for (const char* word : {"0", "n", "no", "off", "false"}) EXPECT_EQ(as_bool(word), 0) << word;
   for (const char* word : {"", "t", "True", " off", "2"}) EXPECT_EQ(as_bool(word), -7) << word;
+  EXPECT_EQ(property_get_bool(nullptr, -7), -7);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sim/attestation/remotely_provisioned.h"
 
+#include <cppbor_parse.h>
 #include <gtest/gtest.h>
 
 #include "tests/sim/simulated_device.h"
@@ -22,6 +23,8 @@ TEST(RemotelyProvisionedTest, HandleAttestsOnItsOwnInstanceOnlyAndOutlivesUpdate
   Bytes handle;
   Component& component = *device.strongbox().remotely_provisioned;
   ASSERT_TRUE(component.generateEcdsaP256KeyPair(false, &key, &handle).isOk());
+  const auto [mac, end, problem] = cppbor::parse(key.macedKey);
+  EXPECT_FALSE(OpenMac0(*mac->asArray(), {}, HmacKey{})) << "under a key that everybody knows";
   for (const char* patch_level : {"202611", "202612"}) {
     device.Boot({std::string("os-patch-level=") + patch_level});
     km::KeyCreationResult result;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <android-base/file.h>
 #include <android_host/host.h>
 #include <cutils/properties.h>
 #include <gmock/gmock.h>
@@ -10,6 +11,7 @@
 namespace orx_sim {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 
 std::string Property(const char* name) {
@@ -65,6 +67,15 @@ TEST(BuildPropTest, IsReadAsAndroidReadsIt) {
               ElementsAre("4: ro.a=1", "5: ro.b=two words",
                           "7: ro.c=# no comment = part of the value", "8: ro.d=", "9: ro.a=again",
                           "10: ro.long=" + longest, "11: ro.last=no line end"));
+}
+
+TEST(ProfileTest, AFolderOfTheUsersOwnTakesThePlaceOfThatInstalled) {
+  const orx_test::TempFolder folder;
+  ASSERT_TRUE(android::base::WriteStringToFile("ro.a=1\n", folder / "mine.profile"));
+  setenv("ORX_SIM_PROFILES", folder.path().c_str(), 1);
+  EXPECT_THAT(ProfileNames(), ElementsAre("mine"));
+  setenv("ORX_SIM_PROFILES", "", 1);
+  EXPECT_THAT(ProfileNames(), Contains("dual-sim"));
 }
 
 }  // namespace

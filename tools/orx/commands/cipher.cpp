@@ -154,6 +154,7 @@ std::optional<Problem> DecryptAll(Job& job) {
   CbcStream stream(Direction::kDecrypt, iv);
   SecretBytes result(kPieceBytes);
   Progress progress(job.output, job.input.size());
+  progress.Advance(sizeof(iv));
   job.bytes_in = sizeof(iv);
   if (!reader.Start(&problem)) return problem;
   if (reader.is_last() && job.padding) return LengthProblem("ends after its IV");

@@ -160,6 +160,7 @@ TEST_F(CipherCommandTest, ShowsABarOnATerminalOnly) {
   EXPECT_THAT(Orx(words).err, IsEmpty());
   options_.terminal = true;
   EXPECT_THAT(Orx(words).err, HasSubstr("] 0.3 MB of 0.3 MB"));
+  EXPECT_THAT(Orx("decrypt 50 -i @out -o @plain").err, HasSubstr("] 0.3 MB of 0.3 MB"));
   EXPECT_THAT(Orx(words + " -q").err, IsEmpty());
   setenv("TERM", "dumb", 1);
   EXPECT_THAT(Orx(words).err, IsEmpty());
