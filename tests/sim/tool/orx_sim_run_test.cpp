@@ -182,6 +182,10 @@ TEST_F(OrxSimTest, FaultsOfFilesShowInThePersistFolderAlone) {
     EXPECT_EQ(result.err.find("orx-sim: ") != std::string::npos, never) << result.err;
     EXPECT_THAT(result.err, HasSubstr(never ? "the fault \"write:ENOSPC@2\" never showed" : ""));
   }
+  // So long that it lies on two pages of the process.
+  const std::string path = std::string(4000, '/') + "mnt/vendor/persist/security/none";
+  EXPECT_THAT(RunInside("rm -f " + path, "--fault unlink:EACCES").err,
+              HasSubstr("Permission denied"));
 }
 
 TEST_F(OrxSimTest, EveryFaultIsListedAndSaysWhenItNeverShowed) {
