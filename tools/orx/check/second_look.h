@@ -25,6 +25,7 @@ struct RepeatedCall {
   int error = 0;         // the KeyMint error that it answered
 
   bool failed() const { return !answered || error != 0; }
+  bool passed() const { return !name.empty() && !failed(); }
 };
 
 // SecondLook is what the tool looked at after the check.

@@ -162,7 +162,8 @@ class Writer {
       }
       Refuse(identifier.tag, error);
     }
-    return !lines_.empty() || LeftOut("it passed when it was done again");
+    return !lines_.empty() || LeftOut(seen_.look.call.passed() ? "it passed when it was done again"
+                                                               : "it could not be done again");
   }
 
   bool Chain(const std::string& chain, const std::string& leaf) {

@@ -33,6 +33,8 @@ TEST(JudgeTest, TellsHowACheckEnded) {
       // What was known before the end counts.
       {End::kInterrupted, SIGTERM, 0, "Negative Test: return error = -74", "PASS", 0, "OK", ""},
       {End::kTimedOut, 0, 0, "Negative Test: return error = -74", "PASS", 0, "OK", ""},
+      {End::kTimedOut, 0, 1, "ATTEST: attestation fails with device ID", "FAIL", 1,
+       "ATTEST-DEVICE-ID", "did not attest"},
       {End::kExited, 0, 0, "KM: GenerateKey", "FAIL", 1, "KM-FAILED", "refused"},
       {End::kExited, 0, 1, "KM: GenerateKey", "FAIL", 1, "UNEXPLAINED", "without a message"}};
   for (const SeenRow& row : rows) {
@@ -47,6 +49,7 @@ TEST(JudgeTest, TellsHowACheckEnded) {
     EXPECT_EQ(result.exit_code, row.exit_code) << row.line;
     EXPECT_EQ(result.code, row.code);
     EXPECT_THAT(result.cause, testing::HasSubstr(row.cause));
+    EXPECT_THAT(result.cause, testing::Not(testing::HasSubstr("done again"))) << "nothing was";
   }
 }
 
