@@ -89,6 +89,18 @@ std::vector<Services> StartServices(const std::shared_ptr<DeviceFolder>& folder,
   return services;
 }
 
+bool StartModem(const DeviceFolder& folder, const Replay& replay, FaultTable* faults,
+                const std::string& socket_path, ModemDaemon* modem, std::string* error) {
+  if (!folder.IsYes("modem") || !replay.has_modem) return true;
+  ModemSettings settings;
+  settings.replayed = replay.modem;
+  settings.imei = folder.Get("imei");
+  settings.imei2 = folder.Get("second-imei");
+  settings.meid = folder.Get("meid");
+  settings.faults = [faults] { return faults->OnModemRequest(); };
+  return modem->Start(socket_path, settings, error);
+}
+
 Device::Device(std::shared_ptr<DeviceFolder> folder)
     : folder_(std::move(folder)), faults_(std::make_shared<FaultTable>()) {}
 

@@ -10,6 +10,7 @@
 #include "sim/base/instance.h"
 #include "sim/channel/faults.h"
 #include "sim/keymint/keymint_device.h"
+#include "sim/modem/modem.h"
 #include "sim/negotiation/shared_secret.h"
 #include "sim/replay/replay.h"
 
@@ -28,6 +29,12 @@ struct Services {
 // With a replay they answer what that holds.
 std::vector<Services> StartServices(const std::shared_ptr<DeviceFolder>& folder,
                                     const std::shared_ptr<const Replay>& replay = nullptr);
+
+// StartModem starts the daemon of the device's modem at a socket, if it has one or, with a replay,
+// the other device had. The faults must outlive the daemon. Returns false with the reason in
+// `*error`.
+bool StartModem(const DeviceFolder& folder, const Replay& replay, FaultTable* faults,
+                const std::string& socket_path, ModemDaemon* modem, std::string* error);
 
 // Device is a simulated device: a folder that holds what survives a restart, and the services that
 // a process sees once it is attached. It is never part of an Android build, and every key in it was

@@ -11,9 +11,7 @@
 
 #include "sim/base/files.h"
 #include "sim/base/module_path.h"
-#include "sim/channel/faults.h"
-#include "sim/modem/modem.h"
-#include "sim/replay/replay.h"
+#include "sim/device.h"
 #include "sim/tool/launch.h"
 #include "sim/tool/run_folder.h"
 
@@ -37,18 +35,6 @@ bool AddFaults(const std::vector<std::string>& specs, const std::string& shown_f
   }
   faults->RecordShown(shown_file);
   return true;
-}
-
-bool StartModem(const DeviceFolder& folder, const Replay& replay, FaultTable* faults,
-                const RunFolder& run, ModemDaemon* modem, std::string* error) {
-  if (!folder.IsYes("modem") || !replay.has_modem) return true;
-  ModemSettings settings;
-  settings.replayed = replay.modem;
-  settings.imei = folder.Get("imei");
-  settings.imei2 = folder.Get("second-imei");
-  settings.meid = folder.Get("meid");
-  settings.faults = [faults] { return faults->OnModemRequest(); };
-  return modem->Start(run / "socket/rild-oem", settings, error);
 }
 
 void SetEnvironment(const RunOptions& options, const DeviceFolder& folder, const RunFolder& run) {
@@ -122,7 +108,9 @@ int Run(const RunOptions& given) {
           : OpenFolder(options.device, &error);
   if (folder == nullptr) return Fail(error);
   ModemDaemon modem;
-  if (!StartModem(*folder, replay, &faults, run, &modem, &error)) return Fail(error);
+  if (!StartModem(*folder, replay, &faults, run / "socket/rild-oem", &modem, &error)) {
+    return Fail(error);
+  }
   SetEnvironment(options, *folder, run);
   const auto announce = [&](const Sandbox& sandbox, const std::string& why_not_better) {
     if (options.quiet) return;

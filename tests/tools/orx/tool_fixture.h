@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <android-base/strings.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -10,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "sim/base/module_path.h"
+#include "sim/device.h"
 #include "tests/support/json_schema.h"
 #include "tests/support/run_program.h"
 #include "tests/support/temp_folder.h"
@@ -82,19 +85,29 @@ class ToolTest : public testing::Test {
     for (const Row& row : rows) Expect(row.words, row.exit_code, row.text);
   }
 
-  // Inside runs another program within the device.
+  // Inside runs another program within the device. The case has a sandbox of its own, so the device
+  // lies at the real paths, without the one that orx-sim run would start each time. Faults of files
+  // and folders are those of orx-sim run alone.
   ProgramResult Inside(const Words& words) {
     MakeDevice();
-    Words run = "run -q --device @device";
-    for (const std::string& fault : faults_) run = run + Words{"--fault", fault};
-    return Simulator(run + "--" + words);
+    orx_sim::FaultTable faults;
+    std::string error;
+    for (const std::string& fault : faults_) EXPECT_TRUE(faults.Add(fault, &error)) << error;
+    orx_sim::ModemDaemon modem;
+    EXPECT_TRUE(StartModem(*device_, {}, &faults, "/dev/socket/rild-oem", &modem, &error)) << error;
+    setenv("ANDROID_HOST_DEVICE", orx_sim::ModulePath().c_str(), 1);
+    setenv("ORX_SIM_DEVICE", device_->path().c_str(), 1);
+    setenv("ORX_SIM_FAULTS", android::base::Join(faults_, '\n').c_str(), 1);
+    const ProgramResult result = Program(words);
+    unsetenv("ANDROID_HOST_DEVICE");
+    return result;
   }
 
   // SetDevice changes a setting of the device ("os-patch-level=202701").
   void SetDevice(const std::string& setting) {
     MakeDevice();
-    const ProgramResult result = Simulator({"set", "@device", setting});
-    ASSERT_EQ(result.exit_code, 0) << result.err;
+    std::string error;
+    ASSERT_TRUE(device_->Set({setting}, &error)) << error;
   }
 
   // OrxAnswer runs with --json and gives the whole answer, held against what 'orx --schema' prints.
@@ -135,10 +148,17 @@ class ToolTest : public testing::Test {
 
   void MakeDevice() {
     if (Exists("device")) return;
-    const ProgramResult result = Simulator({"new", "@device", "--profile", profile_});
-    ASSERT_EQ(result.exit_code, 0) << result.err;
+    std::string error;
+    const char persist[] = "/mnt/vendor/persist/security";
+    device_ = orx_sim::DeviceFolder::Create(work("device"), profile_, &error,
+                                            orx_sim::Lifetime::kThrownAway);
+    ASSERT_TRUE(device_) << error;
+    std::filesystem::permissions(persist, std::filesystem::perms(0700));
+    std::filesystem::remove(device_->File("persist"));
+    std::filesystem::create_symlink(persist, device_->File("persist"));
   }
 
+  std::shared_ptr<orx_sim::DeviceFolder> device_;
   orx_test::TempFolder work_;
 };
 
