@@ -117,10 +117,13 @@ int InProcess(const std::function<void()>& body) {
   return status;
 }
 
-// Runs the steps, and fails the `at`-th call in them unless that is 0.
-void RunSteps(const Sequence& sequence, const char* call = nullptr, int error = 0, long at = 0) {
+// Runs the steps, and fails the `at`-th call in them; with 0 it only counts them, if at all: to see
+// whom a call is for takes longer than the call.
+void RunSteps(const Sequence& sequence, bool counts, const char* call = nullptr, int error = 0,
+              long at = 0) {
   bool has_failed = false;
   Arm(call, error, at);
+  if (!counts) Disarm();
   for (const Step& step : sequence.steps) {
     if (!has_failed && at != 0) report->step = step.name;
     const uint32_t status = step.run();
@@ -152,9 +155,9 @@ class Run {
     Copy(kKeys, kSavedKeys);
     *report = {};
     const int status = InProcess([this] {
-      RunSteps(sequence_);
+      RunSteps(sequence_, true);
       std::copy_n(Calls(), kMaxCalls, report->calls);
-      RunSteps(sequence_);
+      RunSteps(sequence_, false);
       report->live = Live();
     });
     if (status != 0) Problem("ends the process");
@@ -220,13 +223,14 @@ class Run {
     snprintf(report->answer, sizeof report->answer, "signal %d", WTERMSIG(status));
     CheckBlob();
     if (sizes_[0] >= 0 && BlobSize() < 0) Problem("a key is lost");
-    if (InProcess([this] { RunSteps(sequence_); }) != 0) Problem("the next call ends the process");
+    if (InProcess([this] { RunSteps(sequence_, false); }) != 0)
+      Problem("the next call ends the process");
   }
 
   void RunWithFailure(const char* call, int error, long at) {
     const long descriptors = Descriptors();
     OPENSSL_PUT_ERROR(USER, 1);
-    RunSteps(sequence_, call, error, at);
+    RunSteps(sequence_, true, call, error, at);
     if (*report->step == '\0') return;
     const bool is_lost = sizes_[0] >= 0 && BlobSize() < 0;
     if (is_lost) strcpy(report->answer, "key lost");
@@ -236,7 +240,7 @@ class Run {
     const uint32_t first = ERR_get_error();
     if ((first != 0 && ERR_GET_REASON(first) != 1) || ERR_get_error() != 0) Problem("errors stay");
     if (is_lost) InProcess(sequence_.prepare);
-    RunSteps(sequence_);
+    RunSteps(sequence_, false);
     const long leaked = Live() - normal_.live;
     if (leaked != 0) Problem(std::to_string(leaked) + " allocations stay");
   }
