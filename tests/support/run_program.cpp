@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <pty.h>
 #include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -40,13 +42,7 @@ void MakePipes(bool terminal, Pipes* pipes) {
   pipes->err[1].reset(ends[1]);
 }
 
-[[noreturn]] void Exec(const std::vector<std::string>& argv, Pipes* pipes) {
-  setpgid(0, 0);
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  dup2(pipes->in[0].get(), STDIN_FILENO);
-  dup2(pipes->out[1].get(), STDOUT_FILENO);
-  dup2(pipes->err[1].get(), STDERR_FILENO);
-  for (unique_fd& end : pipes->err) end.reset();
+int Exec(const std::vector<std::string>& argv) {
   std::vector<char*> words;
   for (const std::string& word : argv) words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
@@ -54,14 +50,29 @@ void MakePipes(bool terminal, Pipes* pipes) {
   _exit(127);
 }
 
+[[noreturn]] void RunInChild(const std::function<int()>& main, Pipes* pipes) {
+  setpgid(0, 0);
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  dup2(pipes->in[0].get(), STDIN_FILENO);
+  dup2(pipes->out[1].get(), STDOUT_FILENO);
+  dup2(pipes->err[1].get(), STDERR_FILENO);
+  *pipes = {};
+  exit(main());
+}
+
 }  // namespace
 
 ProgramResult RunProgram(const Words& argv, const ProgramOptions& options) {
+  return RunProgram([&] { return Exec(argv); }, options);
+}
+
+ProgramResult RunProgram(const std::function<int()>& main, const ProgramOptions& options) {
   Pipes pipes;
   MakePipes(options.terminal, &pipes);
   signal(SIGPIPE, SIG_IGN);
+  fflush(nullptr);  // or the child says it, too
   const pid_t child = fork();
-  if (child == 0) Exec(argv, &pipes);
+  if (child == 0) RunInChild(main, &pipes);
   for (unique_fd* end : {&pipes.in[0], &pipes.out[1], &pipes.err[1]}) end->reset();
 
   ProgramResult result;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -36,7 +37,9 @@ struct ProgramResult {
   std::string err;
 };
 
-// RunProgram runs a program as a user does, in a process group of its own, and waits for it.
+// RunProgram runs a program as a user does, in a process group of its own, and waits for it. One
+// that is linked into the test need not be started: its main function, given instead, gets a fork.
 ProgramResult RunProgram(const Words& argv, const ProgramOptions& options = {});
+ProgramResult RunProgram(const std::function<int()>& main, const ProgramOptions& options = {});
 
 }  // namespace orx_test

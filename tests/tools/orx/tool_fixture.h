@@ -16,6 +16,7 @@
 #include "tests/support/json_schema.h"
 #include "tests/support/run_program.h"
 #include "tests/support/temp_folder.h"
+#include "tools/orx/program.h"
 
 namespace orx_tool {
 
@@ -26,8 +27,9 @@ using orx_test::Words;
 // An RSA-2048 key for tests alone, in PKCS#8. Making one takes longer than a test.
 inline const char kRsaKey[] = ORX_SOURCE_DIR "/tests/tools/orx/rsa_key.pem";
 
-// ToolTest runs orx as a user does: as a program, within a simulated device that lasts for the
-// test case. Files of the case go into work(); a word "@NAME" of a command line is one of them.
+// ToolTest runs orx as a user does: as a process of its own, within a simulated device that lasts
+// for the test case. Files of the case go into work(); a word "@NAME" of a command line is one of
+// them.
 class ToolTest : public testing::Test {
  protected:
   ToolTest() {
@@ -42,13 +44,17 @@ class ToolTest : public testing::Test {
   // The device is made on first use, with this profile.
   std::string profile_ = "dual-sim";
   std::vector<std::string> faults_;
+  // Orx is the program itself, with nothing of the test's process, in place of a fork of that.
+  bool starts_anew_ = false;
   ProgramOptions options_;
 
   ProgramResult Program(Words words) {
     for (std::string& word : words) {
       if (word[0] == '@') word = work(word.substr(1));
     }
-    return orx_test::RunProgram(words, options_);
+    if (words[0] != ORX_PROGRAM || starts_anew_) return orx_test::RunProgram(words, options_);
+    words.erase(words.begin());
+    return orx_test::RunProgram([&] { return RunTool(words); }, options_);
   }
 
   // Shell runs a script that must succeed, in the folder of the case's files.
