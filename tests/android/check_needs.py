@@ -4,7 +4,7 @@
 device and with the files that it names; and android/imports.txt with the library's objects and
 Android.bp. Then checks itself on damaged copies of both tables.
 usage: check_needs.py SOURCE_FOLDER BUILD_FOLDER"""
-import fnmatch, os, re, subprocess, sys
+import fnmatch, functools, os, re, subprocess, sys
 
 ROOT, BUILD = (os.path.realpath(path) for path in sys.argv[1:3])
 sys.path.insert(0, f'{ROOT}/android')
@@ -15,6 +15,7 @@ from damages import verdict  # noqa: E402
 PROFILES = ('single-sim', 'dual-sim')
 
 
+@functools.cache
 def output(*command):
     return subprocess.run(command, capture_output=True, text=True, check=True).stdout
 
