@@ -189,7 +189,8 @@ TEST_F(DataCommandTest, FilesArePrivateAndNothingIsLostByTheWay) {
     setenv("AS_USER", plain_user.c_str(), 1);
     setenv("F", kFolder.c_str(), 1);
     setenv("D", work("").c_str(), 1);
-    const ProgramResult result = Program({"bash", "-c", script});
+    // What waits in vain is not to outlive the test.
+    const ProgramResult result = Program({"bash", "-c", std::string("ulimit -t 60; ") + script});
     EXPECT_THAT(result.out, testing::EndsWith(out));
     EXPECT_THAT(result.err, HasSubstr(err));
   }
