@@ -75,13 +75,14 @@ def is_in(table, test):
 
 def command(test, words):
     at = next(i for i, word in enumerate(words) if word.endswith(f"/tests/{room(test)}"))
-    words = words[:at] + VALGRIND + words[at:]
     program = ROOMS[room(test)][1]
     if not program:
-        return words
+        return words[:at] + VALGRIND + words[at:]
+    # Forks of the test run the tool, and not all of their exit codes are looked at: a report each.
     return ["bwrap", "--die-with-parent", "--dev-bind", "/", "/",
             "--bind", report.BIN.parent, WORK / "host",
-            "--bind", WORK / "instead", report.BIN / program, "--", *words]
+            "--bind", WORK / "instead", report.BIN / program, "--", *words[:at], *VALGRIND,
+            f"--log-file={WORK}/found/{program}.%p", *words[at:]]
 
 
 def tests(pattern):
@@ -134,8 +135,9 @@ def main():
                 print(f"\r{numbers.total()} of {len(listed)} ", end="", file=sys.stderr, flush=True)
     for log in sorted((WORK / "found").iterdir()):
         text = log.read_text(errors="replace")
-        how = "found" if re.search(r"^==\d+== ", text, re.M) else ""  # a command may write there, too
-        judge(f"commands of {log.stem} in its tests", log.name, how, text)
+        # Without a standard output a command writes here, too.
+        how = "found" if re.search(r"^==\d+== ", text, re.M) else ""
+        judge(f"processes of {log.stem} in its tests", log.name, how, text)
     rows = [{"run": row, "number": number, "with findings": findings[row]}
             for row, number in numbers.items()]
     return report.write("memcheck", bool(listed) and not findings.total(),
