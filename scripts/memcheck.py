@@ -47,7 +47,7 @@ RESULT_PUT_ASIDE = {
     "ADescriptorThatNoSetHolds": "needs a descriptor beyond those that valgrind leaves",
     "FailuresGiveOneLine": "takes away the folder for temporary files, which valgrind needs",
     "CommandKeepsItsSurroundings": "looks for open descriptors, and valgrind's report is one",
-    "IdentifiersAreJudged|IdentifiersOfTheDevice|TheModemIsWaitedForOnce":
+    "IdentifiersAreJudged|IdentifiersOfTheDevice|TheModemIsWaitedForOnce|DoesNotAnswerWell":
         "sets limits of time that are too short under valgrind",
     "LostStreams": "closes the standard streams, and valgrind's report takes their place",
     "MemoryIsFaultedInOnce": "counts page faults, and valgrind has many of its own",
