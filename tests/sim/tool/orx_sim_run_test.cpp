@@ -87,6 +87,9 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
 
 TEST_F(OrxSimTest, HelpGoesToStandardOutput) {
   EXPECT_THAT(OrxSim("--help").out, HasSubstr("usage: orx-sim COMMAND"));
+  const ProgramResult without = OrxSim("");
+  EXPECT_THAT(without.err, HasSubstr("usage: orx-sim COMMAND"));
+  EXPECT_EQ(without.exit_code, 2);
   EXPECT_EQ(OrxSim("profiles").out, "bare\ndual-sim\nremote-only\nsingle-sim\nswapped-strongbox\n");
   for (const char* command : {"new", "run", "faults", "set", "info", "profiles"}) {
     const ProgramResult result = OrxSim({command, "--help"});
