@@ -2,6 +2,7 @@
 #pragma once
 
 #include <android-base/strings.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -27,9 +28,8 @@ using orx_test::Words;
 // An RSA-2048 key for tests alone, in PKCS#8. Making one takes longer than a test.
 inline const char kRsaKey[] = ORX_SOURCE_DIR "/tests/tools/orx/rsa_key.pem";
 
-// ToolTest runs orx as a user does: as a process of its own, within a simulated device that lasts
-// for the test case. Files of the case go into work(); a word "@NAME" of a command line is one of
-// them.
+// ToolTest runs orx as a user does: as a process, within a simulated device that lasts for the test
+// case. Files of the case go into work(); a word "@NAME" of a command line is one of them.
 class ToolTest : public testing::Test {
  protected:
   ToolTest() {
@@ -44,8 +44,9 @@ class ToolTest : public testing::Test {
   // The device is made on first use, with this profile.
   std::string profile_ = "dual-sim";
   std::vector<std::string> faults_;
-  // Orx is the program itself, with nothing of the test's process, in place of a fork of that.
-  bool starts_anew_ = false;
+  // Orx is the program itself, with nothing of the test's process, in place of a fork of that: the
+  // leak sanitizer would look for the threads of the process that was forked.
+  bool starts_anew_ = dlsym(RTLD_DEFAULT, "__asan_init") != nullptr;
   ProgramOptions options_;
 
   ProgramResult Program(Words words) {
@@ -138,8 +139,9 @@ class ToolTest : public testing::Test {
     std::ofstream(Path(name), std::ios::binary) << content;
   }
   std::string Read(const std::string& name) {
-    std::ifstream file(Path(name), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    std::ostringstream content;
+    content << std::ifstream(Path(name), std::ios::binary).rdbuf();
+    return content.str();
   }
   bool Exists(const std::string& name) { return std::filesystem::exists(Path(name)); }
 
@@ -155,13 +157,9 @@ class ToolTest : public testing::Test {
   void MakeDevice() {
     if (Exists("device")) return;
     std::string error;
-    const char persist[] = "/mnt/vendor/persist/security";
     device_ = orx_sim::DeviceFolder::Create(work("device"), profile_, &error,
                                             orx_sim::Lifetime::kThrownAway);
     ASSERT_TRUE(device_) << error;
-    std::filesystem::permissions(persist, std::filesystem::perms(0700));
-    std::filesystem::remove(device_->File("persist"));
-    std::filesystem::create_symlink(persist, device_->File("persist"));
   }
 
   std::shared_ptr<orx_sim::DeviceFolder> device_;
