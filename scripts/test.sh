@@ -55,7 +55,7 @@ test_all() {
   build asan
   run_tests asan
   step "Linting what changed last"
-  scripts/lint.py --seconds 90
+  scripts/lint.py --seconds 45
   verdict
 }
 
