@@ -67,6 +67,7 @@ TEST_F(OrxSimTest, FailuresGiveOneLineAndTheirExitCode) {
       {"new --devil", 2, "unrecognized option '--devil'"},
       {"faults all", 2, "faults takes no argument"},
       {"set ../gone modem=no", 1, "No such file"},
+      {"set x", 2, "set needs a folder and NAME=VALUE"},
       {"info", 2, "info needs one folder"},
       {"start", 2, "there is no command \"start\""},
   };
@@ -194,8 +195,8 @@ TEST_F(OrxSimTest, FaultsOfFilesShowInThePersistFolderAlone) {
 TEST_F(OrxSimTest, EveryFaultIsListedAndSaysWhenItNeverShowed) {
   const std::string list = OrxSim("faults").out;
   for (const char* fault :
-       {"outdated", "no-operation", "delay=SECONDS", "meid-letters", "missing", "persist:EFFECT",
-        "name of an errno", "fsync", "computeSharedSecret", "service:INSTANCE"}) {
+       {"outdated", "no-operation", "delay=SECONDS", "meid-letters", "it is not there",
+        "persist:EFFECT", "name of an errno", "fsync", "computeSharedSecret", "service:INSTANCE"}) {
     EXPECT_THAT(list, HasSubstr(fault));
   }
   EXPECT_EQ(

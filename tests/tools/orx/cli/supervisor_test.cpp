@@ -34,7 +34,7 @@ TEST(RunInChildTest, TellsHowTheChildEndedAndKeepsItsAnswer) {
     return 0;
   };
   const std::tuple<const char*, std::function<int(int fd)>, double, End, int> cases[] = {
-      {"exit", [](int) { return 7; }, kForEver, End::kExited, 7},
+      {"exit, without a limit", [](int) { return 7; }, 0, End::kExited, 7},
       {"crash", [](int) { return raise(SIGUSR1); }, kForEver, End::kCrashed, SIGUSR1},
       {"blocks and heeds no SIGTERM",
        [&](int) {
