@@ -110,6 +110,7 @@ def prepare():
     for folder in ("found", "host"):
         shutil.rmtree(WORK / folder, ignore_errors=True)
         (WORK / folder).mkdir(parents=True)
+    (WORK / "found").chmod(0o1777)  # some tests run the tool as another user
     (WORK / "instead").write_text(INSTEAD)
     (WORK / "instead").chmod(0o755)
 
