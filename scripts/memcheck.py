@@ -55,12 +55,14 @@ RESULT_PUT_ASIDE = {
 VALGRIND = ["/usr/bin/valgrind", "--quiet", "--vgdb=no", "--leak-check=full", "--num-callers=30",
             "--show-leak-kinds=definite,possible", "--errors-for-leak-kinds=definite,possible",
             f"--error-exitcode={FOUND}", "--soname-synonyms=somalloc=NONE",
+            "--sim-hints=lax-ioctls",
             f"--suppressions={report.TOP}/scripts/memcheck.supp"]
 WORK = report.TOP / "build/memcheck"
 # Stands in a program's place and runs it from where the build is seen a second time, with a file
 # of its own for what is found.
 INSTEAD = f"""#!/bin/sh
 log=$(/usr/bin/mktemp {WORK}/found/"${{0##*/}}".XXXXXX) || exit
+[ -w "$TMPDIR" ] || export TMPDIR=/tmp  # valgrind needs a file there, also as another user
 exec {shlex.join(VALGRIND)} --log-file="$log" {WORK}/host/bin/"${{0##*/}}" "$@"
 """
 
