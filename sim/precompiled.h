@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What most of the simulated device includes and nobody here changes, compiled once. A build without
-// precompiled headers takes each file's own includes, so that none comes to depend on this list.
+// What most of the simulated device includes and nobody here changes, compiled once. A build
+// without precompiled headers takes each file's own includes, so that none comes to depend on this
+// list.
 #pragma once
 
 #include <aidl/android/hardware/security/keymint/BnKeyMintDevice.h>
