@@ -21,7 +21,6 @@ namespace ss = ::aidl::android::hardware::security::sharedsecret;
 class MockComponent : public km::BnRemotelyProvisionedComponent {
  public:
   using Interface = km::IRemotelyProvisionedComponent;
-  using Status = ::ndk::ScopedAStatus;
   using PublicKeys = std::vector<km::MacedPublicKey>;
 
   MOCK_METHOD(Status, getHardwareInfo, (km::RpcHardwareInfo*), (override));
@@ -37,7 +36,6 @@ class MockComponent : public km::BnRemotelyProvisionedComponent {
 class MockSharedSecret : public ss::BnSharedSecret {
  public:
   using Interface = ss::ISharedSecret;
-  using Status = ::ndk::ScopedAStatus;
 
   MOCK_METHOD(Status, getSharedSecretParameters, (ss::SharedSecretParameters*), (override));
   MOCK_METHOD(Status, computeSharedSecret, (const std::vector<ss::SharedSecretParameters>&, Bytes*),
