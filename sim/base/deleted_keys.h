@@ -53,6 +53,7 @@ class DeletedKeys {
     off_t size = -1;
     timespec changed{};
     bool operator==(const Seen& other) const;
+    bool operator!=(const Seen& other) const { return !(*this == other); }
   };
 
   bool Refresh(std::string* error);
