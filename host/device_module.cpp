@@ -12,7 +12,7 @@ namespace android_host {
 namespace {
 
 // Recursive because the module uses the platform while it attaches.
-std::recursive_mutex mutex;
+std::recursive_mutex module_mutex;
 bool decided = false;
 
 // Returns the module's attach function, or null with the reason in `*reason`. The module stays
@@ -41,7 +41,7 @@ void AttachDevice(const char* path) {
 }  // namespace
 
 void EnsureDevice() {
-  const std::lock_guard<std::recursive_mutex> lock(mutex);
+  const std::lock_guard<std::recursive_mutex> lock(module_mutex);
   if (decided) return;
   decided = true;
   const char* const path = secure_getenv("ANDROID_HOST_DEVICE");
@@ -49,7 +49,7 @@ void EnsureDevice() {
 }
 
 void DisableDeviceModule() {
-  const std::lock_guard<std::recursive_mutex> lock(mutex);
+  const std::lock_guard<std::recursive_mutex> lock(module_mutex);
   decided = true;
 }
 

@@ -65,8 +65,8 @@ class ParcelSize {
   }
 
   static size_t Size(const km::KeyParameterValue& value) {
-    using Value = km::KeyParameterValue;
-    return value.getTag() == Value::Tag::blob ? 8 + Of(value.get<Value::blob>()) : 16;
+    using Wide = km::KeyParameterValue;
+    return value.getTag() == Wide::Tag::blob ? 8 + Of(value.get<Wide::blob>()) : 16;
   }
   static size_t Size(const km::KeyParameter& p) { return Fields(p.tag, p.value); }
   static size_t Size(const km::KeyCharacteristics& c) {

@@ -48,10 +48,10 @@ bool ParseHexText(const std::string& hex, std::string* text) {
   return true;
 }
 
-// Reader takes in the lines of one file.
-class Reader {
+// LineReader takes in the lines of one file.
+class LineReader {
  public:
-  Reader(std::string folder, Replay* replay) : folder_(std::move(folder)), replay_(*replay) {}
+  LineReader(std::string folder, Replay* replay) : folder_(std::move(folder)), replay_(*replay) {}
 
   bool Take(const std::string& line, std::string* error) {
     const std::vector<std::string> words = Split(line, " ");
@@ -112,7 +112,7 @@ bool LoadReplay(const std::string& folder, Replay* replay, std::string* error) {
     *error = path + ": does not begin with \"" + kFirstLine + "\"";
     return false;
   }
-  Reader reader(folder, replay);
+  LineReader reader(folder, replay);
   for (size_t i = 1; i < lines.size(); ++i) {
     if (reader.Take(lines[i], error)) continue;
     *error = path + ":" + std::to_string(i + 1) + ": " + *error;

@@ -43,11 +43,6 @@ sigset_t Signals() {
 
 sigset_t mask_before;  // of this process, which the command gets back
 
-int Fail(const std::string& reason) {
-  fprintf(stderr, "orx-sim: %s\n", reason.c_str());
-  return kExitRunFailed;
-}
-
 // The signals that were ignored when orx-sim was started, as nohup(1) does, stay so for the
 // command.
 std::string IgnoredSignals() {
@@ -146,9 +141,9 @@ std::string WhatItSaid(const Sandbox& sandbox, const unique_fd& said) {
 std::optional<int> Try(const Sandbox& sandbox, const Launch& launch,
                        const std::string& why_not_better, std::string* reason) {
   Wires wires;
-  if (!wires.Make()) return Fail(Reason("socketpair"));
+  if (!wires.Make()) return FailToRun(Reason("socketpair"));
   const pid_t pid = StartSandbox(sandbox, launch, wires);
-  if (pid < 0) return Fail(Reason("fork"));
+  if (pid < 0) return FailToRun(Reason("fork"));
   wires.command_end.reset();
   pid_t command = 0;
   std::vector<unique_fd> listener;
@@ -171,6 +166,11 @@ std::optional<int> Try(const Sandbox& sandbox, const Launch& launch,
 
 }  // namespace
 
+int FailToRun(const std::string& reason) {
+  fprintf(stderr, "orx-sim: %s\n", reason.c_str());
+  return kExitRunFailed;
+}
+
 void HoldSignals() {
   const sigset_t signals = Signals();
   sigprocmask(SIG_BLOCK, &signals, &mask_before);
@@ -189,7 +189,7 @@ int RunInSandbox(const Launch& launch) {
     }
     reasons += (reasons.empty() ? "" : "; ") + reason;
   }
-  return Fail(
+  return FailToRun(
       reasons +
       "; install bubblewrap where user namespaces are allowed, or proot where ptrace(2) is");
 }

@@ -21,6 +21,9 @@ struct Launch {
   std::function<void(const Sandbox& sandbox, const std::string& why_not_better)> announce;
 };
 
+// FailToRun says why the command cannot be run and returns the exit code of that.
+int FailToRun(const std::string& reason);
+
 // HoldSignals keeps the signals that end a program, and those of children, waiting until the
 // command can have them. To be called before there are other threads.
 void HoldSignals();

@@ -23,11 +23,6 @@ namespace fs = std::filesystem;
 constexpr char kPersist[] = "/mnt/vendor/persist/security";
 constexpr char kSockets[] = "/dev/socket";
 
-int Fail(const std::string& reason) {
-  fprintf(stderr, "orx-sim: %s\n", reason.c_str());
-  return kExitRunFailed;
-}
-
 bool AddFaults(const std::vector<std::string>& specs, const std::string& shown_file,
                FaultTable* faults, std::string* error) {
   for (const std::string& spec : specs) {
@@ -100,16 +95,16 @@ int Run(const RunOptions& given) {
   Replay replay;
   if (!Replayed(&options, &replay, &error) || !run.Make(&error) ||
       !AddFaults(options.faults, run / "shown-faults", &faults, &error)) {
-    return Fail(error);
+    return FailToRun(error);
   }
   const std::shared_ptr<DeviceFolder> folder =
       options.device.empty()
           ? DeviceFolder::Create(run / "device", options.profile, &error, Lifetime::kThrownAway)
           : OpenFolder(options.device, &error);
-  if (folder == nullptr) return Fail(error);
+  if (folder == nullptr) return FailToRun(error);
   ModemDaemon modem;
   if (!StartModem(*folder, replay, &faults, run / "socket/rild-oem", &modem, &error)) {
-    return Fail(error);
+    return FailToRun(error);
   }
   SetEnvironment(options, *folder, run);
   const auto announce = [&](const Sandbox& sandbox, const std::string& why_not_better) {

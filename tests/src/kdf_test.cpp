@@ -21,14 +21,14 @@ using ::testing::ElementsAre;
 using Bytes = std::vector<uint8_t>;
 
 constexpr uint32_t kNoCounter = 0, kCounter = 1;
-constexpr uint32_t kSha1 = 0;
+constexpr uint32_t kDigestSha1 = 0;
 constexpr size_t kBlock = 20;
 const Bytes kZ = FromHex("1c7d7b5f0597b03d06a018466ed1a93e30ed4b04dc64ccdd");
 
 // The derived bytes, from an output that holds something else beforehand.
 Bytes Derive(uint32_t mode, const Bytes& z, const Bytes& info, uint32_t length) {
   Bytes output(length, 0x5a);
-  EXPECT_EQ(ORX_KDF_Gen(mode, kSha1, static_cast<uint32_t>(z.size()), z.data(),
+  EXPECT_EQ(ORX_KDF_Gen(mode, kDigestSha1, static_cast<uint32_t>(z.size()), z.data(),
                         static_cast<uint32_t>(info.size()), info.empty() ? nullptr : info.data(),
                         length, output.data()),
             0u);
@@ -122,7 +122,8 @@ TEST(KdfTest, ALengthThatWrapsWhenItIsRoundedUpGivesZerosAndSuccess) {
               MAP_FAILED);
   }
   output[0] = 0x5a;
-  EXPECT_EQ(ORX_KDF_Gen(kCounter, kSha1, 3, kZ.data(), 0, nullptr, 0xFFFFFFFF - 18, output), 0u);
+  EXPECT_EQ(ORX_KDF_Gen(kCounter, kDigestSha1, 3, kZ.data(), 0, nullptr, 0xFFFFFFFF - 18, output),
+            0u);
   EXPECT_THAT(Bytes(output, output + 100), Each(0));
 }
 

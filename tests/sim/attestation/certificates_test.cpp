@@ -34,13 +34,13 @@ Bytes Encoded(X509_NAME* name) {
   return der;
 }
 
-EVP_PKEY* const kKey = orx_test::EcKey(0);
+EVP_PKEY* const kOwnKey = orx_test::EcKey(0);
 EVP_PKEY* const kSigner = orx_test::EcKey(1);
 
 // The certificate of a request that must be accepted.
 bssl::UniquePtr<X509> Certify(const KeyParams& params) {
   Bytes der;
-  EXPECT_EQ(CertifyOwnKey(params, kKey, &der), ErrorCode::OK);
+  EXPECT_EQ(CertifyOwnKey(params, kOwnKey, &der), ErrorCode::OK);
   return ParseCertificate(der);
 }
 
@@ -77,7 +77,7 @@ TEST(CertificatesTest, PurposesDecideKeyUsageAuthorityAndWhoSigns) {
     const ASN1_BIT_STRING* signature = nullptr;
     X509_get0_signature(&signature, nullptr, certificate.get());
     EXPECT_EQ(ASN1_STRING_length(signature) > 0, is_signed);
-    EXPECT_EQ(X509_verify(certificate.get(), kKey) == 1, is_signed);
+    EXPECT_EQ(X509_verify(certificate.get(), kOwnKey) == 1, is_signed);
   }
 }
 
@@ -87,7 +87,7 @@ TEST(CertificatesTest, NamesAndSerialAreTakenOctetForOctet) {
         With(Purposes({KeyPurpose::SIGN}), {BlobParam(Tag::CERTIFICATE_SUBJECT, kSignerName),
                                             BlobParam(Tag::CERTIFICATE_SERIAL, serial)});
     Bytes der;
-    ASSERT_EQ(CertifyAttestedKey(params, kKey, {kSigner, kSignerName}, FromHex("3000"), &der),
+    ASSERT_EQ(CertifyAttestedKey(params, kOwnKey, {kSigner, kSignerName}, FromHex("3000"), &der),
               ErrorCode::OK);
     const auto certificate = ParseCertificate(der);
     EXPECT_EQ(Encoded(X509_get_issuer_name(certificate.get())), kSignerName);
@@ -101,7 +101,7 @@ TEST(CertificatesTest, NamesAndSerialAreTakenOctetForOctet) {
   }
 }
 
-constexpr ErrorCode kArgument = ErrorCode::INVALID_ARGUMENT;
+constexpr ErrorCode kRefused = ErrorCode::INVALID_ARGUMENT;
 constexpr ErrorCode kIssuer = ErrorCode::INVALID_ISSUER_SUBJECT;
 
 TEST(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
@@ -110,20 +110,20 @@ TEST(CertificatesTest, WhatACertificateCannotCarryIsRefused) {
     return With(good, {BlobParam(tag, FromHex(hex))});
   };
   const std::tuple<const char*, KeyParams, Bytes, ErrorCode> rows[] = {
-      {"no Name", with(Tag::CERTIFICATE_SUBJECT, "010203"), kSignerName, kArgument},
-      {"bytes after the Name", with(Tag::CERTIFICATE_SUBJECT, "300000"), kSignerName, kArgument},
-      {"empty serial", with(Tag::CERTIFICATE_SERIAL, ""), kSignerName, kArgument},
-      {"needless zero", with(Tag::CERTIFICATE_SERIAL, "0001"), kSignerName, kArgument},
+      {"no Name", with(Tag::CERTIFICATE_SUBJECT, "010203"), kSignerName, kRefused},
+      {"bytes after the Name", with(Tag::CERTIFICATE_SUBJECT, "300000"), kSignerName, kRefused},
+      {"empty serial", with(Tag::CERTIFICATE_SERIAL, ""), kSignerName, kRefused},
+      {"needless zero", with(Tag::CERTIFICATE_SERIAL, "0001"), kSignerName, kRefused},
       {"no dates", {}, kSignerName, ErrorCode::MISSING_NOT_BEFORE},
       {"no end", {good[0]}, kSignerName, ErrorCode::MISSING_NOT_AFTER},
-      {"year 10000", Dates(0, 253402300800000), kSignerName, kArgument},
-      {"last millisecond", Dates(0, -1), kSignerName, kArgument},
+      {"year 10000", Dates(0, 253402300800000), kSignerName, kRefused},
+      {"last millisecond", Dates(0, -1), kSignerName, kRefused},
       {"empty issuer", good, {}, kIssuer},
       {"issuer is no Name", good, {0x31, 0x00}, kIssuer},
   };
   for (const auto& [title, params, issuer, code] : rows) {
     Bytes der = {1};
-    EXPECT_EQ(CertifyAttestedKey(params, kKey, {kKey, issuer}, FromHex("3000"), &der), code)
+    EXPECT_EQ(CertifyAttestedKey(params, kOwnKey, {kOwnKey, issuer}, FromHex("3000"), &der), code)
         << title;
     EXPECT_EQ(der, Bytes{1}) << title;
   }

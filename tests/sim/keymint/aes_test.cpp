@@ -13,7 +13,7 @@ using km::PaddingMode;
 using orx_test::FromHex;
 using Operation = std::shared_ptr<km::IKeyMintOperation>;
 
-constexpr char kKey[] = "2b7e151628aed2a6abf7158809cf4f3c";
+constexpr char kAesKey[] = "2b7e151628aed2a6abf7158809cf4f3c";
 constexpr char kIv[] = "000102030405060708090a0b0c0d0e0f";
 
 // A key for what is offered and for what is refused at begin.
@@ -99,7 +99,7 @@ TEST(AesOperationTest, ComputesThePublishedExampleWhateverItsPieces) {
   TestDevice device;
   const Bytes plain = FromHex("6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51");
   const Bytes cipher = FromHex("7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b2");
-  const Bytes blob = Imported(device.tee(), WideRequest(), FromHex(kKey));
+  const Bytes blob = Imported(device.tee(), WideRequest(), FromHex(kAesKey));
   for (const size_t cut : {0, 1, 16, 31, 32}) {
     SCOPED_TRACE(cut);
     for (const bool encrypts : {true, false}) {

@@ -13,8 +13,8 @@ using orx_test::FromHex;
 
 using Parameters = std::vector<ss::SharedSecretParameters>;
 
-constexpr size_t kLength = 32;
-const SecretBytes kZeroKey(kLength, 0);
+constexpr size_t kKeyBytes = 32;
+const SecretBytes kZeroKey(kKeyBytes, 0);
 
 std::shared_ptr<SharedSecretService> NewService(const SecretBytes& key, const Bytes& seed) {
   return ndk::SharedRefBase::make<SharedSecretService>(
@@ -28,8 +28,8 @@ ss::SharedSecretParameters ParametersOf(ss::ISharedSecret& service) {
 }
 
 TEST(SharedSecretTest, DerivesTheKnownSecretsAndCheckValues) {
-  const ss::SharedSecretParameters tee{{}, Bytes(kLength, 1)};
-  const ss::SharedSecretParameters strongbox{Bytes(kLength, 2), Bytes(kLength, 3)};
+  const ss::SharedSecretParameters tee{{}, Bytes(kKeyBytes, 1)};
+  const ss::SharedSecretParameters strongbox{Bytes(kKeyBytes, 2), Bytes(kKeyBytes, 3)};
   const std::tuple<Parameters, const char*, const char*> rows[] = {
       {{tee, strongbox},
        "b2941252d52e5d3eea87c4e3cd7ca35e024d303fe3f92eae95afde65a25dbe27",
@@ -45,7 +45,7 @@ TEST(SharedSecretTest, DerivesTheKnownSecretsAndCheckValues) {
 }
 
 TEST(SharedSecretTest, NonceIsConstantUntilTheNextBootAndTheSeedBeyond) {
-  const Bytes seed(kLength, 5);
+  const Bytes seed(kKeyBytes, 5);
   const auto party = NewService(kZeroKey, seed);
   const auto first = ParametersOf(*party);
   EXPECT_EQ(first.seed, seed);

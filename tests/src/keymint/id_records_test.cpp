@@ -12,9 +12,10 @@
 #include "tests/support/scripted_modem.h"
 
 namespace orx_test {
-namespace {
 
 using Bytes = std::vector<uint8_t>;
+
+namespace {
 
 // A record as it is stored: the words little-endian as on every Android device.
 Bytes Record(uint32_t number, const std::string& value) {

@@ -27,7 +27,7 @@ using ::testing::ElementsAre;
 using ::testing::NiceMock;
 using Bytes = std::vector<uint8_t>;
 
-constexpr char kFile50[] = "/mnt/vendor/persist/security/zol_key_user0";
+constexpr char kAesFile50[] = "/mnt/vendor/persist/security/zol_key_user0";
 constexpr char kFile52[] = "/mnt/vendor/persist/security/zol_key_user2";
 constexpr uint8_t kKey[16] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
                               0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
@@ -92,7 +92,7 @@ TEST_F(SymTest, ImportAsksForAnAesCbcKeyStoresItsBlobAndSelectsIt) {
   EXPECT_EQ(Import(), 0u);
   EXPECT_EQ(context_, nullptr);
   EXPECT_EQ(current_key_blob_, blob_);
-  EXPECT_EQ(ModeOf(kFile50), 0666u);
+  EXPECT_EQ(ModeOf(kAesFile50), 0666u);
   EXPECT_EQ(SelectedId(), 50);
   EXPECT_THAT(log_.messages(),
               ElementsAre("SYM: Importing key for keyid=50", kCreate, "strongbox was 0",
@@ -129,17 +129,17 @@ TEST_F(SymTest, ImportUnderAnIdWithoutFileFailsOnlyAfterKeyMintHasTheKey) {
 TEST_F(SymTest, NothingIsStoredThroughALink) {
   const char target[] = "/mnt/vendor/persist/security/elsewhere";
   ASSERT_TRUE(base::WriteStringToFile("kept", target));
-  ASSERT_EQ(symlink(target, kFile50), 0);
+  ASSERT_EQ(symlink(target, kAesFile50), 0);
   EXPECT_EQ(Import(), 1u);
   EXPECT_EQ(FileContent(target), "kept");
-  EXPECT_EQ(FileContent(kFile50), "(none)");
+  EXPECT_EQ(FileContent(kAesFile50), "(none)");
   EXPECT_THAT(SymMessages(), Contains("SYM: Fail to store key blob to filesystem"));
 }
 
 TEST_F(SymTest, AFileOfAnotherLengthIsRefusedAndTheSelectionStays) {
   ASSERT_EQ(Import(), 0u);
   ASSERT_EQ(Import(51), 0u);
-  ASSERT_EQ(truncate(kFile50, 299), 0);
+  ASSERT_EQ(truncate(kAesFile50, 299), 0);
   // One that was loaded first has its length recorded as well.
   ASSERT_TRUE(base::WriteStringToFile("found", kFile52));
   ASSERT_EQ(ORX_SYM_GetContextForID(&context_, 52), 0u);
@@ -156,7 +156,7 @@ TEST_F(SymTest, AFileOfAnotherLengthIsRefusedAndTheSelectionStays) {
 
 // What a process that is killed while it stores leaves behind.
 TEST_F(SymTest, AnEmptyBlobIsSelectedAndRefusedByTheDevice) {
-  ASSERT_TRUE(base::WriteStringToFile("", kFile50));
+  ASSERT_TRUE(base::WriteStringToFile("", kAesFile50));
   EXPECT_EQ(ORX_SYM_GetContextForID(&context_, 50), 0u);
   EXPECT_CALL(*device_, begin(_, Bytes(), _, _, _)).WillOnce(Fails(-33));
   EXPECT_EQ(Begin(), 1u);
@@ -164,15 +164,15 @@ TEST_F(SymTest, AnEmptyBlobIsSelectedAndRefusedByTheDevice) {
 
 TEST_F(SymTest, AFailureOfCode0CountsAsAnImportOfAnEmptyBlob) {
   ASSERT_EQ(Import(), 0u);
-  ASSERT_EQ(chmod(kFile50, 0640), 0);
+  ASSERT_EQ(chmod(kAesFile50, 0640), 0);
   EXPECT_CALL(*device_, importKey).WillOnce(Fails(0));
   log_.Clear();
   EXPECT_EQ(Import(), 0u);
   EXPECT_THAT(SymMessages(),
               ElementsAre("SYM: Importing key for keyid=50", "SYM: Importing key with len: 0",
                           "SYM: Key blob size: 0 for 50 is loaded ok"));
-  EXPECT_EQ(FileContent(kFile50), "");
-  EXPECT_EQ(ModeOf(kFile50), 0640u) << "an existing file keeps its mode";
+  EXPECT_EQ(FileContent(kAesFile50), "");
+  EXPECT_EQ(ModeOf(kAesFile50), 0640u) << "an existing file keeps its mode";
   EXPECT_EQ(current_key_blob_, Bytes());
 }
 
@@ -262,7 +262,7 @@ TEST_F(SymTest, OnlyTheSelectedKeyIsDeletedAndItsFileStays) {
   EXPECT_CALL(*device_, deleteKey(blob_)).WillOnce(SucceedsWithoutResult());
   EXPECT_EQ(ORX_SYM_DeleteKeyID(50), 0u);
   EXPECT_EQ(current_key_blob_.capacity(), 0u);
-  EXPECT_NE(FileContent(kFile50), "(none)");
+  EXPECT_NE(FileContent(kAesFile50), "(none)");
   EXPECT_EQ(SelectedId(), -1);
 }
 

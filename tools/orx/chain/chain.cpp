@@ -144,9 +144,6 @@ int RunAttestKey(const Args& args, Output& output) {
   return output.Succeed();
 }
 
-constexpr Option kStrongBoxOption = {"strongbox", 0, nullptr,
-                                     "the instance strongbox (else: default, the TEE's)"};
-
 }  // namespace
 
 std::vector<Command> ChainCommands() {

@@ -71,8 +71,6 @@ int RunCheckAll(const Args& args, Output& output) {
       .Run(MakePlan(IdentifierMask(identifiers), args.Has("relaxed")), !args.Has("keep-going"));
 }
 
-constexpr Option kStrongBoxOption = {"strongbox", 0, nullptr,
-                                     "the instance strongbox (else: default, the TEE's)"};
 constexpr Option kRelaxed = {"relaxed", 0, nullptr, "accept chains to another attestation root"};
 constexpr Option kIds = {"ids", 0, "LIST",
                          "brand,device,product,serial,manufacturer,model,imei,imei2,meid or all"};

@@ -6,11 +6,9 @@
 namespace orx_tool {
 namespace {
 
-using Kind = Check::Kind;
-
 constexpr const char* kInstances[] = {"default", "strongbox"};
 
-Check MakeCheck(Kind kind, const char* name, const std::string& instance) {
+Check MakeCheck(Check::Kind kind, const char* name, const std::string& instance) {
   Check check;
   check.kind = kind;
   check.name = name;
@@ -21,7 +19,7 @@ Check MakeCheck(Kind kind, const char* name, const std::string& instance) {
 }  // namespace
 
 Check AttestationCheck(const std::string& instance, uint32_t id_mask, bool relaxed) {
-  Check check = MakeCheck(Kind::kAttestation, "attestation", instance);
+  Check check = MakeCheck(Check::Kind::kAttestation, "attestation", instance);
   check.id_mask = id_mask;
   check.relaxed = relaxed;
   check.looks_at_chain = true;
@@ -29,7 +27,7 @@ Check AttestationCheck(const std::string& instance, uint32_t id_mask, bool relax
 }
 
 Check ModelCheck(const std::string& instance, const std::string& model, bool relaxed) {
-  Check check = MakeCheck(Kind::kModel, "model", instance);
+  Check check = MakeCheck(Check::Kind::kModel, "model", instance);
   check.model = model;
   check.relaxed = relaxed;
   check.looks_at_chain = true;
@@ -37,21 +35,21 @@ Check ModelCheck(const std::string& instance, const std::string& model, bool rel
 }
 
 Check RkpIdsCheck(const std::string& instance, uint32_t id_mask) {
-  Check check = MakeCheck(Kind::kRkpIds, "rkp-ids", instance);
+  Check check = MakeCheck(Check::Kind::kRkpIds, "rkp-ids", instance);
   check.id_mask = id_mask;
   return check;
 }
 
 Check RootOfTrustCheck() {
-  return MakeCheck(Kind::kRootOfTrust, "root-of-trust", "both");
+  return MakeCheck(Check::Kind::kRootOfTrust, "root-of-trust", "both");
 }
 
 Check SharedSecretCheck() {
-  return MakeCheck(Kind::kSharedSecret, "shared-secret", "both");
+  return MakeCheck(Check::Kind::kSharedSecret, "shared-secret", "both");
 }
 
 Check KeyMintCheck(const std::string& instance) {
-  return MakeCheck(Kind::kKeyMint, "keymint", instance);
+  return MakeCheck(Check::Kind::kKeyMint, "keymint", instance);
 }
 
 std::vector<Check> MakePlan(uint32_t id_mask, bool relaxed) {
@@ -60,7 +58,7 @@ std::vector<Check> MakePlan(uint32_t id_mask, bool relaxed) {
   plan.push_back(SharedSecretCheck());
   plan.push_back(RootOfTrustCheck());
   for (const char* instance : kInstances) plan.push_back(AttestationCheck(instance, 0, relaxed));
-  plan.push_back(MakeCheck(Kind::kModel, "model", "default"));
+  plan.push_back(MakeCheck(Check::Kind::kModel, "model", "default"));
   plan.back().relaxed = relaxed;
   for (const char* instance : kInstances) {
     if (id_mask == 0) continue;

@@ -17,6 +17,9 @@ struct Option {
   const char* help;
 };
 
+inline constexpr Option kStrongBoxOption = {"strongbox", 0, nullptr,
+                                            "the instance strongbox (else: default, the TEE's)"};
+
 // Args is a parsed command line: the options given and the operands in order.
 class Args {
  public:

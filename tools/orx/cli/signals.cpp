@@ -7,6 +7,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "tools/orx/cli/clock.h"
+
 namespace orx_tool {
 namespace {
 
@@ -22,19 +24,13 @@ double noted_at = 0;  // written by the handler alone
 // does. The second is no wish to end without a report.
 constexpr double kSameSignalSeconds = 0.5;
 
-double Now() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
 void OnEndingSignal(int signal_number) {
   if (held != 0) {
-    if (noted == 0) noted_at = Now();
+    if (noted == 0) noted_at = MonotonicSeconds();
     noted = signal_number;
     return;
   }
-  if (noted == signal_number && Now() - noted_at < kSameSignalSeconds) return;
+  if (noted == signal_number && MonotonicSeconds() - noted_at < kSameSignalSeconds) return;
   EndNow(128 + signal_number);
 }
 

@@ -7,23 +7,17 @@
 #include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 
+#include "tools/orx/cli/clock.h"
 #include "tools/orx/cli/signals.h"
 
 namespace orx_tool {
 namespace {
 
 constexpr double kLongSeconds = 3600;  // of a wait without an end of its own
-
-double Now() {
-  timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 // Drain reads what is there. Returns false at the end of the data.
 bool Drain(int fd, std::string* payload) {
@@ -42,7 +36,7 @@ class Collector {
   // Collect returns how the reading ended.
   ChildResult::End Collect() {
     for (;;) {
-      const double now = Now() - start_;
+      const double now = MonotonicSeconds() - start_;
       if (watch_.seconds > 0 && now >= watch_.seconds) return ChildResult::End::kTimedOut;
       if (signals_.Wait(fd_, SecondsToWait(now))) {
         if (!Drain(fd_, &payload_)) return ChildResult::End::kExited;
@@ -73,7 +67,7 @@ class Collector {
   }
 
   void Pulse() {
-    const double now = Now() - start_;
+    const double now = MonotonicSeconds() - start_;
     if (!watch_.on_pulse || now < next_pulse_) return;
     watch_.on_pulse(now);
     next_pulse_ += watch_.pulse_seconds;
@@ -83,7 +77,7 @@ class Collector {
   const int fd_;
   const ChildWatch& watch_;
   std::string& payload_;
-  const double start_ = Now();
+  const double start_ = MonotonicSeconds();
   double next_pulse_ = watch_.pulse_seconds;
   size_t handed_on_ = 0;
 };
@@ -91,11 +85,11 @@ class Collector {
 void EndChild(const SignalHold& signals, pid_t child, int fd, double grace_seconds) {
   kill(child, SIGTERM);
   std::string ignored;
-  const double deadline = Now() + grace_seconds;
+  const double deadline = MonotonicSeconds() + grace_seconds;
   double left = grace_seconds;
   while (left > 0) {
     if (signals.Wait(fd, left) && !Drain(fd, &ignored)) return;
-    left = deadline - Now();
+    left = deadline - MonotonicSeconds();
   }
   kill(child, SIGKILL);
 }

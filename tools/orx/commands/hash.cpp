@@ -10,7 +10,7 @@
 namespace orx_tool {
 namespace {
 
-constexpr size_t kPieceBytes = 1024UL * 1024;
+constexpr size_t kHashedBytes = 1024UL * 1024;
 constexpr size_t kMaxDigestBytes = 64;
 
 struct Algorithm {
@@ -29,7 +29,7 @@ const Algorithm* FindAlgorithm(const std::string& name) {
 
 // Feed hashes the rest of the input.
 bool Feed(Input& input, std::optional<Problem>* problem) {
-  SecretBytes piece(kPieceBytes);
+  SecretBytes piece(kHashedBytes);
   for (;;) {
     const ssize_t got = input.ReadFully(piece.data(), piece.size(), problem);
     if (got < 0) return false;

@@ -21,7 +21,7 @@ namespace {
 constexpr int kKeyTypeAes128 = 0;
 constexpr size_t kAesKeyBytes = 16;
 // Enough to say how long a wrong file is, within reason.
-constexpr size_t kKeyFileLimit = 4096;
+constexpr size_t kAesKeyFileLimit = 4096;
 
 std::optional<SecretBytes> ReadAesKey(const Args& args, std::optional<Problem>* problem) {
   if (args.Has("random")) {
@@ -30,7 +30,7 @@ std::optional<SecretBytes> ReadAesKey(const Args& args, std::optional<Problem>* 
     *problem = MakeProblem("CRYPTO-LIBRARY", "no random bytes for the key");
     return std::nullopt;
   }
-  if (!args.Has("hex")) return ReadWhole(args.Get("aes"), kKeyFileLimit, problem);
+  if (!args.Has("hex")) return ReadWhole(args.Get("aes"), kAesKeyFileLimit, problem);
   auto key = ParseHex(args.Get("hex"));
   if (!key) *problem = MakeProblem("USAGE", "the value of --hex is not hexadecimal");
   return key;

@@ -13,7 +13,7 @@
 namespace orx_tool {
 namespace {
 
-constexpr size_t kKeyFileLimit = 64UL * 1024;
+constexpr size_t kRsaKeyFileLimit = 64UL * 1024;
 
 int RefusePassword(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*data*/) {
   return -1;
@@ -96,7 +96,7 @@ std::string ReadComponentLine(const std::string& line, RsaComponents* components
 
 std::optional<RsaPrivateKey> ReadRsaPrivateKey(const std::string& path,
                                                std::optional<Problem>* problem) {
-  const auto file = ReadWhole(path, kKeyFileLimit, problem);
+  const auto file = ReadWhole(path, kRsaKeyFileLimit, problem);
   if (!file) return std::nullopt;
   if (Contains(*file, "ENCRYPTED")) {
     *problem = MakeProblem("KEY-FORMAT", path + " is encrypted; decrypt it first");
@@ -118,7 +118,7 @@ std::optional<RsaPrivateKey> ReadRsaPrivateKey(const std::string& path,
 
 std::optional<RsaComponents> ReadRsaComponents(const std::string& path,
                                                std::optional<Problem>* problem) {
-  const auto file = ReadWhole(path, kKeyFileLimit, problem);
+  const auto file = ReadWhole(path, kRsaKeyFileLimit, problem);
   if (!file) return std::nullopt;
   RsaComponents components;
   size_t number = 0;

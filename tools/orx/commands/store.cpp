@@ -22,7 +22,7 @@ namespace {
 
 // The store is for small secrets; this keeps a mistaken argument from filling the partition.
 constexpr size_t kMaxStoreBytes = 16UL * 1024 * 1024;
-constexpr size_t kPieceBytes = 3UL * 16384;
+constexpr size_t kCopiedBytes = 3UL * 16384;
 constexpr uint64_t kBlockBytes = 512;  // of st_blocks
 constexpr mode_t kPrivateMode = 0600;
 constexpr int kForReading = 0;
@@ -108,7 +108,7 @@ std::optional<Problem> CheckSpace(const std::string& path, uint64_t size) {
 
 // CopyOut hands `size` bytes of the open file on.
 bool CopyOut(int number, uint32_t size, ResultBytes* result, std::optional<Problem>* problem) {
-  SecretBytes piece(kPieceBytes);
+  SecretBytes piece(kCopiedBytes);
   for (uint32_t left = size; left > 0;) {
     const size_t count = std::min<size_t>(left, piece.size());
     if (ORX_STORE_Read(piece.data(), 1, count) != 0) {
