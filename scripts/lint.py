@@ -19,6 +19,8 @@ import subprocess
 import sys
 import time
 
+from compile_commands import compile_commands
+
 BUILDS = ("build/asan", "build/host")
 CLEAN = "build/lint"  # an empty file for each state of a source that was found clean; the commands
 
@@ -70,23 +72,24 @@ def main():
     chosen, jobs, missing = {}, [], set()
     for build in BUILDS:
         deps = dependencies(build)
-        with open(f"{build}/compile_commands.json", encoding="utf-8") as commands:
-            for entry in json.load(commands):
-                source = os.path.relpath(entry["file"])
-                # clang-tidy cannot read a header that gcc has compiled.
-                readable = build == BUILDS[0] or "cmake_pch" not in entry["command"]
-                own = source.endswith(".cpp") and not source.startswith("build/")
-                if source in chosen or not own or not readable:
-                    continue
-                made_from = deps.get(entry["command"].split(" -o ")[1].split()[0])
-                if made_from is not None:
-                    chosen[source] = entry
-                    mark = f"{CLEAN}/{state(linter, entry, made_from + [source])}"
-                    jobs.append((ranks.get(source, len(ranks)), source, mark))
-                elif build == BUILDS[0]:
-                    sys.exit(f"lint: {source} is not built; build the asan preset first")
-                else:
-                    missing.add(source)
+        for entry in compile_commands(f"{build}/compile_commands.json"):
+            source = os.path.relpath(entry["file"])
+            # clang-tidy cannot read a header that gcc has compiled.
+            readable = build == BUILDS[0] or "cmake_pch" not in entry["command"]
+            own = source.endswith(".cpp") and not source.startswith("build/")
+            if source in chosen or not own or not readable:
+                continue
+            made_from = deps.get(entry["command"].split(" -o ")[1].split()[0])
+            if made_from is not None:
+                chosen[source] = entry
+                # What else is compiled with it is no part of it.
+                headers = [path for path in made_from if not path.endswith(".cpp")]
+                mark = f"{CLEAN}/{state(linter, entry, headers + [source])}"
+                jobs.append((ranks.get(source, len(ranks)), source, mark))
+            elif build == BUILDS[0]:
+                sys.exit(f"lint: {source} is not built; build the asan preset first")
+            else:
+                missing.add(source)
     with open(f"{CLEAN}/compile_commands.json", "w", encoding="utf-8") as commands:
         json.dump(list(chosen.values()), commands)
     waiting = [job for job in jobs if not os.path.exists(job[2])]

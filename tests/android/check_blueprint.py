@@ -5,8 +5,11 @@ types, files, refused flags, and that sources and flags are those of the CMake b
 itself: each damaged copy of the file must be found faulty.
 usage: check_blueprint.py SOURCE_FOLDER COMPILE_COMMANDS_JSON
        check_blueprint.py SOURCE_FOLDER    lists the tests and fuzzers: TYPE NAME SOURCE..."""
-import glob, json, os, re, shlex, subprocess, sys
+import glob, os, re, shlex, subprocess, sys
 
+sys.path.insert(0, os.path.join(sys.argv[1], 'scripts'))
+
+from compile_commands import compile_commands
 from damages import read, verdict
 
 # The properties by module type; a letter tells the type of the value.
@@ -247,7 +250,7 @@ def main():
             if kind in ('cc_test', 'cc_fuzz'):
                 print(kind, own['name'], *own['srcs'])
         return 0
-    commands = json.loads(read(sys.argv[2]))
+    commands = list(compile_commands(sys.argv[2]))
 
     def trials():
         for old, new in DAMAGES:
