@@ -19,7 +19,8 @@ import subprocess
 import sys
 import time
 
-from compile_commands import compile_commands
+sys.dont_write_bytecode = True
+from compile_commands import compile_commands  # noqa: E402
 
 BUILDS = ("build/asan", "build/host")
 CLEAN = "build/lint"  # an empty file for each state of a source that was found clean; the commands
