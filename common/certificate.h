@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <openssl/pem.h>
 #include <openssl/x509.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace orx_common {
@@ -17,6 +19,22 @@ inline bssl::UniquePtr<X509> ParseCertificate(const std::vector<uint8_t>& der,
   bssl::UniquePtr<X509> certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
   if (end != nullptr) *end = cursor;
   return certificate;
+}
+
+// ReadPemBlock decodes the next PEM block (RFC 7468); false when there is none, or a damaged one,
+// with the reason in the queue of errors.
+inline bool ReadPemBlock(BIO* bio, std::string* label, std::vector<uint8_t>* der) {
+  char* name = nullptr;
+  char* header = nullptr;
+  uint8_t* bytes = nullptr;
+  long size = 0;
+  if (PEM_read_bio(bio, &name, &header, &bytes, &size) != 1) return false;
+  const bssl::UniquePtr<char> owned_name(name);
+  const bssl::UniquePtr<char> owned_header(header);
+  const bssl::UniquePtr<uint8_t> owned_bytes(bytes);
+  *label = name;
+  der->assign(bytes, bytes + size);
+  return true;
 }
 
 }  // namespace orx_common

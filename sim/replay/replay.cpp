@@ -5,11 +5,10 @@
 #include <android-base/strings.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
-#include <openssl/mem.h>
-#include <openssl/pem.h>
 
 #include <algorithm>
 
+#include "common/certificate.h"
 #include "sim/base/files.h"
 
 namespace orx_sim {
@@ -23,16 +22,9 @@ bool ReadChain(const std::string& path, Replay::Chain* chain, std::string* error
   std::string text;
   if (!ReadFile(path, &text, error)) return false;
   const bssl::UniquePtr<BIO> bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-  char* name = nullptr;
-  char* header = nullptr;
-  uint8_t* bytes = nullptr;
-  long size = 0;
-  while (PEM_read_bio(bio.get(), &name, &header, &bytes, &size) == 1) {
-    chain->emplace_back(bytes, bytes + size);
-    OPENSSL_free(name);
-    OPENSSL_free(header);
-    OPENSSL_free(bytes);
-  }
+  std::string label;
+  Bytes der;
+  while (orx_common::ReadPemBlock(bio.get(), &label, &der)) chain->push_back(der);
   ERR_clear_error();
   if (chain->empty()) *error = path + ": there is no certificate in it";
   return !chain->empty();

@@ -36,9 +36,8 @@ std::vector<uint8_t> GeneratedKeyName() {
   X509_NAME_add_entry_by_txt(name.get(), "CN", MBSTRING_ASC, text, -1, -1, 0);
   uint8_t* der = nullptr;
   const int size = i2d_X509_NAME(name.get(), &der);
-  std::vector<uint8_t> bytes(der, der + std::max(size, 0));
-  OPENSSL_free(der);
-  return bytes;
+  const bssl::UniquePtr<uint8_t> owned(der);
+  return {der, der + std::max(size, 0)};
 }
 
 int GenerateAttestKey(bool strongbox, CertificateChain* chain) {

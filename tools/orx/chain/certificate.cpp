@@ -6,6 +6,7 @@
 #include <openssl/ec.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
+#include <openssl/mem.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/sha.h>
@@ -63,20 +64,10 @@ std::string SerialText(const X509* certificate) {
   return text != nullptr ? text.get() : "not readable";
 }
 
-// ReadBlock decodes one PEM block (RFC 7468); false when it is cut or damaged.
+// ReadBlock decodes one PEM block; false when it is cut or damaged.
 bool ReadBlock(const std::string& block, std::string* label, std::vector<uint8_t>* der) {
   bssl::UniquePtr<BIO> bio(BIO_new_mem_buf(block.data(), static_cast<int>(block.size())));
-  char* name = nullptr;
-  char* header = nullptr;
-  uint8_t* bytes = nullptr;
-  long size = 0;
-  if (!PEM_read_bio(bio.get(), &name, &header, &bytes, &size)) return false;
-  *label = name;
-  der->assign(bytes, bytes + size);
-  OPENSSL_free(name);
-  OPENSSL_free(header);
-  OPENSSL_free(bytes);
-  return true;
+  return orx_common::ReadPemBlock(bio.get(), label, der);
 }
 
 CertificateFile ReadPem(const std::string& text) {
@@ -215,10 +206,10 @@ std::string KeyText(const EVP_PKEY* key) {
 std::string KeyDigest(const X509* certificate) {
   uint8_t* der = nullptr;
   const int size = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate), &der);
+  const bssl::UniquePtr<uint8_t> owned(der);
   if (size <= 0) return "";
   uint8_t digest[SHA256_DIGEST_LENGTH];
   SHA256(der, static_cast<size_t>(size), digest);
-  OPENSSL_free(der);
   return ToHex(digest, sizeof(digest));
 }
 

@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <memory>
 
 #include "tools/orx/cli/device.h"
 #include "tools/orx/cli/encoding.h"
@@ -159,8 +160,8 @@ int RunUid(const Args& /*args*/, Output& output) {
   uint32_t length = 0;
   ClearLibraryLog();
   if (ORX_DEVICE_GetUniqueID(&text, &length) != 0) return output.Fail(Diagnose(LibraryLogLines()));
+  const std::unique_ptr<char, decltype(&free)> owned(text, free);
   const std::string uid(text, length);
-  free(text);
   uint8_t raw[16];
   if (ORX_ProcessorRawUID(raw, sizeof(raw)) != 0) return output.Fail(Diagnose(LibraryLogLines()));
   const bool unset = uid.find_first_not_of('0') == std::string::npos;

@@ -3,6 +3,7 @@
 
 #include <openssl/bytestring.h>
 #include <openssl/evp.h>
+#include <openssl/mem.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <string.h>
@@ -61,10 +62,8 @@ std::optional<RsaPrivateKey> EncodePkcs8(EVP_PKEY* key) {
       !CBB_finish(cbb.get(), &der, &size)) {
     return std::nullopt;
   }
-  RsaPrivateKey result = {SecretBytes(size), static_cast<unsigned>(EVP_PKEY_bits(key))};
-  memcpy(result.der.data(), der, size);
-  OPENSSL_free(der);  // wipes
-  return result;
+  const bssl::UniquePtr<uint8_t> owned(der);  // wiped
+  return RsaPrivateKey{SecretBytes(der, der + size), static_cast<unsigned>(EVP_PKEY_bits(key))};
 }
 
 std::string Trimmed(const std::string& text) {
