@@ -161,7 +161,6 @@ Finding ProbeSlot(const Slot& slot, km::IKeyMintDevice* keymint) {
 std::vector<Finding> ProbeSymmetricService(bool /*show_ids*/) {
   // A call without a selected key makes the library look its service up and does nothing more.
   const uint8_t iv[16] = {};
-  ClearLibraryLog();
   ORX_SYM_EncryptBegin(nullptr, iv, sizeof(iv), 0);
   const Problem problem = Diagnose(LibraryLogLines());
   if (problem.code == "KM-SERVICE-MISSING") {
