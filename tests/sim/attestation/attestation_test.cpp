@@ -223,6 +223,11 @@ TEST(AttestationTest, FactoryChainIsKeptPrivatelyUntilItsSettingsChange) {
             std::filesystem::perms(0600));
   device.Boot({"attestation-expired=yes"});
   EXPECT_NE(above(), first);
+  FactoryChainSettings settings;
+  settings.root_subject = "no name";
+  std::string error;
+  OpenFactoryChain(device.folder().path(), kTee, settings, &error);
+  EXPECT_EQ(error, "no attestation keys can be made under the root no name");
 }
 
 TEST(AttestationTest, AllWhoComeFirstGetTheSameFactoryChain) {

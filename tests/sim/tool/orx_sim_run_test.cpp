@@ -209,6 +209,7 @@ TEST_F(OrxSimTest, TheLogIsShownFromTheFirstLineOn) {
   const std::string probe = ORX_TEST_FOLDER "/sim_probe; exit ";
   EXPECT_THAT(RunInside(probe + "0", "--log").err, HasSubstr("the first line"));
   EXPECT_EQ(RunInside(probe + "0").err, "");
+  EXPECT_EQ(RunInside("echo $ANDROID_HOST_LOG").out, "\n") << "a log that nobody asked for";
   EXPECT_EQ(RunInside(probe + "0", "--log-on-failure").err, "");
   const ProgramResult failed = RunInside("echo own >&2; " + probe + "3", "--log-on-failure");
   EXPECT_EQ(failed.exit_code, 3);

@@ -43,6 +43,7 @@ TEST(JunitXmlTest, CarriesEveryTextThroughAnXmlParser) {
   CheckResult result = Result(Verdict::kFail, 1);
   result.cause = "<a href=\"b\">'c' & ]]>";
   result.evidence = {"control \x01\x1b, bytes \xff\xfe"};
+  result.seconds = 1.256;
   const orx_test::TempFolder folder;
   std::ofstream(folder / "junit.xml") << JunitXml({{result}, {}});
   const auto xpath = [&](const std::string& path) {
@@ -50,6 +51,7 @@ TEST(JunitXmlTest, CarriesEveryTextThroughAnXmlParser) {
   };
   EXPECT_EQ(xpath("string(//failure/@message)"), "CODE: " + result.cause + "\n");
   EXPECT_THAT(xpath("string(//failure)"), testing::HasSubstr("control ??, bytes ??"));
+  EXPECT_EQ(xpath("string(//testcase/@time)"), "1.26\n");
 }
 
 TEST(NoteLinesTest, TellEachNoteOnceWithItsChecks) {

@@ -66,6 +66,29 @@ TEST(RunInChildTest, TellsHowTheChildEndedAndKeepsItsAnswer) {
   }
 }
 
+TEST(RunInChildTest, AsksTheChildToEndBeforeItKillsIt) {
+  int told[2];
+  ASSERT_EQ(pipe(told), 0);
+  ChildWatch watch = Within(0.02);
+  watch.grace_seconds = kForEver;
+  alarm(10);  // ends this test where the child was killed after that time only
+  RunInChild(
+      [&](int) {
+        sigset_t term;
+        sigemptyset(&term);
+        sigaddset(&term, SIGTERM);
+        sigprocmask(SIG_BLOCK, &term, nullptr);
+        int got = 0;
+        return sigwait(&term, &got) + Say(told[1], "told");
+      },
+      watch);
+  alarm(0);
+  close(told[1]);
+  char text[4];
+  EXPECT_EQ(read(told[0], text, sizeof text), 4);
+  close(told[0]);
+}
+
 TEST(RunInChildTest, HandsOnWholeLinesAndPulsesMeanwhile) {
   std::vector<std::string> seen;
   ChildWatch watch = Within(kForEver);

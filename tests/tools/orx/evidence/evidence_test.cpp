@@ -46,9 +46,11 @@ TEST_F(EvidenceTest, TheFolderIsWholeAndNobodyElsesOrNotThere) {
   EXPECT_EQ(Program("find @empty -perm /077").out, "");
   Write(work("empty/replay"), "orx-replay 1\nfault nonsense\n");
   EXPECT_EQ(Simulator("run -q --replay @empty -- true").exit_code, 125);
-  Write(work("empty/replay"), "orx-replay 1\nchain default ../cert\n");
-  EXPECT_THAT(Simulator("run -q --replay @empty -- true").err,
-              HasSubstr("replay:2: not understood"));
+  for (const char* line : {"chain default ../cert", "modem AT 0g", "refuse default 708 x"}) {
+    Write(work("empty/replay"), std::string("orx-replay 1\n") + line + "\n");
+    EXPECT_THAT(Simulator("run -q --replay @empty -- true").err,
+                HasSubstr(std::string("replay:2: not understood: ") + line));
+  }
 }
 
 // The page is looked at in a browser by scripts/check_html.sh; here is what no eye sees.
