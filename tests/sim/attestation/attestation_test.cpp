@@ -223,8 +223,7 @@ TEST(AttestationTest, FactoryChainIsKeptPrivatelyUntilItsSettingsChange) {
             std::filesystem::perms(0600));
   device.Boot({"attestation-expired=yes"});
   EXPECT_NE(above(), first);
-  FactoryChainSettings settings;
-  settings.root_subject = "no name";
+  const FactoryChainSettings settings = {"no name", true};
   std::string error;
   OpenFactoryChain(device.folder().path(), kTee, settings, &error);
   EXPECT_EQ(error, "no attestation keys can be made under the root no name");
