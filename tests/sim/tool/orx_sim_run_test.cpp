@@ -196,7 +196,8 @@ TEST_F(OrxSimTest, EveryFaultIsListedAndSaysWhenItNeverShowed) {
   const std::string list = OrxSim("faults").out;
   for (const char* fault :
        {"outdated", "no-operation", "delay=SECONDS", "meid-letters", "it is not there",
-        "persist:EFFECT", "name of an errno", "fsync", "computeSharedSecret", "service:INSTANCE"}) {
+        "persist:EFFECT", "CALL:ERROR, on the files of", "name of an errno", "fsync",
+        "computeSharedSecret", "service:INSTANCE"}) {
     EXPECT_THAT(list, HasSubstr(fault));
   }
   EXPECT_EQ(

@@ -462,6 +462,9 @@ TEST_F(CheckCommandTest, ShowsAndWritesTheChainOfAnAttestationKey) {
   Expect("chain show @text", 1, "[CERTIFICATE-FORMAT]");
   Expect("attest-key --strongbox -o @chain", 0);
   EXPECT_EQ(OrxJson("answer", "chain show @chain/chain.pem")["certificates"].size(), 1u);
+  faults_ = {"generateKey:chain"};
+  const Json::Value certificates = OrxJson("answer", "attest-key -o @chain")["certificates"];
+  EXPECT_TRUE(certificates.size() == 5 && certificates[4].isNull()) << certificates;
 }
 
 }  // namespace

@@ -44,6 +44,9 @@ TEST_F(EvidenceTest, TheFolderIsWholeAndNobodyElsesOrNotThere) {
   EXPECT_EQ(Orx("check shared-secret --evidence @empty").exit_code, 0);
   EXPECT_TRUE(Exists("empty/report.json"));
   EXPECT_EQ(Program("find @empty -perm /077").out, "");
+  faults_ = {"service:default:absent"};
+  EXPECT_EQ(Orx("check attestation --evidence @empty/absent").exit_code, 4);
+  EXPECT_EQ(Program("find @empty/absent -name *.pem").out, "") << "there was no chain";
   Write(work("empty/replay"), "orx-replay 1\nfault nonsense\n");
   EXPECT_EQ(Simulator("run -q --replay @empty -- true").exit_code, 125);
   for (const char* line : {"chain default ../cert", "modem AT 0g", "refuse default 708 x"}) {
@@ -63,6 +66,7 @@ TEST_F(EvidenceTest, APageShowsTheFailingLinkAndHostileTextAsText) {
   EXPECT_THAT(page, HasSubstr("&lt;script&gt;alert(1)&lt;/script&gt;&quot;"));
   EXPECT_THAT(page, HasSubstr("&lt;img src=x onerror=alert(1)&gt;"));
   EXPECT_THAT(page, HasSubstr("class=\"link bad\">certificate 0 is not signed by certificate 1<"));
+  EXPECT_THAT(page, Not(HasSubstr("class=\"FAIL\">certificate 0 is not signed"))) << "twice";
   EXPECT_THAT(page, HasSubstr("default-src 'none'"));
   const std::string reasons = page.substr(0, page.find("<h2>Checks"));
   EXPECT_EQ(reasons.find("keymint/"), std::string::npos) << "it passed";
