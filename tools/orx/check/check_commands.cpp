@@ -105,7 +105,6 @@ constexpr const char kKeyMintDetails[] =
     "result with the crypto library's and deletes the keys. Names all that KeyMint refuses. No "
     "slot\n"
     "and no file is touched.\n\n";
-constexpr bool kHandlesTimeout = true;
 
 const char* KeyMintDetails() {
   static const auto& details = *new std::string(std::string(kKeyMintDetails) + kCheckDetails);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <aidl/android/hardware/security/keymint/Tag.h>
+#include <string.h>
 
 #include <cstdint>
 #include <string>
@@ -18,6 +19,15 @@ struct Identifier {
   uint32_t bit;
   aidl::android::hardware::security::keymint::Tag tag;
 };
+
+// DeviceIdRecord is one entry of the buffer that ORX_get_attestation_id() fills.
+struct DeviceIdRecord {
+  uint32_t tag;
+  uint32_t length;
+  char value[92];
+  std::string text() const { return {value, strnlen(value, sizeof(value))}; }
+};
+static_assert(sizeof(DeviceIdRecord) == 100);
 
 // ParseIdentifiers reads "brand,imei", "all" or "none". Returns an empty string, or the error.
 std::string ParseIdentifiers(const std::string& list, std::vector<Identifier>* identifiers);

@@ -11,6 +11,8 @@ namespace orx_tool {
 
 constexpr size_t kAnyNumber = SIZE_MAX;
 
+constexpr bool kHandlesTimeout = true;
+
 // Command is one row of the command table. `name` may be two words ("key import"); a name that is
 // the first word of others is never a command itself.
 struct Command {

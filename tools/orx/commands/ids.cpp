@@ -3,11 +3,11 @@
 #include <orx/orx.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 
 #include <algorithm>
 #include <memory>
 
+#include "tools/orx/check/identifiers.h"
 #include "tools/orx/cli/device.h"
 #include "tools/orx/cli/encoding.h"
 #include "tools/orx/cli/modem_progress.h"
@@ -78,14 +78,6 @@ int RunModemIdentifier(const ModemIdentifier& identifier, Output& output) {
   }
   return output.Fail(problem);
 }
-
-// Record is one entry of the library's device-ID buffer: two words and a text of 92 bytes.
-struct Record {
-  uint32_t tag;
-  uint32_t length;
-  char value[92];
-};
-static_assert(sizeof(Record) == 100);
 
 constexpr size_t kRecordCapacity = 8;
 constexpr uint32_t kTagNumberMask = 0x0fffffff;  // without the type in the upper bits
@@ -187,7 +179,7 @@ int RunMode(const Args& /*args*/, Output& output) {
 }
 
 int RunRecords(const Args& args, Output& output) {
-  Record records[kRecordCapacity] = {};
+  DeviceIdRecord records[kRecordCapacity] = {};
   uint32_t size = sizeof(records);
   ClearLibraryLog();
   int result = 0;
@@ -199,9 +191,9 @@ int RunRecords(const Args& args, Output& output) {
 
   std::vector<std::vector<std::string>> rows = {{"RECORD", "TAG", "NAME", "LENGTH", "VALUE"}};
   Json::Value list(Json::arrayValue);
-  for (size_t i = 0; i < size / sizeof(Record); ++i) {
+  for (size_t i = 0; i < size / sizeof(DeviceIdRecord); ++i) {
     const TagName tag = FindTag(records[i].tag);
-    const std::string value(records[i].value, strnlen(records[i].value, sizeof(Record::value)));
+    const std::string value = records[i].text();
     const std::string shown = tag.identifies && !args.Has("show-ids") ? MaskValue(value) : value;
     const uint32_t number = records[i].tag & kTagNumberMask;
     rows.push_back({std::to_string(i), std::to_string(number), tag.name,
@@ -239,7 +231,6 @@ int RunModem(const Args& args, Output& output) {
 constexpr const char kModemDetails[] =
     "Asks the modem daemon. Without one the library tries 30 times, about half a minute; a daemon\n"
     "that accepts but does not answer is given 120 seconds, or what --timeout says.\n";
-constexpr bool kHandlesTimeout = true;
 constexpr double kModemSeconds = 120;
 
 }  // namespace

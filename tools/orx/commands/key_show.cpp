@@ -9,6 +9,7 @@
 #include "tools/orx/cli/files.h"
 #include "tools/orx/commands/command_tables.h"
 #include "tools/orx/commands/slot_argument.h"
+#include "tools/orx/diagnosis/slots.h"
 
 namespace orx_tool {
 
@@ -16,8 +17,6 @@ namespace km = aidl::android::hardware::security::keymint;
 namespace orx = android::hardware::keymint::ORX;
 
 namespace {
-
-constexpr size_t kBlobLimit = 1024UL * 1024;
 
 // Shown is a number that KeyMint tells of a key.
 struct Shown {

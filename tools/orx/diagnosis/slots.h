@@ -12,6 +12,9 @@ namespace orx_tool {
 // The folder in which the library keeps key blobs and store files.
 constexpr const char kPersistFolder[] = "/mnt/vendor/persist/security";
 
+// More of a file there than any key blob has.
+constexpr size_t kBlobLimit = 1024UL * 1024;
+
 // Slot is a key id with the file that holds its key blob.
 struct Slot {
   int key_id;

@@ -124,8 +124,6 @@ int RunDoctor(const Args& args, Output& output) {
   return output.Finish(exit_code);
 }
 
-constexpr bool kHandlesTimeout = true;
-
 }  // namespace
 
 std::vector<Command> DoctorCommands() {

@@ -23,8 +23,6 @@ namespace ss = aidl::android::hardware::security::sharedsecret;
 
 namespace {
 
-constexpr size_t kBlobLimit = 1024UL * 1024;
-
 ::ndk::SpAIBinder Find(const std::string& name) {
   return ::ndk::SpAIBinder(AServiceManager_checkService(name.c_str()));
 }

@@ -4,7 +4,6 @@
 #include <keymint/ORX_KEYMINT.h>
 #include <openssl/x509.h>
 #include <orx/orx.h>
-#include <string.h>
 
 #include <algorithm>
 #include <cctype>
@@ -32,16 +31,12 @@ std::vector<std::pair<Identifier, std::string>> Values(const Check& check) {
     if (name != nullptr) values.emplace_back(model[0], name);
     return values;
   }
-  struct Record {
-    uint32_t tag;
-    uint32_t length;
-    char value[92];
-  } records[kRecords + 1] = {};
+  DeviceIdRecord records[kRecords + 1] = {};
   uint32_t size = sizeof(records);
   if (ORX_get_attestation_id(reinterpret_cast<uint8_t*>(records), &size) != 0) return values;
   for (const Identifier& identifier : IdentifiersIn(check.id_mask)) {
     for (size_t i = 0; i < kRecords; ++i) {
-      const std::string value(records[i].value, strnlen(records[i].value, sizeof(Record::value)));
+      const std::string value = records[i].text();
       if (records[i].tag != static_cast<uint32_t>(identifier.tag) || value.empty()) continue;
       values.emplace_back(identifier, value);
     }

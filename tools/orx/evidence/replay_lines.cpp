@@ -19,11 +19,11 @@ using aidl::android::hardware::security::keymint::ErrorCode;
 using aidl::android::hardware::security::keymint::Tag;
 
 // What makes a verdict again that no KeyMint error explains; % is the instance.
-struct KnownLine {
+struct CodeLine {
   const char* code;
   const char* line;
 };
-constexpr KnownLine kKnownLines[] = {
+constexpr CodeLine kCodeLines[] = {
     {"KM-SERVICE-MISSING", "fault service:%.keymint:absent"},
     {"RKP-SERVICE-MISSING", "fault service:%.rkp:absent"},
     {"STRONGBOX-ABSENT", "absent strongbox"},
@@ -42,7 +42,7 @@ constexpr KnownLine kKnownLines[] = {
 constexpr const char* kDeviceCodes[] = {"KM-", "ATTEST-", "RKP-", "ESE-", "SS-"};
 
 // The same where the call passed when it was made again.
-constexpr KnownLine kOnceLines[] = {
+constexpr CodeLine kOnceLines[] = {
     {"KM-UNKNOWN-ERROR", "fault %.generateKey:-1000@1"},
     {"KM-EMPTY-BLOB", "fault %.generateKey:empty-blob"},
     {"RKP-KEYPAIR", "fault %.generateEcdsaP256KeyPair:-1000@1"},
@@ -99,7 +99,7 @@ class Writer {
                          result_.verdict != Verdict::kInterrupted &&
                          result_.code != "RKP-LEFT-OUT" && result_.code != "ATTEST-ID-NOT-COVERED";
     if (!applies) return lines_;
-    static_cast<void>(Known(kKnownLines) || Refusals() || Modem() || Identifiers() ||
+    static_cast<void>(Known(kCodeLines) || Refusals() || Modem() || Identifiers() ||
                       Chain(chain, leaf) || FailedCall() || Known(kOnceLines) || Step() ||
                       LeftOut("nothing captured makes it again"));
     Absences();
@@ -133,8 +133,8 @@ class Writer {
   }
 
   template <size_t size>
-  bool Known(const KnownLine (&lines)[size]) {
-    for (const KnownLine& known : lines) {
+  bool Known(const CodeLine (&lines)[size]) {
+    for (const CodeLine& known : lines) {
       if (result_.code != known.code) continue;
       std::string line = known.line;
       const size_t at = line.find('%');
