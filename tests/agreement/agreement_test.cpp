@@ -23,7 +23,6 @@ namespace {
 
 namespace km = aidl::android::hardware::security::keymint;
 namespace orx = android::hardware::keymint::ORX;
-using orx_test::CertificateFields;
 using orx_test::EcKey;
 
 class AgreementTest : public testing::Test {
@@ -57,7 +56,7 @@ TEST_F(AgreementTest, OnTheChainsThatTheLibraryIsTestedWith) {
 }
 
 TEST_F(AgreementTest, OnChainsWithAnyFieldChangedAndAnyByteDamaged) {
-  const std::function<void(CertificateFields*)> changes[] = {
+  const std::function<void(orx_test::CertificateFields*)> changes[] = {
       [](auto* fields) { fields->subject = fields->issuer; },
       [](auto* fields) { fields->subject = orx_test::kRootName; },
       [](auto* fields) {

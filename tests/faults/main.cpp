@@ -22,7 +22,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 
 #include "sim/device.h"
@@ -55,17 +54,28 @@ struct Report {
 };
 Report* report;
 
-// The first lines that the library logs after the failure say what came of it. Numbers in them
-// (sizes, descriptors) are left out, but for the negative ones.
+// Numbers (sizes, descriptors) are left out, but for the negative ones.
+std::string WithoutNumbers(const std::string& text) {
+  std::string kept;
+  bool negative = false;
+  for (const char c : text) {
+    if (!isdigit(c)) negative = c == '-';
+    if (!isdigit(c) || negative)
+      kept += c;
+    else if (kept.empty() || kept.back() != '#')
+      kept += '#';
+  }
+  return kept;
+}
+
+// The first lines that the library logs after the failure say what came of it.
 void KeepMessage(const __android_logger_data* data, const char* line) {
-  static const std::regex number("(^|[^-0-9])[0-9]+");
   std::string kept = report->message;
   if (!HasFailed() || report->answer[0] != '\0' || strcmp(data->tag, "ORX") != 0) return;
   if (std::count(kept.begin(), kept.end(), '|') == 2) return;
   const std::string text = strstr(strchr(line, ':') + 1, ": ") + 2;
   const auto end = std::find_if(text.begin(), text.end(), [](char c) { return c < ' '; });
-  kept += (kept.empty() ? "" : " | ") +
-          std::regex_replace(std::string(text.begin(), end), number, "$1#");
+  kept += (kept.empty() ? "" : " | ") + WithoutNumbers(std::string(text.begin(), end));
   snprintf(report->message, sizeof report->message, "%s", kept.c_str());
 }
 

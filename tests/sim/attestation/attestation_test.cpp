@@ -16,7 +16,6 @@ namespace orx_sim {
 namespace {
 
 using km::KeyPurpose;
-using orx_test::FromHex;
 using Chain = std::vector<km::Certificate>;
 
 km::KeyParameter Text(Tag tag, const std::string& text) {
@@ -62,7 +61,7 @@ TEST(AttestationTest, RecordIsOfTheInterfaceTheCallerAndTheKey) {
            "3009 bf854505 0403666565 30",                  // software-enforced list
            "bf854205 02030316a1",                          // OS patch level
        }) {
-    EXPECT_TRUE(Contains(record, FromHex(field))) << field;
+    EXPECT_TRUE(Contains(record, orx_test::FromHex(field))) << field;
   }
 }
 

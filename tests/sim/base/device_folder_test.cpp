@@ -21,7 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -215,7 +214,7 @@ TEST_F(DeviceFolderTest, SetChangesSettingsAndPropertiesInPlace) {
   EXPECT_THAT(Content("device.conf"),
               AllOf(HasSubstr("# A phone"), Not(HasSubstr("356938035643809")),
                     HasSubstr("\nro.vendor.boot.uid=ff\n"), Not(HasSubstr("fedcba")),
-                    EndsWith("\nvendor.new=a=b\n")));
+                    testing::EndsWith("\nvendor.new=a=b\n")));
 }
 
 TEST_F(DeviceFolderTest, SetFindsTheRightPlaceInEveryText) {

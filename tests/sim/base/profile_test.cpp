@@ -11,7 +11,6 @@
 namespace orx_sim {
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
 
 std::string Property(const char* name) {
@@ -75,7 +74,7 @@ TEST(ProfileTest, AFolderOfTheUsersOwnTakesThePlaceOfThatInstalled) {
   setenv("ORX_SIM_PROFILES", folder.path().c_str(), 1);
   EXPECT_THAT(ProfileNames(), ElementsAre("mine"));
   setenv("ORX_SIM_PROFILES", "", 1);
-  EXPECT_THAT(ProfileNames(), Contains("dual-sim"));
+  EXPECT_THAT(ProfileNames(), testing::Contains("dual-sim"));
 }
 
 }  // namespace

@@ -18,8 +18,6 @@ namespace orx_sim {
 namespace {
 
 using km::KeyPurpose;
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 template <typename Interface>
 std::shared_ptr<Interface> Service(const std::string& instance) {
@@ -99,8 +97,8 @@ TEST_F(FaultsTest, WrongSpecificationsAreNamed) {
     SCOPED_TRACE(spec);
     std::string error;
     EXPECT_FALSE(device_->faults().Add(spec, &error));
-    EXPECT_THAT(error, StartsWith("fault \"" + std::string(spec) + "\": "));
-    EXPECT_THAT(error, HasSubstr(reason));
+    EXPECT_THAT(error, testing::StartsWith("fault \"" + std::string(spec) + "\": "));
+    EXPECT_THAT(error, testing::HasSubstr(reason));
     EXPECT_EQ(error.find('\n'), std::string::npos);
   }
   Attach();

@@ -11,8 +11,6 @@
 namespace orx_sim {
 namespace {
 
-using orx_test::FromHex;
-
 HmacKey Key(uint8_t fill) {
   HmacKey key;
   key.fill(fill);
@@ -28,7 +26,7 @@ RootOfTrust Root() {
 TEST(RootOfTrustTest, EncodesTheKnownStructure) {
   RootOfTrustChallenge challenge;
   for (size_t i = 0; i < challenge.size(); ++i) challenge[i] = static_cast<uint8_t>(i);
-  const std::vector<uint8_t> expected = FromHex(
+  const std::vector<uint8_t> expected = orx_test::FromHex(
       "d1 84 43a10105 a0 584f d99c41 85"
       "5820 0000000000000000000000000000000000000000000000000000000000000000 f4 02"
       "5820 0000000000000000000000000000000000000000000000000000000000000000 1a0134d6e9"

@@ -18,7 +18,6 @@ namespace fs = std::filesystem;
 using orx_test::ProgramResult;
 using orx_test::Words;
 using ::testing::AllOf;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -144,7 +143,7 @@ TEST_F(OrxSimTest, WorksWhereThereAreNoUserNamespaces) {
   EXPECT_EQ(result.out, "from standard input");
   EXPECT_THAT(result.err, AllOf(StartsWith("orx-sim: simulated device, profile dual-sim, thrown "
                                            "away afterwards; in proot (bwrap: "),
-                                EndsWith(")\n")));
+                                testing::EndsWith(")\n")));
   EXPECT_EQ(run("-q", "exit 5").err, "");
   EXPECT_THAT(run("--fault persist:read-only", "").err, HasSubstr("proot cannot make a folder"));
 }

@@ -14,7 +14,6 @@
 namespace android::hardware::keymint::ORX {
 namespace {
 
-using orx_test::CoseKey;
 using orx_test::EcKey;
 using orx_test::FromHex;
 using ::testing::ElementsAre;
@@ -108,7 +107,7 @@ TEST(CheckMacedPubkeyTest, LooksAtTheOutputLast) {
 TEST(P256PubKeyTest, MakesTheKeyOrNamesTheFirstThingThatIsWrong) {
   RKP::PublicKeyPtr key;
   for (const int number : {0, 1}) {
-    ASSERT_TRUE(RKP::p256_pub_key(CoseKey(EcKey(number)), &key));
+    ASSERT_TRUE(RKP::p256_pub_key(orx_test::CoseKey(EcKey(number)), &key));
     EXPECT_EQ(EVP_PKEY_cmp(key.get(), EcKey(number)), 1);
   }
   const std::string x = "215820" + Repeat("01", 32), y = "225820" + Repeat("01", 32);

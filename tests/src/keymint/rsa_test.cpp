@@ -25,16 +25,13 @@ namespace {
 using orx_test::Bytes;
 using orx_test::ComponentsOf;
 using orx_test::Fails;
-using orx_test::ImportRsaComponents;
 using orx_test::kRsaComponentNames;
 using orx_test::NewRsaKey;
 using orx_test::RsaComponents;
 using orx_test::Succeeds;
 using orx_test::Text;
-using orx_test::TransactionFails;
 using ::testing::_;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 const std::string kFile50 = "/mnt/vendor/persist/security/zol_key_user0";
@@ -155,7 +152,7 @@ TEST_F(RsaTest, TheLengthOfTheEncodingDeclaresTheKeySize) {
   for (const auto& [length, bits] : {std::pair(2000, "2048"), std::pair(2001, "4096")}) {
     Bytes key(static_cast<size_t>(length), 'k');
     EXPECT_CALL(device_, importKey).WillOnce([bits = bits](const auto& params, auto&&...) {
-      EXPECT_THAT(Text(params), HasSubstr(std::string("KEY_SIZE=") + bits + " "));
+      EXPECT_THAT(Text(params), testing::HasSubstr(std::string("KEY_SIZE=") + bits + " "));
       return ::ndk::ScopedAStatus::fromServiceSpecificError(0);
     });
     // A failure of code 0 counts as an import of an empty blob.
@@ -186,7 +183,7 @@ TEST_F(RsaTest, WrappedKeysAreRefusedUntouched) {
 // --- Import of components
 
 uint32_t Import(const RsaComponents& components) {
-  return ImportRsaComponents(components, 50);
+  return orx_test::ImportRsaComponents(components, 50);
 }
 
 TEST_F(RsaTest, ComponentsAreMadeAKeyWhoseEncodingTellsItsSize) {
@@ -371,7 +368,7 @@ TEST_F(RsaTest, DeletingAsksTheDeviceAndKeepsTheFile) {
   EXPECT_THAT(TakeMessages(), ElementsAre("RSA: failed to read RSA from "));
   StoreBlob();
   EXPECT_CALL(device_, deleteKey(ToBytes("stored")))
-      .WillOnce(TransactionFails(STATUS_DEAD_OBJECT))
+      .WillOnce(orx_test::TransactionFails(STATUS_DEAD_OBJECT))
       .WillOnce(orx_test::SucceedsWithoutResult());
   EXPECT_EQ(ORX_RSA_DeleteKeyID(50), 1u);
   EXPECT_THAT(TakeMessages(), ElementsAre(kLoaded, "RSA: delete key failed: -1000"));

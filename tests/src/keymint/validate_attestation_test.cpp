@@ -11,7 +11,6 @@
 namespace orx_test {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
 const char kLog[] = "src/keymint/ORX_ATTEST.cpp";
@@ -90,9 +89,9 @@ TEST_F(ValidateAttestationTest, AsksForAnAttestationKeyAndAKeyPerIdentifier) {
     const km::AttestationKey attest_key = {
         {'b', 'l', 'o', 'b'}, {}, orx::legacy::make_name_from_str("Android Keystore Key")};
     const MockKeyMintDevice* device = (kind.strongbox ? strongbox : tee).device.get();
-    EXPECT_THAT(
-        requests,
-        ElementsAre(Request{device, key_params.vector_data(), std::nullopt},
+    EXPECT_THAT(requests,
+                testing::ElementsAre(
+                    Request{device, key_params.vector_data(), std::nullopt},
                     Request{device, SigningKeyParams(Id(km::Tag::ATTESTATION_ID_MODEL, "M1")),
                             attest_key}));
     EXPECT_THAT(

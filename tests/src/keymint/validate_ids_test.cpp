@@ -15,7 +15,6 @@ namespace orx_test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::SizeIs;
 
 // A device whose KeyMint attests with the key pairs of its remotely provisioned component alone.
 class ValidateIdsTest : public AttestationFixture {
@@ -97,7 +96,7 @@ TEST_F(ValidateIdsTest, EachThingThatTheComponentGetsWrongHasItsLine) {
   android_host::ClearServices();
   EXPECT_THAT(Run(1, false), ElementsAre("Could not obtain the TEE rkp service"));
   EXPECT_THAT(Run(1, true), ElementsAre("Could not obtain the Strongbox rkp service"));
-  EXPECT_THAT(requests, SizeIs(0));
+  EXPECT_THAT(requests, testing::SizeIs(0));
 }
 
 TEST_F(ValidateIdsTest, EachThingThatTheDeviceGetsWrongHasItsLine) {

@@ -17,7 +17,6 @@ namespace {
 using orx_test::Chain;
 using orx_test::ChainFields;
 using orx_test::EcKey;
-using orx_test::FailingCrypto;
 using orx_test::MakeChain;
 
 TEST(VerifyChainTest, JudgesChainsWithOneThingWrongEach) {
@@ -50,7 +49,7 @@ TEST(VerifyChainTest, ANegativeVerificationResultIsNoFailure) {
   auto fields = ChainFields({EcKey(0), EcKey(1), EcKey(2), EcKey(3)});
   fields[1].signer = EcKey(9);
   const Chain chain = MakeChain(fields);
-  const FailingCrypto error("X509_verify", -1);
+  const orx_test::FailingCrypto error("X509_verify", -1);
   EXPECT_TRUE(legacy::verify_chain(chain, 4, true));
 }
 

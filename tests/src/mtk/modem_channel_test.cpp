@@ -17,13 +17,13 @@
 #include <unistd.h>
 
 #include <functional>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "tests/support/counted_sleep.h"
 #include "tests/support/interposed.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/replaced.h"
 #include "tests/support/scripted_modem.h"
 
 namespace {
@@ -38,7 +38,6 @@ ORX_INTERPOSED(select, (limited_read |= b != 0 && e != 0, real(a, b, c, d, e, f)
 namespace orx_test {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 constexpr char kCommand[] = "TCATSEND,0,AT+CGSN";
@@ -61,7 +60,7 @@ class ModemChannel : public ::testing::Test {
   // What was logged, with # for the socket's descriptor.
   std::string Log() {
     const std::string log = android::base::Join(log_.messages(), '\n') + "\n";
-    return std::regex_replace(log, std::regex(" [7-9][0-9]"), " #");
+    return orx_test::Replaced(log, " [7-9][0-9]", " #");
   }
 
   // Calls `action` with the socket when a message that starts with `step` is logged.
@@ -193,7 +192,7 @@ TEST_F(ModemChannel, WhileConnectingTheOnlyFlagIsNonBlockingThenTheOldOnesAreBac
     if (step == "waiting fo" || step == "Processing") flags.push_back(fcntl(fd, F_GETFL));
   });
   EXPECT_EQ(Ask(kCommand, EPERM), 0);
-  EXPECT_THAT(flags, ElementsAre(O_RDWR | O_NONBLOCK, O_RDWR | O_APPEND));
+  EXPECT_THAT(flags, testing::ElementsAre(O_RDWR | O_NONBLOCK, O_RDWR | O_APPEND));
   EXPECT_THAT(Log(), HasSubstr("waiting for connection. errno = 1 (Operation not permitted)\n"
                                "Using timeout of 1000 milliseconds\n"
                                "Waiting for connect() to finish\nSuccessfully connected!\n"));

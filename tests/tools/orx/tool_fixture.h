@@ -21,7 +21,6 @@
 
 namespace orx_tool {
 
-using orx_test::ProgramOptions;
 using orx_test::ProgramResult;
 using orx_test::Words;
 
@@ -47,7 +46,7 @@ class ToolTest : public testing::Test {
   // Orx is the program itself, with nothing of the test's process, in place of a fork of that: the
   // leak sanitizer would look for the threads of the process that was forked.
   bool starts_anew_ = dlsym(RTLD_DEFAULT, "__asan_init") != nullptr;
-  ProgramOptions options_;
+  orx_test::ProgramOptions options_;
 
   ProgramResult Program(Words words) {
     for (std::string& word : words) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <regex.h>
 #include <string.h>
 #include <strings.h>
 
 #include <algorithm>
-#include <regex>
 
 #include "tools/orx/cli/json_lines.h"
 #include "tools/orx/commands/command_tables.h"
@@ -124,7 +124,8 @@ const Reason* ReasonByCause(const std::string& line) {
 
 constexpr char kLinesBelow[] = "what the lines below it are about";
 
-// What this program prints around its reasons, by the form of the whole line.
+// What this program prints around its reasons, by the form of the whole line (a POSIX extended
+// regular expression).
 struct KnownLine {
   const char* form;
   const char* meaning;
@@ -140,7 +141,7 @@ constexpr KnownLine kKnownLines[] = {
     {"runs: .+", "how often the check was made, and how often it failed"},
     {"not run: .+", "checks that were left out after a failure or time-out"},
     {"CHECK +INSTANCE +VERDICT +SECONDS +CODE", "the heading of a report"},
-    {".*\\bPASS\\b.* OK( \\([0-9]+ runs\\))?", "a check that passed"},
+    {"(.* )?PASS (.* )?OK( \\([0-9]+ runs\\))?", "a check that passed"},
     {"[0-9]+ passed, [0-9]+ failed, .+", "how many checks came to each verdict"},
     {"ok {7}[a-z].+", "a finding of the doctor that is as it should be"},
     {"PROBLEM  [a-z].+", "a finding of the doctor; the line below it begins with the code"},
@@ -149,12 +150,19 @@ constexpr KnownLine kKnownLines[] = {
     {"[a-z-]+(:[a-z0-9]+)?/(default|strongbox|both):", "the check that the lines below are about"},
 };
 
+bool HasForm(const std::string& line, const std::string& form) {
+  regex_t regex;
+  if (regcomp(&regex, ("^(" + form + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0) return false;
+  const bool matches = regexec(&regex, line.c_str(), 0, nullptr, 0) == 0;
+  regfree(&regex);
+  return matches;
+}
+
 const KnownLine* FindKnownLine(const std::string& text) {
   const std::string line = text.substr(std::min(text.find_first_not_of(' '), text.size()));
   const auto known =
-      std::find_if(std::begin(kKnownLines), std::end(kKnownLines), [&](const KnownLine& candidate) {
-        return std::regex_match(line, std::regex(candidate.form));
-      });
+      std::find_if(std::begin(kKnownLines), std::end(kKnownLines),
+                   [&](const KnownLine& candidate) { return HasForm(line, candidate.form); });
   return known == std::end(kKnownLines) ? nullptr : known;
 }
 

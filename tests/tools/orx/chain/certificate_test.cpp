@@ -14,7 +14,6 @@ namespace orx_tool {
 namespace {
 
 using orx_test::CertificateFields;
-using orx_test::ChainFields;
 using orx_test::EcKey;
 using testing::ElementsAre;
 
@@ -25,7 +24,7 @@ CertificateChain Made(const std::vector<CertificateFields>& fields) {
 }
 
 std::vector<CertificateFields> Fields() {
-  return ChainFields({EcKey(0), EcKey(1), EcKey(2)});
+  return orx_test::ChainFields({EcKey(0), EcKey(1), EcKey(2)});
 }
 
 struct ChainRow {

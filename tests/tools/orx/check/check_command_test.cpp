@@ -5,7 +5,6 @@ namespace orx_tool {
 namespace {
 
 using testing::AllOf;
-using testing::AnyOf;
 using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -59,7 +58,7 @@ class CheckCommandTest : public ToolTest {
       if (evidence_.empty()) continue;
       // As text, and as the byte list of a key parameter.
       const std::string kept = Program({"bash", "-c", "cat $0/*", work("evidence")}).out;
-      EXPECT_THAT(kept, Not(AnyOf(HasSubstr("490154203237518"), HasSubstr("52, 57, 48"))));
+      EXPECT_THAT(kept, Not(testing::AnyOf(HasSubstr("490154203237518"), HasSubstr("52, 57, 48"))));
       EXPECT_EQ(Program("find @evidence -perm /077").out, "");
       const Json::Value again = orx_test::ParseJson(
           Simulator("run -q --profile single-sim --replay @evidence -- " ORX_PROGRAM

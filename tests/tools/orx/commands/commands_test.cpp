@@ -30,7 +30,6 @@ TEST(CommandTable, HasUniqueNamesAndOptions) {
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 
 // Lines that succeed one after the other, as far as one can.
 const char kLines[] =
@@ -92,7 +91,7 @@ TEST_F(EveryCommandTest, VerboseMasksWhatNamesTheDevice) {
        {"imei", "uid", "ids", "records", "doctor", "modem AT", "check attestation --ids all"}) {
     SCOPED_TRACE(words);
     const std::string log = Orx(Words("-v") + words).err;
-    for (const std::string& secret : secrets) EXPECT_THAT(log, Not(HasSubstr(secret)));
+    for (const std::string& secret : secrets) EXPECT_THAT(log, testing::Not(HasSubstr(secret)));
   }
   EXPECT_THAT(Orx("-v imei").err, ContainsRegex("ORX src/mtk/.*: Parse IMEI from modem is: 49\\*"));
   EXPECT_THAT(Orx("-v --show-ids imei").err, HasSubstr("490154203237518"));

@@ -5,7 +5,6 @@ namespace orx_tool {
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 constexpr const char kImei[] = "490154203237518";
 
@@ -31,7 +30,7 @@ TEST_F(IdentityCommandTest, RecordsMaskWhatNamesTheDevice) {
   const std::string masked = Orx("records").out;
   EXPECT_THAT(masked, HasSubstr("Simulated Dual"));
   EXPECT_THAT(masked, HasSubstr("49*************"));
-  EXPECT_THAT(masked, Not(HasSubstr(kImei)));
+  EXPECT_THAT(masked, testing::Not(HasSubstr(kImei)));
   const Json::Value shown = OrxJson("answer", "records --show-ids")["records"];
   ASSERT_EQ(shown.size(), 7u);
   EXPECT_EQ(shown[6]["tag"].asInt(), 714);

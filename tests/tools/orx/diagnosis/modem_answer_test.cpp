@@ -7,8 +7,6 @@
 namespace orx_tool {
 namespace {
 
-using testing::HasSubstr;
-
 TEST(ExplainModemAnswerTest, NamesWhatIsOdd) {
   const std::tuple<const char*, size_t, const char*> cases[] = {
       {"490154203237518", 15, ""},
@@ -22,7 +20,7 @@ TEST(ExplainModemAnswerTest, NamesWhatIsOdd) {
       {"+CME ERROR: 3", 15, "answered ERROR"}};
   for (const auto& [answer, digits, explanation] : cases) {
     const std::string text = ExplainModemAnswer(answer, digits);
-    EXPECT_THAT(text, HasSubstr(explanation)) << answer;
+    EXPECT_THAT(text, testing::HasSubstr(explanation)) << answer;
     EXPECT_EQ(text.empty(), *explanation == 0) << answer;
   }
 }
