@@ -168,6 +168,7 @@ TEST(AesBeginTest, MakesANonceThatDecryptsAgain) {
       Operate(device.tee(), KeyPurpose::DECRYPT, blob, With(params, begun.params), cipher, &back),
       ErrorCode::OK);
   EXPECT_EQ(back, Bytes(32, 9));
+  EXPECT_NE(begun.challenge, 0);
 }
 
 TEST(OperationTest, EndsWithAbortOrAnyError) {

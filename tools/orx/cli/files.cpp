@@ -86,9 +86,8 @@ Input::~Input() {
 ssize_t Input::ReadFully(uint8_t* bytes, size_t size, std::optional<Problem>* problem) {
   size_t done = 0;
   while (done < size) {
-    const ssize_t got = read(fd_, bytes + done, size - done);
+    const ssize_t got = TEMP_FAILURE_RETRY(read(fd_, bytes + done, size - done));
     if (got == 0) break;
-    if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
       *problem = ReadFailure(name_, errno);
       return -1;
@@ -199,8 +198,7 @@ bool FileOutput::Write(const void* bytes, size_t size, std::optional<Problem>* p
   if (fd_ >= 0 && !unnamed_ && temporary_.empty()) ClearStatus();  // it may be the same terminal
   const auto* next = static_cast<const uint8_t*>(bytes);
   while (size > 0) {
-    const ssize_t written = write(fd_, next, size);
-    if (written < 0 && errno == EINTR) continue;
+    const ssize_t written = TEMP_FAILURE_RETRY(write(fd_, next, size));
     if (written < 0) {
       *problem = Failure(errno);
       return false;

@@ -25,7 +25,9 @@ class KeyCommandTest : public ToolTest {
                grep -v version >>components)");
   }
 
-  void ImportRsaKey() { Expect({"key", "import", "51", "--pkcs8", kRsaKey}, 0, "RSA-2048"); }
+  void ImportRsaKey() {
+    EXPECT_EQ(Expect({"key", "import", "51", "--pkcs8", kRsaKey}, 0, "RSA-2048").err, "");
+  }
 
   void ExpectSigns(const std::string& id) {
     Write("data", "data");
@@ -125,6 +127,8 @@ TEST_F(KeyCommandTest, ADamagedSlotHasOneNameAndCanBeCleared) {
     EXPECT_TRUE(answer["file_removed"].asBool());
     EXPECT_FALSE(SlotIsUsed(2));
   }
+  damage("echo x >>");
+  EXPECT_THAT(Expect("key delete 50 --file", 0).err, HasSubstr("note: KeyMint has no key for"));
   // Without an answer of KeyMint nothing says that the key is none.
   damage("echo x >>");
   faults_ = {"service:default:absent"};

@@ -216,6 +216,7 @@ TEST_F(DoctorCommandTest, ExplainTakesCodesErrorsAndLogLines) {
   in_device_ = false;
   const std::pair<Words, const char*> cases[] = {
       {{"KM-SERVICE-MISSING"}, "log line: Could not obtain the keymint service"},
+      {{"KM-FAILED"}, "Import key failed with error: %d\n  log line: "},
       {{"km-service-missing"}, "owner: init and sepolicy"},
       {{"KEY_REQUIRES_UPGRADE"}, "KM-KEY-OUTDATED (exit code 1)"},
       {{"--", "-62"}, "KEY_REQUIRES_UPGRADE (-62)"},
