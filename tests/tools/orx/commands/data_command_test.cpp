@@ -254,6 +254,7 @@ TEST_F(DataCommandTest, EveryLevelHasHelp) {
   for (const std::string& name : commands) Expect("help " + name, 0, "usage: orx " + name);
   EXPECT_GE(commands.size(), 25u);
   Expect("key --help", 0, "key import");
+  Expect("help mode", 0, "mode.\n\nOptions of every");
 }
 
 }  // namespace
