@@ -12,13 +12,13 @@ namespace {
 using testing::ElementsAre;
 
 // A record as devices write them: TRUE as 01, tags of old and new versions, one of a vendor, and an
-// entry that is a NULL where a number belongs. A line is a set of authorizations, or what is
-// before.
+// entry that is a NULL where a number belongs; one stands behind the first root of trust, too. A
+// line is a set of authorizations, or what is before.
 std::vector<uint8_t> MakeRecord() {
   return orx_test::FromHex(
-      "308180 0202012c 0a0101 0202012c 0a0101 040366756e 0400 "
-      "302a bf853d08020601990c3a2400 bf85451a04183016 310e300c04076170702e6f7278020107 "
-      "31040402ab01 "
+      "308197 0202012c 0a0101 0202012c 0a0101 040366756e 0400 "
+      "3041 bf853d08020601990c3a2400 bf854013300f0403414243 010101 0a0102 04020102 0500 "
+      "bf85451a04183016 310e300c04076170702e6f7278020107 31040402ab01 "
       "303d a1083106020102020107 a3020500 ab03020103 bf853f020500 bf854011300f0403414243 010101 "
       "0a0102 04020102 bf85540404024142 bfce1003020105");
 }
@@ -36,6 +36,7 @@ TEST(AttestationRecordTest, IsShownInItsOwnOrderWhateverItHolds) {
                   "keyMintVersion: 300", "keyMintSecurityLevel: TrustedEnvironment",
                   "attestationChallenge: fun",
                   "uniqueId: ", "softwareEnforced:", "  creationDateTime: 2025-09-02T20:59:20Z",
+                  "  rootOfTrust: not readable: 300f04034142430101010a0102040201020500",
                   "  attestationApplicationId:", "    packages: app.orx version 7",
                   "    signerDigests: ab01", "hardwareEnforced:", "  purpose: SIGN, ATTEST_KEY",
                   "  keySize: not readable: 0500", "  mlDsaVariant: 3", "  rollbackResistant: true",
