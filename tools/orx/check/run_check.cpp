@@ -63,17 +63,17 @@ void Listen(const std::string& text, const CheckSettings& settings, Seen* seen) 
     if (settings.on_message) settings.on_message(logged->message);
     return;
   }
-  const std::vector<Json::Value> lines = ParseLines(text + "\n");
-  if (lines.empty()) return;
-  const Json::Value& line = lines[0];
-  if (line.isMember("status")) {
-    seen->status = line["status"].asInt();
-    seen->refusals = RefusalsFromJson(line["refusals"]);
-    seen->seconds = line["seconds"].asDouble();
-  } else if (line.isMember("capture")) {
-    seen->capture = CaptureFromJson(line["capture"]);
-  } else {
-    seen->look = LookFromJson(line);
+  // One at the most: the last line of a child that was killed may be half of one.
+  for (const Json::Value& line : ParseLines(text + "\n")) {
+    if (line.isMember("status")) {
+      seen->status = line["status"].asInt();
+      seen->refusals = RefusalsFromJson(line["refusals"]);
+      seen->seconds = line["seconds"].asDouble();
+    } else if (line.isMember("capture")) {
+      seen->capture = CaptureFromJson(line["capture"]);
+    } else {
+      seen->look = LookFromJson(line);
+    }
   }
 }
 
