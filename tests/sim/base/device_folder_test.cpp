@@ -22,7 +22,6 @@ namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::UnorderedElementsAre;
 
@@ -97,7 +96,7 @@ TEST_F(DeviceFolderTest, FailedCreationLeavesNothing) {
   EXPECT_THAT(error_, AllOf(HasSubstr("no-such"), HasSubstr("single-sim")));
   EXPECT_EQ(DeviceFolder::Create(parent_ / "none/device", "bare", &error_), nullptr);
   EXPECT_THAT(error_, HasSubstr("No such file or directory"));
-  EXPECT_THAT(Entries(parent_.path()), IsEmpty());
+  EXPECT_THAT(Entries(parent_.path()), testing::IsEmpty());
 
   fs::create_directory(path_);
   std::ofstream(path_ + "/precious") << "1";
@@ -177,7 +176,7 @@ TEST_F(DeviceFolderTest, CreationThatCannotWriteLeavesNothingAndAKilledOneIsTake
                           EXPECT_THAT(error_, HasSubstr("File too large"));
                         }),
             0);
-  EXPECT_THAT(Entries(parent_.path()), IsEmpty());
+  EXPECT_THAT(Entries(parent_.path()), testing::IsEmpty());
 
   EXPECT_NE(WithFilesOf(16, [&] { DeviceFolder::Create(path_, "bare", &error_); }), 0);
   EXPECT_THAT(Entries(parent_.path()), ElementsAre("device.orx-sim-new"));

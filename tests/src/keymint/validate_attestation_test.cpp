@@ -11,8 +11,6 @@
 namespace orx_test {
 namespace {
 
-using ::testing::SizeIs;
-
 const char kLog[] = "src/keymint/ORX_ATTEST.cpp";
 
 // One kind of attestation key under one self-test, and its messages.
@@ -107,7 +105,7 @@ TEST_F(ValidateAttestationTest, EachFailureHasTheLineOfItsKindAndIsTheLast) {
       requests.clear();
       EXPECT_EQ(Run(kind), 1);
       EXPECT_EQ(log.Take(kLog).back(), message);
-      EXPECT_THAT(requests, SizeIs(num_requests));
+      EXPECT_THAT(requests, testing::SizeIs(num_requests));
     };
     failing_call = 0;
     expect(kind.generate_failed + std::string("CANNOT_ATTEST_IDS"), 1);
@@ -156,7 +154,7 @@ TEST_F(ValidateAttestationTest, ReadsTheIdentifiersOnlyWhenAskedTo) {
   EXPECT_EQ(ORX_validate_attestation(false, 0xFFFFFFFF, false, false), 0);
   EXPECT_EQ(ORX_validate_attestation_model("", false, false), 0);
   EXPECT_EQ(ORX_validate_attestation_model(nullptr, false, false), 0);
-  EXPECT_THAT(requests, SizeIs(3));
+  EXPECT_THAT(requests, testing::SizeIs(3));
   EXPECT_EQ(ORX_validate_attestation(true, 0, false, false), 1) << "even for no identifier";
   EXPECT_EQ(log.Take(kLog).back(), "ATTEST: fail to retrieve device ID values");
 }

@@ -16,7 +16,6 @@ using std::string_literals::operator""s;
 using testing::AllOf;
 using testing::Contains;
 using testing::HasSubstr;
-using testing::Not;
 
 // Enough for a slow machine; the doctor's own limit is for devices.
 const char kDoctor[] = "doctor --timeout 60";
@@ -67,7 +66,7 @@ TEST_F(DoctorCommandTest, FindsAHealthyDeviceHealthy) {
                            "note     property                ro."}) {
     EXPECT_THAT(result.out, HasSubstr(text));
   }
-  EXPECT_THAT(result.out, Not(HasSubstr("SIM0000000000001")));
+  EXPECT_THAT(result.out, testing::Not(HasSubstr("SIM0000000000001")));
   EXPECT_TRUE(OrxJson("doctor", kDoctor)["healthy"].asBool());
 }
 
@@ -161,7 +160,7 @@ TEST_F(DoctorCommandTest, SpeaksToIntegratorsOnAndroidOrWhenAsked) {
   const std::string line =
       "         add to android/orx.rc: setprop ro.vendor.boot.serialno ${ro.boot.serialno}\n"
       "         ro.boot.serialno itself is closed to vendor domains; init alone may pass it on.\n";
-  EXPECT_THAT(Orx(kDoctor).out, Not(HasSubstr("add to")));
+  EXPECT_THAT(Orx(kDoctor).out, testing::Not(HasSubstr("add to")));
   EXPECT_THAT(Orx("doctor -v --timeout 60").out, HasSubstr(line));
   SetDevice("ro.build.version.sdk=34");
   EXPECT_THAT(Orx(kDoctor).out,
