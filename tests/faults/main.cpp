@@ -60,10 +60,8 @@ std::string WithoutNumbers(const std::string& text) {
   bool negative = false;
   for (const char c : text) {
     if (!isdigit(c)) negative = c == '-';
-    if (!isdigit(c) || negative)
-      kept += c;
-    else if (kept.empty() || kept.back() != '#')
-      kept += '#';
+    const bool hidden = isdigit(c) && !negative;
+    if (!hidden || kept.empty() || kept.back() != '#') kept += hidden ? '#' : c;
   }
   return kept;
 }

@@ -9,8 +9,8 @@
 namespace orx_test {
 
 // Replaced gives the text with `by` in the place of each match of a POSIX extended regular
-// expression (regcomp(3)), the first group of which goes to `groups`. std::regex takes the compiler
-// seconds a source.
+// expression (regcomp(3)), which must not match nothing; its first group goes to `groups`.
+// std::regex takes the compiler seconds a source.
 inline std::string Replaced(std::string text, const std::string& expression, const std::string& by,
                             std::vector<std::string>* groups = nullptr) {
   regex_t regex;
