@@ -17,7 +17,7 @@
 
 #include <vector>
 
-#include "tests/support/interposed.h"
+#include "tests/support/interposed/interposed.h"
 #include "tests/support/rsa_components.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <initializer_list>
 #include <new>
 
-#include "tests/support/interposed.h"
+#include "tests/support/interposed/interposed.h"
 
 namespace orx_faults {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tests/support/device_properties.h"
-#include "tests/support/failing_property.h"
+#include "tests/support/interposed/failing_property.h"
 #include "tests/support/log_capture.h"
 
 namespace orx_test {

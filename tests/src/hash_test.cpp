@@ -6,9 +6,9 @@
 #include <string>
 #include <tuple>
 
-#include "tests/support/crypto_memory.h"
-#include "tests/support/failing_crypto.h"
 #include "tests/support/hex.h"
+#include "tests/support/interposed/crypto_memory.h"
+#include "tests/support/interposed/failing_crypto.h"
 #include "tests/support/log_capture.h"
 
 #ifdef ORX_ADDRESS_SANITIZER

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/interposed.h"
+#include "tests/support/interposed/interposed.h"
 #include "tests/support/log_capture.h"
 
 namespace {

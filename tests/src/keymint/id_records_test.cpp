@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tests/support/device_properties.h"
-#include "tests/support/failing_property.h"
+#include "tests/support/interposed/failing_property.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/scripted_modem.h"
 

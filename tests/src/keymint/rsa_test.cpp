@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "src/keymint/ORX_RSA.h"
-#include "tests/support/crypto_memory.h"
+#include "tests/support/interposed/crypto_memory.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/mock_keymint.h"
 #include "tests/support/parameter_text.h"

@@ -7,7 +7,7 @@
 
 #include "src/keymint/ORX_ATTEST_RKP.h"
 #include "tests/src/keymint/attestation_fixture.h"
-#include "tests/support/failing_crypto.h"
+#include "tests/support/interposed/failing_crypto.h"
 #include "tests/support/maced_key.h"
 #include "tests/support/mock_hals.h"
 

@@ -8,7 +8,7 @@
 #include "src/keymint/ORX_ATTEST_RKP.h"
 #include "tests/support/certificate_builder.h"
 #include "tests/support/chain_cases.h"
-#include "tests/support/failing_crypto.h"
+#include "tests/support/interposed/failing_crypto.h"
 #include "tests/support/log_capture.h"
 
 namespace android::hardware::keymint::ORX {

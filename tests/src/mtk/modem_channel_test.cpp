@@ -20,8 +20,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/counted_sleep.h"
-#include "tests/support/interposed.h"
+#include "tests/support/interposed/counted_sleep.h"
+#include "tests/support/interposed/interposed.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/replaced.h"
 #include "tests/support/scripted_modem.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/support/failing_property.h"
+#include "tests/support/interposed/failing_property.h"
 
-#include "tests/support/interposed.h"
+#include "tests/support/interposed/interposed.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/support/crypto_memory.h"
+#include "tests/support/interposed/crypto_memory.h"
 
 #include <malloc.h>
 #include <openssl/err.h>

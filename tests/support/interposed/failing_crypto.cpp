@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/support/failing_crypto.h"
+#include "tests/support/interposed/failing_crypto.h"
 
 #include <map>
 #include <string>
 #include <string_view>
 
-#include "tests/support/interposed.h"
+#include "tests/support/interposed/interposed.h"
 
 namespace {
 

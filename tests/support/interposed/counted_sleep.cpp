@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/support/counted_sleep.h"
+#include "tests/support/interposed/counted_sleep.h"
 
 namespace {
 
