@@ -159,6 +159,7 @@ TEST_F(KeyCommandTest, BadKeysGetOneClearLineAndLeaveTheSlotEmpty) {
       {"", "", 2, "give one of --aes"},
       {"--aes @key --hex 00", "", 2, "give one of --aes"},
       {"--aes @no", "", 1, "No such file"},
+      {"--aes @", "", 1, "Is a directory"},
       {"--rsa-components @", "", 1, "Is a directory"},
       {"--aes @key", std::string(15, 'k'), 1, "the key has 15 bytes"},
       {"--aes @key", std::string(17, 'k'), 1, "the key has 17 bytes"},
